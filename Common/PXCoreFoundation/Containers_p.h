@@ -1,0 +1,33 @@
+#pragma once
+
+// Containers_p — direct ways to build and walk arrays and dictionaries of CF objects.
+//
+// "Adopt" functions take over the references they are given, also when they fail, so a parser can
+// hand its objects on without retaining and releasing each of them.
+
+#include "CoreFoundation/CFArray.h"
+#include "CoreFoundation/CFDictionary.h"
+#include "Runtime.h"
+
+namespace px::cf {
+
+// An array with the kCFType callbacks over `count` references. Null when memory runs out; the
+// references are released then.
+CFMutableArrayRef AdoptArray(const CFTypeRef* values, CFIndex count, bool isMutable);
+
+// A dictionary with the kCFType callbacks that is filled by AdoptEntry and then sealed, which makes
+// it immutable. An unsealed one stays mutable.
+CFMutableDictionaryRef NewDictionary(CFIndex capacity);
+// Takes over both references. A repeated key replaces the value in the first one's place and keeps
+// the first key object. False when memory ran out.
+bool AdoptEntry(CFMutableDictionaryRef dictionary, CFTypeRef key, CFTypeRef value);
+void Seal(CFMutableDictionaryRef dictionary);
+
+// The elements in order, valid until the array changes. Null only for an empty array.
+const void* const* ValuesOf(CFArrayRef array);
+
+// True when elements (keys and values) are retained, compared and hashed as CF objects.
+bool HoldsObjects(CFArrayRef array);
+bool HoldsObjects(CFDictionaryRef dictionary);
+
+}  // namespace px::cf

@@ -1,0 +1,18 @@
+#include "support/Seed.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace px::test {
+
+uint64_t Seed(uint64_t fixed)
+{
+    const char* given = std::getenv("PX_TEST_SEED");
+    const uint64_t seed = given ? std::strtoull(given, nullptr, 0) : fixed;
+    std::printf("seed %llu\n", static_cast<unsigned long long>(seed));
+    return seed;
+}
+
+}  // namespace px::test
