@@ -1,0 +1,138 @@
+#pragma once
+
+/* PXColorProfile: ICC profiles and the conversion of images between them.
+ *
+ * Functions return 0 or the status they also log, unless a handle or value is named as result; a
+ * returned handle or CF object is owned by the caller. Null handles give the neutral value and
+ * kPXErrBadArgument. Names are compared without case.
+ *
+ * Intents: kPXIntentPerceptual is perceptual, every other value relative colorimetric. Conversions
+ * always use black-point compensation.
+ *
+ * Threads: every function may be called from any thread; each profile has its own lock, and the
+ * standard profiles are shared under one process-wide lock. */
+
+#include <stdbool.h>
+
+#include "CoreFoundation/CoreFoundation.h"
+#include "PXCore/PXImage.h"
+
+PX_EXTERN_C_BEGIN
+
+/* Signatures of the standard profiles. */
+enum {
+    kPXColorStandardNone = 0,                  /* no profile */
+    kPXColorStandardOther = 1,                 /* a profile that is none of these */
+    kPXColorStandardSRGB = 0x73726762,         /* 'srgb' */
+    kPXColorStandardAdobeRGB1998 = 0x31393938, /* '1998' */
+    kPXColorStandardProPhoto = 0x70726F70,     /* 'prop' */
+    kPXColorStandardProPhoto22 = 0x70703232,   /* 'pp22' */
+    kPXColorStandardDisplay = 0x64697370       /* 'disp' */
+};
+
+enum { kPXIntentRelativeColorimetric = 0, kPXIntentPerceptual = 1 };
+
+/* File and display names of the standard profiles. Initialised dynamically: not for static
+ * constructors of other modules. */
+PX_API extern CFStringRef kPXColorProfileNameSRGB;
+PX_API extern CFStringRef kPXColorProfileNameAdobeRGB1998;
+PX_API extern CFStringRef kPXColorProfileNameProPhoto;
+PX_API extern CFStringRef kPXColorProfileNameProPhoto22;
+PX_API extern CFStringRef kPXColorProfileDisplayNameSRGB;
+PX_API extern CFStringRef kPXColorProfileDisplayNameAdobeRGB1998;
+PX_API extern CFStringRef kPXColorProfileDisplayNameProPhoto;
+PX_API extern CFStringRef kPXColorProfileDisplayNameProPhoto22;
+PX_API extern CFStringRef kPXColorProfileDisplayNameITUR_2100_PQ;
+PX_API extern CFStringRef kPXColorProfileSubFolder;
+
+/* Where an application keeps its shared and its user's support files; "Profiles" is appended to
+ * both. Either may be null: then the folders of this library's installation and the user's data
+ * folder (environment XDG_DATA_HOME, else ~/.local/share) are used, each with "pxcore". */
+typedef struct PXFolderContext {
+    CFURLRef sharedSupportFolder;
+    CFURLRef userSupportFolder;
+} PXFolderContext;
+
+/* Sets up the folders, loads the monitor profile and makes the standard profiles. `context` may be
+ * null. A machine whose monitor profile is not known ends it with kPXErrMissing before the standard
+ * profiles are made; they are then made on first use, and everything but the display profile works.
+ * kPXErrNoProPhoto22, kPXErrNoSRGB and kPXErrBadArgument name a standard profile that is missing.
+ */
+PX_API int PXColorProfileInitialize(const PXFolderContext* context) PX_NOEXCEPT;
+
+/* A profile object without a profile, to be filled by PXColorProfileSetICCData. */
+PX_API PXColorProfile PXColorProfileCreate(void) PX_NOEXCEPT;
+
+/* The shared standard profile of a signature, the monitor profile for 'disp'; null when it cannot
+ * be made (an unknown signature logs kPXErrUnknownStandard). */
+PX_API PXColorProfile PXColorProfileCreateStandard(uint32_t signature) PX_NOEXCEPT;
+
+/* Loads a profile by name: a name of sRGB gives the built-in one, an absolute path is opened as a
+ * file, any other name is looked up as a file name in the shared and user profile folders and then
+ * in the system's colour folders with their sub-folders. Null when it is not found (logs "Can't
+ * find color profile: NAME.") or is no valid profile. */
+PX_API PXColorProfile PXColorProfileCreateFromDisk(CFStringRef name) PX_NOEXCEPT;
+
+/* The signature that a file or display name stands for, kPXColorStandardOther for any other name
+ * and kPXColorStandardNone for null. */
+PX_API uint32_t PXColorProfileGetStandardFromName(CFStringRef name) PX_NOEXCEPT;
+
+/* The signature of a profile: by identity with the shared ones, else by its name. */
+PX_API uint32_t PXColorProfileGetStandard(PXColorProfile profile) PX_NOEXCEPT;
+
+/* Reads an ICC header. Only version 2.1 is accepted, kPXErrICCHeader otherwise. The model is 2 for
+ * RGB, 3 for CMYK, else 0; the standard is 'srgb' or 'prop' by the device model, else 0. */
+PX_API int PXColorProfileGetICCParams(CFDataRef data, uint32_t* outColorModel,
+                                      uint32_t* outStandard) PX_NOEXCEPT;
+
+/* The profile of the display, from ICC bytes; replaces the former one. */
+PX_API int PXColorProfileSetMonitorICCProfile(CFDataRef data) PX_NOEXCEPT;
+
+/* Opens ICC bytes in place of what the profile held. Bytes whose header or tag table is
+ * inconsistent or that are larger than PXColorProfileSetMaxICCSize allows give kPXErrNotFound and
+ * leave the profile without content. */
+PX_API int PXColorProfileSetICCData(PXColorProfile profile, CFDataRef data) PX_NOEXCEPT;
+
+/* The ICC bytes of the profile as they were given, or saved anew for a built-in one. */
+PX_API CFDataRef PXColorProfileCreateICCData(PXColorProfile profile) PX_NOEXCEPT;
+
+/* The largest profile in bytes that is accepted from a file or from bytes; 64 MiB at start. */
+PX_API void PXColorProfileSetMaxICCSize(int64_t sizeBytes) PX_NOEXCEPT;
+
+/* The file name (borrowed, may be null) and the display name: the description in the profile. */
+PX_API CFStringRef PXColorProfileGetICCName(PXColorProfile profile) PX_NOEXCEPT;
+PX_API int PXColorProfileSetICCName(PXColorProfile profile, CFStringRef name) PX_NOEXCEPT;
+PX_API CFStringRef PXColorProfileGetDisplayNameCopy(PXColorProfile profile) PX_NOEXCEPT;
+
+/* True when the object holds a profile or a raw cube. */
+PX_API bool PXColorProfileIsValid(PXColorProfile profile) PX_NOEXCEPT;
+
+/* What the profile's device channels are: kPXColorSpaceGrey, RGB or CMYK; 0 for null and others. */
+PX_API PXColorSpaceType PXColorProfileGetColorSpaceType(PXColorProfile profile) PX_NOEXCEPT;
+
+PX_API PXColorProfile PXColorProfileRetain(PXColorProfile profile) PX_NOEXCEPT;
+PX_API void PXColorProfileRelease(PXColorProfile profile) PX_NOEXCEPT;
+
+/* Converts `rect` of the source image into the same rectangle of the destination image.
+ *
+ * Pixel layouts: RGB of 3 or 4 channels and CMYK of 4 channels in 8 or 16 bits, CMYK of 5 channels
+ * in 8 bits, grey in 8 or 16 bits; others give kPXErrPixelLayout. The two images may differ in
+ * depth and channels and may be the same image. Alpha is copied when both have four channels of
+ * equal depth and are marked as carrying it. Fewer than 1000 rows or one band run on the caller's
+ * thread, otherwise `bands` horizontal bands run side by side. kPXErrTransform when Little CMS
+ * refuses the pair of profiles. */
+PX_API int PXColorProfileConvertProfile(PXColorProfile profile, PXColorProfile destinationProfile,
+                                        PXImage source, PXImage destination, PXRect rect,
+                                        int32_t intent) PX_NOEXCEPT;
+PX_API int PXColorProfileConvertProfile2(PXColorProfile profile, PXColorProfile destinationProfile,
+                                         PXImage source, PXImage destination, PXRect rect,
+                                         int32_t bands, int32_t intent) PX_NOEXCEPT;
+
+/* The same with progress, which is reported on every 32nd row while one band runs; `progress` may
+ * be null. */
+PX_API int PXColorProfileConvertProfile3(PXColorProfile profile, PXColorProfile destinationProfile,
+                                         PXImage source, PXImage destination, PXRect rect,
+                                         int32_t bands, int32_t intent, PXProgressProc progress,
+                                         void* progressContext) PX_NOEXCEPT;
+
+PX_EXTERN_C_END
