@@ -93,7 +93,8 @@ PX_API int PXColorProfileSetMonitorICCProfile(CFDataRef data) PX_NOEXCEPT;
  * leave the profile without content. */
 PX_API int PXColorProfileSetICCData(PXColorProfile profile, CFDataRef data) PX_NOEXCEPT;
 
-/* The ICC bytes of the profile as they were given, or saved anew for a built-in one. */
+/* The ICC bytes of the profile as Little CMS saves them; null when it holds none. Equal for equal
+ * profiles, also for the built-in sRGB. */
 PX_API CFDataRef PXColorProfileCreateICCData(PXColorProfile profile) PX_NOEXCEPT;
 
 /* The largest profile in bytes that is accepted from a file or from bytes; 64 MiB at start. */
@@ -109,6 +110,11 @@ PX_API bool PXColorProfileIsValid(PXColorProfile profile) PX_NOEXCEPT;
 
 /* What the profile's device channels are: kPXColorSpaceGrey, RGB or CMYK; 0 for null and others. */
 PX_API PXColorSpaceType PXColorProfileGetColorSpaceType(PXColorProfile profile) PX_NOEXCEPT;
+
+/* The profile as a dictionary: "icc" (its bytes), or "raw" and "grid_size" for a raw cube; and a
+ * profile from such a dictionary, in which "icc" wins. */
+PX_API CFDictionaryRef PXColorProfileGetInfoCopy(PXColorProfile profile) PX_NOEXCEPT;
+PX_API PXColorProfile PXColorProfileCreateWithInfo(CFDictionaryRef info) PX_NOEXCEPT;
 
 PX_API PXColorProfile PXColorProfileRetain(PXColorProfile profile) PX_NOEXCEPT;
 PX_API void PXColorProfileRelease(PXColorProfile profile) PX_NOEXCEPT;

@@ -1,0 +1,46 @@
+#pragma once
+
+// ColorState — the process's colour state: profile folders, the shared standard profiles and the
+// monitor profile, under one lock, the colour lock.
+//
+// The colour lock is never held while a profile is opened or saved.
+
+#include <string>
+
+#include "Base/NeverDestroyed.h"
+#include "Image/LCMSColorProfile.h"
+#include "Image/ProfileFolders.h"
+
+namespace px {
+
+class ColorState {
+public:
+    static ColorState& Shared();
+
+    // Null folders keep their defaults.
+    void SetFolders(CFURLRef sharedSupport, CFURLRef userSupport);
+    // The path of a profile file of this name, empty when there is none.
+    std::string FindProfile(const std::string& fileName);
+
+    // The one profile of a standard signature, made on first use; empty when it cannot be made.
+    PXRef<LCMSColorProfile> StandardProfileOf(uint32_t signature);
+    // The signature of a shared profile by identity; 0 for any other object.
+    uint32_t SignatureOf(const LCMSColorProfile* profile);
+
+    PXRef<LCMSColorProfile> MonitorProfile();
+    void SetMonitorProfile(PXRef<LCMSColorProfile> profile);
+
+private:
+    friend class NeverDestroyed<ColorState>;
+    ColorState() = default;
+
+    static constexpr size_t kStandardCount = 4;
+
+    Mutex mutex_;
+    bool hasFolders_ PX_GUARDED_BY(mutex_) = false;
+    ProfileFolders folders_ PX_GUARDED_BY(mutex_);
+    PXRef<LCMSColorProfile> standards_[kStandardCount] PX_GUARDED_BY(mutex_);
+    PXRef<LCMSColorProfile> monitor_ PX_GUARDED_BY(mutex_);
+};
+
+}  // namespace px

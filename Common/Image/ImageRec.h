@@ -1,0 +1,88 @@
+#pragma once
+
+// ImageRec — the record behind a PXImage handle: bounds, pixel layout, caller's tags, and the
+// operations that each backing supplies for its pixels.
+//
+// Rectangles are in the image's coordinate space with inclusive edges. Threads: the count is
+// atomic; fields are set by one thread at a time; what a backing's pixel operations allow it says
+// itself.
+
+#include "Base/BaseCore.h"
+#include "Base/Ref.h"
+#include "PXCore/PXImage.h"
+
+class CImageRec : public CBaseCore {
+public:
+    ~CImageRec() override;
+
+    // Makes an image of a backing; *outImage is empty unless 0 is returned.
+    [[nodiscard]] static PXStatus Create(const PXImageCreateParams& params,
+                                         PXRef<CImageRec>* outImage);
+
+    // Derives the layout from its arguments and, when asked, allocates the pixels.
+    [[nodiscard]] virtual PXStatus Initialize(const PXImageCreateParams& params, bool allocate);
+
+    // Pixels of a rectangle inside the bounds: *outPointer is the first one, rows are *outRowBytes
+    // apart. Every lock is followed by one unlock of the same rectangle.
+    [[nodiscard]] virtual PXStatus LockRect(const PXRect& rect, void** outPointer,
+                                            int64_t* outRowBytes) = 0;
+    [[nodiscard]] virtual PXStatus UnlockRect(const PXRect& rect, void* pointer) = 0;
+
+    // Copies between a rectangle inside the bounds and rows of the caller's, `bufferRowBytes`
+    // apart.
+    [[nodiscard]] virtual PXStatus Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes);
+    [[nodiscard]] virtual PXStatus Write(const PXRect& rect, const void* buffer,
+                                         int64_t bufferRowBytes);
+
+    PXImageCreateParams CreateParams() const;
+    int32_t Planes() const { return planeBytes > 0 ? colBytes / planeBytes : 0; }
+    // Whether the rectangle has pixels and all of them are the image's.
+    bool Holds(const PXRect& rect) const;
+
+    // The fields of the record, in their order.
+    PXRect bounds = {};
+    int32_t loPlane = 0;
+    int32_t hiPlane = 0;
+    int32_t planeBytes = 0;
+    int32_t colBytes = 0;
+    int64_t rowBytes = 0;
+    int64_t size = 0;
+    double rate = 0;
+    int16_t padding = -2;
+    int16_t padding2 = -1;
+    int32_t depth = 0;
+    uint32_t id = 0;
+    const uint32_t internalID;
+    void* refCon = nullptr;
+    uint32_t refCon2 = 0;
+    uint32_t mipLevel = 0;
+    uint32_t type = 0;
+    PXColorSpaceType colorSpaceType = kPXColorSpaceByChannels;
+    PXTransparency transparency = kPXTransparencyNone;
+    PXDataSourceType dataSourceType = kPXDataSourceDefault;
+    int32_t keepResident = 0;
+
+protected:
+    CImageRec();
+
+    // Makes zeroed pixels for the layout that Initialize derived, and sets `size`.
+    [[nodiscard]] virtual PXStatus Allocate() = 0;
+};
+
+namespace px {
+
+inline CImageRec* ToRec(PXImage image)
+{
+    return reinterpret_cast<CImageRec*>(image);
+}
+
+inline PXImage ToHandle(CImageRec* image)
+{
+    return reinterpret_cast<PXImage>(image);
+}
+
+// The process's choice for kPXDataSourceDefault.
+PXDataSourceType DefaultDataSourceType();
+void SetDefaultDataSourceType(PXDataSourceType type);
+
+}  // namespace px

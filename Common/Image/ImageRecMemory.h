@@ -1,0 +1,28 @@
+#pragma once
+
+// ImageRecMemory — an image whose pixels are one block in memory, its own or the caller's.
+//
+// Locks hand out the block itself, so reading from several threads and writing rectangles that
+// share no pixel is safe.
+
+#include "Image/ImageRec.h"
+
+class CImageRecMemory final : public CImageRec {
+public:
+    CImageRecMemory() = default;
+    ~CImageRecMemory() override;
+
+    // Takes the caller's pixels, which must outlive the image. The layout must be initialised.
+    void UseBuffer(void* buffer);
+
+    [[nodiscard]] PXStatus LockRect(const PXRect& rect, void** outPointer,
+                                    int64_t* outRowBytes) override;
+    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, void* pointer) override;
+
+protected:
+    [[nodiscard]] PXStatus Allocate() override;
+
+private:
+    void* pixels_ = nullptr;
+    bool ownsPixels_ = false;
+};

@@ -1,0 +1,267 @@
+#include "PXCore/PXColorProfile.h"
+
+#include "Base/Status.h"
+#include "Image/ColorState.h"
+#include "Image/ColorTransform.h"
+#include "Image/ICCCheck.h"
+#include "Image/LCMSColorProfile.h"
+
+#include <cstring>
+#include <new>
+
+#if defined(PX_FAST_FLOAT)
+#include <lcms2_fast_float.h>
+#endif
+
+CFStringRef kPXColorProfileNameSRGB = CFSTR("sRGB Color Space Profile.icm");
+CFStringRef kPXColorProfileNameAdobeRGB1998 = CFSTR("AdobeRGB1998.icc");
+CFStringRef kPXColorProfileNameProPhoto = CFSTR("ProPhoto.icm");
+CFStringRef kPXColorProfileNameProPhoto22 = CFSTR("ProPhoto(2.2) RGB.icc");
+CFStringRef kPXColorProfileDisplayNameSRGB = CFSTR("sRGB IEC61966-2.1");
+CFStringRef kPXColorProfileDisplayNameAdobeRGB1998 = CFSTR("Adobe RGB (1998)");
+CFStringRef kPXColorProfileDisplayNameProPhoto = CFSTR("ProPhoto RGB");
+CFStringRef kPXColorProfileDisplayNameProPhoto22 = CFSTR("ProPhoto(2.2) RGB");
+CFStringRef kPXColorProfileDisplayNameITUR_2100_PQ =
+    CFSTR("High Dynamic Range UHDTV Wide Color Gamut Display (Rec. 2020) - SMPTE ST 2084 PQ EOTF");
+CFStringRef kPXColorProfileSubFolder = CFSTR("Profiles");
+
+namespace {
+
+using px::ColorState;
+using px::ToHandle;
+using px::ToProfile;
+using px::ToRec;
+
+constexpr char kEventSource[] = "PXColorProfile";
+
+constexpr CFIndex kVersionAt = 8;
+constexpr CFIndex kColorSpaceAt = 16;
+constexpr CFIndex kSignatureAt = 36;
+constexpr CFIndex kDeviceModelAt = 52;
+
+PXRef<LCMSColorProfile> NewProfile()
+{
+    auto made = PXRef<LCMSColorProfile>::Adopt(new (std::nothrow) LCMSColorProfile);
+    if (!made) (void)PX_FAIL(kPXErrCreate);
+    return made;
+}
+
+// The status that names the standard profile which is missing at start-up.
+PXStatus RequireStandard(uint32_t signature, PXStatus missing)
+{
+    return ColorState::Shared().StandardProfileOf(signature) ? PXStatus{kPXOK} : PX_FAIL(missing);
+}
+
+int Convert(PXColorProfile profile, PXColorProfile destinationProfile, PXImage source,
+            PXImage destination, PXRect rect, int32_t bands, int32_t intent,
+            PXProgressProc progress, void* progressContext)
+{
+    return static_cast<int>(
+        px::ConvertImage({ToProfile(profile), ToProfile(destinationProfile), ToRec(source),
+                          ToRec(destination), rect, bands, intent, progress, progressContext}));
+}
+
+PXStatus ReadICCParams(CFDataRef data, uint32_t* outColorModel, uint32_t* outStandard)
+{
+    PX_REQUIRE(data && outColorModel && outStandard);
+    *outColorModel = 0;
+    *outStandard = 0;
+    if (CFDataGetLength(data) < static_cast<CFIndex>(px::kICCHeaderBytes)) {
+        return PX_FAIL(kPXErrICCHeader);
+    }
+    const UInt8* header = CFDataGetBytePtr(data);
+    // Exactly version 2.1, on purpose: callers use this to tell the profiles they know.
+    if (header[kVersionAt] != 2 || header[kVersionAt + 1] != 0x10 ||
+        std::memcmp(header + kSignatureAt, "acsp", 4) != 0) {
+        return PX_FAIL(kPXErrICCHeader);
+    }
+    if (std::memcmp(header + kColorSpaceAt, "RGB ", 4) == 0) *outColorModel = 2;
+    if (std::memcmp(header + kColorSpaceAt, "CMYK", 4) == 0) *outColorModel = 3;
+    if (std::memcmp(header + kDeviceModelAt, "sRGB", 4) == 0) *outStandard = kPXColorStandardSRGB;
+    if (std::memcmp(header + kDeviceModelAt, "ROMM", 4) == 0) {
+        *outStandard = kPXColorStandardProPhoto;
+    }
+    return kPXOK;
+}
+
+PXStatus Initialize(const PXFolderContext* context)
+{
+    ColorState& state = ColorState::Shared();
+    state.SetFolders(context ? context->sharedSupportFolder : nullptr,
+                     context ? context->userSupportFolder : nullptr);
+#if defined(PX_FAST_FLOAT)
+    cmsPlugin(cmsFastFloatExtensions());
+#endif
+    if (!state.MonitorProfile()) return PX_FAIL(kPXErrMissing);
+    PX_TRY(RequireStandard(kPXColorStandardProPhoto22, kPXErrNoProPhoto22));
+    PX_TRY(RequireStandard(kPXColorStandardSRGB, kPXErrNoSRGB));
+    PX_TRY(RequireStandard(kPXColorStandardAdobeRGB1998, kPXErrBadArgument));
+    return RequireStandard(kPXColorStandardProPhoto, kPXErrBadArgument);
+}
+
+PXStatus SetMonitor(CFDataRef data)
+{
+    PX_REQUIRE(data);
+    PXRef<LCMSColorProfile> profile = NewProfile();
+    if (!profile) return kPXErrCreate;
+    PX_TRY(profile->SetICCData(data));
+    ColorState::Shared().SetMonitorProfile(profile);
+    return kPXOK;
+}
+
+}  // namespace
+
+int PXColorProfileInitialize(const PXFolderContext* context) noexcept
+{
+    return static_cast<int>(Initialize(context));
+}
+
+PXColorProfile PXColorProfileCreate(void) noexcept
+{
+    return ToHandle(NewProfile().Detach());
+}
+
+PXColorProfile PXColorProfileCreateStandard(uint32_t signature) noexcept
+{
+    if (signature == kPXColorStandardDisplay) {
+        return ToHandle(ColorState::Shared().MonitorProfile().Detach());
+    }
+    PXRef<LCMSColorProfile> profile = ColorState::Shared().StandardProfileOf(signature);
+    if (!profile && !px::FindStandard(signature)) {
+        profile = NewProfile();
+        // An unknown signature is logged by the object that refuses it.
+        if (profile && profile->CreateStandard(signature) != kPXOK) return nullptr;
+    }
+    return profile && profile->IsValid() ? ToHandle(profile.Detach()) : nullptr;
+}
+
+PXColorProfile PXColorProfileCreateFromDisk(CFStringRef name) noexcept
+{
+    PX_REQUIRE_OR(name, nullptr);
+    PXRef<LCMSColorProfile> profile = NewProfile();
+    if (!profile || profile->LoadByName(name) != kPXOK) return nullptr;
+    return ToHandle(profile.Detach());
+}
+
+uint32_t PXColorProfileGetStandardFromName(CFStringRef name) noexcept
+{
+    return name ? px::StandardFromName(name) : uint32_t{kPXColorStandardNone};
+}
+
+uint32_t PXColorProfileGetStandard(PXColorProfile profile) noexcept
+{
+    if (!profile) return kPXColorStandardNone;
+    if (const uint32_t shared = ColorState::Shared().SignatureOf(ToProfile(profile))) return shared;
+    const CFRef<CFStringRef> name = ToProfile(profile)->Name();
+    return name ? px::StandardFromName(name.Get()) : uint32_t{kPXColorStandardOther};
+}
+
+int PXColorProfileGetICCParams(CFDataRef data, uint32_t* outColorModel,
+                               uint32_t* outStandard) noexcept
+{
+    return static_cast<int>(ReadICCParams(data, outColorModel, outStandard));
+}
+
+int PXColorProfileSetMonitorICCProfile(CFDataRef data) noexcept
+{
+    return static_cast<int>(SetMonitor(data));
+}
+
+int PXColorProfileSetICCData(PXColorProfile profile, CFDataRef data) noexcept
+{
+    return static_cast<int>(profile ? ToProfile(profile)->SetICCData(data)
+                                    : PX_FAIL(kPXErrBadArgument));
+}
+
+CFDataRef PXColorProfileCreateICCData(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, nullptr);
+    return ToProfile(profile)->CopyICCData().Detach();
+}
+
+void PXColorProfileSetMaxICCSize(int64_t sizeBytes) noexcept
+{
+    LCMSColorProfile::SetMaxICCSize(sizeBytes);
+}
+
+CFStringRef PXColorProfileGetICCName(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, nullptr);
+    return ToProfile(profile)->Name().Get();  // the object keeps its own reference
+}
+
+int PXColorProfileSetICCName(PXColorProfile profile, CFStringRef name) noexcept
+{
+    if (!profile || !name) return static_cast<int>(PX_FAIL(kPXErrBadArgument));
+    ToProfile(profile)->SetName(name);
+    return kPXOK;
+}
+
+CFStringRef PXColorProfileGetDisplayNameCopy(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, nullptr);
+    return ToProfile(profile)->Description().Detach();
+}
+
+bool PXColorProfileIsValid(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, false);
+    return ToProfile(profile)->IsValid();
+}
+
+PXColorSpaceType PXColorProfileGetColorSpaceType(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, kPXColorSpaceByChannels);
+    return ToProfile(profile)->ColorSpaceType();
+}
+
+CFDictionaryRef PXColorProfileGetInfoCopy(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, nullptr);
+    return ToProfile(profile)->CopyInfo().Detach();
+}
+
+PXColorProfile PXColorProfileCreateWithInfo(CFDictionaryRef info) noexcept
+{
+    PX_REQUIRE_OR(info, nullptr);
+    PXRef<LCMSColorProfile> profile = NewProfile();
+    if (!profile || profile->SetInfo(info) != kPXOK) return nullptr;
+    return ToHandle(profile.Detach());
+}
+
+PXColorProfile PXColorProfileRetain(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, nullptr);
+    ToProfile(profile)->AddRef();
+    return profile;
+}
+
+void PXColorProfileRelease(PXColorProfile profile) noexcept
+{
+    if (profile) ToProfile(profile)->Release();
+}
+
+int PXColorProfileConvertProfile(PXColorProfile profile, PXColorProfile destinationProfile,
+                                 PXImage source, PXImage destination, PXRect rect,
+                                 int32_t intent) noexcept
+{
+    return Convert(profile, destinationProfile, source, destination, rect, 1, intent, nullptr,
+                   nullptr);
+}
+
+int PXColorProfileConvertProfile2(PXColorProfile profile, PXColorProfile destinationProfile,
+                                  PXImage source, PXImage destination, PXRect rect, int32_t bands,
+                                  int32_t intent) noexcept
+{
+    return Convert(profile, destinationProfile, source, destination, rect, bands, intent, nullptr,
+                   nullptr);
+}
+
+int PXColorProfileConvertProfile3(PXColorProfile profile, PXColorProfile destinationProfile,
+                                  PXImage source, PXImage destination, PXRect rect, int32_t bands,
+                                  int32_t intent, PXProgressProc progress,
+                                  void* progressContext) noexcept
+{
+    return Convert(profile, destinationProfile, source, destination, rect, bands, intent, progress,
+                   progressContext);
+}
