@@ -7,6 +7,7 @@
 
 #include "CoreFoundation/CFArray.h"
 #include "CoreFoundation/CFDictionary.h"
+#include "CoreFoundation/CFSet.h"
 #include "Runtime.h"
 
 namespace px::cf {
@@ -29,5 +30,6 @@ const void* const* ValuesOf(CFArrayRef array);
 // True when elements (keys and values) are retained, compared and hashed as CF objects.
 bool HoldsObjects(CFArrayRef array);
 bool HoldsObjects(CFDictionaryRef dictionary);
+bool HoldsObjects(CFSetRef set);
 
 }  // namespace px::cf
