@@ -1,0 +1,31 @@
+# What `cmake --install` gives: headers, libraries, the tool, the profiles, a CMake package and a
+# pkg-config file. All of them find each other by relative paths, so the tree may be moved.
+
+include(CMakePackageConfigHelpers)
+
+set(px_include "${CMAKE_INSTALL_INCLUDEDIR}/pxcore-1")
+set(px_package "${CMAKE_INSTALL_LIBDIR}/cmake/PXCore")
+
+install(TARGETS PXCoreFoundation PXCore EXPORT PXCoreTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+set_target_properties(PXCoreFoundation PROPERTIES EXPORT_NAME CoreFoundation)
+install(EXPORT PXCoreTargets NAMESPACE PXCore:: DESTINATION "${px_package}")
+configure_package_config_file("${CMAKE_SOURCE_DIR}/cmake/PXCoreConfig.cmake.in"
+    "${CMAKE_BINARY_DIR}/PXCoreConfig.cmake" INSTALL_DESTINATION "${px_package}")
+write_basic_package_version_file("${CMAKE_BINARY_DIR}/PXCoreConfigVersion.cmake"
+    COMPATIBILITY SameMajorVersion)
+install(FILES "${CMAKE_BINARY_DIR}/PXCoreConfig.cmake"
+    "${CMAKE_BINARY_DIR}/PXCoreConfigVersion.cmake" DESTINATION "${px_package}")
+
+file(RELATIVE_PATH px_prefix_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+configure_file("${CMAKE_SOURCE_DIR}/cmake/pxcore.pc.in" "${CMAKE_BINARY_DIR}/pxcore.pc" @ONLY)
+install(FILES "${CMAKE_BINARY_DIR}/pxcore.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+install(DIRECTORY "${CMAKE_SOURCE_DIR}/Common/PXCoreFoundation/CoreFoundation"
+    DESTINATION "${px_include}" FILES_MATCHING PATTERN "*.h")
+foreach(folder Base PXCore PXAccelerate Image)
+    file(GLOB px_headers CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/Common/${folder}/PX*.h")
+    install(FILES ${px_headers} DESTINATION "${px_include}/${folder}")
+endforeach()
+install(FILES "${CMAKE_SOURCE_DIR}/Common/Base/BaseCore.h" DESTINATION "${px_include}/Base")
+install(FILES LICENSE NOTICE DESTINATION "${CMAKE_INSTALL_DOCDIR}")

@@ -1,0 +1,48 @@
+"""Installs the build, moves the tree elsewhere, and builds and runs a stranger's C and C++ program
+against it, through CMake and through pkg-config. usage: install_check.py BUILD REPOSITORY CXX"""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+build, repository, compiler = sys.argv[1:4]
+consumer = pathlib.Path(repository) / "tests/consumer"
+
+
+def run(*command, **options):
+    print("+", *command, flush=True)
+    return subprocess.run(command, check=True, text=True, **options)
+
+
+with tempfile.TemporaryDirectory() as folder:
+    first = pathlib.Path(folder) / "first"
+    moved = pathlib.Path(folder) / "moved tree"
+    run("cmake", "--install", build, "--prefix", str(first), stdout=subprocess.DEVNULL)
+    shutil.move(first, moved)
+
+    out = pathlib.Path(folder) / "consumer"
+    run("cmake", "-S", str(consumer), "-B", str(out), "-G", "Ninja",
+        f"-DCMAKE_PREFIX_PATH={moved}", f"-DCMAKE_CXX_COMPILER={compiler}",
+        stdout=subprocess.DEVNULL)
+    run("cmake", "--build", str(out), stdout=subprocess.DEVNULL)
+    run(str(out / "consumer_cpp"))
+    run(str(out / "consumer_c"))
+
+    pc = next(moved.rglob("pxcore.pc"))
+    environment = dict(os.environ, PKG_CONFIG_PATH=str(pc.parent))
+    flags = subprocess.run(["pkg-config", "--cflags", "--libs", "pxcore"], check=True, text=True,
+                           capture_output=True, env=environment).stdout
+    # pkg-config escapes the blank of the moved tree the shell's way.
+    program = pathlib.Path(folder) / "by_pkg_config"
+    subprocess.run(f"gcc '{consumer}/consumer.c' -o '{program}' {flags}", shell=True, check=True)
+    library = next(moved.rglob("libPXCore.so.1")).parent
+    run(str(program), env=dict(os.environ, LD_LIBRARY_PATH=str(library)))
+
+    version = run(str(moved / "bin/pxtool"), "--version", capture_output=True)
+    print(version.stdout.strip())
+    for name in ("LICENSE", "NOTICE"):
+        if not list(moved.rglob(name)):
+            sys.exit(f"{name} is not installed")
