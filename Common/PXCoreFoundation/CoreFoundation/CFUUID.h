@@ -1,6 +1,9 @@
 #pragma once
 
-// TODO: header comment.
+// CFUUID — universally unique identifiers: 16 bytes and their text of 8-4-4-4-12 digits.
+//
+// Immutable and safe from any thread; equality is by bytes. Null and foreign arguments give NULL or
+// zero bytes. Create results are owned by the caller.
 
 #include "CFBase.h"
 
@@ -28,8 +31,14 @@ typedef struct {
 } CFUUIDBytes;
 
 CF_EXPORT CFTypeID CFUUIDGetTypeID(void);
+
+// A random identifier (version 4); NULL when the system has no random bytes.
 CF_EXPORT CFUUIDRef CFUUIDCreate(CFAllocatorRef alloc);
+
+// Digits of either case in exactly the written form, else NULL.
 CF_EXPORT CFUUIDRef CFUUIDCreateFromString(CFAllocatorRef alloc, CFStringRef uuidStr);
+
+// Upper-case digits.
 CF_EXPORT CFStringRef CFUUIDCreateString(CFAllocatorRef alloc, CFUUIDRef uuid);
 CF_EXPORT CFUUIDBytes CFUUIDGetUUIDBytes(CFUUIDRef uuid);
 CF_EXPORT CFUUIDRef CFUUIDCreateFromUUIDBytes(CFAllocatorRef alloc, CFUUIDBytes bytes);

@@ -1,6 +1,6 @@
 #pragma once
 
-// TODO: header comment.
+// PXCFExtensions — what this library offers beyond the CoreFoundation interface.
 
 #include "CFBase.h"
 
@@ -8,8 +8,13 @@
 extern "C" {
 #endif
 
+// Live counted objects of a class, of all classes for 0; immortal objects do not count. For tests.
 CF_EXPORT CFIndex PXCFGetLiveObjectCount(CFTypeID type);
+
+// Major version << 16 | minor version.
 CF_EXPORT UInt32 PXCFGetVersion(void);
+
+// True, with the value stored, when the number is exactly an integer of 0 … 2^64 - 1.
 CF_EXPORT Boolean PXCFNumberGetUInt64(CFNumberRef number, UInt64* value);
 CF_EXPORT CFNumberRef PXCFNumberCreateUInt64(CFAllocatorRef allocator, UInt64 value);
 
