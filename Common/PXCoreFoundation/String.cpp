@@ -111,15 +111,6 @@ String* NewStorage(CFIndex length, CFIndex unitSize, uint8_t stringFlags)
     return made;
 }
 
-template <class A, class B>
-int CompareRuns(const A* a, const B* b, CFIndex count)
-{
-    for (CFIndex i = 0; i < count; ++i) {
-        if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
-    }
-    return 0;
-}
-
 }  // namespace
 
 const ClassInfo kStringClass = {"CFString", DestroyString,  EqualStrings,
@@ -197,25 +188,6 @@ bool StringsEqual(CFStringRef a, CFStringRef b)
                std::memcmp(a->units, b->units, static_cast<size_t>(a->length) * unitSize) == 0;
     }
     return CompareUnits(a, b) == 0;
-}
-
-int CompareUnits(CFStringRef a, CFStringRef b)
-{
-    const StringView left = ViewOf(a);
-    const StringView right = ViewOf(b);
-    const CFIndex common = std::min(left.length, right.length);
-    int order = 0;
-    if (left.narrow && right.narrow) {
-        order = common ? std::memcmp(left.narrow, right.narrow, static_cast<size_t>(common)) : 0;
-    } else if (left.narrow) {
-        order = CompareRuns(left.narrow, right.wide, common);
-    } else if (right.narrow) {
-        order = CompareRuns(left.wide, right.narrow, common);
-    } else {
-        order = CompareRuns(left.wide, right.wide, common);
-    }
-    if (order != 0) return order < 0 ? -1 : 1;
-    return left.length < right.length ? -1 : left.length > right.length;
 }
 
 CFStringRef Freeze(MutableString* made)

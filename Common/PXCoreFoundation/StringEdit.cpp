@@ -1,6 +1,6 @@
 // Mutable strings: their storage, and the functions that change one.
 
-#include "StringStorage.h"
+#include "StringFind.h"
 
 #include <algorithm>
 
@@ -167,15 +167,6 @@ MutableString* Changeable(CFMutableStringRef ref, const char* function)
 void Replace(MutableString* string, CFRange range, StringView inserted)
 {
     static_cast<void>(ReplaceUnits(string, range, inserted));
-}
-
-bool StartsWith(StringView view, StringView prefix)
-{
-    if (prefix.length > view.length) return false;
-    for (CFIndex i = 0; i < prefix.length; ++i) {
-        if (view[i] != prefix[i]) return false;
-    }
-    return true;
 }
 
 // Keeps only `range`.
