@@ -563,7 +563,8 @@ TEST(ColourConversion, RefusesWhatItCannotConvert)
         {"float", srgb, srgb, real.image, rgb.image, all, 1, kPXErrPixelLayout},
         {"CMYK of five 16-bit channels", srgb, srgb, cmyka16.image, rgb.image, all, 1,
          kPXErrPixelLayout},
-        {"profile without content", empty, srgb, rgb.image, rgb.image, all, 1, kPXErrMissing},
+        {"empty source profile", empty, srgb, rgb.image, rgb.image, all, 1, kPXErrTransform},
+        {"empty destination profile", srgb, empty, rgb.image, rgb.image, all, 1, kPXErrBadArgument},
         {"CMYK pixels for an RGB profile", srgb, srgb, cmyk.image, rgb.image, all, 1,
          kPXErrTransform},
     };

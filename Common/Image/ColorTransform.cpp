@@ -195,12 +195,10 @@ PXStatus ConvertImage(const ConversionRequest& request)
                request.destinationProfile);
     PX_REQUIRE(request.source->Holds(request.rect) && request.destination->Holds(request.rect));
     PX_REQUIRE(request.bands >= 1);
+    PX_REQUIRE(request.destinationProfile->HasHandle());
     const cmsUInt32Number sourceType = PixelTypeOf(*request.source);
     const cmsUInt32Number destinationType = PixelTypeOf(*request.destination);
     if (!sourceType || !destinationType) return PX_FAIL(kPXErrPixelLayout);
-    if (!request.sourceProfile->HasHandle() || !request.destinationProfile->HasHandle()) {
-        return PX_FAIL(kPXErrMissing);
-    }
     const TransformOwner transform(request.sourceProfile->MakeTransform(
         *request.destinationProfile, sourceType, destinationType, request.intent));
     if (!transform.Get()) return PX_FAIL(kPXErrTransform);
