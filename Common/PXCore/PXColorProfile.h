@@ -125,8 +125,9 @@ PX_API void PXColorProfileRelease(PXColorProfile profile) PX_NOEXCEPT;
  * in 8 bits, grey in 8 or 16 bits; others give kPXErrPixelLayout. The two images may differ in
  * depth and channels and may be the same image. Alpha is copied when both have four channels of
  * equal depth and are marked as carrying it. Fewer than 1000 rows or one band run on the caller's
- * thread, otherwise `bands` horizontal bands run side by side. kPXErrTransform when Little CMS
- * refuses the pair of profiles. */
+ * thread, otherwise `bands` horizontal bands run side by side. An empty destination
+ * profile gives kPXErrBadArgument; an empty source profile, or a pair that Little CMS refuses,
+ * kPXErrTransform. */
 PX_API int PXColorProfileConvertProfile(PXColorProfile profile, PXColorProfile destinationProfile,
                                         PXImage source, PXImage destination, PXRect rect,
                                         int32_t intent) PX_NOEXCEPT;
