@@ -169,7 +169,7 @@ bool FoldCursor::NextSequence(char32_t character)
 // Appends what one character becomes under the rules.
 bool FoldCursor::Decompose(char32_t character, bool foldsCase, Points* points, size_t* count)
 {
-    char32_t* items = points->Reserve(*count + kMostPoints);
+    char32_t* items = points->Reserve(*count + kMostPoints, *count);
     if (!items) return false;
     if (rules_.foldsWidth) character = OrdinaryWidth(character);
     int options = foldsCase ? UTF8PROC_CASEFOLD : 0;
@@ -218,7 +218,7 @@ bool FoldedText::Fold(StringView text, FoldRules rules)
     FoldCursor cursor(text, 0, rules);
     count_ = 0;
     while (cursor.Next()) {
-        UniChar* units = units_.Reserve(count_ + cursor.Count());
+        UniChar* units = units_.Reserve(count_ + cursor.Count(), count_);
         if (!units) return false;
         std::memcpy(units + count_, cursor.Units(), cursor.Count() * sizeof(UniChar));
         count_ += cursor.Count();

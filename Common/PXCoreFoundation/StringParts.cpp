@@ -12,7 +12,7 @@ class RangeList {
 public:
     [[nodiscard]] bool Add(CFRange range)
     {
-        CFRange* ranges = ranges_.Reserve(count_ + 1);
+        CFRange* ranges = ranges_.Reserve(count_ + 1, count_);
         if (ranges) ranges[count_++] = range;
         return ranges != nullptr;
     }
@@ -83,7 +83,7 @@ public:
     bool Adopt(CFStringRef piece)
     {
         Owned<CFStringRef> owner(piece);
-        CFTypeRef* pieces = piece ? pieces_.Reserve(count_ + 1) : nullptr;
+        CFTypeRef* pieces = piece ? pieces_.Reserve(count_ + 1, count_) : nullptr;
         if (!pieces) return false;
         pieces[count_++] = owner.Detach();
         return true;

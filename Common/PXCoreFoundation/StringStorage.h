@@ -140,8 +140,8 @@ public:
         if (items_ != inline_) std::free(items_);
     }
 
-    // Room for `count` items, keeping what was there; null when memory runs out.
-    [[nodiscard]] T* Reserve(size_t count)
+    // Room for `count` items, keeping the first `used`; null when memory runs out.
+    [[nodiscard]] T* Reserve(size_t count, size_t used = 0)
     {
         if (count <= capacity_) return items_;
         if (count > static_cast<size_t>(kMaxUnits) / sizeof(T)) return nullptr;
@@ -150,7 +150,7 @@ public:
         void* block =
             ReallocateBytes(wasInline ? nullptr : items_, static_cast<CFIndex>(grown * sizeof(T)));
         if (!block) return nullptr;
-        if (wasInline) std::memcpy(block, inline_, sizeof(inline_));
+        if (wasInline && used > 0) std::memcpy(block, inline_, used * sizeof(T));
         items_ = static_cast<T*>(block);
         capacity_ = grown;
         return items_;
