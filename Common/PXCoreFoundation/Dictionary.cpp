@@ -90,6 +90,7 @@ void AppendPair(Dictionary* dictionary, uint64_t hash, const void* key, const vo
 {
     const void* keptKey = RetainElement(dictionary->keys, key);
     const bool copied = keptKey || dictionary->keys != &kCopiedStringElements;
+    if (keptKey != key && copied) hash = Table::Spread(HashElement(dictionary->keys, keptKey));
     if (copied && dictionary->table.Append(hash, keptKey, keptValue)) return;
     if (copied) ReleaseElement(dictionary->keys, keptKey);
     ReleaseElement(dictionary->values, keptValue);

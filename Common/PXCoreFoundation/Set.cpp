@@ -69,6 +69,7 @@ void AppendMember(Set* set, uint64_t hash, const void* value)
 {
     const void* kept = RetainElement(set->members, value);
     if (!kept && set->members == &kCopiedStringElements) return;
+    if (kept != value) hash = Table::Spread(HashElement(set->members, kept));
     if (!set->table.Append(hash, kept, nullptr)) ReleaseElement(set->members, kept);
 }
 
