@@ -198,7 +198,7 @@ FoundAt Find(const T* text, size_t length, const T* needle, size_t needleLength)
 }
 
 constexpr StringKernels kTable = {
-    HWY_STR(HWY_NAMESPACE) + 2,  // without its "N_"
+    &HWY_STR(HWY_NAMESPACE)[2],  // without its "N_"
     AsciiPrefix,
     CopyAscii,
     UnionOf,
