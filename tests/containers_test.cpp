@@ -89,7 +89,7 @@ int releases = 0;
 const void* CountRetain(CFAllocatorRef, const void* value)
 {
     ++retains;
-    return static_cast<const char*>(value) + 1;
+    return reinterpret_cast<const void*>(reinterpret_cast<intptr_t>(value) + 1);
 }
 
 void CountRelease(CFAllocatorRef, const void*)
