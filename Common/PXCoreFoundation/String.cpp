@@ -71,11 +71,33 @@ struct UnitBlock {
     uint64_t high = 0;
 };
 
+// One to eight bytes, the first one lowest. Loads that may overlap, for a copy of a few bytes whose
+// number is not known costs more than the rest of the hash.
+uint64_t LoadBytes(const uint8_t* bytes, CFIndex count)
+{
+    const auto end = 8 * static_cast<uint64_t>(count);
+    if (count == 8) {
+        uint64_t all;
+        std::memcpy(&all, bytes, sizeof(all));
+        return all;
+    }
+    if (count >= 4) {
+        uint32_t first;
+        uint32_t last;
+        std::memcpy(&first, bytes, sizeof(first));
+        std::memcpy(&last, bytes + count - 4, sizeof(last));
+        return first | uint64_t{last} << (end - 32);
+    }
+    const CFIndex middle = count / 2;
+    return bytes[0] | uint64_t{bytes[middle]} << (8 * middle) |
+           uint64_t{bytes[count - 1]} << (end - 8);
+}
+
 UnitBlock LoadBlock(StringView view, CFIndex at, CFIndex count)
 {
     UnitBlock block;
     if (view.narrow) {
-        std::memcpy(&block.low, view.narrow + at, static_cast<size_t>(count));
+        block.low = LoadBytes(view.narrow + at, count);
         return block;
     }
     for (CFIndex i = 0; i < count; ++i) {
