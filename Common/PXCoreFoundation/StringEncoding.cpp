@@ -45,62 +45,41 @@ void Store32(uint32_t unit, bool isSwapped, uint8_t* bytes)
     std::memcpy(bytes, &unit, sizeof(unit));
 }
 
-struct TextSize {
-    CFIndex units = 0;
-    char32_t bits = 0;  // of all characters; beyond the BMP or-ed to at least 0x10000
-};
-
-// False when the bytes are not UTF-8.
-bool MeasureUtf8(const uint8_t* bytes, CFIndex count, TextSize* size)
+// The ASCII bytes at `bytes`, at least one. Text between other characters comes in short runs, for
+// which the call into a kernel does not pay.
+CFIndex AsciiRun(const uint8_t* bytes, CFIndex count)
 {
-    CFIndex units = 0;
-    char32_t bits = 0;
-    for (CFIndex at = 0; at < count;) {
+    constexpr CFIndex kShortRun = 16;
+    const CFIndex nearby = std::min(count, kShortRun);
+    CFIndex run = 1;
+    while (run < nearby && bytes[run] < 0x80) ++run;
+    return run < kShortRun ? run : run + AsciiPrefix(bytes + run, count - run);
+}
+
+// Decodes into room for as many units as there are bytes, then copies what it became.
+CFStringRef DecodeUtf8Text(const uint8_t* bytes, CFIndex count)
+{
+    const CFIndex prefix = AsciiPrefix(bytes, count);
+    if (prefix == count) return NewAsciiString(reinterpret_cast<const char*>(bytes), count);
+    Scratch<UniChar, 256> scratch;
+    UniChar* const units = scratch.Reserve(static_cast<size_t>(count));
+    if (!units) return nullptr;
+    CopyUnits({bytes, nullptr, prefix}, units);
+    UniChar* end = units + prefix;
+    for (CFIndex at = prefix; at < count;) {
         if (bytes[at] < 0x80) {
-            const CFIndex run = AsciiPrefix(bytes + at, count - at);
-            units += run;
+            const CFIndex run = AsciiRun(bytes + at, count - at);
+            end = std::copy(bytes + at, bytes + at + run, end);
             at += run;
             continue;
         }
         char32_t character = 0;
         const size_t used = DecodeUtf8(bytes + at, static_cast<size_t>(count - at), &character);
-        if (used == 0) return false;
-        units += character < 0x10000 ? 1 : 2;
-        bits |= character;
+        if (used == 0) return nullptr;
+        end += PutCharacter(character, end);
         at += static_cast<CFIndex>(used);
     }
-    *size = {units, bits};
-    return true;
-}
-
-// Decodes what MeasureUtf8 accepted.
-void FillFromUtf8(const uint8_t* bytes, CFIndex count, String* string)
-{
-    const bool isWide = (string->flags & kStringWide) != 0;
-    uint8_t* narrow = NarrowUnitsOf(string);
-    UniChar* wide = WideUnitsOf(string);
-    for (CFIndex at = 0; at < count;) {
-        char32_t character = 0;
-        at += static_cast<CFIndex>(
-            DecodeUtf8(bytes + at, static_cast<size_t>(count - at), &character));
-        if (isWide) {
-            wide += PutCharacter(character, wide);
-        } else {
-            *narrow++ = static_cast<uint8_t>(character);
-        }
-    }
-}
-
-CFStringRef DecodeUtf8Text(const uint8_t* bytes, CFIndex count)
-{
-    const CFIndex prefix = AsciiPrefix(bytes, count);
-    if (prefix == count) return NewAsciiString(reinterpret_cast<const char*>(bytes), count);
-    TextSize size;
-    if (!MeasureUtf8(bytes + prefix, count - prefix, &size)) return nullptr;
-    const CFIndex length = prefix + size.units;
-    String* made = size.bits < 0x100 ? NewNarrowString(length, false) : NewWideString(length);
-    if (made) FillFromUtf8(bytes, count, made);
-    return made;
+    return NewStringFromUnits(units, end - units);
 }
 
 CFStringRef DecodeBytewise(const uint8_t* bytes, CFIndex count, Charset charset)
@@ -151,28 +130,16 @@ CFStringRef DecodeUtf16(const uint8_t* bytes, CFIndex count, bool isSwapped)
 CFStringRef DecodeUtf32(const uint8_t* bytes, CFIndex count, bool isSwapped)
 {
     if (count % 4 != 0) return nullptr;
-    TextSize size;
+    Scratch<UniChar, 256> scratch;
+    UniChar* const units = scratch.Reserve(static_cast<size_t>(count / 2));
+    if (!units) return nullptr;
+    UniChar* end = units;
     for (CFIndex i = 0; i < count; i += 4) {
         const char32_t character = Load32(bytes + i, isSwapped);
         if (character > 0x10FFFF || (character & 0xFFFFF800) == 0xD800) return nullptr;
-        size.units += character < 0x10000 ? 1 : 2;
-        size.bits |= character;
+        end += PutCharacter(character, end);
     }
-    const bool isWide = size.bits > 0xFF;
-    String* made =
-        isWide ? NewWideString(size.units) : NewNarrowString(size.units, size.bits < 0x80);
-    if (!made) return nullptr;
-    uint8_t* narrow = NarrowUnitsOf(made);
-    UniChar* wide = WideUnitsOf(made);
-    for (CFIndex i = 0; i < count; i += 4) {
-        const char32_t character = Load32(bytes + i, isSwapped);
-        if (isWide) {
-            wide += PutCharacter(character, wide);
-        } else {
-            *narrow++ = static_cast<uint8_t>(character);
-        }
-    }
-    return made;
+    return NewStringFromUnits(units, end - units);
 }
 
 // Takes a byte order mark off and settles the byte order.
@@ -209,8 +176,8 @@ int ByteOf(char32_t character, Charset charset)
     return at == end ? -1 : static_cast<int>(at - kWindowsUnits) + 0x80;
 }
 
-// The bytes of one character; 0 when the encoding does not have it.
-CFIndex EncodeCharacter(char32_t character, Encoding encoding, uint8_t (&bytes)[4])
+// Writes the bytes of one character, at most four; 0 when the encoding does not have it.
+CFIndex EncodeCharacter(char32_t character, Encoding encoding, uint8_t* bytes)
 {
     const bool isSurrogate = (character & 0xFFFFF800) == 0xD800;
     switch (encoding.charset) {
@@ -235,7 +202,7 @@ CFIndex EncodeCharacter(char32_t character, Encoding encoding, uint8_t (&bytes)[
     }
 }
 
-CFIndex EncodeLoss(uint8_t lossByte, Encoding encoding, uint8_t (&bytes)[4])
+CFIndex EncodeLoss(uint8_t lossByte, Encoding encoding, uint8_t* bytes)
 {
     if (encoding.IsByteWise()) {
         bytes[0] = lossByte;
@@ -244,22 +211,24 @@ CFIndex EncodeLoss(uint8_t lossByte, Encoding encoding, uint8_t (&bytes)[4])
     return EncodeCharacter(lossByte, encoding, bytes);
 }
 
-// Copies the ASCII units that stand at the start of `text`, at most `room`.
+// Copies the ASCII units that stand at the start of `text`, at most `room`; short runs by hand.
 CFIndex CopyAsciiRun(StringView text, uint8_t* buffer, CFIndex room)
 {
+    constexpr CFIndex kShortRun = 16;
     const CFIndex count = std::min(text.length, room);
     if (text.narrow) {
         const CFIndex run = AsciiPrefix(text.narrow, count);
         if (buffer && run > 0) std::memcpy(buffer, text.narrow, static_cast<size_t>(run));
         return run;
     }
-    if (buffer) {
-        return static_cast<CFIndex>(
-            Kernels().copyAscii(text.wide, static_cast<size_t>(count), buffer));
-    }
+    const CFIndex nearby = buffer ? std::min(count, kShortRun) : count;
     CFIndex run = 0;
-    while (run < count && text.wide[run] < 0x80) ++run;
-    return run;
+    for (; run < nearby && text.wide[run] < 0x80; ++run) {
+        if (buffer) buffer[run] = static_cast<uint8_t>(text.wide[run]);
+    }
+    if (run < nearby || run == count) return run;
+    const auto left = static_cast<size_t>(count - run);
+    return run + static_cast<CFIndex>(Kernels().copyAscii(text.wide + run, left, buffer + run));
 }
 
 }  // namespace
@@ -323,7 +292,8 @@ Encoded Encode(StringView text, Encoding encoding, uint8_t lossByte, bool isExte
         done.bytes += count;
         return true;
     };
-    uint8_t bytes[4];
+    constexpr CFIndex kMostBytes = 4;  // of one character
+    uint8_t bytes[kMostBytes];
     if (isExternal && !encoding.IsByteWise() && !encoding.hasFixedOrder &&
         !put(bytes, EncodeCharacter(kMark, encoding, bytes))) {
         return done;
@@ -340,9 +310,16 @@ Encoded Encode(StringView text, Encoding encoding, uint8_t lossByte, bool isExte
         }
         int unitCount;
         const char32_t character = CharacterAt(text, done.units, &unitCount);
-        CFIndex byteCount = EncodeCharacter(character, encoding, bytes);
-        if (byteCount == 0 && lossByte != 0) byteCount = EncodeLoss(lossByte, encoding, bytes);
-        if (byteCount == 0 || !put(bytes, byteCount)) break;
+        const bool isInPlace = buffer && capacity - done.bytes >= kMostBytes;
+        uint8_t* const place = isInPlace ? buffer + done.bytes : bytes;
+        CFIndex byteCount = EncodeCharacter(character, encoding, place);
+        if (byteCount == 0 && lossByte != 0) byteCount = EncodeLoss(lossByte, encoding, place);
+        if (byteCount == 0) break;
+        if (isInPlace) {
+            done.bytes += byteCount;
+        } else if (!put(bytes, byteCount)) {
+            break;
+        }
         done.units += unitCount;
     }
     return done;

@@ -146,7 +146,8 @@ public:
         if (count <= capacity_) return items_;
         if (count > static_cast<size_t>(kMaxUnits) / sizeof(T)) return nullptr;
         const bool wasInline = items_ == inline_;
-        const size_t grown = count + count / 2;
+        // More than asked for only where items are added one by one.
+        const size_t grown = used > 0 ? count + count / 2 : count;
         void* block =
             ReallocateBytes(wasInline ? nullptr : items_, static_cast<CFIndex>(grown * sizeof(T)));
         if (!block) return nullptr;
