@@ -8,6 +8,7 @@
 #include <cstring>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 #include "Runtime.h"
 
@@ -53,7 +54,19 @@ public:
     }
 
     const T* Elements() const { return elements_; }
+    T* Elements() { return elements_; }
+    const T& operator[](CFIndex index) const { return elements_[index]; }
+    T& operator[](CFIndex index) { return elements_[index]; }
     CFIndex Count() const { return count_; }
+    // Elements may be written behind the last one, into room that Reserve made, and then counted.
+    T* End() { return elements_ + count_; }
+    void Advance(CFIndex count) { count_ += count; }
+    // Empties the buffer and hands its block to the caller, who frees it; null when there is none.
+    T* Detach()
+    {
+        count_ = capacity_ = 0;
+        return std::exchange(elements_, nullptr);
+    }
     void Truncate(CFIndex count) { count_ = count; }
     bool HasFailed() const { return hasFailed_; }
 

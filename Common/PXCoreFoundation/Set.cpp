@@ -31,15 +31,15 @@ Set* MakeSet(const Elements* members, uint8_t flags)
     return made;
 }
 
-void ReleaseMembers(const Elements* members, const Table& table)
+void ReleaseMembers(const Set* set, const Table& table)
 {
-    ForEachEntry(table, [members](const Entry& entry) { ReleaseElement(members, entry.key); });
+    ForEachEntry(table, [set](const Entry& entry) { ReleaseElement(set->members, entry.key); });
 }
 
 void DestroySet(Object* object)
 {
     auto* set = static_cast<Set*>(object);
-    ReleaseMembers(set->members, set->table);
+    ReleaseMembers(set, set->table);
     FreeElements(set->members);
     FreeObject(set);
 }
@@ -78,8 +78,9 @@ void ReplaceMember(Set* set, Entry* entry, const void* value)
     const void* kept = RetainElement(set->members, value);
     if (!kept && set->members == &kCopiedStringElements) return;
     const void* old = std::exchange(entry->key, kept);
-    const KeepWhileReleasing keep(set, set->members->isCustom);
+    RetainObject(set);  // a release callback may give the set itself back
     ReleaseElement(set->members, old);
+    ReleaseObject(set);
 }
 
 void AddMember(Set* set, const void* value)
@@ -261,8 +262,9 @@ void CFSetRemoveValue(CFMutableSetRef theSet, const void* value)
     if (!entry) return;
     const void* removed = entry->key;
     set->table.Remove(entry);
-    const KeepWhileReleasing keep(set, set->members->isCustom);
+    RetainObject(set);  // a release callback may give the set itself back
     ReleaseElement(set->members, removed);
+    ReleaseObject(set);
 }
 
 void CFSetRemoveAllValues(CFMutableSetRef theSet)
@@ -271,8 +273,9 @@ void CFSetRemoveAllValues(CFMutableSetRef theSet)
     if (!set) return;
     // The set is empty, and may be filled again, while the old members are released.
     Table old(std::move(set->table));
-    const KeepWhileReleasing keep(set, set->members->isCustom);
-    ReleaseMembers(set->members, old);
+    RetainObject(set);
+    ReleaseMembers(set, old);
+    ReleaseObject(set);
 }
 
 }  // extern "C"

@@ -1,6 +1,10 @@
 #pragma once
 
-// TODO: header comment.
+// CFError — what went wrong: a domain, a code inside it, and a dictionary that says more.
+//
+// Errors are immutable, so any thread may read them. Out-parameters of type CFErrorRef* may be
+// NULL; on failure they get an error that the caller owns, on success NULL. Null and foreign
+// references give the neutral value: 0 or NULL.
 
 #include "CFBase.h"
 
@@ -8,11 +12,13 @@
 extern "C" {
 #endif
 
+// POSIX codes are those of <errno.h>; property lists report in the Cocoa domain.
 CF_EXPORT const CFErrorDomain kCFErrorDomainPOSIX;
 CF_EXPORT const CFErrorDomain kCFErrorDomainOSStatus;
 CF_EXPORT const CFErrorDomain kCFErrorDomainMach;
 CF_EXPORT const CFErrorDomain kCFErrorDomainCocoa;
 
+// Keys of the user info. All values are strings but the underlying CFError and the CFURL.
 CF_EXPORT const CFStringRef kCFErrorLocalizedDescriptionKey;
 CF_EXPORT const CFStringRef kCFErrorLocalizedFailureReasonKey;
 CF_EXPORT const CFStringRef kCFErrorLocalizedRecoverySuggestionKey;
@@ -22,11 +28,18 @@ CF_EXPORT const CFStringRef kCFErrorURLKey;
 CF_EXPORT const CFStringRef kCFErrorFilePathKey;
 
 CF_EXPORT CFTypeID CFErrorGetTypeID(void);
+
+// A new error owned by the caller; domain and user info are copied. `userInfo` may be NULL. NULL
+// for a null domain or when memory runs out.
 CF_EXPORT CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
                                    CFDictionaryRef userInfo);
+// Borrowed from the error.
 CF_EXPORT CFErrorDomain CFErrorGetDomain(CFErrorRef err);
 CF_EXPORT CFIndex CFErrorGetCode(CFErrorRef err);
+// Owned by the caller; empty when the error was made without user info.
 CF_EXPORT CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef err);
+// A sentence for people, owned by the caller: the localised description when there is one, else
+// "<domain> error <code>" with the failure reason or description behind it.
 CF_EXPORT CFStringRef CFErrorCopyDescription(CFErrorRef err);
 
 #ifdef __cplusplus

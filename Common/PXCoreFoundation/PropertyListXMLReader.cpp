@@ -1,0 +1,536 @@
+// Reads XML property lists: the events of expat become objects at once.
+//
+// Nothing here recurses: containers that are open stand on a stack of frames, their elements so far
+// on one shared stack of values.
+
+#include "Base64.h"
+#include "Containers_p.h"
+#include "CoreFoundation/CFData.h"
+#include "CoreFoundation/CFDate.h"
+#include "CoreFoundation/PXCFExtensions.h"
+#include "ListEncoding.h"
+#include "ListKeys.h"
+#include "ListText.h"
+#include "Number_p.h"
+#include "PropertyList_p.h"
+#include "String_p.h"
+
+#include <expat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+namespace px::cf {
+
+namespace {
+
+// Expat counts the bytes of one call in an int.
+constexpr size_t kPieceBytes = size_t{1} << 29;
+
+enum class Element : uint8_t {
+    kUnknown,
+    kPlist,
+    kArray,
+    kDict,
+    kKey,
+    kString,
+    kInteger,
+    kReal,
+    kDate,
+    kData,
+    kTrue,
+    kFalse
+};
+
+// Compares all but the first letter, which the caller knows.
+template <size_t N>
+bool EndsAs(const char* name, const char (&expected)[N])
+{
+    for (size_t i = 1; i < N; ++i) {
+        if (name[i] != expected[i]) return false;
+    }
+    return true;
+}
+
+Element ElementNamed(const char* name)
+{
+    switch (name[0]) {
+        case 'k':
+            return EndsAs(name, "key") ? Element::kKey : Element::kUnknown;
+        case 's':
+            return EndsAs(name, "string") ? Element::kString : Element::kUnknown;
+        case 'i':
+            return EndsAs(name, "integer") ? Element::kInteger : Element::kUnknown;
+        case 'r':
+            return EndsAs(name, "real") ? Element::kReal : Element::kUnknown;
+        case 'd':
+            if (EndsAs(name, "dict")) return Element::kDict;
+            if (EndsAs(name, "data")) return Element::kData;
+            return EndsAs(name, "date") ? Element::kDate : Element::kUnknown;
+        case 'a':
+            return EndsAs(name, "array") ? Element::kArray : Element::kUnknown;
+        case 't':
+            return EndsAs(name, "true") ? Element::kTrue : Element::kUnknown;
+        case 'f':
+            return EndsAs(name, "false") ? Element::kFalse : Element::kUnknown;
+        case 'p':
+            return EndsAs(name, "plist") ? Element::kPlist : Element::kUnknown;
+        default:
+            return Element::kUnknown;
+    }
+}
+
+bool IsSpace(const char* text, size_t length)
+{
+    return std::all_of(text, text + length,
+                       [](char c) { return IsListSpace(static_cast<uint8_t>(c)); });
+}
+
+// How much of a name fits into a message without cutting a character.
+int ShownLength(const char* name)
+{
+    constexpr size_t kMost = 40;
+    size_t length = strnlen(name, kMost + 1);
+    if (length <= kMost) return static_cast<int>(length);
+    for (--length; length > 0 && (static_cast<uint8_t>(name[length]) & 0xC0) == 0x80;) --length;
+    return static_cast<int>(length);
+}
+
+class Reader {
+public:
+    Reader(const ListDocument& document, Mutability mutability, ListFailure* failure)
+        : document_(document), mutability_(mutability), failure_(failure)
+    {
+    }
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+    ~Reader();
+
+    CFPropertyListRef Read();
+
+private:
+    // The elements of an open container are values_[base]… to the top; those of a dictionary are
+    // keys and values in turn.
+    struct Frame {
+        CFIndex base;
+        size_t keyOffset;  // of the latest key
+        bool isDictionary;
+    };
+
+    static void OnStart(void* reader, const char* name, const char** attributes);
+    static void OnEnd(void* reader, const char* name);
+    static void OnText(void* reader, const char* text, int length);
+    static void OnOther(void* reader, const char* text, int length);
+    static void OnSkipped(void* reader, const char* name, int isParameter);
+    static int OnEncoding(void* reader, const char* name, XML_Encoding* encoding);
+
+    void SetHandlers();
+    bool Feed();
+    bool ReportExpatError();
+    void Start(const char* name);
+    void Text(const char* text, size_t length);
+    void End();
+    bool CheckPlace(Element element, const char* name);
+    void StartPlist();
+    void StartContainer(bool isDictionary);
+    void EndContainer();
+    void EndLeaf();
+    CFTypeRef NewContainer(const Frame& frame);
+    CFTypeRef NewDictionaryOf(const Frame& frame);
+    CFTypeRef NewLeaf();
+    CFTypeRef NewString();
+    CFTypeRef NewIntegerOrFail();
+    CFTypeRef NewRealOrFail();
+    CFTypeRef NewDateOrFail();
+    CFTypeRef NewDataOrFail();
+    // Takes over the reference; null stands for a failure or a lack of memory.
+    void Place(CFTypeRef value);
+
+    // The byte of the whole input where the present event starts.
+    size_t Offset() const
+    {
+        return document_.start + static_cast<size_t>(XML_GetCurrentByteIndex(parser_));
+    }
+    [[gnu::format(printf, 3, 4)]] void Fail(size_t offset, const char* format, ...);
+    void FailMemory();
+    bool HasFailed() const { return static_cast<bool>(*failure_); }
+    std::string_view LeafText() const
+    {
+        return {text_.Elements(), static_cast<size_t>(text_.Count())};
+    }
+
+    const ListDocument& document_;
+    const Mutability mutability_;
+    ListFailure* const failure_;
+    XML_Parser parser_ = nullptr;
+
+    Element leaf_ = Element::kUnknown;  // the open element without children
+    size_t leafOffset_ = 0;
+    GrowingBuffer<char> text_;
+
+    GrowingBuffer<CFTypeRef> values_;
+    int depth_ = 0;
+    bool hasPlist_ = false;
+    CFTypeRef root_ = nullptr;
+    ListKeys keys_;
+    Frame frames_[kMaxListDepth];
+};
+
+Reader::~Reader()
+{
+    if (parser_) XML_ParserFree(parser_);
+    for (CFIndex i = 0; i < values_.Count(); ++i) CFRelease(values_[i]);
+    CFRelease(root_);
+}
+
+void Reader::Fail(size_t offset, const char* format, ...)
+{
+    if (HasFailed()) return;
+    char what[sizeof(failure_->text) - 40];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(what, sizeof(what), format, arguments);
+    va_end(arguments);
+    failure_->Set(kCFPropertyListReadCorruptError, "%s on line %llu", what,
+                  static_cast<unsigned long long>(document_.LineAt(offset)));
+    XML_StopParser(parser_, XML_FALSE);
+}
+
+void Reader::FailMemory()
+{
+    if (HasFailed()) return;
+    failure_->OutOfMemory(kCFPropertyListReadCorruptError);
+    XML_StopParser(parser_, XML_FALSE);
+}
+
+void Reader::OnStart(void* reader, const char* name, const char**)
+{
+    static_cast<Reader*>(reader)->Start(name);
+}
+
+void Reader::OnEnd(void* reader, const char*)
+{
+    static_cast<Reader*>(reader)->End();
+}
+
+void Reader::OnText(void* reader, const char* text, int length)
+{
+    static_cast<Reader*>(reader)->Text(text, static_cast<size_t>(length));
+}
+
+// Gets, besides comments, the tokens of a document type. The entity handler would miss declarations
+// that redefine a predefined entity.
+void Reader::OnOther(void* reader, const char* text, int length)
+{
+    constexpr std::string_view kEntity = "<!ENTITY";
+    if (std::string_view(text, static_cast<size_t>(length)).substr(0, kEntity.size()) != kEntity) {
+        return;
+    }
+    auto* self = static_cast<Reader*>(reader);
+    self->Fail(self->Offset(), "Entity declarations are not allowed");
+}
+
+// With a document type that is not read, an undefined entity is no error to expat.
+void Reader::OnSkipped(void* reader, const char* name, int)
+{
+    auto* self = static_cast<Reader*>(reader);
+    self->Fail(self->Offset(), "The entity \"%.*s\" is not defined", ShownLength(name), name);
+}
+
+int Reader::OnEncoding(void*, const char* name, XML_Encoding* encoding)
+{
+    if (std::string_view(name) != "windows-1252") return XML_STATUS_ERROR;
+    for (int byte = 0; byte < 256; ++byte) {
+        encoding->map[byte] = Windows1252Character(static_cast<uint8_t>(byte));
+    }
+    encoding->data = nullptr;
+    encoding->convert = nullptr;
+    encoding->release = nullptr;
+    return XML_STATUS_OK;
+}
+
+void Reader::SetHandlers()
+{
+    XML_SetUserData(parser_, this);
+    XML_SetElementHandler(parser_, OnStart, OnEnd);
+    XML_SetCharacterDataHandler(parser_, OnText);
+    XML_SetDefaultHandlerExpand(parser_, OnOther);
+    XML_SetSkippedEntityHandler(parser_, OnSkipped);
+    XML_SetUnknownEncodingHandler(parser_, OnEncoding, nullptr);
+}
+
+CFPropertyListRef Reader::Read()
+{
+    parser_ = XML_ParserCreate(document_.encoding);
+    // The reserve saves the first few growths, and an empty text is never a null pointer.
+    if (!parser_ || !text_.Reserve(512) || !values_.Reserve(64)) {
+        FailMemory();
+        return nullptr;
+    }
+    SetHandlers();
+    if (!Feed()) return nullptr;
+    return std::exchange(root_, nullptr);
+}
+
+bool Reader::Feed()
+{
+    const auto* bytes = reinterpret_cast<const char*>(document_.whole.bytes) + document_.start;
+    size_t left = document_.size;
+    do {
+        const size_t piece = std::min(left, kPieceBytes);
+        left -= piece;
+        if (XML_Parse(parser_, bytes, static_cast<int>(piece), left == 0) != XML_STATUS_OK) {
+            return ReportExpatError();
+        }
+        bytes += piece;
+    } while (left > 0);
+    return !HasFailed();
+}
+
+bool Reader::ReportExpatError()
+{
+    if (HasFailed()) return false;
+    const XML_Error error = XML_GetErrorCode(parser_);
+    if (error == XML_ERROR_NO_MEMORY) {
+        FailMemory();
+    } else {
+        Fail(Offset(), "The XML is faulty (%s)", XML_ErrorString(error));
+    }
+    return false;
+}
+
+void Reader::Start(const char* name)
+{
+    if (HasFailed()) return;
+    if (leaf_ != Element::kUnknown) {
+        Fail(Offset(), "The element \"%.*s\" stands inside a value", ShownLength(name), name);
+        return;
+    }
+    const Element element = ElementNamed(name);
+    if (!CheckPlace(element, name)) return;
+    switch (element) {
+        case Element::kPlist:
+            hasPlist_ = true;
+            return;
+        case Element::kArray:
+        case Element::kDict:
+            StartContainer(element == Element::kDict);
+            return;
+        default:
+            leaf_ = element;
+            leafOffset_ = Offset();
+            text_.Truncate(0);
+    }
+}
+
+bool Reader::CheckPlace(Element element, const char* name)
+{
+    const char* fault = nullptr;
+    if (element == Element::kUnknown || (element == Element::kPlist && hasPlist_)) {
+        Fail(Offset(), "Unknown element \"%.*s\"", ShownLength(name), name);
+        return false;
+    }
+    if (depth_ > 0 && frames_[depth_ - 1].isDictionary) {
+        const bool wantsKey = (values_.Count() - frames_[depth_ - 1].base) % 2 == 0;
+        if (wantsKey && element != Element::kKey) fault = "A value without a key";
+        if (!wantsKey && element == Element::kKey) fault = "A key follows a key";
+    } else if (element == Element::kKey) {
+        fault = "A key outside a dictionary";
+    } else if (depth_ == 0 && root_) {
+        fault = "A second object";
+    }
+    if (element == Element::kPlist && (depth_ > 0 || root_)) fault = "A misplaced plist element";
+    if (fault) Fail(Offset(), "%s", fault);
+    return !fault;
+}
+
+void Reader::StartContainer(bool isDictionary)
+{
+    if (depth_ == kMaxListDepth) {
+        Fail(Offset(), "Containers are nested deeper than %d", kMaxListDepth);
+        return;
+    }
+    frames_[depth_++] = {values_.Count(), 0, isDictionary};
+}
+
+void Reader::Text(const char* text, size_t length)
+{
+    if (HasFailed()) return;
+    if (leaf_ == Element::kUnknown || leaf_ >= Element::kTrue) {
+        if (!IsSpace(text, length)) Fail(Offset(), "Text outside of a value");
+    } else if (!text_.Append(text, static_cast<CFIndex>(length))) {
+        FailMemory();
+    }
+}
+
+void Reader::End()
+{
+    if (HasFailed()) return;
+    if (leaf_ != Element::kUnknown) {
+        EndLeaf();
+    } else if (depth_ > 0) {
+        EndContainer();
+    } else if (!root_) {
+        Fail(Offset(), "The list holds no object");
+    }
+}
+
+void Reader::EndContainer()
+{
+    const Frame frame = frames_[--depth_];
+    if (frame.isDictionary && (values_.Count() - frame.base) % 2 != 0) {
+        Fail(frame.keyOffset, "A key without a value");
+        return;
+    }
+    CFTypeRef made = NewContainer(frame);
+    values_.Truncate(frame.base);
+    Place(made);
+}
+
+CFTypeRef Reader::NewContainer(const Frame& frame)
+{
+    if (frame.isDictionary) return NewDictionaryOf(frame);
+    return AdoptArray(values_.Elements() + frame.base, values_.Count() - frame.base,
+                      mutability_ != Mutability::kNone);
+}
+
+CFTypeRef Reader::NewDictionaryOf(const Frame& frame)
+{
+    CFMutableDictionaryRef made = NewDictionary((values_.Count() - frame.base) / 2);
+    bool isComplete = made != nullptr;
+    for (CFIndex i = frame.base; i < values_.Count(); i += 2) {
+        if (isComplete) {
+            isComplete = AdoptEntry(made, values_[i], values_[i + 1]);
+        } else {
+            CFRelease(values_[i]);
+            CFRelease(values_[i + 1]);
+        }
+    }
+    if (!isComplete) {
+        CFRelease(made);
+        return nullptr;
+    }
+    if (mutability_ == Mutability::kNone) Seal(made);
+    return made;
+}
+
+void Reader::EndLeaf()
+{
+    CFTypeRef made = NewLeaf();
+    if (leaf_ == Element::kKey) frames_[depth_ - 1].keyOffset = leafOffset_;
+    leaf_ = Element::kUnknown;
+    Place(made);
+}
+
+CFTypeRef Reader::NewLeaf()
+{
+    switch (leaf_) {
+        case Element::kKey:
+            return keys_.Copy(text_.Elements(), text_.Count());
+        case Element::kString:
+            return NewString();
+        case Element::kInteger:
+            return NewIntegerOrFail();
+        case Element::kReal:
+            return NewRealOrFail();
+        case Element::kDate:
+            return NewDateOrFail();
+        case Element::kData:
+            return NewDataOrFail();
+        default:
+            return leaf_ == Element::kTrue ? kCFBooleanTrue : kCFBooleanFalse;
+    }
+}
+
+CFTypeRef Reader::NewString()
+{
+    CFStringRef made = NewUTF8String(text_.Elements(), text_.Count());
+    if (mutability_ != Mutability::kLeaves || !made) return made;
+    CFMutableStringRef copy = CFStringCreateMutableCopy(nullptr, 0, made);
+    CFRelease(made);
+    return copy;
+}
+
+CFTypeRef Reader::NewIntegerOrFail()
+{
+    uint64_t value = 0;
+    bool isNegative = false;
+    if (!ParseListInteger(LeafText(), &value, &isNegative)) {
+        Fail(leafOffset_, "No integer from -2^63 to 2^64-1");
+        return nullptr;
+    }
+    if (isNegative || value <= static_cast<uint64_t>(INT64_MAX)) {
+        return NewInteger(static_cast<int64_t>(value));
+    }
+    return PXCFNumberCreateUInt64(nullptr, value);
+}
+
+CFTypeRef Reader::NewRealOrFail()
+{
+    double value = 0;
+    if (ParseListReal(LeafText(), &value)) return NewReal(value);
+    Fail(leafOffset_, "No real number");
+    return nullptr;
+}
+
+CFTypeRef Reader::NewDateOrFail()
+{
+    double time = 0;
+    if (ParseListDate(LeafText(), &time)) return CFDateCreate(nullptr, time);
+    Fail(leafOffset_, "No date of the form YYYY-MM-DDTHH:MM:SSZ");
+    return nullptr;
+}
+
+CFTypeRef Reader::NewDataOrFail()
+{
+    auto* bytes = reinterpret_cast<uint8_t*>(text_.Elements());
+    size_t size = 0;
+    if (!DecodeBase64(bytes, static_cast<size_t>(text_.Count()), &size)) {
+        Fail(leafOffset_, "The data is not base64");
+        return nullptr;
+    }
+    const auto length = static_cast<CFIndex>(size);
+    if (mutability_ != Mutability::kLeaves) return CFDataCreate(nullptr, bytes, length);
+    CFMutableDataRef made = CFDataCreateMutable(nullptr, 0);
+    if (!made) return nullptr;
+    CFDataAppendBytes(made, bytes, length);
+    if (CFDataGetLength(made) == length) return made;
+    CFRelease(made);
+    return nullptr;
+}
+
+void Reader::Place(CFTypeRef value)
+{
+    if (!value) {
+        FailMemory();
+    } else if (depth_ == 0) {
+        root_ = value;
+    } else if (!values_.Append(value)) {
+        CFRelease(value);
+        FailMemory();
+    }
+}
+
+}  // namespace
+
+CFPropertyListRef ReadXMLList(ListBytes input, Mutability mutability, ListFailure* failure)
+{
+    ListDocument document;
+    if (!FindListDocument(input, &document, failure)) return nullptr;
+    const auto width = static_cast<size_t>(document.unitSize);
+    if (document.size < width || document.UnitAt(document.start) != '<') {
+        failure->Set(kCFPropertyListReadCorruptError, "%s on line %llu",
+                     document.size < width ? "The list is empty" : "This is no property list",
+                     static_cast<unsigned long long>(document.LineAt(document.start)));
+        return nullptr;
+    }
+    const int savedErrno = errno;
+    Reader reader(document, mutability, failure);
+    CFPropertyListRef list = reader.Read();
+    errno = savedErrno;
+    return list;
+}
+
+}  // namespace px::cf
