@@ -1,0 +1,164 @@
+// pxcfplist — reads property lists and writes them in another form, for comparing with other tools.
+//
+//   pxcfplist xml|bare|bin|canon <input> <output> [<input> <output>...]
+//
+// xml and bin are the two formats, bare is XML without the DOCTYPE line. canon is a text with one
+// line per value that tells type and exact value. Exit code 1 when an input is refused; the reason
+// goes to standard error and the remaining pairs are still done.
+
+#include "CoreFoundation/CoreFoundation.h"
+
+#include <bit>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string Utf16Hex(CFStringRef string)
+{
+    std::string text;
+    char digits[8];
+    for (CFIndex i = 0; i < CFStringGetLength(string); ++i) {
+        std::snprintf(digits, sizeof(digits), "%04x", CFStringGetCharacterAtIndex(string, i));
+        text += digits;
+    }
+    return text;
+}
+
+std::string DataHex(CFDataRef data)
+{
+    std::string text;
+    char digits[4];
+    for (CFIndex i = 0; i < CFDataGetLength(data); ++i) {
+        std::snprintf(digits, sizeof(digits), "%02x", CFDataGetBytePtr(data)[i]);
+        text += digits;
+    }
+    return text;
+}
+
+std::string BitsHex(double value)
+{
+    char digits[24];
+    std::snprintf(digits, sizeof(digits), "%016llx",
+                  static_cast<unsigned long long>(std::bit_cast<uint64_t>(value)));
+    return digits;
+}
+
+std::string NumberText(CFNumberRef number)
+{
+    if (CFNumberIsFloatType(number)) {
+        double value = 0;
+        CFNumberGetValue(number, kCFNumberFloat64Type, &value);
+        return "real " + BitsHex(value);
+    }
+    UInt64 large = 0;
+    if (PXCFNumberGetUInt64(number, &large)) return "integer " + std::to_string(large);
+    SInt64 value = 0;
+    CFNumberGetValue(number, kCFNumberSInt64Type, &value);
+    return "integer " + std::to_string(value);
+}
+
+// Lists are nested 512 deep at most, so this may recurse.
+void AppendCanonical(CFTypeRef value, std::string* text)
+{
+    const CFTypeID type = CFGetTypeID(value);
+    if (type == CFDictionaryGetTypeID()) {
+        auto dictionary = static_cast<CFDictionaryRef>(value);
+        const auto count = static_cast<size_t>(CFDictionaryGetCount(dictionary));
+        std::vector<const void*> keys(count), values(count);
+        CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
+        *text += "dict " + std::to_string(count) + "\n";
+        for (size_t i = 0; i < count; ++i) {
+            *text += "key " + Utf16Hex(static_cast<CFStringRef>(keys[i])) + "\n";
+            AppendCanonical(values[i], text);
+        }
+        return;
+    }
+    if (type == CFArrayGetTypeID()) {
+        auto array = static_cast<CFArrayRef>(value);
+        *text += "array " + std::to_string(CFArrayGetCount(array)) + "\n";
+        for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+            AppendCanonical(CFArrayGetValueAtIndex(array, i), text);
+        }
+        return;
+    }
+    if (type == CFStringGetTypeID()) {
+        *text += "string " + Utf16Hex(static_cast<CFStringRef>(value));
+    } else if (type == CFDataGetTypeID()) {
+        *text += "data " + DataHex(static_cast<CFDataRef>(value));
+    } else if (type == CFDateGetTypeID()) {
+        *text += "date " + BitsHex(CFDateGetAbsoluteTime(static_cast<CFDateRef>(value)));
+    } else if (type == CFBooleanGetTypeID()) {
+        *text += CFBooleanGetValue(static_cast<CFBooleanRef>(value)) ? "true" : "false";
+    } else {
+        *text += NumberText(static_cast<CFNumberRef>(value));
+    }
+    *text += "\n";
+}
+
+std::string Converted(const std::string& form, CFPropertyListRef list, CFErrorRef* error)
+{
+    std::string text;
+    if (form == "canon") {
+        AppendCanonical(list, &text);
+        return text;
+    }
+    const CFPropertyListFormat format =
+        form == "bin" ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
+    CFDataRef data = CFPropertyListCreateData(
+        nullptr, list, format, form == "bare" ? kPXCFPropertyListOmitDoctype : 0, error);
+    if (!data) return text;
+    text.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                static_cast<size_t>(CFDataGetLength(data)));
+    CFRelease(data);
+    return text;
+}
+
+void Complain(const char* path, CFErrorRef error)
+{
+    CFStringRef text = error ? CFErrorCopyDescription(error) : nullptr;
+    char buffer[512] = "no reason given";
+    if (text) CFStringGetCString(text, buffer, sizeof(buffer), kCFStringEncodingUTF8);
+    std::fprintf(stderr, "%s: %s\n", path, buffer);
+    CFRelease(text);
+    CFRelease(error);
+}
+
+bool Convert(const std::string& form, const char* inputPath, const char* outputPath)
+{
+    std::ifstream input(inputPath, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(input)), {});
+    CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                  static_cast<CFIndex>(bytes.size()));
+    CFErrorRef error = nullptr;
+    CFPropertyListRef list = CFPropertyListCreateWithData(nullptr, data, 0, nullptr, &error);
+    CFRelease(data);
+    std::string text;
+    if (list) text = Converted(form, list, &error);
+    CFRelease(list);
+    if (text.empty()) {
+        Complain(inputPath, error);
+        return false;
+    }
+    std::ofstream(outputPath, std::ios::binary) << text;
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    const std::string form = argc > 1 ? argv[1] : "";
+    if (argc < 4 || argc % 2 != 0 ||
+        (form != "xml" && form != "bare" && form != "bin" && form != "canon")) {
+        std::fprintf(stderr, "usage: pxcfplist xml|bare|bin|canon <input> <output> ...\n");
+        return 2;
+    }
+    bool isGood = true;
+    for (int i = 2; i < argc; i += 2) isGood = Convert(form, argv[i], argv[i + 1]) && isGood;
+    return isGood ? 0 : 1;
+}
