@@ -45,7 +45,7 @@ std::string InstalledSupportFolder()
     std::string folder = ParentOf(module);
     for (int i = 0; i < kMaxParents && !folder.empty(); ++i) {
         folder = ParentOf(folder);
-        const std::string support = folder + "/share" + kSupportName;
+        std::string support = folder + "/share" + kSupportName;
         if (IsFolder(support + kProfilesSubFolder)) return support;
     }
     return "";
@@ -97,7 +97,8 @@ std::string FindBelow(const std::string& root, const std::string& fileName, int 
         std::vector<std::string> next;
         for (const std::string& folder : level) {
             for (const std::string& name : NamesIn(folder)) {
-                std::string path = folder + "/" + name;
+                std::string path = folder;
+                path.append("/").append(name);
                 if (IsFolder(path)) {
                     next.push_back(std::move(path));
                 } else if (EqualsIgnoringCase(name, fileName)) {
