@@ -473,7 +473,7 @@ TEST_F(String, FindAgreesWithThePlainSearch)
     std::mt19937_64 random(Seed(21));
     const std::u16string alphabets[] = {u"abAB", u"sSßkKa", u"sSßﬁfiſKkK", u"éÉıİIi\u0307",
                                         u"😀\xD83D\xDE00𐐀𐐨a"};
-    for (int round = 0; round < 20000; ++round) {
+    for (int round = 0; round < 6000; ++round) {
         const auto& alphabet = alphabets[random() % 5];
         const auto make = [&](size_t length) {
             std::u16string made;
@@ -568,7 +568,7 @@ TEST_F(String, CanonicalEqualityAgreesWithFoldingTheWholeText)
                  {kCFCompareDiacriticInsensitive, false, true},
                  {kCFCompareDiacriticInsensitive | kCase, true, true}};
     int equalPairs = 0;
-    for (int round = 0; round < 40000; ++round) {
+    for (int round = 0; round < 15000; ++round) {
         std::u16string texts[2];
         for (auto& text : texts) {
             for (size_t i = random() % 4; i > 0; --i) text += alphabet[random() % alphabet.size()];
@@ -583,7 +583,7 @@ TEST_F(String, CanonicalEqualityAgreesWithFoldingTheWholeText)
                 << mode.flags;
         }
     }
-    EXPECT_GT(equalPairs, 500) << "the alphabet makes too few equal pairs to say anything";
+    EXPECT_GT(equalPairs, 200) << "the alphabet makes too few equal pairs to say anything";
 }
 
 TEST_F(String, SeparatesAndCombines)
