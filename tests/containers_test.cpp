@@ -550,6 +550,91 @@ TEST_F(Containers, ArrayEditsKeepToTheirRanges)
     EXPECT_EQ(Pointer(1), untouched[0]);
 }
 
+TEST_F(Containers, CopiesAreTheirOwnAndImmutableOnesMayBeShared)
+{
+    auto text = Text("text");
+    auto source = ObjectArray();
+    CFArrayAppendValue(source.Get(), text.Get());
+    Owned<CFMutableArrayRef> copy(CFArrayCreateMutableCopy(nullptr, 1, source.Get()));
+    EXPECT_TRUE(CFEqual(source.Get(), copy.Get()));
+    for (int i = 0; i < 100; ++i) CFArrayAppendValue(copy.Get(), text.Get());
+    EXPECT_EQ(101, CFArrayGetCount(copy.Get()));
+    EXPECT_EQ(1, CFArrayGetCount(source.Get()));
+    Owned<CFArrayRef> fixed(CFArrayCreateCopy(nullptr, source.Get()));
+    Owned<CFArrayRef> again(CFArrayCreateCopy(nullptr, fixed.Get()));
+    CFArrayRemoveAllValues(source.Get());
+    EXPECT_EQ(1, CFArrayGetCount(again.Get()));
+
+    auto set = ObjectSet();
+    CFSetAddValue(set.Get(), text.Get());
+    Owned<CFMutableSetRef> setCopy(CFSetCreateMutableCopy(nullptr, 0, set.Get()));
+    CFSetAddValue(setCopy.Get(), CFSTR("more"));
+    EXPECT_EQ(1, CFSetGetCount(set.Get()));
+    const void* members[2];
+    CFSetGetValues(setCopy.Get(), members);
+    EXPECT_EQ(text.Get(), members[0]);
+    int seen = 0;
+    CFSetApplyFunction(
+        setCopy.Get(), [](const void*, void* context) { ++*static_cast<int*>(context); }, &seen);
+    EXPECT_EQ(2, seen);
+}
+
+TEST_F(Containers, SearchesKeepToTheirRange)
+{
+    auto array = ObjectArray();
+    for (const char* text : {"a", "b", "a", "c", "a"}) {
+        CFArrayAppendValue(array.Get(), Text(text).Get());
+    }
+    const struct {
+        const char* name;
+        CFRange range;
+        const char* sought;
+        CFIndex first;
+        CFIndex last;
+        CFIndex count;
+    } rows[] = {
+        {"all", {0, 5}, "a", 0, 4, 3},         {"inner", {1, 3}, "a", 2, 2, 1},
+        {"absent", {0, 5}, "x", -1, -1, 0},    {"outside the range", {0, 3}, "c", -1, -1, 0},
+        {"empty", {5, 0}, "a", -1, -1, 0},     {"bad", {3, 3}, "a", -1, -1, 0},
+        {"negative", {-1, 3}, "a", -1, -1, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        auto sought = Text(row.sought);
+        EXPECT_EQ(row.first, CFArrayGetFirstIndexOfValue(array.Get(), row.range, sought.Get()));
+        EXPECT_EQ(row.last, CFArrayGetLastIndexOfValue(array.Get(), row.range, sought.Get()));
+        EXPECT_EQ(row.count, CFArrayGetCountOfValue(array.Get(), row.range, sought.Get()));
+        EXPECT_EQ(row.count > 0, CFArrayContainsValue(array.Get(), row.range, sought.Get()));
+    }
+}
+
+TEST_F(Containers, ConstructorsRefuseBadCountsAndLeaveNullsOut)
+{
+    auto text = Text("text");
+    const void* values[] = {nullptr, text.Get(), nullptr};
+    const CFArrayCallBacks* array = &kCFTypeArrayCallBacks;
+    const CFDictionaryKeyCallBacks* keys = &kCFTypeDictionaryKeyCallBacks;
+    EXPECT_EQ(nullptr, CFArrayCreate(nullptr, values, -1, array));
+    EXPECT_EQ(nullptr, CFArrayCreate(nullptr, nullptr, 1, array));
+    EXPECT_EQ(nullptr, CFArrayCreateMutable(nullptr, -1, array));
+    EXPECT_EQ(nullptr, CFDictionaryCreate(nullptr, values, nullptr, 1, keys, nullptr));
+    EXPECT_EQ(nullptr, CFDictionaryCreateMutable(nullptr, -1, keys, nullptr));
+    EXPECT_EQ(nullptr, CFSetCreate(nullptr, nullptr, 1, &kCFTypeSetCallBacks));
+    EXPECT_EQ(nullptr, CFSetCreateMutable(nullptr, -1, &kCFTypeSetCallBacks));
+    EXPECT_EQ(nullptr, CFDataCreateMutable(nullptr, -1));
+    Owned<CFArrayRef> someArray(CFArrayCreate(nullptr, values, 3, array));
+    EXPECT_EQ(1, CFArrayGetCount(someArray.Get()));
+    Owned<CFDictionaryRef> someDictionary(
+        CFDictionaryCreate(nullptr, values, values, 3, keys, &kCFTypeDictionaryValueCallBacks));
+    EXPECT_EQ(1, CFDictionaryGetCount(someDictionary.Get()));
+    Owned<CFSetRef> someSet(CFSetCreate(nullptr, values, 3, &kCFTypeSetCallBacks));
+    EXPECT_EQ(1, CFSetGetCount(someSet.Get()));
+    // A capacity is a hint, however large.
+    Owned<CFMutableDictionaryRef> vast(CFDictionaryCreateMutable(
+        nullptr, std::numeric_limits<CFIndex>::max(), keys, &kCFTypeDictionaryValueCallBacks));
+    EXPECT_NE(nullptr, vast.Get());
+}
+
 TEST_F(Containers, ApplyingMayShrinkTheArray)
 {
     auto array = PointerArray({1, 2, 3, 4, 5, 6});
@@ -839,6 +924,34 @@ TEST_F(Containers, TablesPassEveryWidthOfTheirIndex)
         ASSERT_TRUE(CFSetContainsValue(set.Get(), Pointer(i << 32)));
         ASSERT_FALSE(CFDictionaryContainsKey(dictionary.Get(), Pointer(i * 64 + 1)));
     }
+}
+
+TEST_F(Containers, DescriptionsNameTheClassAndTheContents)
+{
+    const auto description = [](CFTypeRef object) {
+        Owned<CFStringRef> text(CFCopyDescription(object));
+        char utf8[256] = "";
+        CFStringGetCString(text.Get(), utf8, sizeof(utf8), kCFStringEncodingUTF8);
+        return std::string(utf8);
+    };
+    auto array = ObjectArray();
+    auto dictionary = ObjectDictionary();
+    auto set = ObjectSet();
+    CFArrayAppendValue(array.Get(), CFSTR("inside"));
+    CFDictionarySetValue(dictionary.Get(), CFSTR("key"), array.Get());
+    CFSetAddValue(set.Get(), CFSTR("inside"));
+    EXPECT_EQ("<CFArray (inside)>", description(array.Get()));
+    EXPECT_EQ("<CFDictionary {key = (inside)}>", description(dictionary.Get()));
+    EXPECT_EQ("<CFSet {(inside)}>", description(set.Get()));
+    Owned<CFDataRef> data(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("\1\xAB"), 2));
+    EXPECT_EQ("<CFData <01ab>>", description(data.Get()));
+    EXPECT_EQ("<CFNumber 5>", description(Number(int64_t{5}).Get()));
+    EXPECT_EQ("<CFBoolean true>", description(kCFBooleanTrue));
+    // What plain pointers point at is nobody's business.
+    EXPECT_EQ(0U, description(PointerArray({1, 2}).Get()).find("<CFArray ("));
+    Owned<CFMutableSetRef> raw(CFSetCreateMutable(nullptr, 0, nullptr));
+    CFSetAddValue(raw.Get(), Pointer(1));
+    EXPECT_EQ(0U, description(raw.Get()).find("<CFSet {("));
 }
 
 TEST_F(Containers, AdoptingTakesOverReferences)
