@@ -81,6 +81,10 @@ TEST_F(String, ConstantsAreOneImmortalObjectPerText)
     EXPECT_EQ(u"\u00E9", UnitsOf(CFSTR("\xC3\xA9")));
     EXPECT_EQ(u"\u00E9\u00FF", UnitsOf(CFSTR("\xE9\xFF"))) << "Latin-1 where it is not UTF-8";
     EXPECT_EQ(namespaceScope, CFSTR("made before main"));
+    for (const CFStringRef exported :
+         {kCFErrorDomainPOSIX, kCFErrorFilePathKey, kCFStreamPropertyDataWritten}) {
+        EXPECT_EQ(exported, __CFStringMakeConstantString(Utf8Of(exported).c_str()));
+    }
     EXPECT_TRUE(CFEqual(CFSTR(""), MakeText("")));
 }
 

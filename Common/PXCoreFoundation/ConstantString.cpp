@@ -1,5 +1,7 @@
 // The table behind CFSTR: one immortal string for each text, for the life of the process.
 
+#include "CoreFoundation/CFError.h"
+#include "CoreFoundation/CFStream.h"
 #include "StringStorage.h"
 
 #include <mutex>
@@ -17,6 +19,24 @@ struct ConstantTable {
     size_t count = 0;
 };
 constinit ConstantTable constants;
+
+// The exported constants are objects of their own; CFSTR of their text gives those very objects.
+// Every new one belongs here.
+const CFStringRef* const kExportedConstants[] = {
+    &kCFErrorDomainPOSIX,
+    &kCFErrorDomainOSStatus,
+    &kCFErrorDomainMach,
+    &kCFErrorDomainCocoa,
+    &kCFErrorLocalizedDescriptionKey,
+    &kCFErrorLocalizedFailureReasonKey,
+    &kCFErrorLocalizedRecoverySuggestionKey,
+    &kCFErrorDescriptionKey,
+    &kCFErrorUnderlyingErrorKey,
+    &kCFErrorURLKey,
+    &kCFErrorFilePathKey,
+    &kCFStreamPropertyDataWritten,
+    &kCFStreamPropertyFileCurrentOffset,
+};
 
 CFStringRef* SlotFor(CFStringRef* slots, size_t capacity, CFStringRef string)
 {
@@ -41,11 +61,25 @@ bool GrowTable(ConstantTable& table)
     return true;
 }
 
+bool MakeRoom(ConstantTable& table)
+{
+    if (table.count * 2 < table.capacity) return true;
+    const bool isNew = table.capacity == 0;
+    if (!GrowTable(table)) return false;
+    if (!isNew) return true;
+    for (const CFStringRef* exported : kExportedConstants) {
+        CFStringRef* slot = SlotFor(table.slots, table.capacity, *exported);
+        if (!*slot) ++table.count;
+        *slot = *exported;
+    }
+    return true;
+}
+
 // Takes `string` over and returns the constant of its text; null when memory runs out.
 CFStringRef Intern(CFStringRef string)
 {
     const std::lock_guard<std::mutex> guard(constants.lock);
-    if (constants.count * 2 >= constants.capacity && !GrowTable(constants)) {
+    if (!MakeRoom(constants)) {
         CFRelease(string);
         return nullptr;
     }
