@@ -239,6 +239,32 @@ TEST_F(Containers, DeepNestsAreReleasedAndComparedWithoutTheStack)
     }
 }
 
+// Sixty levels that each hold the level below twice make 2^60 paths; two loops have no end at all.
+TEST_F(Containers, SharedAndCircularOnesAreComparedOnce)
+{
+    const auto tower = [](int64_t bottom) {
+        Owned<CFMutableArrayRef> level = ObjectArray();
+        CFArrayAppendValue(level.Get(), Number(bottom).Get());
+        for (int i = 0; i < 60; ++i) {
+            Owned<CFMutableArrayRef> above = ObjectArray();
+            CFArrayAppendValue(above.Get(), level.Get());
+            CFArrayAppendValue(above.Get(), level.Get());
+            level = std::move(above);
+        }
+        return level;
+    };
+    EXPECT_TRUE(CFEqual(tower(1000).Get(), tower(1000).Get()));
+    EXPECT_FALSE(CFEqual(tower(1000).Get(), tower(1001).Get()));
+
+    const Owned<CFMutableArrayRef> first = ObjectArray();
+    const Owned<CFMutableArrayRef> second = ObjectArray();
+    CFArrayAppendValue(first.Get(), first.Get());
+    CFArrayAppendValue(second.Get(), second.Get());
+    EXPECT_TRUE(CFEqual(first.Get(), second.Get()));
+    CFArrayRemoveAllValues(first.Get());
+    CFArrayRemoveAllValues(second.Get());
+}
+
 TEST_F(Containers, KeysNestedInKeysEndInIdentityInsteadOfTheStack)
 {
     const auto nest = [](int depth) {

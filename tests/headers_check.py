@@ -29,7 +29,8 @@ with tempfile.TemporaryDirectory() as folder:
                 languages.append(("c", "c99"))
         for language, standard in languages:
             source = pathlib.Path(folder) / ("one.c" if language == "c" else "one.cpp")
-            source.write_text(f'#include "{header}"\n')
+            # A header of macros alone leaves C without a single declaration, which it forbids.
+            source.write_text(f'#include "{header}"\nextern int notEmpty;\n')
             for compiler in (("gcc", "clang") if language == "c" else ("g++", "clang++")):
                 result = subprocess.run([compiler, f"-std={standard}", *flags, str(source)],
                                         capture_output=True, text=True)

@@ -63,35 +63,6 @@ const ClassInfo* InfoOf(Type type)
     return static_cast<size_t>(type) < kTypeCount ? kClasses[static_cast<size_t>(type)] : nullptr;
 }
 
-PairList::~PairList()
-{
-    if (pairs_ != inline_) std::free(pairs_);
-}
-
-bool PairList::Push(CFTypeRef a, CFTypeRef b)
-{
-    if (count_ == capacity_) {
-        const bool wasInline = pairs_ == inline_;
-        void* grown =
-            ReallocateBytes(wasInline ? nullptr : pairs_, CFIndex(capacity_ * 2 * sizeof(Pair)));
-        if (!grown) return false;
-        if (wasInline) std::memcpy(grown, inline_, sizeof(inline_));
-        pairs_ = static_cast<Pair*>(grown);
-        capacity_ *= 2;
-    }
-    pairs_[count_++] = {a, b};
-    return true;
-}
-
-bool PairList::Pop(CFTypeRef* a, CFTypeRef* b)
-{
-    if (count_ == 0) return false;
-    --count_;
-    *a = pairs_[count_].a;
-    *b = pairs_[count_].b;
-    return true;
-}
-
 void CountCreated(Type type)
 {
     liveCounters[static_cast<size_t>(type)].live.fetch_add(1, std::memory_order_relaxed);
@@ -187,20 +158,6 @@ CFStringRef CFCopyTypeIDDescription(CFTypeID type_id)
                                 : nullptr;
     return info ? NewAsciiString(info->name, static_cast<CFIndex>(std::strlen(info->name)))
                 : nullptr;
-}
-
-Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2)
-{
-    PairList pending;
-    CFTypeRef a = cf1;
-    CFTypeRef b = cf2;
-    do {
-        if (a == b) continue;
-        if (!a || !b || ObjectOf(a)->type != ObjectOf(b)->type) return false;
-        const ClassInfo* info = InfoOf(ObjectOf(a)->type);
-        if (!info->equal || !info->equal(ObjectOf(a), ObjectOf(b), pending)) return false;
-    } while (pending.Pop(&a, &b));
-    return true;
 }
 
 CFHashCode CFHash(CFTypeRef cf)
