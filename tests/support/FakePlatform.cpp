@@ -1,0 +1,103 @@
+#include "support/FakePlatform.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace px::test {
+
+namespace {
+
+// The table holds plain functions, so what they need stands here.
+std::atomic<int> calls{0};
+std::atomic<int> goodLeft{0};
+std::atomic<int> givenError{0};
+std::atomic<size_t> mostBytes{0};
+
+// Calls the system's function as long as calls are left, and fails then.
+template <auto Member, class... Arguments>
+int FailLater(Arguments... arguments)
+{
+    ++calls;
+    if (goodLeft.fetch_sub(1) <= 0) return givenError;
+    return (os::NativeTable().*Member)(arguments...);
+}
+
+template <auto Member, class... Arguments>
+void Replace(os::Table* table, int (*os::Table::*)(Arguments...))
+{
+    table->*Member = FailLater<Member, Arguments...>;
+}
+
+int ReadShort(os::File file, void* buffer, size_t size, size_t* got)
+{
+    ++calls;
+    return os::NativeTable().readFile(file, buffer, std::min<size_t>(size, mostBytes), got);
+}
+
+int WriteShort(os::File file, const void* buffer, size_t size, size_t* written)
+{
+    ++calls;
+    return os::NativeTable().writeFile(file, buffer, std::min<size_t>(size, mostBytes), written);
+}
+
+void ReplaceOne(os::Table* table, Faulty function)
+{
+    using T = os::Table;
+    switch (function) {
+        case Faulty::kOpen:
+            return Replace<&T::openFile>(table, &T::openFile);
+        case Faulty::kRead:
+            return Replace<&T::readFile>(table, &T::readFile);
+        case Faulty::kWrite:
+            return Replace<&T::writeFile>(table, &T::writeFile);
+        case Faulty::kTell:
+            return Replace<&T::tellFile>(table, &T::tellFile);
+        case Faulty::kSync:
+            return Replace<&T::syncFile>(table, &T::syncFile);
+        case Faulty::kClose:
+            return Replace<&T::closeFile>(table, &T::closeFile);
+        case Faulty::kRename:
+            return Replace<&T::renameFile>(table, &T::renameFile);
+        case Faulty::kRemove:
+            return Replace<&T::removeFile>(table, &T::removeFile);
+        case Faulty::kMakeFolder:
+            return Replace<&T::makeFolder>(table, &T::makeFolder);
+    }
+}
+
+}  // namespace
+
+FakePlatform::FakePlatform(Faulty function, int error, int goodCalls) : table_(os::NativeTable())
+{
+    calls = 0;
+    goodLeft = goodCalls;
+    givenError = error;
+    ReplaceOne(&table_, function);
+    former_ = os::ReplaceTable(&table_);
+}
+
+FakePlatform::FakePlatform(size_t most) : table_(os::NativeTable())
+{
+    calls = 0;
+    mostBytes = most;
+    table_.readFile = ReadShort;
+    table_.writeFile = WriteShort;
+    former_ = os::ReplaceTable(&table_);
+}
+
+FakePlatform FakePlatform::Short(size_t most)
+{
+    return FakePlatform(most);
+}
+
+FakePlatform::~FakePlatform()
+{
+    os::ReplaceTable(former_);
+}
+
+int FakePlatform::Calls() const
+{
+    return calls;
+}
+
+}  // namespace px::test
