@@ -61,8 +61,8 @@ template <class T>
 constexpr int kMostPrecision = std::numeric_limits<T>::digits > 53 ? 16500 : 1100;
 
 template <class T>
-constexpr size_t kMostRealText = static_cast<size_t>(kMostPrecision<T> +
-                                                     std::numeric_limits<T>::max_exponent10 + 32);
+constexpr size_t kMostRealText =
+    size_t{kMostPrecision<T>} + size_t{std::numeric_limits<T>::max_exponent10} + 32;
 
 // The text of a finite value that is not negative, and where its exponent begins.
 template <class T>

@@ -155,6 +155,7 @@ void CopyUnits(StringView view, UniChar* units)
     if (view.narrow) {
         Kernels().widen(view.narrow, count, units);
     } else {
+        assert(view.wide);
         std::memcpy(units, view.wide, count * sizeof(UniChar));
     }
 }
@@ -165,6 +166,7 @@ CFStringRef NewStringFromUnits(const UniChar* units, CFIndex length)
     const auto count = static_cast<size_t>(length);
     const UniChar bits = length > 0 ? Kernels().unionOf(units, count) : UniChar{0};
     if (bits > 0xFF) {
+        assert(units);
         String* wide = NewWideString(length);
         if (wide) std::memcpy(WideUnitsOf(wide), units, count * sizeof(UniChar));
         return wide;

@@ -61,6 +61,7 @@ CFStringRef DecodeUtf8Text(const uint8_t* bytes, CFIndex count)
 {
     const CFIndex prefix = AsciiPrefix(bytes, count);
     if (prefix == count) return NewAsciiString(reinterpret_cast<const char*>(bytes), count);
+    assert(bytes);  // none at all is ASCII
     Scratch<UniChar, 256> scratch;
     UniChar* const units = scratch.Reserve(static_cast<size_t>(count));
     if (!units) return nullptr;

@@ -149,7 +149,8 @@ private:
             if (matched == 0) match.next = cursor.End();
             const size_t count = cursor.Count();
             if (count == 0 || count > needle_.Count() - matched) return match;
-            if (std::memcmp(cursor.Units(), needle_.Units() + matched, count * sizeof(UniChar))) {
+            if (std::memcmp(cursor.Units(), needle_.Units() + matched, count * sizeof(UniChar)) !=
+                0) {
                 return match;
             }
             matched += count;

@@ -8,6 +8,8 @@
 #include "CoreFoundation/CFString.h"
 #include "Runtime.h"
 
+#include <cassert>
+
 namespace px::cf {
 inline constexpr uint8_t kStringWide = kClassFlagA;   // 16-bit units; otherwise Latin-1
 inline constexpr uint8_t kStringAscii = kClassFlagB;  // 8-bit, known to hold only U+0000…U+007F
@@ -44,7 +46,11 @@ struct StringView {
     const UniChar* wide;
     CFIndex length;
 
-    UniChar operator[](CFIndex index) const { return narrow ? narrow[index] : wide[index]; }
+    UniChar operator[](CFIndex index) const
+    {
+        assert(narrow || wide);
+        return narrow ? narrow[index] : wide[index];
+    }
 };
 
 inline StringView ViewOf(CFStringRef string)
