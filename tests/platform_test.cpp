@@ -51,6 +51,8 @@ TEST_F(Platform, OpensFilesAsEachModePromises)
         {"create over", OpenMode::kCreate, true, 0, 0},
         {"create new", OpenMode::kCreateNew, false, 0, 0},
         {"create new over", OpenMode::kCreateNew, true, EEXIST, 4},
+        {"create new shared", OpenMode::kCreateNewShared, false, 0, 0},
+        {"create new shared over", OpenMode::kCreateNewShared, true, EEXIST, 4},
         {"append", OpenMode::kAppend, true, 0, 4},
     };
     for (const auto& row : rows) {
@@ -72,6 +74,27 @@ TEST_F(Platform, OpensFilesAsEachModePromises)
         EXPECT_TRUE(row.mode != OpenMode::kCreateNew || facts.permissions == 0600);
         EXPECT_EQ(0, Os().closeFile(file));
     }
+}
+
+TEST_F(Platform, SeeksAndLeavesGapsOfZeros)
+{
+    File file = px::os::kNoFile;
+    ASSERT_EQ(0, Open("f", OpenMode::kCreate, &file));
+    ASSERT_EQ(0, px::os::WriteAll(file, "abcdef", 6));
+    ASSERT_EQ(0, Os().seekFile(file, 2));
+    ASSERT_EQ(0, px::os::WriteAll(file, "X", 1));
+    ASSERT_EQ(0, Os().seekFile(file, 8));
+    ASSERT_EQ(0, px::os::WriteAll(file, "Y", 1));
+    EXPECT_EQ(EINVAL, Os().seekFile(file, -1));
+    int64_t offset = 0;
+    ASSERT_EQ(0, Os().tellFile(file, &offset));
+    EXPECT_EQ(9, offset);
+    ASSERT_EQ(0, Os().seekFile(file, 0));
+    char read[10];
+    size_t got = 0;
+    ASSERT_EQ(0, Os().readFile(file, read, sizeof(read), &got));
+    EXPECT_EQ(std::string("abXdef\0\0Y", 9), std::string(read, got));
+    EXPECT_EQ(0, Os().closeFile(file));
 }
 
 TEST_F(Platform, NewFilesDoNotFollowPlantedLinks)

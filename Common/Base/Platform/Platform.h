@@ -23,11 +23,12 @@ using File = intptr_t;
 inline constexpr File kNoFile = -1;
 
 enum class OpenMode : uint8_t {
-    kRead,       // must exist
-    kReadWrite,  // must exist
-    kCreate,     // read and write; made when missing, emptied when present
-    kCreateNew,  // read and write; fails with EEXIST when present; private to the user (0600)
-    kAppend,     // write at the end; made when missing
+    kRead,             // must exist
+    kReadWrite,        // must exist
+    kCreate,           // read and write; made when missing, emptied when present
+    kCreateNew,        // read and write; fails with EEXIST when present; private to the user (0600)
+    kAppend,           // write at the end; made when missing
+    kCreateNewShared,  // as kCreateNew, with the permissions of any new file
 };
 
 struct FileFacts {
@@ -51,6 +52,8 @@ struct Table {
     // Writes at the file position; may take fewer bytes than asked, never 0 without an error.
     int (*writeFile)(File file, const void* buffer, size_t size, size_t* written);
     int (*tellFile)(File file, int64_t* offset);
+    // Sets the file position, from the start; beyond the end a later write leaves a gap of zeros.
+    int (*seekFile)(File file, int64_t offset);
     // Waits until the bytes are on the device.
     int (*syncFile)(File file);
     int (*closeFile)(File file);

@@ -62,6 +62,9 @@ int OpenFile(const char* path, OpenMode mode, File* file)
             flags |= O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW;
             permissions = 0600;
             break;
+        case OpenMode::kCreateNewShared:
+            flags |= O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW;
+            break;
         case OpenMode::kAppend:
             flags |= O_WRONLY | O_CREAT | O_APPEND;
             break;
@@ -95,6 +98,11 @@ int TellFile(File file, int64_t* offset)
     if (at < 0) return errno;
     *offset = at;
     return 0;
+}
+
+int SeekFile(File file, int64_t offset)
+{
+    return ErrorIf(lseek(Fd(file), offset, SEEK_SET) < 0);
 }
 
 int SyncFile(File file)
@@ -360,6 +368,7 @@ constexpr Table kLinuxTable = {
     .readFile = ReadFile,
     .writeFile = WriteFile,
     .tellFile = TellFile,
+    .seekFile = SeekFile,
     .syncFile = SyncFile,
     .closeFile = CloseFile,
     .factsOfFile = FactsOfFile,

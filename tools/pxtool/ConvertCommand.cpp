@@ -1,0 +1,273 @@
+#include "pxtool/ConvertCommand.h"
+
+#include "Base/Platform/Platform.h"
+#include "pxtool/Codec.h"
+#include "pxtool/Exif.h"
+#include "pxtool/Files.h"
+#include "pxtool/Picture.h"
+#include "pxtool/Profiles.h"
+#include "pxtool/Progress.h"
+
+#include <algorithm>
+
+namespace px::tool {
+
+namespace {
+
+// The library runs bands side by side only from this height on, and reports no progress while they
+// run. A picture is therefore handed over in slabs at least this high.
+constexpr int32_t kMinSlabRows = 1000;
+constexpr int32_t kMaxSlabs = 32;
+constexpr int kStandardError = 2;
+
+std::string NameIn(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+// One conversion on its way from file to file.
+class Conversion {
+public:
+    explicit Conversion(const ConvertOptions& options)
+        : options_(options),
+          progress_(NameIn(options.input) + " -> " + NameIn(options.output),
+                    os::Os().isTerminal(kStandardError))
+    {
+    }
+
+    Failure Run();
+
+private:
+    Failure CheckArguments();
+    Failure ReadInput();
+    Failure ChooseSourceProfile();
+    Failure FitModelToProfile();
+    Failure DecideOnAlpha();
+    Failure ConvertPixels();
+    Failure RunTransform(PXImage destination);
+    Failure RunSlabs(PXImage destination, int32_t bands);
+    Failure FailureOf(int status) const;
+    void DescribeResult();
+    Failure WriteOutput();
+
+    PictureLayout DestinationLayout() const;
+
+    const ConvertOptions& options_;
+    Progress progress_;
+    Format outputFormat_ = Format::kUnknown;
+    ProfileOwner source_;
+    ProfileOwner destination_;
+    PXColorSpaceType destinationModel_ = kPXColorSpaceByChannels;
+    Picture picture_;
+    bool keepsAlpha_ = false;
+    int storedOrientation_ = 1;
+};
+
+Failure Conversion::Run()
+{
+    if (Failure failure = CheckArguments()) return failure;
+    if (Failure failure = ReadInput()) return failure;
+    if (Failure failure = ChooseSourceProfile()) return failure;
+    if (Failure failure = FitModelToProfile()) return failure;
+    if (Failure failure = DecideOnAlpha()) return failure;
+    storedOrientation_ = picture_.orientation;
+    if (Failure failure = MakeUpright(options_.input, &picture_)) return failure;
+    if (Failure failure = ConvertPixels()) return failure;
+    DescribeResult();
+    return WriteOutput();
+}
+
+// Finds out before any work what can be known before it.
+Failure Conversion::CheckArguments()
+{
+    outputFormat_ = FormatOfName(options_.output);
+    if (outputFormat_ == Format::kUnknown) {
+        return {ExitCode::kUsage, "cannot tell the format of '" + options_.output + "'",
+                "let its name end in .jpg, .png or .tif"};
+    }
+    if (Failure failure = OpenProfile(options_.to, &destination_)) return failure;
+    if (!options_.from.empty()) {
+        if (Failure failure = OpenProfile(options_.from, &source_)) return failure;
+    }
+    destinationModel_ = PXColorProfileGetColorSpaceType(destination_.Get());
+    if (destinationModel_ == kPXColorSpaceByChannels) {
+        return CannotRead(options_.to, "it is a profile for neither grey, RGB nor CMYK",
+                          "choose another profile");
+    }
+    if (destinationModel_ == kPXColorSpaceCMYK && outputFormat_ == Format::kPNG) {
+        return CannotWrite(options_.output, "PNG cannot hold CMYK", "write a .tif or .jpg file");
+    }
+    return CheckOutputPath(options_.output);
+}
+
+// The file is closed before anything is written: it may be the one that is replaced.
+Failure Conversion::ReadInput()
+{
+    InputFile file;
+    if (Failure failure = file.Open(options_.input)) return failure;
+    return Decode(file, progress_, &picture_);
+}
+
+Failure Conversion::ChooseSourceProfile()
+{
+    if (source_.Get()) return Done();
+    if (picture_.hasBrokenICC) {
+        return CannotRead(options_.input, "its embedded profile is damaged",
+                          "name its profile with --from");
+    }
+    if (!picture_.icc.empty()) return OpenEmbeddedProfile(options_.input, picture_.icc, &source_);
+    if (picture_.layout.model == kPXColorSpaceCMYK) {
+        return CannotRead(options_.input, "it is CMYK without an embedded profile",
+                          "name its profile with --from");
+    }
+    return OpenSRGB(&source_);
+}
+
+Failure Conversion::FitModelToProfile()
+{
+    const PXColorSpaceType model = PXColorProfileGetColorSpaceType(source_.Get());
+    if (model == picture_.layout.model) return Done();
+    if (picture_.layout.model == kPXColorSpaceGrey && model == kPXColorSpaceRGB) {
+        return ExpandGreyToRGB(options_.input, &picture_);
+    }
+    std::string reason = "its pixels are ";
+    reason += ModelName(picture_.layout.model);
+    reason += options_.from.empty() ? ", but its embedded profile is for "
+                                    : ", but the profile given with --from is for ";
+    reason += ModelName(model);
+    return CannotRead(options_.input, reason, "name a fitting profile with --from");
+}
+
+Failure Conversion::DecideOnAlpha()
+{
+    const bool canHold = outputFormat_ != Format::kJPEG && destinationModel_ != kPXColorSpaceCMYK;
+    keepsAlpha_ = picture_.layout.hasAlpha && canHold;
+    // An alpha channel without a transparent pixel says nothing and may go.
+    if (canHold || IsOpaque(picture_)) return Done();
+    const bool isJPEG = outputFormat_ == Format::kJPEG;
+    return CannotWrite(options_.output,
+                       isJPEG ? "the picture is transparent, which JPEG cannot hold"
+                              : "the picture is transparent, which CMYK cannot be",
+                       isJPEG ? "write a .png or .tif file"
+                              : "convert to an RGB profile, or flatten the picture first");
+}
+
+PictureLayout Conversion::DestinationLayout() const
+{
+    PictureLayout layout = picture_.layout;
+    layout.model = destinationModel_;
+    if (outputFormat_ == Format::kJPEG) layout.depth = 8;
+    layout.hasAlpha = layout.hasAlpha && keepsAlpha_;
+    return layout;
+}
+
+// Where both sides are RGB, alpha travels with the colours; else it waits in an image of its own.
+Failure Conversion::ConvertPixels()
+{
+    ImageOwner alpha;
+    if (picture_.layout.hasAlpha &&
+        (picture_.layout.model != kPXColorSpaceRGB || destinationModel_ != kPXColorSpaceRGB)) {
+        if (Failure failure = SplitAlpha(options_.input, &picture_, &alpha)) return failure;
+    }
+    const PictureLayout layout = DestinationLayout();
+    const bool isInPlace = layout.model == picture_.layout.model &&
+                           layout.depth == picture_.layout.depth &&
+                           layout.hasAlpha == picture_.layout.hasAlpha;
+    if (isInPlace) {
+        if (Failure failure = RunTransform(picture_.image.Get())) return failure;
+    } else {
+        ImageOwner converted;
+        if (Failure failure = MakeImage(layout, options_.input, &converted)) return failure;
+        if (Failure failure = RunTransform(converted.Get())) return failure;
+        picture_.image = std::move(converted);
+        picture_.layout = layout;
+    }
+    if (!alpha || !keepsAlpha_) return Done();
+    return MergeAlpha(options_.input, alpha.Get(), &picture_);
+}
+
+Failure Conversion::RunTransform(PXImage destination)
+{
+    const int32_t bands =
+        options_.bands > 0 ? options_.bands : static_cast<int32_t>(os::Os().processorCount());
+    if (bands > 1 && picture_.layout.height >= kMinSlabRows) return RunSlabs(destination, bands);
+    struct Context {
+        Progress& progress;
+        int64_t height;
+    } context = {progress_, picture_.layout.height};
+    const auto report = [](void* opaque, int32_t row, uint32_t) -> PXStatus {
+        auto& from = *static_cast<Context*>(opaque);
+        return from.progress.Step(Phase::kConvert, row, from.height) ? kPXOK : kPXErrSoft;
+    };
+    return FailureOf(PXColorProfileConvertProfile3(
+        source_.Get(), destination_.Get(), picture_.image.Get(), destination,
+        PXImageGetBounds(destination), 1, options_.intent, report, &context));
+}
+
+Failure Conversion::RunSlabs(PXImage destination, int32_t bands)
+{
+    const int32_t height = picture_.layout.height;
+    const int64_t count = std::clamp(height / kMinSlabRows, 1, kMaxSlabs);
+    for (int64_t i = 0; i < count; ++i) {
+        const auto top = static_cast<int32_t>(height * i / count);
+        const auto bottom = static_cast<int32_t>(height * (i + 1) / count);
+        if (!progress_.Step(Phase::kConvert, top, height)) return Cancelled();
+        const PXRect slab = {0, top, picture_.layout.width, bottom - top};
+        const int status =
+            PXColorProfileConvertProfile2(source_.Get(), destination_.Get(), picture_.image.Get(),
+                                          destination, slab, bands, options_.intent);
+        if (status) return FailureOf(status);
+    }
+    return Done();
+}
+
+Failure Conversion::FailureOf(int status) const
+{
+    switch (status) {
+        case kPXOK:
+            return Done();
+        case kPXErrSoft:
+            return Cancelled();
+        case kPXErrCreate:
+            return OutOfMemory(options_.input);
+        case kPXErrTransform:
+            return CannotRead(options_.input,
+                              "its profile and the one given with --to cannot be combined",
+                              "choose a profile of a display, a printer or a working space");
+        default:
+            return {ExitCode::kResources,
+                    "cannot convert '" + options_.input + "': unexpected event " +
+                        std::to_string(status),
+                    "try another profile"};
+    }
+}
+
+// Makes what stands beside the pixels true for the converted ones.
+void Conversion::DescribeResult()
+{
+    picture_.icc = BytesOf(destination_);
+    const bool isSRGB = PXColorProfileGetStandard(destination_.Get()) == kPXColorStandardSRGB;
+    ChangeExif(picture_.exif, {isSRGB, storedOrientation_ != 1, storedOrientation_ >= 5});
+}
+
+Failure Conversion::WriteOutput()
+{
+    OutputFile file;
+    if (Failure failure = file.Create(options_.output)) return failure;
+    Failure failure = outputFormat_ == Format::kJPEG
+                          ? EncodeJPEG(picture_, options_.quality, progress_, file)
+                      : outputFormat_ == Format::kPNG ? EncodePNG(picture_, progress_, file)
+                                                      : EncodeTIFF(picture_, progress_, file);
+    if (failure) return failure;
+    if (IsCancelled()) return Cancelled();
+    return file.Commit();
+}
+
+}  // namespace
+
+Failure RunConvert(const ConvertOptions& options)
+{
+    return Conversion(options).Run();
+}
+
+}  // namespace px::tool

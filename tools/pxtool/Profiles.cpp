@@ -1,0 +1,208 @@
+#include "pxtool/Profiles.h"
+
+#include "Base/Platform/Platform.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <numeric>
+#include <system_error>
+
+namespace px::tool {
+
+namespace {
+
+struct ShortName {
+    std::string_view name;
+    uint32_t signature;
+};
+
+constexpr ShortName kShortNames[] = {
+    {"srgb", kPXColorStandardSRGB},
+    {"adobergb", kPXColorStandardAdobeRGB1998},
+    {"prophoto", kPXColorStandardProPhoto},
+    {"prophoto22", kPXColorStandardProPhoto22},
+};
+
+// What may be meant by a mistyped name. The library knows more spellings than are worth suggesting.
+constexpr std::string_view kSuggestions[] = {
+    "srgb",         "adobergb",     "prophoto",          "prophoto22",       "AdobeRGB1998.icc",
+    "ProPhoto.icm", "ProPhoto RGB", "ProPhoto(2.2) RGB", "Adobe RGB (1998)", "sRGB IEC61966-2.1"};
+
+// Owns one reference to a CoreFoundation object.
+template <class Ref>
+class CFOwner {
+public:
+    explicit CFOwner(Ref object) : object_(object) {}
+    CFOwner(const CFOwner&) = delete;
+    CFOwner& operator=(const CFOwner&) = delete;
+    ~CFOwner()
+    {
+        if (object_) CFRelease(object_);
+    }
+    Ref Get() const { return object_; }
+    explicit operator bool() const { return object_ != nullptr; }
+
+private:
+    Ref object_;
+};
+
+CFOwner<CFStringRef> StringOf(const std::string& text)
+{
+    return CFOwner<CFStringRef>(
+        CFStringCreateWithCString(nullptr, text.c_str(), kCFStringEncodingUTF8));
+}
+
+char ToLower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool EqualsIgnoringCase(std::string_view a, std::string_view b)
+{
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return ToLower(x) == ToLower(y); });
+}
+
+// Insertions, removals and exchanges of letters between two words.
+size_t EditDistance(std::string_view a, std::string_view b)
+{
+    std::vector<size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 0; i < a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (size_t j = 0; j < b.size(); ++j) {
+            const size_t replaced = diagonal + (ToLower(a[i]) == ToLower(b[j]) ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, replaced});
+        }
+    }
+    return row.back();
+}
+
+// The signature of a standard name, 0 when it is none.
+uint32_t StandardOf(const std::string& name, CFStringRef text)
+{
+    for (const ShortName& row : kShortNames) {
+        if (EqualsIgnoringCase(name, row.name)) return row.signature;
+    }
+    const uint32_t signature = PXColorProfileGetStandardFromName(text);
+    return signature == kPXColorStandardOther ? 0 : signature;
+}
+
+Failure UnknownName(const std::string& name)
+{
+    const std::string_view nearest = Nearest(name, kSuggestions);
+    return {ExitCode::kUsage, "there is no profile '" + name + "'",
+            nearest.empty() ? "use srgb, adobergb, prophoto, prophoto22, or the path of an ICC file"
+                            : "did you mean '" + std::string(nearest) + "'?"};
+}
+
+Failure NotAProfile(const std::string& name)
+{
+    return CannotRead(name, "it is not a valid ICC profile",
+                      "use srgb, adobergb, prophoto, prophoto22, or the path of an ICC file");
+}
+
+// A path is looked at first, so that the reason can be told.
+Failure OpenFile(const std::string& name, ProfileOwner* profile)
+{
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(name, error);
+    if (error) return CannotRead(name, os::TextOf(error.value()), "give an absolute path");
+    const CFOwner<CFStringRef> path = StringOf(absolute.string());
+    // CoreFoundation strings hold no bytes outside UTF-8.
+    if (!path) return CannotRead(name, "its name is not UTF-8", "rename it");
+    os::File file = os::kNoFile;
+    if (const int status = os::Os().openFile(name.c_str(), os::OpenMode::kRead, &file)) {
+        return CannotRead(name, os::TextOf(status), "check the path of the profile");
+    }
+    os::Os().closeFile(file);
+    *profile = ProfileOwner(PXColorProfileCreateFromDisk(path.Get()));
+    return profile->Get() ? Done() : NotAProfile(name);
+}
+
+}  // namespace
+
+std::string_view Nearest(std::string_view word, std::span<const std::string_view> candidates)
+{
+    constexpr size_t kMaxWord = 64;
+    std::string_view nearest;
+    if (word.size() > kMaxWord) return nearest;
+    // A third of the letters, or two that changed places: another word of the length is not near.
+    size_t best = std::max<size_t>(word.size() / 3, 2) + 1;
+    for (const std::string_view candidate : candidates) {
+        const size_t distance = EditDistance(word, candidate);
+        if (distance < best) {
+            best = distance;
+            nearest = candidate;
+        }
+    }
+    return nearest;
+}
+
+Failure OpenProfile(const std::string& name, ProfileOwner* profile)
+{
+    const CFOwner<CFStringRef> text = StringOf(name);
+    if (const uint32_t signature = text ? StandardOf(name, text.Get()) : 0) {
+        *profile = ProfileOwner(PXColorProfileCreateStandard(signature));
+        if (profile->Get()) return Done();
+        return {ExitCode::kResources, "the standard profile '" + name + "' is not installed",
+                "install the tool with its share folder, or give the path of an ICC file"};
+    }
+    os::FileFacts facts;
+    const int missing = os::Os().factsOfPath(name.c_str(), &facts);
+    const bool isPath = name.find('/') != std::string::npos;
+    if (!missing && !facts.isRegular) {
+        return CannotRead(name, facts.isFolder ? os::TextOf(EISDIR) : "it is not a regular file",
+                          "give the path of an ICC file");
+    }
+    if (!missing || isPath) return OpenFile(name, profile);
+    if (!text || name.empty()) return UnknownName(name);
+    *profile = ProfileOwner(PXColorProfileCreateFromDisk(text.Get()));
+    return profile->Get() ? Done() : UnknownName(name);
+}
+
+Failure OpenEmbeddedProfile(const std::string& path, std::span<const uint8_t> icc,
+                            ProfileOwner* profile)
+{
+    const CFOwner<CFDataRef> bytes(
+        CFDataCreate(nullptr, icc.data(), static_cast<CFIndex>(icc.size())));
+    *profile = ProfileOwner(PXColorProfileCreate());
+    if (!bytes || !profile->Get()) return OutOfMemory(path);
+    if (PXColorProfileSetICCData(profile->Get(), bytes.Get()) == kPXOK) return Done();
+    return CannotRead(path, "its embedded profile is damaged", "name its profile with --from");
+}
+
+Failure OpenSRGB(ProfileOwner* profile)
+{
+    *profile = ProfileOwner(PXColorProfileCreateStandard(kPXColorStandardSRGB));
+    if (profile->Get()) return Done();
+    return {ExitCode::kResources, "the built-in sRGB profile could not be made",
+            "close other programs"};
+}
+
+std::vector<uint8_t> BytesOf(const ProfileOwner& profile)
+{
+    const CFOwner<CFDataRef> data(PXColorProfileCreateICCData(profile.Get()));
+    if (!data) return {};
+    const UInt8* bytes = CFDataGetBytePtr(data.Get());
+    return {bytes, bytes + CFDataGetLength(data.Get())};
+}
+
+const char* ModelName(PXColorSpaceType model)
+{
+    switch (model) {
+        case kPXColorSpaceGrey:
+            return "grey";
+        case kPXColorSpaceRGB:
+            return "RGB";
+        case kPXColorSpaceCMYK:
+            return "CMYK";
+        default:
+            return "other";
+    }
+}
+
+}  // namespace px::tool
