@@ -5,6 +5,7 @@
 #include <map>
 #include <numeric>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "Containers_p.h"
@@ -357,6 +358,58 @@ TEST_F(Containers, ReleaseCallbacksMayUseTheContainer)
     changedByRelease = PointerArray().Detach();  // the array's own end does not count
     array.Reset();
     CFRelease(changedByRelease);
+}
+
+CFTypeRef releasedByCallback = nullptr;
+
+void ReleaseTheContainer(CFAllocatorRef, const void*)
+{
+    if (releasedByCallback) CFRelease(std::exchange(releasedByCallback, nullptr));
+}
+
+TEST_F(Containers, SurviveReleaseCallbacksThatGiveThemBack)
+{
+    const CFArrayCallBacks arrayRecord = {0, nullptr, ReleaseTheContainer, nullptr, nullptr};
+    const CFDictionaryValueCallBacks valueRecord = {0, nullptr, ReleaseTheContainer, nullptr,
+                                                    nullptr};
+    const CFSetCallBacks setRecord = {0, nullptr, ReleaseTheContainer, nullptr, nullptr, nullptr};
+    for (int removal = 0; removal < 3; ++removal) {
+        CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &arrayRecord);
+        CFMutableDictionaryRef dictionary =
+            CFDictionaryCreateMutable(nullptr, 0, nullptr, &valueRecord);
+        CFMutableSetRef set = CFSetCreateMutable(nullptr, 0, &setRecord);
+        for (intptr_t i = 1; i <= 3; ++i) {
+            CFArrayAppendValue(array, Pointer(i));
+            CFDictionarySetValue(dictionary, Pointer(i), Pointer(i));
+            CFSetAddValue(set, Pointer(i));
+        }
+        releasedByCallback = array;
+        if (removal == 0) CFArrayRemoveValueAtIndex(array, 1);
+        if (removal == 1) CFArraySetValueAtIndex(array, 1, Pointer(9));
+        if (removal == 2) CFArrayRemoveAllValues(array);
+        releasedByCallback = dictionary;
+        if (removal == 0) CFDictionaryRemoveValue(dictionary, Pointer(2));
+        if (removal == 1) CFDictionarySetValue(dictionary, Pointer(2), Pointer(9));
+        if (removal == 2) CFDictionaryRemoveAllValues(dictionary);
+        releasedByCallback = set;
+        if (removal == 0) CFSetRemoveValue(set, Pointer(2));
+        if (removal == 1) CFSetSetValue(set, Pointer(2));
+        if (removal == 2) CFSetRemoveAllValues(set);
+    }
+}
+
+TEST_F(Containers, EndWithTheElementThatHeldThem)
+{
+    // Each container holds an array with the only reference to the container itself.
+    CFMutableArrayRef array = ObjectArray().Detach();
+    CFMutableDictionaryRef dictionary = ObjectDictionary().Detach();
+    const auto holder = [](CFTypeRef held) { return px::cf::AdoptArray(&held, 1, false); };
+    CFArrayAppendValue(array, Owned<CFArrayRef>(holder(array)).Get());
+    CFArrayAppendValue(array, kCFNull);
+    CFArrayRemoveAllValues(array);
+    CFDictionarySetValue(dictionary, kCFNull, Owned<CFArrayRef>(holder(dictionary)).Get());
+    CFDictionarySetValue(dictionary, kCFBooleanTrue, kCFNull);
+    CFDictionaryRemoveAllValues(dictionary);
 }
 
 TEST_F(Containers, ForwardedRecordsOfObjectsAreKeptApartFromOwnOnes)

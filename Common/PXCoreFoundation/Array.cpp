@@ -188,9 +188,8 @@ void Replace(Array* array, CFRange range, const void* const* values, CFIndex cou
         return;
     }
     MoveValues(array->values + range.location, fresh, added);
-    RetainObject(array);  // a release callback may give the array itself back
+    const KeepWhileReleasing keep(array, elements->isCustom);
     for (CFIndex i = 0; i < range.length; ++i) ReleaseElement(elements, old[i]);
-    ReleaseObject(array);
 }
 
 void Insert(Array* array, CFIndex at, const void* value, const char* function)
@@ -499,9 +498,11 @@ void CFArrayRemoveAllValues(CFMutableArrayRef theArray)
     const void** values = std::exchange(array->values, array->InlineValues());
     const CFIndex count = std::exchange(array->count, 0);
     array->capacity = 0;
-    RetainObject(array);  // a release callback may give the array itself back
-    for (CFIndex i = 0; i < count; ++i) ReleaseElement(array->elements, values[i]);
-    ReleaseObject(array);
+    {
+        const Elements* elements = array->elements;
+        const KeepWhileReleasing keep(array, elements->isCustom);
+        for (CFIndex i = 0; i < count; ++i) ReleaseElement(elements, values[i]);
+    }
     std::free(block);
 }
 

@@ -36,18 +36,18 @@ Dictionary* MakeDictionary(const Elements* keys, const Elements* values, uint8_t
     return made;
 }
 
-void ReleaseEntries(const Dictionary* dictionary, const Table& table)
+void ReleaseEntries(const Elements* keys, const Elements* values, const Table& table)
 {
-    ForEachEntry(table, [dictionary](const Entry& entry) {
-        ReleaseElement(dictionary->keys, entry.key);
-        ReleaseElement(dictionary->values, entry.value);
+    ForEachEntry(table, [keys, values](const Entry& entry) {
+        ReleaseElement(keys, entry.key);
+        ReleaseElement(values, entry.value);
     });
 }
 
 void DestroyDictionary(Object* object)
 {
     auto* dictionary = static_cast<Dictionary*>(object);
-    ReleaseEntries(dictionary, dictionary->table);
+    ReleaseEntries(dictionary->keys, dictionary->values, dictionary->table);
     FreeElements(dictionary->keys);
     FreeElements(dictionary->values);
     FreeObject(dictionary);
@@ -96,16 +96,9 @@ void AppendPair(Dictionary* dictionary, uint64_t hash, const void* key, const vo
     ReleaseElement(dictionary->values, keptValue);
 }
 
-// The release callback may give the dictionary itself back.
-void ReleaseValue(Dictionary* dictionary, const void* value)
+bool HasCallbacks(const Dictionary* dictionary)
 {
-    if (AreObjects(dictionary->values)) {
-        ReleaseObject(ObjectOf(value));
-        return;
-    }
-    RetainObject(dictionary);
-    ReleaseElement(dictionary->values, value);
-    ReleaseObject(dictionary);
+    return dictionary->keys->isCustom || dictionary->values->isCustom;
 }
 
 void SetPair(Dictionary* dictionary, const void* key, const void* value)
@@ -115,7 +108,8 @@ void SetPair(Dictionary* dictionary, const void* key, const void* value)
     uint64_t hash;
     Entry* entry = FindKey(dictionary->table, dictionary->keys, key, &hash);
     if (entry) {
-        ReleaseValue(dictionary, std::exchange(entry->value, kept));
+        const KeepWhileReleasing keep(dictionary, HasCallbacks(dictionary));
+        ReleaseElement(dictionary->values, std::exchange(entry->value, kept));
     } else {
         AppendPair(dictionary, hash, key, kept);
     }
@@ -343,10 +337,10 @@ void CFDictionaryRemoveValue(CFMutableDictionaryRef theDict, const void* key)
     if (!entry) return;
     const Entry removed = *entry;
     dictionary->table.Remove(entry);
-    RetainObject(dictionary);  // a release callback may give the dictionary itself back
+    const Elements* values = dictionary->values;
+    const KeepWhileReleasing keep(dictionary, HasCallbacks(dictionary));
     ReleaseElement(dictionary->keys, removed.key);
-    ReleaseElement(dictionary->values, removed.value);
-    ReleaseObject(dictionary);
+    ReleaseElement(values, removed.value);
 }
 
 void CFDictionaryRemoveAllValues(CFMutableDictionaryRef theDict)
@@ -355,9 +349,8 @@ void CFDictionaryRemoveAllValues(CFMutableDictionaryRef theDict)
     if (!dictionary) return;
     // The dictionary is empty, and may be filled again, while the old entries are released.
     Table old(std::move(dictionary->table));
-    RetainObject(dictionary);
-    ReleaseEntries(dictionary, old);
-    ReleaseObject(dictionary);
+    const KeepWhileReleasing keep(dictionary, HasCallbacks(dictionary));
+    ReleaseEntries(dictionary->keys, dictionary->values, old);
 }
 
 }  // extern "C"

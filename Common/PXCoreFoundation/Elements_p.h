@@ -85,6 +85,26 @@ inline void ReleaseElement(const Elements* elements, const void* value)
     }
 }
 
+// Keeps a container while release callbacks run, which may give the container itself back. Where
+// none but our own run that cannot happen before the last use of the container.
+class KeepWhileReleasing {
+public:
+    KeepWhileReleasing(const Object* container, bool hasCallbacks)
+        : container_(hasCallbacks ? container : nullptr)
+    {
+        if (container_) RetainObject(container_);
+    }
+    KeepWhileReleasing(const KeepWhileReleasing&) = delete;
+    KeepWhileReleasing& operator=(const KeepWhileReleasing&) = delete;
+    ~KeepWhileReleasing()
+    {
+        if (container_) ReleaseObject(container_);
+    }
+
+private:
+    const Object* container_;
+};
+
 inline bool ElementsEqual(const Elements* elements, const void* sought, const void* stored)
 {
     if (sought == stored) return true;

@@ -31,15 +31,15 @@ Set* MakeSet(const Elements* members, uint8_t flags)
     return made;
 }
 
-void ReleaseMembers(const Set* set, const Table& table)
+void ReleaseMembers(const Elements* members, const Table& table)
 {
-    ForEachEntry(table, [set](const Entry& entry) { ReleaseElement(set->members, entry.key); });
+    ForEachEntry(table, [members](const Entry& entry) { ReleaseElement(members, entry.key); });
 }
 
 void DestroySet(Object* object)
 {
     auto* set = static_cast<Set*>(object);
-    ReleaseMembers(set, set->table);
+    ReleaseMembers(set->members, set->table);
     FreeElements(set->members);
     FreeObject(set);
 }
@@ -78,9 +78,8 @@ void ReplaceMember(Set* set, Entry* entry, const void* value)
     const void* kept = RetainElement(set->members, value);
     if (!kept && set->members == &kCopiedStringElements) return;
     const void* old = std::exchange(entry->key, kept);
-    RetainObject(set);  // a release callback may give the set itself back
+    const KeepWhileReleasing keep(set, set->members->isCustom);
     ReleaseElement(set->members, old);
-    ReleaseObject(set);
 }
 
 void AddMember(Set* set, const void* value)
@@ -262,9 +261,8 @@ void CFSetRemoveValue(CFMutableSetRef theSet, const void* value)
     if (!entry) return;
     const void* removed = entry->key;
     set->table.Remove(entry);
-    RetainObject(set);  // a release callback may give the set itself back
+    const KeepWhileReleasing keep(set, set->members->isCustom);
     ReleaseElement(set->members, removed);
-    ReleaseObject(set);
 }
 
 void CFSetRemoveAllValues(CFMutableSetRef theSet)
@@ -273,9 +271,8 @@ void CFSetRemoveAllValues(CFMutableSetRef theSet)
     if (!set) return;
     // The set is empty, and may be filled again, while the old members are released.
     Table old(std::move(set->table));
-    RetainObject(set);
-    ReleaseMembers(set, old);
-    ReleaseObject(set);
+    const KeepWhileReleasing keep(set, set->members->isCustom);
+    ReleaseMembers(set->members, old);
 }
 
 }  // extern "C"

@@ -1,6 +1,10 @@
 #pragma once
 
-// TODO: header comment.
+// CFDate — moments, and the Gregorian calendar for them.
+//
+// An absolute time is in seconds since 2001-01-01 00:00:00 UTC, without leap seconds. The calendar
+// is Gregorian for all years; there is a year 0. A NULL time zone is GMT. Dates are immutable and
+// everything here is safe from any thread.
 
 #include "CFBase.h"
 
@@ -8,6 +12,7 @@
 extern "C" {
 #endif
 
+// Month and day count from 1; 0 <= second < 60.
 typedef struct {
     SInt32 year;
     SInt8 month;
@@ -17,6 +22,7 @@ typedef struct {
     double second;
 } CFGregorianDate;
 
+// A distance, in calendar units.
 typedef struct {
     SInt32 years;
     SInt32 months;
@@ -39,13 +45,25 @@ enum {
 CF_EXPORT const CFTimeInterval kCFAbsoluteTimeIntervalSince1970;
 CF_EXPORT const CFTimeInterval kCFAbsoluteTimeIntervalSince1904;
 
+// The wall clock, in steps of a microsecond. It may go backwards.
 CF_EXPORT CFAbsoluteTime CFAbsoluteTimeGetCurrent(void);
 CF_EXPORT CFTypeID CFDateGetTypeID(void);
+
+// The caller owns the result; NULL when memory runs out.
 CF_EXPORT CFDateRef CFDateCreate(CFAllocatorRef allocator, CFAbsoluteTime at);
 CF_EXPORT CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate);
+
+// Seconds from `otherDate` to `theDate`; 0 when either is no date.
 CF_EXPORT CFTimeInterval CFDateGetTimeIntervalSinceDate(CFDateRef theDate, CFDateRef otherDate);
+
+// Null sorts first, then a NaN. The context is not used.
 CF_EXPORT CFComparisonResult CFDateCompare(CFDateRef theDate, CFDateRef otherDate, void* context);
+
+// All zero for a time that is not finite or whose year does not fit, and for a foreign zone.
 CF_EXPORT CFGregorianDate CFAbsoluteTimeGetGregorianDate(CFAbsoluteTime at, CFTimeZoneRef tz);
+
+// Fields beyond their range carry into the greater ones. A local time that a change of clocks skips
+// or repeats is read as standard time. 0 for a foreign zone.
 CF_EXPORT CFAbsoluteTime CFGregorianDateGetAbsoluteTime(CFGregorianDate gdate, CFTimeZoneRef tz);
 
 #ifdef __cplusplus
