@@ -1,5 +1,6 @@
 // Reads binary property lists. Every count, offset and reference is checked against the bytes that
-// are there before it is used. Open containers stand on a stack of frames.
+// are there before it is used. Open containers stand on a stack of frames. What the file holds once
+// is built once; a mutable list is a copy in which nothing is shared.
 
 #include "Containers_p.h"
 #include "CoreFoundation/CFData.h"
@@ -19,7 +20,8 @@ namespace px::cf {
 
 namespace {
 
-// Copies that mutable lists need of what the file holds once.
+// What a mutable list may hold beyond the objects and bytes of the file, by copies of what the file
+// holds once.
 constexpr uint64_t kMostCopies = uint64_t{1} << 24;
 constexpr uint64_t kMostCopiedBytes = uint64_t{1} << 30;
 
@@ -45,22 +47,19 @@ struct Head {
 
 class Reader {
 public:
-    Reader(ListBytes input, Mutability mutability, ListFailure* failure)
-        : input_(input), mutability_(mutability), failure_(failure)
-    {
-    }
+    Reader(ListBytes input, ListFailure* failure) : input_(input), failure_(failure) {}
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
     ~Reader();
 
     CFPropertyListRef Read();
+    uint64_t ObjectCount() const { return trailer_.objectCount; }
 
 private:
-    // What is known of an object of the file. `object` is owned and set when other places may have
-    // the same object.
+    // What is known of an object of the file. `object` is owned, null until it is built.
     struct Known {
         CFTypeRef object;
-        int32_t height;  // of a container: how many lie above each other; 0: never built
+        int32_t height;  // of a container: how many lie above each other
     };
     static constexpr int32_t kOpen = -1;  // on the present path
 
@@ -81,7 +80,7 @@ private:
     bool StepDictionary(Frame* frame);
     bool Enter(uint64_t index);
     bool EnterShared(const Known& known);
-    bool CountBytes(const Known& known, const Head& head);
+    bool CountBytes(const Head& head);
     bool Open(uint64_t index, const Head& head);
     bool Close();
     CFTypeRef NewContainer(const Frame& frame);
@@ -98,7 +97,6 @@ private:
     CFTypeRef NewDataFrom(const Head& head);
     CFTypeRef NewStringFrom(const Head& head);
     CFTypeRef NewWideFrom(const Head& head);
-    CFTypeRef NewValueString(const Head& head);
 
     uint64_t NumberAt(size_t offset, size_t size) const
     {
@@ -111,15 +109,6 @@ private:
     {
         return NumberAt(frame.references + position * trailer_.referenceSize,
                         trailer_.referenceSize);
-    }
-    // Whether all places of an object may have the same one.
-    bool MayShare(const Head& head) const
-    {
-        if (mutability_ == Mutability::kNone) return true;
-        if (head.IsContainer()) return false;
-        const uint8_t mark = head.Mark();
-        return mutability_ != Mutability::kLeaves ||
-               (mark != kMarkData && mark != kMarkAscii && mark != kMarkUTF16);
     }
     bool Corrupt(const char* what)
     {
@@ -134,15 +123,12 @@ private:
     bool FailMemory() { return failure_->OutOfMemory(kCFPropertyListReadCorruptError); }
 
     const ListBytes input_;
-    const Mutability mutability_;
     ListFailure* const failure_;
     Trailer trailer_ = {};
     Known* known_ = nullptr;
     GrowingBuffer<CFTypeRef> values_;  // owned: the elements so far of the open containers
     GrowingBuffer<UniChar> units_;
     uint64_t bytesRead_ = 0;
-    uint64_t copies_ = 0;
-    uint64_t copiedBytes_ = 0;
     int depth_ = 0;
     Frame frames_[kMaxListDepth];
 };
@@ -278,7 +264,7 @@ bool Reader::StepDictionary(Frame* frame)
 bool Reader::Enter(uint64_t index)
 {
     Head head;
-    if (index < trailer_.objectCount && known_[index].object && mutability_ == Mutability::kNone) {
+    if (index < trailer_.objectCount && known_[index].object) {
         return EnterShared(known_[index]);
     }
     if (!HeadOf(index, &head)) return false;
@@ -298,18 +284,11 @@ bool Reader::EnterShared(const Known& known)
 }
 
 // Objects of an honest file do not overlap. Were they allowed to, a small file could unfold to any
-// size; so their bytes together may not exceed those of the file, and copies have limits of their
-// own.
-bool Reader::CountBytes(const Known& known, const Head& head)
+// size; so their bytes together may not exceed those of the file.
+bool Reader::CountBytes(const Head& head)
 {
-    const uint64_t bytes = head.end - head.start;
-    if (known.height == 0) {
-        bytesRead_ += bytes;
-        return bytesRead_ <= trailer_.table - kBinaryHeaderSize || Corrupt("objects overlap");
-    }
-    copiedBytes_ += bytes;
-    if (++copies_ <= kMostCopies && copiedBytes_ <= kMostCopiedBytes) return true;
-    return Corrupt("it unfolds to too many objects");
+    bytesRead_ += head.end - head.start;
+    return bytesRead_ <= trailer_.table - kBinaryHeaderSize || Corrupt("objects overlap");
 }
 
 bool Reader::Open(uint64_t index, const Head& head)
@@ -317,7 +296,7 @@ bool Reader::Open(uint64_t index, const Head& head)
     Known& known = known_[index];
     if (known.height == kOpen) return Corrupt("a container holds itself");
     if (depth_ == kMaxListDepth) return Corrupt("it is nested too deep");
-    if (!CountBytes(known, head)) return false;
+    if (!CountBytes(head)) return false;
     known.height = kOpen;
     frames_[depth_++] = {
         index, head.count, 0, head.content, values_.Count(), 0, head.Mark() == kMarkDictionary};
@@ -333,18 +312,15 @@ bool Reader::Close()
     Known& known = known_[frame.index];
     known.height = frame.height + 1;
     Raise(known.height);
-    if (mutability_ == Mutability::kNone) {
-        known.object = made;
-        RetainPrivate(ObjectOf(made));
-    }
+    known.object = made;
+    RetainPrivate(ObjectOf(made));
     return Push(made);
 }
 
 CFTypeRef Reader::NewContainer(const Frame& frame)
 {
     if (frame.isDictionary) return NewDictionaryOf(frame);
-    return AdoptArray(values_.Elements() + frame.base, values_.Count() - frame.base,
-                      mutability_ != Mutability::kNone);
+    return AdoptArray(values_.Elements() + frame.base, values_.Count() - frame.base, false);
 }
 
 CFTypeRef Reader::NewDictionaryOf(const Frame& frame)
@@ -363,45 +339,33 @@ CFTypeRef Reader::NewDictionaryOf(const Frame& frame)
         CFRelease(made);
         return nullptr;
     }
-    if (mutability_ == Mutability::kNone) Seal(made);
+    Seal(made);
     return made;
 }
 
-// Keys are immutable and shared whatever the values are.
 bool Reader::PushKey(uint64_t index)
 {
-    if (index < trailer_.objectCount && known_[index].object &&
-        ObjectOf(known_[index].object)->type == Type::kString) {
-        RetainPrivate(ObjectOf(known_[index].object));
-        return Push(known_[index].object);
-    }
     Head head;
-    if (!HeadOf(index, &head)) return false;
-    if (head.Mark() != kMarkAscii && head.Mark() != kMarkUTF16) {
+    if (index >= trailer_.objectCount || !known_[index].object) {
+        if (!HeadOf(index, &head)) return false;
+        if (head.Mark() != kMarkAscii && head.Mark() != kMarkUTF16) {
+            return Corrupt("a key is no string");
+        }
+        return PushLeaf(index, head);
+    }
+    if (ObjectOf(known_[index].object)->type != Type::kString) {
         return Corrupt("a key is no string");
     }
-    Known& known = known_[index];
-    if (!CountBytes(known, head)) return false;
-    CFTypeRef made = NewStringFrom(head);
-    if (!made) return false;
-    known = {made, 1};
-    RetainPrivate(ObjectOf(made));
-    return Push(made);
+    return EnterShared(known_[index]);
 }
 
 bool Reader::PushLeaf(uint64_t index, const Head& head)
 {
-    Known& known = known_[index];
-    const bool mayShare = MayShare(head);
-    if (mayShare && known.object) return EnterShared(known);
-    if (!CountBytes(known, head)) return false;
+    if (!CountBytes(head)) return false;
     CFTypeRef made = NewLeaf(head);
     if (!made) return false;
-    known.height = 1;  // of no meaning but that it was built
-    if (mayShare) {
-        known.object = made;
-        RetainPrivate(ObjectOf(made));
-    }
+    known_[index].object = made;
+    RetainPrivate(ObjectOf(made));
     return Push(made);
 }
 
@@ -423,7 +387,6 @@ void Reader::Raise(int32_t height)
 // Null when the bytes are wrong or memory runs out; the failure is set then.
 CFTypeRef Reader::NewLeaf(const Head& head)
 {
-    CFTypeRef made = nullptr;
     switch (head.Mark()) {
         case kMarkInteger:
             return NewIntegerFrom(head);
@@ -432,18 +395,15 @@ CFTypeRef Reader::NewLeaf(const Head& head)
         case kByteDate & 0xF0:
             return NewDateFrom(head);
         case kMarkData:
-            made = NewDataFrom(head);
-            break;
+            return NewDataFrom(head);
         case kMarkAscii:
         case kMarkUTF16:
-            return NewValueString(head);
+            return NewStringFrom(head);
         default:
             if (head.first == kByteTrue) return kCFBooleanTrue;
             if (head.first == kByteFalse) return kCFBooleanFalse;
             return CorruptLeaf("it holds an object of an unknown kind");
     }
-    if (!made) FailMemory();
-    return made;
 }
 
 CFTypeRef Reader::NewIntegerFrom(const Head& head)
@@ -491,15 +451,10 @@ CFTypeRef Reader::NewDateFrom(const Head& head)
 
 CFTypeRef Reader::NewDataFrom(const Head& head)
 {
-    const auto size = static_cast<CFIndex>(head.count);
-    const uint8_t* bytes = input_.bytes + head.content;
-    if (mutability_ != Mutability::kLeaves) return CFDataCreate(nullptr, bytes, size);
-    CFMutableDataRef made = CFDataCreateMutable(nullptr, 0);
-    if (!made) return nullptr;
-    CFDataAppendBytes(made, bytes, size);
-    if (CFDataGetLength(made) == size) return made;
-    CFRelease(made);
-    return nullptr;
+    CFTypeRef made =
+        CFDataCreate(nullptr, input_.bytes + head.content, static_cast<CFIndex>(head.count));
+    if (!made) FailMemory();
+    return made;
 }
 
 CFTypeRef Reader::NewStringFrom(const Head& head)
@@ -529,22 +484,29 @@ CFTypeRef Reader::NewWideFrom(const Head& head)
     return made;
 }
 
-CFTypeRef Reader::NewValueString(const Head& head)
-{
-    auto made = static_cast<CFStringRef>(NewStringFrom(head));
-    if (!made || mutability_ != Mutability::kLeaves) return made;
-    CFMutableStringRef copy = CFStringCreateMutableCopy(nullptr, 0, made);
-    CFRelease(made);
-    if (!copy) FailMemory();
-    return copy;
-}
-
 }  // namespace
 
 CFPropertyListRef ReadBinaryList(ListBytes input, Mutability mutability, ListFailure* failure)
 {
-    Reader reader(input, mutability, failure);
-    return reader.Read();
+    uint64_t objectCount = 0;
+    Owned<CFPropertyListRef> list;
+    {
+        Reader reader(input, failure);
+        list.Reset(reader.Read());
+        objectCount = reader.ObjectCount();
+    }
+    if (!list || mutability == Mutability::kNone) return list.Detach();
+    if (ShapeOf(list.Get(), 0).nodes > objectCount + kMostCopies) {
+        failure->Set(kCFPropertyListReadCorruptError,
+                     "The binary list is corrupt: it unfolds to too many objects");
+        return nullptr;
+    }
+    CFPropertyListRef copy = CopyList(list.Get(), mutability, input.size + kMostCopiedBytes);
+    if (!copy) {
+        failure->Set(kCFPropertyListReadCorruptError,
+                     "The binary list unfolds to more than memory may hold");
+    }
+    return copy;
 }
 
 }  // namespace px::cf

@@ -229,7 +229,10 @@ CFTypeRef CopyLeaf(CFTypeRef value, Mutability mutability)
 // Copies a list whose shape was found valid.
 class DeepCopy {
 public:
-    explicit DeepCopy(Mutability mutability) : mutability_(mutability) {}
+    DeepCopy(Mutability mutability, uint64_t mostLeafBytes)
+        : mutability_(mutability), leafBytesLeft_(mostLeafBytes)
+    {
+    }
     DeepCopy(const DeepCopy&) = delete;
     DeepCopy& operator=(const DeepCopy&) = delete;
     ~DeepCopy()
@@ -249,7 +252,7 @@ public:
 private:
     bool Enter(CFTypeRef value)
     {
-        if (!IsContainer(value)) return Keep(CopyLeaf(value, mutability_));
+        if (!IsContainer(value)) return TakeBytes(value) && Keep(CopyLeaf(value, mutability_));
         const CFIndex base = entries_.Count();
         if (!AppendElements(value, &entries_)) return false;
         visits_[depth_++] = {value, base, entries_.Count() - base, 0, 0, 0};
@@ -294,7 +297,24 @@ private:
         return false;
     }
 
+    // Takes what a mutable leaf needs off the budget.
+    bool TakeBytes(CFTypeRef leaf)
+    {
+        if (mutability_ != Mutability::kLeaves) return true;
+        const Type type = ObjectOf(leaf)->type;
+        uint64_t bytes = 0;
+        if (type == Type::kData) {
+            bytes = static_cast<uint64_t>(CFDataGetLength(static_cast<CFDataRef>(leaf)));
+        } else if (type == Type::kString) {
+            bytes = static_cast<uint64_t>(static_cast<CFStringRef>(leaf)->length);
+        }
+        if (bytes > leafBytesLeft_) return false;
+        leafBytesLeft_ -= bytes;
+        return true;
+    }
+
     const Mutability mutability_;
+    uint64_t leafBytesLeft_;
     GrowingBuffer<KeyedValue> entries_;
     GrowingBuffer<CFTypeRef> made_;  // owned: the finished elements of the open containers
     int depth_ = 0;
@@ -393,6 +413,12 @@ ListShape ShapeOf(CFPropertyListRef list, CFPropertyListFormat format)
     return walk.Run(list);
 }
 
+CFPropertyListRef CopyList(CFPropertyListRef list, Mutability mutability, uint64_t mostLeafBytes)
+{
+    DeepCopy copy(mutability, mostLeafBytes);
+    return copy.Run(list);
+}
+
 }  // namespace px::cf
 
 using namespace px::cf;
@@ -416,8 +442,7 @@ CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef, CFPropertyListRef
 {
     const ListShape shape = ShapeOf(propertyList, 0);
     if (!shape.isValid || shape.nodes > kMaxListNodes) return nullptr;
-    DeepCopy copy(MutabilityOf(mutabilityOption));
-    return copy.Run(propertyList);
+    return CopyList(propertyList, MutabilityOf(mutabilityOption), UINT64_MAX);
 }
 
 }  // extern "C"

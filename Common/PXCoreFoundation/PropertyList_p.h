@@ -58,6 +58,9 @@ struct ListShape {
 };
 // Looks at structure and types alone when `format` is 0, else also at what the format can carry.
 ListShape ShapeOf(CFPropertyListRef list, CFPropertyListFormat format);
+// Copies every container of a list of valid shape; with mutable leaves no more than `mostLeafBytes`
+// of text units and data. Null when that or memory does not suffice.
+CFPropertyListRef CopyList(CFPropertyListRef list, Mutability mutability, uint64_t mostLeafBytes);
 // An English name for what is wrong with a value that no list may hold; null when it may.
 const char* FaultOfValue(CFTypeRef value);
 
