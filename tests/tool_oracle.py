@@ -58,6 +58,11 @@ def worst(a, b):
     return max((abs(x - y) for x, y in zip(a, b)), default=0)
 
 
+def content(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
 class ToolTest(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp(prefix="pxtool-test-")
@@ -155,7 +160,7 @@ class Pixels(ToolTest):
                 continue
             with self.subTest(model=name, depth=depth, source=ending, to=os.path.basename(to)):
                 source_profile = self.profile_of(profile)
-                icc = None if profile is None else open(source_profile, "rb").read()
+                icc = None if profile is None else content(source_profile)
                 picture = smooth(37, 23, depth, colours + has_alpha, icc)
                 self.write_source("in" + ending, picture, photometric, has_alpha)
                 plain = picture.channels_of(0, colours)
@@ -189,7 +194,7 @@ class Pixels(ToolTest):
             (8, 16), (("grey", 1, GREY), ("RGB", 3, RGB))
         ):
             with self.subTest(depth=depth, model=name):
-                picture = smooth(64, 48, depth, colours, open(self.grey, "rb").read() if colours == 1 else None)
+                picture = smooth(64, 48, depth, colours, content(self.grey) if colours == 1 else None)
                 pictures.write_tiff(self.path("in.tif"), picture, photometric)
                 self.convert("in.tif", "out.jpg", self.grey if colours == 1 else "srgb", "--quality", "100")
                 got = self.read("out.jpg")
@@ -202,7 +207,7 @@ class Pixels(ToolTest):
                 os.remove(self.path("out.jpg"))
 
     def test_cmyk_jpeg_survives_a_round_trip_and_jpgicc_reads_it(self):
-        picture = smooth(64, 48, 8, 4, open(self.cmyk, "rb").read())
+        picture = smooth(64, 48, 8, 4, content(self.cmyk))
         pictures.write_tiff(self.path("in.tif"), picture, CMYK)
         self.convert("in.tif", "out.jpg", self.cmyk, "--quality", "100")
         self.convert("out.jpg", "back.tif", self.cmyk)
@@ -520,8 +525,7 @@ class Facts(ToolTest):
             found.append(pictures.read_jpeg_facts(path)[0] if target == "out.jpg" else self.read(target).icc)
         self.assertEqual(1, len(set(found)))
         # Saving a profile names the platform it was saved on, and nothing else differs.
-        with open(ADOBE, "rb") as file:
-            original = file.read()
+        original = content(ADOBE)
         self.assertEqual(original[:40] + original[44:], found[0][:40] + found[0][44:])
 
 
@@ -604,9 +608,9 @@ class Behaviour(ToolTest):
         self.assertEqual(8, self.read("in.png").width)
         with open(self.path("in.png"), "rb") as file:
             cut = self.file("cut.png", file.read()[:-20])
-        before = open(cut, "rb").read()
+        before = content(cut)
         self.convert("cut.png", "cut.png", "srgb", code=3)
-        self.assertEqual(before, open(cut, "rb").read())
+        self.assertEqual(before, content(cut))
 
     @unittest.skipIf(os.geteuid() == 0, "root may write everywhere")
     def test_a_folder_without_permission(self):
@@ -682,7 +686,7 @@ class Behaviour(ToolTest):
 
 class Damage(ToolTest):
     def sources(self):
-        picture = smooth(48, 32, 8, 3, open(ADOBE, "rb").read())
+        picture = smooth(48, 32, 8, 3, content(ADOBE))
         picture.exif = pictures.make_exif("<", 6)
         pictures.write_png(self.path("in.png"), picture)
         pictures.write_tiff(self.path("in.tif"), picture, RGB, deflate=True)

@@ -115,6 +115,9 @@ private:
 template <class File>
 TIFF* Open(File& file, const char* mode, TIFFReadWriteProc write, Messages* messages)
 {
+    // What libtiff has to say about no file in particular would go to standard error.
+    TIFFSetErrorHandler(nullptr);
+    TIFFSetWarningHandler(nullptr);
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (!options) return nullptr;
     TIFFOpenOptionsSetErrorHandlerExtR(options, NoteError, messages);
