@@ -36,6 +36,16 @@ bool IsLayout(const PXImageCreateParams& params)
     return IsBitMask(params.depth) || params.depth % 8 == 0;
 }
 
+void CopyRows(void* to, int64_t toRowBytes, const void* from, int64_t fromRowBytes, int64_t length,
+              int32_t rows)
+{
+    for (int64_t row = 0; row < rows; ++row) {
+        std::memcpy(static_cast<char*>(to) + row * toRowBytes,
+                    static_cast<const char*>(from) + row * fromRowBytes,
+                    static_cast<size_t>(length));
+    }
+}
+
 }  // namespace
 
 namespace px {
@@ -124,11 +134,7 @@ PXStatus CImageRec::Read(const PXRect& rect, void* buffer, int64_t bufferRowByte
     void* pixels = nullptr;
     int64_t pixelRowBytes = 0;
     PX_TRY(LockRect(rect, &pixels, &pixelRowBytes));
-    for (int64_t row = 0; row < rect.height; ++row) {
-        std::memcpy(static_cast<char*>(buffer) + row * bufferRowBytes,
-                    static_cast<const char*>(pixels) + row * pixelRowBytes,
-                    static_cast<size_t>(length));
-    }
+    CopyRows(buffer, bufferRowBytes, pixels, pixelRowBytes, length, rect.height);
     return UnlockRect(rect, pixels);
 }
 
@@ -139,10 +145,6 @@ PXStatus CImageRec::Write(const PXRect& rect, const void* buffer, int64_t buffer
     void* pixels = nullptr;
     int64_t pixelRowBytes = 0;
     PX_TRY(LockRect(rect, &pixels, &pixelRowBytes));
-    for (int64_t row = 0; row < rect.height; ++row) {
-        std::memcpy(static_cast<char*>(pixels) + row * pixelRowBytes,
-                    static_cast<const char*>(buffer) + row * bufferRowBytes,
-                    static_cast<size_t>(length));
-    }
+    CopyRows(pixels, pixelRowBytes, buffer, bufferRowBytes, length, rect.height);
     return UnlockRect(rect, pixels);
 }
