@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <cstdlib>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "support/FakePlatform.h"
 #include "support/Lists.h"
+#include "support/Seed.h"
 
 namespace {
 
@@ -191,6 +194,26 @@ TEST_F(Lists, ElementsAreWrittenAndReadBackExactly)
     EXPECT_TRUE(
         CFNumberGetValue(static_cast<CFNumberRef>(read.list.Get()), kCFNumberFloat32Type, &back));
     EXPECT_EQ(tenth, back);
+}
+
+// strtod rounds correctly and runs in the C locale here.
+TEST_F(Lists, RealsAreRoundedLikeStrtod)
+{
+    std::mt19937_64 random(Seed(2001));
+    for (int i = 0; i < 20000; ++i) {
+        std::string text = std::to_string(random() >> random() % 64);
+        text.insert(random() % (text.size() + 1), 1, '.');
+        if (random() % 2) text += "e" + std::to_string(static_cast<int>(random() % 40) - 20);
+        const ReadResult read = ReadList("<real>" + text + "</real>");
+        double value = 0;
+        ASSERT_TRUE(read.list) << text;
+        CFNumberGetValue(static_cast<CFNumberRef>(read.list.Get()), kCFNumberFloat64Type, &value);
+        ASSERT_EQ(std::strtod(text.c_str(), nullptr), value) << text;
+    }
+    for (const char* text : {".", "1.2.3", "1.", ".e1", "1e", "12345678901234567.8.9"}) {
+        const ReadResult read = ReadList("<real>" + std::string(text) + "</real>");
+        EXPECT_EQ(std::string(text) == "1.", static_cast<bool>(read.list)) << text;
+    }
 }
 
 TEST_F(Lists, FractionsOfSecondsAreRoundedDown)

@@ -133,6 +133,22 @@ uint32_t ListDocument::UnitAt(size_t offset) const
     return isBigEndian ? first << 8 | second : second << 8 | first;
 }
 
+size_t ListDocument::FindBackward(std::string_view ascii, size_t offset) const
+{
+    const auto width = static_cast<size_t>(unitSize);
+    const size_t length = ascii.size() * width;
+    if (offset < start + length) return offset;
+    for (size_t at = offset - length;; at -= width) {
+        size_t matched = 0;
+        while (matched < ascii.size() &&
+               UnitAt(at + matched * width) == static_cast<uint8_t>(ascii[matched])) {
+            ++matched;
+        }
+        if (matched == ascii.size()) return at;
+        if (at < start + width) return offset;
+    }
+}
+
 uint64_t ListDocument::LineAt(size_t offset) const
 {
     const auto width = static_cast<size_t>(unitSize);

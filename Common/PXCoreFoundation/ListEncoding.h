@@ -4,6 +4,8 @@
 
 #include "PropertyList_p.h"
 
+#include <string_view>
+
 namespace px::cf {
 
 // The document inside its envelope: without byte-order mark, without white space in front of the
@@ -18,6 +20,8 @@ struct ListDocument {
 
     // The line, counted from 1, of the byte `offset` of `whole`.
     uint64_t LineAt(size_t offset) const;
+    // Where the last `ascii` before the byte `offset` of `whole` starts; `offset` if there is none.
+    size_t FindBackward(std::string_view ascii, size_t offset) const;
     // The unit that starts at byte `offset` of `whole`.
     uint32_t UnitAt(size_t offset) const;
 };

@@ -13,30 +13,46 @@ ListKeys::~ListKeys()
     if (slots_ != inline_) std::free(slots_);
 }
 
+namespace {
+
+bool IsText(CFStringRef key, const char* text, CFIndex length)
+{
+    return key->length == length && std::memcmp(key->units, text, static_cast<size_t>(length)) == 0;
+}
+
+}  // namespace
+
 CFStringRef ListKeys::Copy(const char* text, CFIndex length)
 {
     if (length > kLongest) return NewUTF8String(text, length);
+    const uint32_t expected = slots_[latest_].follower;
+    if (slots_[expected].key && IsText(slots_[expected].key, text, length)) return Share(expected);
     const auto hash = static_cast<uint32_t>(HashBytes(text, static_cast<size_t>(length)));
-    const uint32_t mask = slotCount_ - 1;
     for (uint32_t i = 0; i < kProbes; ++i) {
-        const Slot& slot = slots_[(hash + i) & mask];
+        const uint32_t at = (hash + i) & (slotCount_ - 1);
+        const Slot& slot = slots_[at];
         if (!slot.key) break;
-        if (slot.hash == hash && slot.key->length == length &&
-            std::memcmp(slot.key->units, text, static_cast<size_t>(length)) == 0) {
-            RetainPrivate(slot.key);
-            return slot.key;
-        }
+        if (slot.hash == hash && IsText(slot.key, text, length)) return Share(at);
     }
     CFStringRef made = NewUTF8String(text, length);
     // Only the units of ASCII strings can be compared with UTF-8.
     if (!made || !(made->flags & kStringAscii)) return made;
     if (used_ > slotCount_ / 2) Grow();
     if (Slot* slot = FreeSlot(hash)) {
-        *slot = {hash, made};
-        RetainObject(made);
+        *slot = {hash, 0, made};
         ++used_;
+        return Share(static_cast<uint32_t>(slot - slots_));
     }
     return made;
+}
+
+// Another reference to the key of a slot.
+CFStringRef ListKeys::Share(uint32_t slot)
+{
+    slots_[latest_].follower = slot;
+    latest_ = slot;
+    RetainPrivate(slots_[slot].key);
+    return slots_[slot].key;
 }
 
 ListKeys::Slot* ListKeys::FreeSlot(uint32_t hash)
@@ -59,10 +75,11 @@ void ListKeys::Grow()
     std::memset(static_cast<void*>(grown), 0, count * sizeof(Slot));
     slots_ = grown;
     slotCount_ = count;
+    latest_ = 0;
     for (uint32_t i = 0; i < oldCount; ++i) {
         if (!old[i].key) continue;
         if (Slot* slot = FreeSlot(old[i].hash)) {
-            *slot = old[i];
+            *slot = {old[i].hash, 0, old[i].key};
         } else {
             ReleaseObject(old[i].key);
             --used_;

@@ -47,6 +47,30 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
+// Reads digits with at most one point among them. Up to 15 digits and the power of ten are exact in
+// double, so one division rounds the value as it should be; longer texts are left to from_chars.
+bool ParseShortReal(std::string_view text, double* value)
+{
+    constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    if (text.size() > 16) return false;
+    uint64_t digits = 0;
+    size_t point = text.size();
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (IsDigit(text[i])) {
+            digits = digits * 10 + static_cast<uint64_t>(text[i] - '0');
+        } else if (text[i] == '.' && point == text.size()) {
+            point = i;
+        } else {
+            return false;
+        }
+    }
+    const size_t count = text.size() - (point < text.size() ? 1 : 0);
+    if (count == 0 || count > 15) return false;
+    *value = static_cast<double>(digits) / kPowers[count - point];
+    return true;
+}
+
 // Decides which end of the range a decimal number has left: the power of ten of its first digit
 // that is not zero tells.
 double BeyondRange(std::string_view digits)
@@ -73,6 +97,15 @@ double BeyondRange(std::string_view digits)
         if (isNegative) exponent = -exponent;
     }
     return exponent + power > 0 ? std::numeric_limits<double>::infinity() : 0.0;
+}
+
+bool ParseLongReal(std::string_view digits, double* value)
+{
+    const char* end = digits.data() + digits.size();
+    const auto result = std::from_chars(digits.data(), end, *value);
+    if (result.ptr != end || result.ec == std::errc::invalid_argument) return false;
+    if (result.ec == std::errc::result_out_of_range) *value = BeyondRange(digits);
+    return true;
 }
 
 // Days since 2001-01-01; counts years from March, so that the leap day is the last of its year.
@@ -158,19 +191,16 @@ bool ParseListReal(std::string_view text, double* value)
     std::string_view digits = Trim(text);
     const bool hasMinus = TakeSign(&digits);
     double magnitude = 0;
-    if (EqualsIgnoringCase(digits, "nan")) {
+    // from_chars knows words and a sign of its own, which would make "--1" or "+nan(x)" pass.
+    if (!digits.empty() && (IsDigit(digits[0]) || digits[0] == '.')) {
+        if (!ParseShortReal(digits, &magnitude) && !ParseLongReal(digits, &magnitude)) return false;
+    } else if (EqualsIgnoringCase(digits, "inf") || EqualsIgnoringCase(digits, "infinity")) {
+        magnitude = std::numeric_limits<double>::infinity();
+    } else if (EqualsIgnoringCase(digits, "nan")) {
         *value = std::numeric_limits<double>::quiet_NaN();
         return true;
-    }
-    if (EqualsIgnoringCase(digits, "inf") || EqualsIgnoringCase(digits, "infinity")) {
-        magnitude = std::numeric_limits<double>::infinity();
     } else {
-        // from_chars knows words and a sign of its own, which would make "--1" or "+nan(x)" pass.
-        if (digits.empty() || !(IsDigit(digits[0]) || digits[0] == '.')) return false;
-        const char* end = digits.data() + digits.size();
-        const auto result = std::from_chars(digits.data(), end, magnitude);
-        if (result.ptr != end || result.ec == std::errc::invalid_argument) return false;
-        if (result.ec == std::errc::result_out_of_range) magnitude = BeyondRange(digits);
+        return false;
     }
     *value = hasMinus ? -magnitude : magnitude;
     return true;

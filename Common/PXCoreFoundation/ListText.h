@@ -11,7 +11,9 @@ namespace px::cf {
 // White space of XML.
 constexpr bool IsListSpace(uint32_t unit)
 {
-    return unit == ' ' || unit == '\t' || unit == '\n' || unit == '\r';
+    constexpr uint64_t kSpaces =
+        uint64_t{1} << ' ' | uint64_t{1} << '\t' | uint64_t{1} << '\n' | uint64_t{1} << '\r';
+    return unit <= ' ' && (kSpaces >> unit & 1U) != 0;
 }
 
 // The parsing functions allow white space around the value and answer false for any other text.

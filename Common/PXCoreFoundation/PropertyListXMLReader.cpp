@@ -18,6 +18,7 @@
 #include <expat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <string_view>
@@ -84,8 +85,10 @@ Element ElementNamed(const char* name)
 
 bool IsSpace(const char* text, size_t length)
 {
-    return std::all_of(text, text + length,
-                       [](char c) { return IsListSpace(static_cast<uint8_t>(c)); });
+    for (size_t i = 0; i < length; ++i) {
+        if (!IsListSpace(static_cast<uint8_t>(text[i]))) return false;
+    }
+    return true;
 }
 
 // How much of a name fits into a message without cutting a character.
@@ -96,6 +99,33 @@ int ShownLength(const char* name)
     if (length <= kMost) return static_cast<int>(length);
     for (--length; length > 0 && (static_cast<uint8_t>(name[length]) & 0xC0) == 0x80;) --length;
     return static_cast<int>(length);
+}
+
+// The parser of the latest small list waits here for the next one. Making one takes as long as
+// reading a kilobyte, and its large blocks make malloc tidy up all small ones that were freed
+// since.
+constinit std::atomic<XML_Parser> idleParser{nullptr};
+// A parser that has read more than this holds too much memory to be kept.
+constexpr size_t kMostIdleBytes = 65536;
+
+XML_Parser TakeParser(const char* encoding)
+{
+    XML_Parser parser = idleParser.exchange(nullptr, std::memory_order_acquire);
+    if (!parser) return XML_ParserCreate(encoding);
+    if (XML_ParserReset(parser, encoding)) return parser;
+    XML_ParserFree(parser);
+    return nullptr;
+}
+
+void ReturnParser(XML_Parser parser, size_t bytesRead)
+{
+    XML_Parser none = nullptr;
+    if (bytesRead <= kMostIdleBytes &&
+        idleParser.compare_exchange_strong(none, parser, std::memory_order_release,
+                                           std::memory_order_relaxed)) {
+        return;
+    }
+    XML_ParserFree(parser);
 }
 
 class Reader {
@@ -115,7 +145,6 @@ private:
     // keys and values in turn.
     struct Frame {
         CFIndex base;
-        size_t keyOffset;  // of the latest key
         bool isDictionary;
     };
 
@@ -154,7 +183,14 @@ private:
         return document_.start + static_cast<size_t>(XML_GetCurrentByteIndex(parser_));
     }
     [[gnu::format(printf, 3, 4)]] void Fail(size_t offset, const char* format, ...);
+    // Names the line of the start tag of the leaf that ends here. No offset is kept for it, because
+    // asking for it at every leaf would cost more than all checks together.
+    void FailLeaf(std::string_view tag, const char* what)
+    {
+        Fail(document_.FindBackward(tag, Offset()), "%s", what);
+    }
     void FailMemory();
+    void Stop();
     bool HasFailed() const { return static_cast<bool>(*failure_); }
     std::string_view LeafText() const
     {
@@ -167,7 +203,8 @@ private:
     XML_Parser parser_ = nullptr;
 
     Element leaf_ = Element::kUnknown;  // the open element without children
-    size_t leafOffset_ = 0;
+    bool collectsText_ = false;         // it is one with text
+    bool wantsKey_ = false;             // the innermost container is a dictionary before a key
     GrowingBuffer<char> text_;
 
     GrowingBuffer<CFTypeRef> values_;
@@ -180,7 +217,7 @@ private:
 
 Reader::~Reader()
 {
-    if (parser_) XML_ParserFree(parser_);
+    if (parser_) ReturnParser(parser_, document_.size);
     for (CFIndex i = 0; i < values_.Count(); ++i) CFRelease(values_[i]);
     CFRelease(root_);
 }
@@ -195,13 +232,24 @@ void Reader::Fail(size_t offset, const char* format, ...)
     va_end(arguments);
     failure_->Set(kCFPropertyListReadCorruptError, "%s on line %llu", what,
                   static_cast<unsigned long long>(document_.LineAt(offset)));
-    XML_StopParser(parser_, XML_FALSE);
+    Stop();
 }
 
 void Reader::FailMemory()
 {
     if (HasFailed()) return;
     failure_->OutOfMemory(kCFPropertyListReadCorruptError);
+    Stop();
+}
+
+// Expat may have events left that it reports after a stop; without handlers none arrives.
+void Reader::Stop()
+{
+    if (!parser_) return;
+    XML_SetElementHandler(parser_, nullptr, nullptr);
+    XML_SetCharacterDataHandler(parser_, nullptr);
+    XML_SetDefaultHandlerExpand(parser_, nullptr);
+    XML_SetSkippedEntityHandler(parser_, nullptr);
     XML_StopParser(parser_, XML_FALSE);
 }
 
@@ -263,7 +311,7 @@ void Reader::SetHandlers()
 
 CFPropertyListRef Reader::Read()
 {
-    parser_ = XML_ParserCreate(document_.encoding);
+    parser_ = TakeParser(document_.encoding);
     // The reserve saves the first few growths, and an empty text is never a null pointer.
     if (!parser_ || !text_.Reserve(512) || !values_.Reserve(64)) {
         FailMemory();
@@ -303,13 +351,11 @@ bool Reader::ReportExpatError()
 
 void Reader::Start(const char* name)
 {
-    if (HasFailed()) return;
-    if (leaf_ != Element::kUnknown) {
-        Fail(Offset(), "The element \"%.*s\" stands inside a value", ShownLength(name), name);
-        return;
-    }
     const Element element = ElementNamed(name);
-    if (!CheckPlace(element, name)) return;
+    const bool isPlain = element > Element::kPlist && depth_ > 0 && leaf_ == Element::kUnknown;
+    if (!isPlain || (element == Element::kKey) != wantsKey_) [[unlikely]] {
+        if (!CheckPlace(element, name)) return;
+    }
     switch (element) {
         case Element::kPlist:
             hasPlist_ = true;
@@ -320,24 +366,28 @@ void Reader::Start(const char* name)
             return;
         default:
             leaf_ = element;
-            leafOffset_ = Offset();
+            collectsText_ = element < Element::kTrue;
             text_.Truncate(0);
     }
 }
 
+// Finds what is wrong with an element at this place, if anything is.
 bool Reader::CheckPlace(Element element, const char* name)
 {
     const char* fault = nullptr;
+    if (leaf_ != Element::kUnknown) {
+        Fail(Offset(), "The element \"%.*s\" stands inside a value", ShownLength(name), name);
+        return false;
+    }
     if (element == Element::kUnknown || (element == Element::kPlist && hasPlist_)) {
         Fail(Offset(), "Unknown element \"%.*s\"", ShownLength(name), name);
         return false;
     }
-    if (depth_ > 0 && frames_[depth_ - 1].isDictionary) {
-        const bool wantsKey = (values_.Count() - frames_[depth_ - 1].base) % 2 == 0;
-        if (wantsKey && element != Element::kKey) fault = "A value without a key";
-        if (!wantsKey && element == Element::kKey) fault = "A key follows a key";
+    if (wantsKey_) {
+        if (element != Element::kKey) fault = "A value without a key";
     } else if (element == Element::kKey) {
-        fault = "A key outside a dictionary";
+        const bool inDictionary = depth_ > 0 && frames_[depth_ - 1].isDictionary;
+        fault = inDictionary ? "A key follows a key" : "A key outside a dictionary";
     } else if (depth_ == 0 && root_) {
         fault = "A second object";
     }
@@ -352,13 +402,13 @@ void Reader::StartContainer(bool isDictionary)
         Fail(Offset(), "Containers are nested deeper than %d", kMaxListDepth);
         return;
     }
-    frames_[depth_++] = {values_.Count(), 0, isDictionary};
+    frames_[depth_++] = {values_.Count(), isDictionary};
+    wantsKey_ = isDictionary;
 }
 
 void Reader::Text(const char* text, size_t length)
 {
-    if (HasFailed()) return;
-    if (leaf_ == Element::kUnknown || leaf_ >= Element::kTrue) {
+    if (!collectsText_) {
         if (!IsSpace(text, length)) Fail(Offset(), "Text outside of a value");
     } else if (!text_.Append(text, static_cast<CFIndex>(length))) {
         FailMemory();
@@ -367,7 +417,6 @@ void Reader::Text(const char* text, size_t length)
 
 void Reader::End()
 {
-    if (HasFailed()) return;
     if (leaf_ != Element::kUnknown) {
         EndLeaf();
     } else if (depth_ > 0) {
@@ -380,8 +429,8 @@ void Reader::End()
 void Reader::EndContainer()
 {
     const Frame frame = frames_[--depth_];
-    if (frame.isDictionary && (values_.Count() - frame.base) % 2 != 0) {
-        Fail(frame.keyOffset, "A key without a value");
+    if (frame.isDictionary && !wantsKey_) {
+        Fail(document_.FindBackward("<key", Offset()), "A key without a value");
         return;
     }
     CFTypeRef made = NewContainer(frame);
@@ -419,9 +468,11 @@ CFTypeRef Reader::NewDictionaryOf(const Frame& frame)
 void Reader::EndLeaf()
 {
     CFTypeRef made = NewLeaf();
-    if (leaf_ == Element::kKey) frames_[depth_ - 1].keyOffset = leafOffset_;
+    const bool isKey = leaf_ == Element::kKey;
     leaf_ = Element::kUnknown;
+    collectsText_ = false;
     Place(made);
+    if (isKey) wantsKey_ = false;
 }
 
 CFTypeRef Reader::NewLeaf()
@@ -458,7 +509,7 @@ CFTypeRef Reader::NewIntegerOrFail()
     uint64_t value = 0;
     bool isNegative = false;
     if (!ParseListInteger(LeafText(), &value, &isNegative)) {
-        Fail(leafOffset_, "No integer from -2^63 to 2^64-1");
+        FailLeaf("<integer", "No integer from -2^63 to 2^64-1");
         return nullptr;
     }
     if (isNegative || value <= static_cast<uint64_t>(INT64_MAX)) {
@@ -471,7 +522,7 @@ CFTypeRef Reader::NewRealOrFail()
 {
     double value = 0;
     if (ParseListReal(LeafText(), &value)) return NewReal(value);
-    Fail(leafOffset_, "No real number");
+    FailLeaf("<real", "No real number");
     return nullptr;
 }
 
@@ -479,7 +530,7 @@ CFTypeRef Reader::NewDateOrFail()
 {
     double time = 0;
     if (ParseListDate(LeafText(), &time)) return CFDateCreate(nullptr, time);
-    Fail(leafOffset_, "No date of the form YYYY-MM-DDTHH:MM:SSZ");
+    FailLeaf("<date", "No date of the form YYYY-MM-DDTHH:MM:SSZ");
     return nullptr;
 }
 
@@ -488,7 +539,7 @@ CFTypeRef Reader::NewDataOrFail()
     auto* bytes = reinterpret_cast<uint8_t*>(text_.Elements());
     size_t size = 0;
     if (!DecodeBase64(bytes, static_cast<size_t>(text_.Count()), &size)) {
-        Fail(leafOffset_, "The data is not base64");
+        FailLeaf("<data", "The data is not base64");
         return nullptr;
     }
     const auto length = static_cast<CFIndex>(size);
@@ -507,7 +558,10 @@ void Reader::Place(CFTypeRef value)
         FailMemory();
     } else if (depth_ == 0) {
         root_ = value;
-    } else if (!values_.Append(value)) {
+        wantsKey_ = false;
+    } else if (values_.Append(value)) {
+        wantsKey_ = frames_[depth_ - 1].isDictionary;
+    } else {
         CFRelease(value);
         FailMemory();
     }
