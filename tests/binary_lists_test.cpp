@@ -207,7 +207,7 @@ TEST_F(BinaryLists, AcceptedForms)
          "<dict>\n\t<key>a</key>\n\t<string>a</string>\n</dict>"},
     };
     for (const auto& row : rows) {
-        for (CFOptionFlags options : {0, 1, 2}) {
+        for (CFOptionFlags options : {0U, 1U, 2U}) {
             SCOPED_TRACE(std::string(row.name) + " " + std::to_string(options));
             const ReadResult read = ReadList(row.bytes, options);
             EXPECT_EQ(row.want, ElementOf(read.list.Get())) << read.failure;
@@ -269,7 +269,7 @@ TEST_F(BinaryLists, RefusedForms)
         {"no version", "bplist", 3841},
     };
     for (const auto& row : rows) {
-        for (CFOptionFlags options : {0, 1, 2}) {
+        for (CFOptionFlags options : {0U, 1U, 2U}) {
             SCOPED_TRACE(std::string(row.name) + " " + std::to_string(options));
             const ReadResult read = ReadList(row.bytes, options);
             EXPECT_FALSE(read.list);
@@ -299,7 +299,7 @@ TEST_F(BinaryLists, EveryFlippedByteIsReadOrRefused)
         for (unsigned value = 0; value < 256; ++value) {
             std::string flipped = whole;
             flipped[at] = static_cast<char>(value);
-            for (CFOptionFlags options : {0, 2}) {
+            for (CFOptionFlags options : {0U, 2U}) {
                 const ReadResult read = ReadList(flipped, options);
                 if (!read.list) continue;
                 ++accepted;
@@ -316,7 +316,7 @@ TEST_F(BinaryLists, SharedObjectsAreBuiltOnceUnlessMutable)
 {
     // [a, a] where a is ["t", "t"].
     const std::string bytes = File({"A20101", "A20202", "5174"});
-    for (CFOptionFlags options : {0, 1, 2}) {
+    for (CFOptionFlags options : {0U, 1U, 2U}) {
         const ReadResult read = ReadList(bytes, options);
         auto outer = static_cast<CFArrayRef>(read.list.Get());
         auto first = static_cast<CFArrayRef>(CFArrayGetValueAtIndex(outer, 0));
