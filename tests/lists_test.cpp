@@ -714,7 +714,7 @@ TEST_F(Lists, ManyKeysAndLongOnes)
         CFArrayAppendValue(list.Get(), dictionary.Get());
     }
     for (CFPropertyListFormat format : {kXML, kBinary}) {
-        for (CFOptionFlags options : {0, 1, 2}) {
+        for (CFOptionFlags options : {0U, 1U, 2U}) {
             EXPECT_TRUE(
                 CFEqual(list.Get(), ReadList(WriteList(list.Get(), format), options).list.Get()));
         }

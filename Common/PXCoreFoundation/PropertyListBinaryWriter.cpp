@@ -126,27 +126,29 @@ public:
                    CFIndex* found)
     {
         if (used_ * 2 >= slotCount_ && !Grow()) return false;
-        const uint64_t hash = rules_.HashOf(object);
+        const auto hash = static_cast<uint32_t>(rules_.HashOf(object));
         const size_t mask = slotCount_ - 1;
         for (size_t at = hash & mask;; at = (at + 1) & mask) {
             Slot& slot = slots_[at];
             if (slot.index == 0) {
-                slot = {hash, index + 1};
+                slot = {hash, static_cast<uint32_t>(index + 1)};
                 ++used_;
                 *found = -1;
                 return true;
             }
-            if (slot.hash == hash && LeafRules::AreSame(object, items[slot.index - 1].object)) {
-                *found = slot.index - 1;
+            if (slot.hash == hash &&
+                LeafRules::AreSame(object, items[CFIndex{slot.index} - 1].object)) {
+                *found = CFIndex{slot.index} - 1;
                 return true;
             }
         }
     }
 
 private:
+    // 32 bits suffice: there are at most kMaxListNodes values, and as many keys.
     struct Slot {
-        uint64_t hash;
-        CFIndex index;  // of the item plus one; 0 in a free slot
+        uint32_t hash;
+        uint32_t index;  // of the item plus one; 0 in a free slot
     };
 
     bool Grow()
@@ -231,7 +233,7 @@ private:
     ByteBuffer& out_;
     ListFailure* const failure_;
     GrowingBuffer<Item> items_;
-    GrowingBuffer<CFIndex> references_;
+    GrowingBuffer<uint32_t> references_;
     GrowingBuffer<KeyedValue> entries_;
     GrowingBuffer<CFIndex> offsets_;
     ItemTable known_;
@@ -276,7 +278,7 @@ bool Writer::Step()
     CFIndex reference = 0;
     const CFIndex place = frame.nextReference++;
     if (!Number(entries_[frame.base + frame.next++].value, &reference)) return false;
-    references_[place] = reference;
+    references_[place] = static_cast<uint32_t>(reference);
     return true;
 }
 
@@ -338,7 +340,7 @@ bool Writer::NumberKeys(const Frame& frame)
     for (CFIndex i = 0; i < frame.count; ++i) {
         CFIndex reference = 0;
         if (!Number(entries_[frame.base + i].key, &reference)) return false;
-        references_[frame.nextReference + i] = reference;
+        references_[frame.nextReference + i] = static_cast<uint32_t>(reference);
     }
     return true;
 }
@@ -384,7 +386,7 @@ bool Writer::WriteContainer(const Item& item, uint8_t mark, CFIndex count)
 {
     if (!PutHead(mark, count) || !Reserve(item.referenceCount * referenceSize_)) return false;
     for (CFIndex i = 0; i < item.referenceCount; ++i) {
-        PutBytes(static_cast<uint64_t>(references_[item.firstReference + i]), referenceSize_);
+        PutBytes(references_[item.firstReference + i], referenceSize_);
     }
     return true;
 }

@@ -27,6 +27,8 @@ constexpr std::string_view kDoctype =
 constexpr std::string_view kPlistStart = "<plist version=\"1.0\">\n";
 constexpr std::string_view kPlistEnd = "</plist>\n";
 
+constexpr std::string_view kTabs = "\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t\t";
+
 // What becomes of a unit below U+0100.
 enum class Unit : uint8_t { kPlain, kEscaped, kTwoBytes, kForbidden };
 
@@ -104,7 +106,8 @@ private:
     bool OpenArray(CFArrayRef array);
     bool OpenDictionary(CFDictionaryRef dictionary);
     bool CountShared(CFTypeRef container);
-    bool WriteElement(std::string_view name, CFStringRef text);
+    bool WriteKey(CFStringRef key);
+    bool WriteString(CFStringRef string);
     bool WriteText(CFStringRef text);
     bool WriteNarrow(StringView view);
     bool WriteWide(StringView view);
@@ -127,15 +130,26 @@ private:
     // A line of its own at the present level.
     bool AddLine(std::string_view text)
     {
-        if (!Reserve(static_cast<size_t>(depth_) + text.size() + 1)) return false;
+        if (!ReserveLine(text.size() + 1)) return false;
         Indent(depth_);
         Put(text);
         Put("\n");
         return true;
     }
+    // Room for a line at the present level that ends in `size` bytes.
+    bool ReserveLine(size_t size)
+    {
+        return Reserve(static_cast<size_t>(depth_) + kTabs.size() + size);
+    }
+    // Few tabs are written as one block of fixed size, which ReserveLine has room for.
     void Indent(int tabs)
     {
-        std::memset(out_.End(), '\t', static_cast<size_t>(tabs));
+        const size_t count = static_cast<uint32_t>(tabs);
+        if (count <= kTabs.size()) {
+            std::memcpy(out_.End(), kTabs.data(), kTabs.size());
+        } else {
+            std::memset(out_.End(), '\t', count);
+        }
         out_.Advance(tabs);
     }
     bool Reserve(size_t size)
@@ -187,9 +201,13 @@ bool Writer::Step()
         return AddLine(isArray ? "</array>" : "</dict>");
     }
     const CFIndex index = frame.next++;
-    if (isArray) return WriteValue(frame.values[index]);
+    if (isArray) {
+        // The objects of a list lie all over memory; asking early hides most of the way there.
+        if (frame.next < frame.count) __builtin_prefetch(frame.values[frame.next]);
+        return WriteValue(frame.values[index]);
+    }
     const KeyedValue entry = entries_[frame.base + index];
-    return WriteElement("key", entry.key) && WriteValue(entry.value);
+    return WriteKey(entry.key) && WriteValue(entry.value);
 }
 
 bool Writer::WriteValue(CFTypeRef value)
@@ -198,7 +216,7 @@ bool Writer::WriteValue(CFTypeRef value)
     if (const char* fault = FaultOfValue(value)) return Refuse(fault);
     switch (ObjectOf(value)->type) {
         case Type::kString:
-            return WriteElement("string", static_cast<CFStringRef>(value));
+            return WriteString(static_cast<CFStringRef>(value));
         case Type::kNumber:
             return WriteNumber(static_cast<CFNumberRef>(value));
         case Type::kBoolean:
@@ -259,19 +277,20 @@ bool Writer::CountShared(CFTypeRef container)
     return shape.nodes <= kMaxListNodes || Refuse("too many objects");
 }
 
-bool Writer::WriteElement(std::string_view name, CFStringRef text)
+bool Writer::WriteKey(CFStringRef key)
 {
-    if (!Reserve(static_cast<size_t>(depth_) + 2 * name.size() + 8)) return false;
+    if (!ReserveLine(16)) return false;
     Indent(depth_);
-    Put("<");
-    Put(name);
-    Put(">");
-    if (!WriteText(text)) return false;
-    if (!Reserve(name.size() + 4)) return false;
-    Put("</");
-    Put(name);
-    Put(">\n");
-    return true;
+    Put("<key>");
+    return WriteText(key) && Add("</key>\n");
+}
+
+bool Writer::WriteString(CFStringRef string)
+{
+    if (!ReserveLine(16)) return false;
+    Indent(depth_);
+    Put("<string>");
+    return WriteText(string) && Add("</string>\n");
 }
 
 bool Writer::WriteText(CFStringRef text)
@@ -342,7 +361,7 @@ bool Writer::WriteNumber(CFNumberRef number)
                                 : std::to_chars(text, text + sizeof(text), value.integer);
         length = static_cast<size_t>(result.ptr - text);
     }
-    if (!Reserve(static_cast<size_t>(depth_) + length + 24)) return false;
+    if (!ReserveLine(length + 24)) return false;
     Indent(depth_);
     Put(value.IsReal() ? "<real>" : "<integer>");
     Put({text, length});
@@ -356,7 +375,7 @@ bool Writer::WriteDate(CFDateRef date)
     if (!IsXMLDate(time)) return Refuse("a date outside of the years 1 to 9999");
     char text[kListDateLength];
     FormatListDate(time, text);
-    if (!Reserve(static_cast<size_t>(depth_) + kListDateLength + 16)) return false;
+    if (!ReserveLine(kListDateLength + 16)) return false;
     Indent(depth_);
     Put("<date>");
     Put({text, kListDateLength});
