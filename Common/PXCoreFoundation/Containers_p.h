@@ -16,6 +16,11 @@ namespace px::cf {
 // references are released then.
 CFMutableArrayRef AdoptArray(const CFTypeRef* values, CFIndex count, bool isMutable);
 
+// The same for a dictionary of `count` pairs, key and value in turn. Repeated keys as in
+// AdoptEntry.
+CFMutableDictionaryRef AdoptDictionary(const CFTypeRef* keysAndValues, CFIndex count,
+                                       bool isMutable);
+
 // A dictionary with the kCFType callbacks that is filled by AdoptEntry and then sealed, which makes
 // it immutable. An unsealed one stays mutable.
 CFMutableDictionaryRef NewDictionary(CFIndex capacity);

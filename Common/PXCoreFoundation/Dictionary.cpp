@@ -177,6 +177,27 @@ void Seal(CFMutableDictionaryRef dictionary)
     dictionary->flags &= static_cast<uint8_t>(~kMutable);
 }
 
+CFMutableDictionaryRef AdoptDictionary(const CFTypeRef* keysAndValues, CFIndex count,
+                                       bool isMutable)
+{
+    CFMutableDictionaryRef made = NewDictionary(count);
+    bool isComplete = made != nullptr;
+    for (CFIndex i = 0; i < count * 2; i += 2) {
+        if (isComplete) {
+            isComplete = AdoptEntry(made, keysAndValues[i], keysAndValues[i + 1]);
+        } else {
+            CFRelease(keysAndValues[i]);
+            CFRelease(keysAndValues[i + 1]);
+        }
+    }
+    if (!isComplete) {
+        CFRelease(made);
+        return nullptr;
+    }
+    if (!isMutable) Seal(made);
+    return made;
+}
+
 bool HoldsObjects(CFDictionaryRef dictionary)
 {
     return AreObjects(dictionary->keys) && AreObjects(dictionary->values);

@@ -84,7 +84,6 @@ private:
     bool Open(uint64_t index, const Head& head);
     bool Close();
     CFTypeRef NewContainer(const Frame& frame);
-    CFTypeRef NewDictionaryOf(const Frame& frame);
     bool PushKey(uint64_t index);
     bool PushLeaf(uint64_t index, const Head& head);
     bool Push(CFTypeRef value);
@@ -319,28 +318,10 @@ bool Reader::Close()
 
 CFTypeRef Reader::NewContainer(const Frame& frame)
 {
-    if (frame.isDictionary) return NewDictionaryOf(frame);
-    return AdoptArray(values_.Elements() + frame.base, values_.Count() - frame.base, false);
-}
-
-CFTypeRef Reader::NewDictionaryOf(const Frame& frame)
-{
-    CFMutableDictionaryRef made = NewDictionary(static_cast<CFIndex>(frame.count));
-    bool isComplete = made != nullptr;
-    for (CFIndex i = frame.base; i < values_.Count(); i += 2) {
-        if (isComplete) {
-            isComplete = AdoptEntry(made, values_[i], values_[i + 1]);
-        } else {
-            CFRelease(values_[i]);
-            CFRelease(values_[i + 1]);
-        }
-    }
-    if (!isComplete) {
-        CFRelease(made);
-        return nullptr;
-    }
-    Seal(made);
-    return made;
+    const CFTypeRef* elements = values_.Elements() + frame.base;
+    const CFIndex count = values_.Count() - frame.base;
+    return frame.isDictionary ? CFTypeRef(AdoptDictionary(elements, count / 2, false))
+                              : AdoptArray(elements, count, false);
 }
 
 bool Reader::PushKey(uint64_t index)

@@ -167,7 +167,6 @@ private:
     void EndContainer();
     void EndLeaf();
     CFTypeRef NewContainer(const Frame& frame);
-    CFTypeRef NewDictionaryOf(const Frame& frame);
     CFTypeRef NewLeaf();
     CFTypeRef NewString();
     CFTypeRef NewIntegerOrFail();
@@ -440,29 +439,11 @@ void Reader::EndContainer()
 
 CFTypeRef Reader::NewContainer(const Frame& frame)
 {
-    if (frame.isDictionary) return NewDictionaryOf(frame);
-    return AdoptArray(values_.Elements() + frame.base, values_.Count() - frame.base,
-                      mutability_ != Mutability::kNone);
-}
-
-CFTypeRef Reader::NewDictionaryOf(const Frame& frame)
-{
-    CFMutableDictionaryRef made = NewDictionary((values_.Count() - frame.base) / 2);
-    bool isComplete = made != nullptr;
-    for (CFIndex i = frame.base; i < values_.Count(); i += 2) {
-        if (isComplete) {
-            isComplete = AdoptEntry(made, values_[i], values_[i + 1]);
-        } else {
-            CFRelease(values_[i]);
-            CFRelease(values_[i + 1]);
-        }
-    }
-    if (!isComplete) {
-        CFRelease(made);
-        return nullptr;
-    }
-    if (mutability_ == Mutability::kNone) Seal(made);
-    return made;
+    const bool isMutable = mutability_ != Mutability::kNone;
+    const CFTypeRef* elements = values_.Elements() + frame.base;
+    const CFIndex count = values_.Count() - frame.base;
+    return frame.isDictionary ? CFTypeRef(AdoptDictionary(elements, count / 2, isMutable))
+                              : AdoptArray(elements, count, isMutable);
 }
 
 void Reader::EndLeaf()
