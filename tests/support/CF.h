@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
 #include "CoreFoundation/CoreFoundation.h"
 #include "Runtime.h"
@@ -29,6 +30,33 @@ inline Owned<CFNumberRef> Number(int64_t value)
 inline Owned<CFNumberRef> Number(double value)
 {
     return Owned<CFNumberRef>(CFNumberCreate(nullptr, kCFNumberFloat64Type, &value));
+}
+
+inline Owned<CFDataRef> DataOf(std::string_view bytes)
+{
+    return Owned<CFDataRef>(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                         static_cast<CFIndex>(bytes.size())));
+}
+
+inline std::string BytesOf(CFDataRef data)
+{
+    return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+            static_cast<size_t>(CFDataGetLength(data))};
+}
+
+inline std::string Utf8Of(CFStringRef string)
+{
+    std::string text(static_cast<size_t>(CFStringGetLength(string)) * 3 + 1, '\0');
+    CFStringGetCString(string, text.data(), static_cast<CFIndex>(text.size()),
+                       kCFStringEncodingUTF8);
+    return text.substr(0, text.find('\0'));
+}
+
+// Any object, or none, in the place of another class: what a careless caller passes.
+template <class Ref>
+Ref As(CFTypeRef object)
+{
+    return static_cast<Ref>(const_cast<void*>(object));
 }
 
 // Fails the test when it leaves more or fewer objects behind than it found.

@@ -16,14 +16,6 @@ struct ReadResult {
     CFPropertyListFormat format = -1;
 };
 
-inline std::string Utf8Of(CFStringRef string)
-{
-    std::string text(static_cast<size_t>(CFStringGetLength(string)) * 3 + 1, '\0');
-    CFStringGetCString(string, text.data(), static_cast<CFIndex>(text.size()),
-                       kCFStringEncodingUTF8);
-    return text.substr(0, text.find('\0'));
-}
-
 inline std::string TakeFailure(CFErrorRef error, CFIndex* code)
 {
     if (!error) return {};
@@ -32,12 +24,6 @@ inline std::string TakeFailure(CFErrorRef error, CFIndex* code)
     *code = CFErrorGetCode(error);
     Owned<CFStringRef> text(CFErrorCopyDescription(error));
     return Utf8Of(text.Get());
-}
-
-inline Owned<CFDataRef> DataOf(std::string_view bytes)
-{
-    return Owned<CFDataRef>(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                         static_cast<CFIndex>(bytes.size())));
 }
 
 inline ReadResult ReadList(std::string_view bytes, CFOptionFlags options = 0)
@@ -62,8 +48,7 @@ inline std::string WriteList(CFPropertyListRef list, CFPropertyListFormat format
     EXPECT_EQ(!data, code == kCFPropertyListWriteStreamError);
     if (failure) *failure = text;
     if (!data) return {};
-    return {reinterpret_cast<const char*>(CFDataGetBytePtr(data.Get())),
-            static_cast<size_t>(CFDataGetLength(data.Get()))};
+    return BytesOf(data.Get());
 }
 
 inline std::string WriteXML(CFPropertyListRef list)

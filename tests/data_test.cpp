@@ -1,0 +1,140 @@
+// Data: bytes that are lent, edited and grown.
+
+#include <cstdlib>
+#include <limits>
+
+#include "support/CF.h"
+
+namespace {
+
+using namespace px::test;
+
+class Data : public LeakCheck {};
+
+const UInt8* Bytes(const char* text)
+{
+    return reinterpret_cast<const UInt8*>(text);
+}
+
+Owned<CFMutableDataRef> MutableData(const char* text)
+{
+    return Owned<CFMutableDataRef>(CFDataCreateMutableCopy(nullptr, 0, DataOf(text).Get()));
+}
+
+int deallocations = 0;
+void* deallocated = nullptr;
+
+TEST_F(Data, LentBytesAreFreedAsAsked)
+{
+    UInt8 bytes[] = {1, 2, 3};
+    CFAllocatorContext context = {};
+    context.deallocate = [](void* freed, void*) {
+        ++deallocations;
+        deallocated = freed;
+    };
+    deallocations = 0;
+    Owned<CFAllocatorRef> counting(CFAllocatorCreate(nullptr, &context));
+    for (const CFAllocatorRef deallocator : {kCFAllocatorNull, counting.Get()}) {
+        Owned<CFDataRef> data(CFDataCreateWithBytesNoCopy(nullptr, bytes, 3, deallocator));
+        EXPECT_EQ(bytes, CFDataGetBytePtr(data.Get()));
+        Owned<CFDataRef> copy(CFDataCreateCopy(nullptr, data.Get()));
+        EXPECT_NE(bytes, CFDataGetBytePtr(copy.Get()));
+        if (deallocator != kCFAllocatorNull) counting.Reset();
+        data.Reset();
+        EXPECT_EQ(deallocator == kCFAllocatorNull ? 0 : 1, deallocations);
+        EXPECT_TRUE(CFEqual(DataOf("\1\2\3").Get(), copy.Get()));
+    }
+    EXPECT_EQ(1, deallocations);
+    EXPECT_EQ(bytes, deallocated);
+
+    auto* onHeap = static_cast<UInt8*>(std::calloc(3, 1));
+    Owned<CFDataRef> owner(CFDataCreateWithBytesNoCopy(nullptr, onHeap, 3, nullptr));
+    EXPECT_EQ(onHeap, CFDataGetBytePtr(owner.Get()));
+
+    // A failed constructor leaves the bytes to the caller.
+    EXPECT_EQ(nullptr, CFDataCreateWithBytesNoCopy(nullptr, bytes, -1, kCFAllocatorMalloc));
+    EXPECT_EQ(nullptr,
+              CFDataCreateWithBytesNoCopy(nullptr, bytes, 3, As<CFAllocatorRef>(CFSTR("none"))));
+}
+
+TEST_F(Data, EditsKeepToTheirRanges)
+{
+    using D = CFMutableDataRef;
+    constexpr CFIndex kMost = std::numeric_limits<CFIndex>::max();
+    const struct {
+        const char* name;
+        void (*edit)(D);
+        const char* want;
+    } rows[] = {
+        {"one by two", [](D d) { CFDataReplaceBytes(d, CFRangeMake(1, 1), Bytes("XY"), 2); },
+         "aXYc"},
+        {"at the end", [](D d) { CFDataReplaceBytes(d, CFRangeMake(3, 0), Bytes("XY"), 2); },
+         "abcXY"},
+        {"past the end", [](D d) { CFDataReplaceBytes(d, CFRangeMake(3, 1), Bytes("XY"), 2); },
+         "abc"},
+        {"append its own bytes",
+         [](D d) {
+             for (int i = 0; i < 3; ++i)
+                 CFDataAppendBytes(d, CFDataGetBytePtr(d), CFDataGetLength(d));
+         },
+         "abcabcabcabcabcabcabcabc"},
+        {"its own bytes at the start",
+         [](D d) { CFDataReplaceBytes(d, CFRangeMake(0, 1), CFDataGetBytePtr(d) + 1, 2); }, "bcbc"},
+        {"its own bytes at the end",
+         [](D d) { CFDataReplaceBytes(d, CFRangeMake(1, 2), CFDataGetBytePtr(d), 3); }, "aabc"},
+        {"delete", [](D d) { CFDataDeleteBytes(d, CFRangeMake(0, 2)); }, "c"},
+        {"shrink", [](D d) { CFDataSetLength(d, 1); }, "a"},
+        {"negative growth", [](D d) { CFDataIncreaseLength(d, -2); }, "a"},
+        {"shrink below nothing", [](D d) { CFDataIncreaseLength(d, -4); }, "abc"},
+        {"negative length", [](D d) { CFDataSetLength(d, -1); }, "abc"},
+        {"more than memory", [](D d) { CFDataSetLength(d, kMost); }, "abc"},
+        {"growth past counting", [](D d) { CFDataIncreaseLength(d, kMost); }, "abc"},
+        {"no bytes", [](D d) { CFDataAppendBytes(d, nullptr, 2); }, "abc"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        auto data = MutableData("abc");
+        row.edit(data.Get());
+        EXPECT_EQ(row.want, BytesOf(data.Get()));
+    }
+}
+
+TEST_F(Data, GrowsWithZerosAndKeepsItsAlignment)
+{
+    auto data = MutableData("abcdefgh");
+    CFDataSetLength(data.Get(), 0);
+    CFDataSetLength(data.Get(), 8);
+    CFDataIncreaseLength(data.Get(), 1000);
+    EXPECT_EQ(std::string(1008, '\0'), BytesOf(data.Get()));
+    for (const size_t length : {0, 1, 17, 5000}) {
+        const std::string bytes(length, 'x');
+        auto fixed = DataOf(bytes);
+        auto copy = MutableData(bytes.c_str());
+        for (const CFDataRef each : {fixed.Get(), CFDataRef{copy.Get()}}) {
+            ASSERT_NE(nullptr, CFDataGetBytePtr(each));
+            EXPECT_EQ(0U, reinterpret_cast<uintptr_t>(CFDataGetBytePtr(each)) % 16);
+            EXPECT_EQ(bytes, BytesOf(each));
+        }
+        EXPECT_TRUE(CFEqual(fixed.Get(), copy.Get()));
+        EXPECT_EQ(CFHash(fixed.Get()), CFHash(copy.Get()));
+    }
+}
+
+TEST_F(Data, EmptyAndImmutableOnesAndBadLengths)
+{
+    Owned<CFDataRef> empty(CFDataCreate(nullptr, nullptr, 0));
+    EXPECT_EQ(0, CFDataGetLength(empty.Get()));
+    UInt8 buffer[2] = {9, 9};
+    CFDataGetBytes(empty.Get(), {0, 2}, buffer);
+    EXPECT_EQ(9, buffer[0]);
+    Owned<CFDataRef> emptyLent(CFDataCreateWithBytesNoCopy(nullptr, nullptr, 0, nullptr));
+    EXPECT_NE(nullptr, CFDataGetBytePtr(emptyLent.Get()));
+    EXPECT_EQ(nullptr, CFDataCreate(nullptr, nullptr, 1));
+    EXPECT_EQ(nullptr, CFDataCreateMutable(nullptr, -1));
+    auto fixed = DataOf("ab");
+    CFDataSetLength(As<CFMutableDataRef>(fixed.Get()), 0);
+    EXPECT_EQ(nullptr, CFDataGetMutableBytePtr(As<CFMutableDataRef>(fixed.Get())));
+    EXPECT_EQ("ab", BytesOf(fixed.Get()));
+}
+
+}  // namespace
