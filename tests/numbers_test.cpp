@@ -1,13 +1,14 @@
 // Numbers, booleans, dates and time zones.
 
 #include <bit>
-#include <cinttypes>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "Base/Platform/Platform.h"
@@ -17,12 +18,10 @@
 
 namespace {
 
-using px::test::Number;
-using px::test::Owned;
-using px::test::Text;
+using namespace px::test;
 
-class Numbers : public px::test::LeakCheck {};
-class Dates : public px::test::LeakCheck {};
+class Numbers : public LeakCheck {};
+class Dates : public LeakCheck {};
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -40,142 +39,124 @@ Owned<CFNumberRef> Unsigned(uint64_t value)
 
 TEST_F(Numbers, ReportTheTypeTheyWereMadeWith)
 {
-    const struct {
-        const char* name;
-        CFNumberType type;
-        CFNumberType want;
-        CFIndex bytes;
-        bool isFloat;
-    } rows[] = {
-        {"SInt8", kCFNumberSInt8Type, 1, 1, false},
-        {"SInt16", kCFNumberSInt16Type, 2, 2, false},
-        {"SInt32", kCFNumberSInt32Type, 3, 4, false},
-        {"SInt64", kCFNumberSInt64Type, 4, 8, false},
-        {"Float32", kCFNumberFloat32Type, 5, 4, true},
-        {"Float64", kCFNumberFloat64Type, 6, 8, true},
-        {"Char", kCFNumberCharType, 1, 1, false},
-        {"Short", kCFNumberShortType, 2, 2, false},
-        {"Int", kCFNumberIntType, 3, 4, false},
-        {"Long", kCFNumberLongType, sizeof(long) == 8 ? 4 : 3, sizeof(long), false},
-        {"LongLong", kCFNumberLongLongType, 4, 8, false},
-        {"Float", kCFNumberFloatType, 5, 4, true},
-        {"Double", kCFNumberDoubleType, 6, 8, true},
-        {"CFIndex", kCFNumberCFIndexType, 4, 8, false},
-        {"NSInteger", kCFNumberNSIntegerType, 4, 8, false},
-        {"CGFloat", kCFNumberCGFloatType, 6, 8, true},
-    };
+    // Types are numbered from 1; the first six are kept as they are.
+    constexpr CFNumberType kKept[] = {1, 2, 3, 4, 5, 6, 1, 2, 3, sizeof(long) == 8 ? 4 : 3,
+                                      4, 5, 6, 4, 4, 6};
+    constexpr CFIndex kBytes[] = {0, 1, 2, 4, 8, 4, 8};
     // Bits of a small and of a large value: cached numbers must not mix up their kinds.
     for (const uint64_t bits : {uint64_t{3}, uint64_t{0x5555555555555555}, uint64_t{0}}) {
-        for (const auto& row : rows) {
-            SCOPED_TRACE(row.name);
-            auto number = Make(row.type, bits);
-            EXPECT_EQ(row.want, CFNumberGetType(number.Get()));
-            EXPECT_EQ(row.bytes, CFNumberGetByteSize(number.Get()));
-            EXPECT_EQ(row.isFloat, CFNumberIsFloatType(number.Get()));
+        for (CFNumberType type = kCFNumberSInt8Type; type <= kCFNumberMaxType; ++type) {
+            SCOPED_TRACE(type);
+            const CFNumberType kept = kKept[type - 1];
+            auto number = Make(type, bits);
+            EXPECT_EQ(kept, CFNumberGetType(number.Get()));
+            EXPECT_EQ(kBytes[kept], CFNumberGetByteSize(number.Get()));
+            EXPECT_EQ(kept >= kCFNumberFloat32Type, CFNumberIsFloatType(number.Get()));
             uint64_t back = 0;
-            EXPECT_TRUE(CFNumberGetValue(number.Get(), row.type, &back));
-            EXPECT_EQ(0, std::memcmp(&bits, &back, static_cast<size_t>(row.bytes)));
+            EXPECT_TRUE(CFNumberGetValue(number.Get(), type, &back));
+            EXPECT_EQ(0, std::memcmp(&bits, &back, static_cast<size_t>(kBytes[kept])));
         }
     }
     EXPECT_EQ(4, CFNumberGetType(Unsigned(UINT64_MAX).Get()));
 }
 
-TEST_F(Numbers, RefuseTypesThatDoNotExist)
+TEST_F(Numbers, RefuseTypesAndObjectsThatAreNone)
 {
-    const double value = 1;
+    double untouched = 7;
     for (const CFNumberType type : {0, 17, -1, 1000}) {
-        EXPECT_EQ(nullptr, CFNumberCreate(nullptr, type, &value));
-        double untouched = 7;
+        EXPECT_EQ(nullptr, CFNumberCreate(nullptr, type, &untouched));
         EXPECT_FALSE(CFNumberGetValue(Number(1.0).Get(), type, &untouched));
-        EXPECT_EQ(7, untouched);
     }
     EXPECT_EQ(nullptr, CFNumberCreate(nullptr, kCFNumberDoubleType, nullptr));
     EXPECT_FALSE(CFNumberGetValue(nullptr, kCFNumberDoubleType, nullptr));
     EXPECT_EQ(0, CFNumberGetType(nullptr));
+    // Booleans are no numbers, and the other way round.
+    EXPECT_FALSE(
+        CFNumberGetValue(As<CFNumberRef>(kCFBooleanTrue), kCFNumberDoubleType, &untouched));
+    EXPECT_EQ(7, untouched);
+    auto one = Number(int64_t{1});
+    EXPECT_FALSE(CFEqual(one.Get(), kCFBooleanTrue));
+    EXPECT_FALSE(CFBooleanGetValue(As<CFBooleanRef>(one.Get())));
+    EXPECT_FALSE(CFBooleanGetValue(nullptr));
+    EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
+    EXPECT_FALSE(CFBooleanGetValue(kCFBooleanFalse));
+    EXPECT_FALSE(CFEqual(kCFBooleanTrue, kCFBooleanFalse));
+    EXPECT_EQ(CFBooleanGetTypeID(), CFGetTypeID(kCFBooleanFalse));
 }
 
-TEST_F(Numbers, ValuesComeOutWhenLossyButSayso)
+// 64 bits of significand hold every value of both kinds exactly.
+static_assert(std::numeric_limits<long double>::digits >= 64);
+
+template <class T>
+long double Read(CFNumberRef number, CFNumberType type, bool* exact)
 {
-    const auto int8 = [](CFNumberRef number, bool* exact) {
-        int8_t value = 99;
-        *exact = CFNumberGetValue(number, kCFNumberSInt8Type, &value);
-        return int64_t{value};
-    };
-    const auto int32 = [](CFNumberRef number, bool* exact) {
-        int32_t value = 99;
-        *exact = CFNumberGetValue(number, kCFNumberIntType, &value);
-        return int64_t{value};
-    };
-    const auto int64 = [](CFNumberRef number, bool* exact) {
-        int64_t value = 99;
-        *exact = CFNumberGetValue(number, kCFNumberSInt64Type, &value);
-        return value;
-    };
-    const struct {
-        const char* name;
-        Owned<CFNumberRef> number;
-        int64_t (*get)(CFNumberRef, bool*);
-        int64_t want;
-        bool exact;
-    } integers[] = {
-        {"fraction", Number(3.7), int32, 3, false},
-        {"negative fraction", Number(-3.7), int32, -3, false},
-        {"low bits", Number(int64_t{300}), int8, 44, false},
-        {"fits", Number(int64_t{-128}), int8, -128, true},
-        {"saturates", Number(1000.0), int8, 127, false},
-        {"saturates below", Number(-1000.0), int8, -128, false},
-        {"just inside", Number(127.0), int8, 127, true},
-        {"just outside", Number(128.0), int8, 127, false},
-        {"fraction at the edge", Number(-128.5), int8, -128, false},
-        {"not a number", Number(kNaN), int32, 0, false},
-        {"infinite", Number(-kInfinity), int32, INT32_MIN, false},
-        {"huge", Number(1e30), int64, INT64_MAX, false},
-        {"two to the 63rd", Number(0x1p63), int64, INT64_MAX, false},
-        {"least", Number(-0x1p63), int64, INT64_MIN, true},
-        {"negative zero", Number(-0.0), int32, 0, true},
-        {"unsigned", Unsigned(UINT64_MAX), int64, -1, false},
-    };
-    for (const auto& row : integers) {
-        SCOPED_TRACE(row.name);
-        bool exact = false;
-        EXPECT_EQ(row.want, row.get(row.number.Get(), &exact));
-        EXPECT_EQ(row.exact, exact);
-    }
+    T value = 99;
+    *exact = CFNumberGetValue(number, type, &value);
+    return static_cast<long double>(value);
+}
+
+long double ReadAs(CFNumberType type, CFNumberRef number, bool* exact)
+{
+    if (type == kCFNumberSInt8Type) return Read<int8_t>(number, type, exact);
+    if (type == kCFNumberSInt32Type) return Read<int32_t>(number, type, exact);
+    if (type == kCFNumberSInt64Type) return Read<int64_t>(number, type, exact);
+    if (type == kCFNumberFloat32Type) return Read<float>(number, type, exact);
+    return Read<double>(number, type, exact);
+}
+
+TEST_F(Numbers, ValuesComeOutWhenLossyButSaySo)
+{
+    constexpr CFNumberType k8 = kCFNumberSInt8Type, k32 = kCFNumberSInt32Type,
+                           k64 = kCFNumberSInt64Type, kFloat = kCFNumberFloat32Type,
+                           kDouble = kCFNumberFloat64Type;
+    constexpr bool kExact = true, kLossy = false;
+    constexpr long double kMost64 = INT64_MAX, kLeast64 = INT64_MIN;
     const struct {
         const char* name;
         Owned<CFNumberRef> number;
         CFNumberType type;
-        double want;
+        long double want;
         bool exact;
-    } reals[] = {
-        {"negative integer", Number(int64_t{-1}), kCFNumberDoubleType, -1, true},
-        {"2^53 + 1", Number((int64_t{1} << 53) + 1), kCFNumberDoubleType, 0x1p53, false},
-        {"2^63 - 1", Number(int64_t{INT64_MAX}), kCFNumberDoubleType, 0x1p63, false},
-        {"2^24 + 1 as float", Number((int64_t{1} << 24) + 1), kCFNumberFloatType, 0x1p24, false},
-        {"2^64 - 1", Unsigned(UINT64_MAX), kCFNumberDoubleType, 0x1p64, false},
-        {"2^63", Unsigned(uint64_t{1} << 63), kCFNumberFloatType, 0x1p63, true},
-        {"0.1 as float", Number(0.1), kCFNumberFloatType, double{0.1F}, false},
-        {"0.5 as float", Number(0.5), kCFNumberFloatType, 0.5, true},
-        {"1e300 as float", Number(1e300), kCFNumberFloatType, kInfinity, false},
-        {"-1e300 as float", Number(-1e300), kCFNumberFloatType, -kInfinity, false},
-        {"largest float and a little", Number(0x1.fffffefp127), kCFNumberFloatType,
-         double{std::numeric_limits<float>::max()}, false},
-        {"infinity", Number(kInfinity), kCFNumberFloatType, kInfinity, true},
-        {"float to double", Make(kCFNumberFloatType, 0.1F), kCFNumberDoubleType, double{0.1F},
-         true},
+    } rows[] = {
+        {"fraction", Number(3.7), k32, 3, kLossy},
+        {"negative fraction", Number(-3.7), k32, -3, kLossy},
+        {"low bits", Number(int64_t{300}), k8, 44, kLossy},
+        {"fits", Number(int64_t{-128}), k8, -128, kExact},
+        {"saturates", Number(1000.0), k8, 127, kLossy},
+        {"saturates below", Number(-1000.0), k8, -128, kLossy},
+        {"just inside", Number(127.0), k8, 127, kExact},
+        {"just outside", Number(128.0), k8, 127, kLossy},
+        {"fraction at the edge", Number(-128.5), k8, -128, kLossy},
+        {"not a number", Number(kNaN), k32, 0, kLossy},
+        {"infinite", Number(-kInfinity), k32, INT32_MIN, kLossy},
+        {"huge", Number(1e30), k64, kMost64, kLossy},
+        {"two to the 63rd", Number(0x1p63), k64, kMost64, kLossy},
+        {"least", Number(-0x1p63), k64, kLeast64, kExact},
+        {"negative zero", Number(-0.0), k32, 0, kExact},
+        {"unsigned", Unsigned(UINT64_MAX), k64, -1, kLossy},
+        {"negative integer", Number(int64_t{-1}), kDouble, -1, kExact},
+        {"2^53 + 1", Number((int64_t{1} << 53) + 1), kDouble, 0x1p53, kLossy},
+        {"2^63 - 1", Number(int64_t{INT64_MAX}), kDouble, 0x1p63, kLossy},
+        {"2^24 + 1 as float", Number((int64_t{1} << 24) + 1), kFloat, 0x1p24, kLossy},
+        {"2^64 - 1", Unsigned(UINT64_MAX), kDouble, 0x1p64, kLossy},
+        {"2^63", Unsigned(uint64_t{1} << 63), kFloat, 0x1p63, kExact},
+        {"0.1 as float", Number(0.1), kFloat, 0.1F, kLossy},
+        {"0.5 as float", Number(0.5), kFloat, 0.5, kExact},
+        {"1e300 as float", Number(1e300), kFloat, kInfinity, kLossy},
+        {"-1e300 as float", Number(-1e300), kFloat, -kInfinity, kLossy},
+        {"a little over the largest float", Number(0x1.fffffefp127), kFloat, 0x1.fffffep127L,
+         kLossy},
+        {"infinity", Number(kInfinity), kFloat, kInfinity, kExact},
+        {"float to double", Make(kFloat, 0.1F), kDouble, 0.1F, kExact},
     };
-    for (const auto& row : reals) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        float narrow = 99;
-        double wide = 99;
-        const bool asFloat = row.type == kCFNumberFloatType;
-        EXPECT_EQ(row.exact, CFNumberGetValue(row.number.Get(), row.type,
-                                              asFloat ? static_cast<void*>(&narrow) : &wide));
-        EXPECT_EQ(row.want, asFloat ? double{narrow} : wide);
+        bool exact = false;
+        EXPECT_EQ(row.want, ReadAs(row.type, row.number.Get(), &exact));
+        EXPECT_EQ(row.exact, exact);
     }
-    float notANumber = 0;
-    EXPECT_TRUE(CFNumberGetValue(kCFNumberNaN, kCFNumberFloatType, &notANumber));
-    EXPECT_TRUE(std::isnan(notANumber));
+    bool exact = false;
+    EXPECT_TRUE(std::isnan(ReadAs(kFloat, kCFNumberNaN, &exact)) && exact);
 }
 
 TEST_F(Numbers, UnsignedValuesAreExactOrNone)
@@ -253,9 +234,7 @@ TEST_F(Numbers, StandInOneOrder)
 
 TEST_F(Numbers, RandomIntegersAndRealsCompareAsInLongDouble)
 {
-    // 64 bits of significand hold every value of both kinds exactly.
-    static_assert(std::numeric_limits<long double>::digits >= 64);
-    std::mt19937_64 random(px::test::Seed(8));
+    std::mt19937_64 random(Seed(8));
     for (int step = 0; step < 20000; ++step) {
         const auto integer = static_cast<int64_t>(random()) >> (random() % 64);
         double real = static_cast<double>(integer);
@@ -274,38 +253,21 @@ TEST_F(Numbers, RandomIntegersAndRealsCompareAsInLongDouble)
 
 TEST_F(Numbers, SmallOnesAreImmortal)
 {
-    for (int64_t value = -1; value <= 255; ++value) {
+    constexpr CFIndex kForever = std::numeric_limits<CFIndex>::max();
+    for (int64_t value = -2; value <= 256; ++value) {
         auto number = Number(value);
-        EXPECT_EQ(number.Get(), Number(value).Get());
-        EXPECT_EQ(std::numeric_limits<CFIndex>::max(), CFGetRetainCount(number.Get()));
-        int64_t back = 99;
-        EXPECT_TRUE(CFNumberGetValue(number.Get(), kCFNumberSInt64Type, &back));
-        EXPECT_EQ(value, back);
+        EXPECT_EQ(value < -1 || value > 255 ? 1 : kForever, CFGetRetainCount(number.Get()));
+        bool exact = false;
+        EXPECT_EQ(value, ReadAs(kCFNumberSInt64Type, number.Get(), &exact));
     }
-    EXPECT_EQ(1, CFGetRetainCount(Number(int64_t{256}).Get()));
-    EXPECT_EQ(1, CFGetRetainCount(Number(int64_t{-2}).Get()));
+    EXPECT_EQ(Number(int64_t{7}).Get(), Number(int64_t{7}).Get());
     EXPECT_EQ(Number(1.0).Get(), Number(1.0).Get());
     EXPECT_NE(Number(0.0).Get(), Number(-0.0).Get());
     for (int i = 0; i < 3; ++i) {
         CFRelease(kCFBooleanTrue);
         CFRelease(kCFNumberNaN);
-        CFRelease(Number(int64_t{7}).Get());
     }
     EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
-}
-
-TEST_F(Numbers, BooleansAreNoNumbers)
-{
-    auto one = Number(int64_t{1});
-    EXPECT_FALSE(CFBooleanGetValue(static_cast<CFBooleanRef>(CFTypeRef{one.Get()})));
-    EXPECT_FALSE(CFBooleanGetValue(kCFBooleanFalse));
-    EXPECT_FALSE(CFBooleanGetValue(nullptr));
-    int32_t untouched = 9;
-    EXPECT_FALSE(CFNumberGetValue(static_cast<CFNumberRef>(CFTypeRef{kCFBooleanTrue}),
-                                  kCFNumberSInt32Type, &untouched));
-    EXPECT_EQ(9, untouched);
-    EXPECT_FALSE(CFEqual(kCFBooleanTrue, kCFBooleanFalse));
-    EXPECT_EQ(CFBooleanGetTypeID(), CFGetTypeID(kCFBooleanFalse));
 }
 
 std::string RealText(double value)
@@ -316,25 +278,19 @@ std::string RealText(double value)
 
 TEST_F(Numbers, TextOfAReal)
 {
-    const struct {
-        double value;
-        const char* want;
-    } rows[] = {
-        {0.0, "0.0"},
-        {-0.0, "-0.0"},
-        {kNaN, "nan"},
-        {kInfinity, "+infinity"},
-        {-kInfinity, "-infinity"},
-        {1, "1"},
-        {0.1, "0.10000000000000001"},
-        {1e16, "10000000000000000"},
-        {1e17, "1e+17"},
-        {1e-5, "1.0000000000000001e-05"},
-        {double{0.1F}, "0.10000000149011612"},
-    };
-    for (const auto& row : rows) EXPECT_EQ(row.want, RealText(row.value));
+    const std::pair<double, const char*> rows[] = {{0.0, "0.0"},
+                                                   {-0.0, "-0.0"},
+                                                   {kNaN, "nan"},
+                                                   {kInfinity, "+infinity"},
+                                                   {-kInfinity, "-infinity"},
+                                                   {1, "1"},
+                                                   {0.1, "0.10000000000000001"},
+                                                   {1e16, "10000000000000000"},
+                                                   {1e17, "1e+17"},
+                                                   {1e-5, "1.0000000000000001e-05"}};
+    for (const auto& [value, want] : rows) EXPECT_EQ(want, RealText(value));
 
-    std::mt19937_64 random(px::test::Seed(9));
+    std::mt19937_64 random(Seed(9));
     for (int step = 0; step < 50000; ++step) {
         // Random bits, and short decimals, whose zeros at the end must go.
         const double value = step % 2 != 0
@@ -425,8 +381,7 @@ TEST_F(Dates, EveryDayFollowsTheOneBefore)
 TEST_F(Dates, FarAndBrokenTimesStayDefined)
 {
     for (const SInt32 year : {-1, 10000, 2000000000, -2000000000}) {
-        const CFGregorianDate date = Date(year, 2, 28, 23, 59, 58);
-        const double at = CFGregorianDateGetAbsoluteTime(date, nullptr);
+        const double at = CFGregorianDateGetAbsoluteTime(Date(year, 2, 28, 23, 59, 58), nullptr);
         const CFGregorianDate back = CFAbsoluteTimeGetGregorianDate(at, nullptr);
         EXPECT_EQ(year, back.year);
         EXPECT_EQ(2, back.month);
@@ -436,145 +391,127 @@ TEST_F(Dates, FarAndBrokenTimesStayDefined)
     }
     // A second is never 60, however close.
     for (const double at : {std::nextafter(60.0, 0.0), -1e-20, std::nextafter(3600.0, 0.0)}) {
-        const CFGregorianDate date = CFAbsoluteTimeGetGregorianDate(at, nullptr);
-        EXPECT_LT(date.second, 60);
-        EXPECT_GE(date.second, 59);
+        const double second = CFAbsoluteTimeGetGregorianDate(at, nullptr).second;
+        EXPECT_TRUE(second >= 59 && second < 60) << second;
     }
-    auto text = Text("no zone");
-    auto* noZone = static_cast<CFTimeZoneRef>(CFTypeRef{text.Get()});
-    EXPECT_EQ(0, CFAbsoluteTimeGetGregorianDate(5, noZone).month);
-    EXPECT_EQ(0, CFGregorianDateGetAbsoluteTime(Date(2020, 1, 1), noZone));
 }
 
 TEST_F(Dates, ObjectsCompareByTime)
 {
+    const double times[] = {-1.5, -0.0, 0.0, 1e9, 1e9};
+    for (const double x : times) {
+        for (const double y : times) {
+            Owned<CFDateRef> a(CFDateCreate(nullptr, x));
+            Owned<CFDateRef> b(CFDateCreate(nullptr, y));
+            EXPECT_EQ(x, CFDateGetAbsoluteTime(a.Get()));
+            EXPECT_EQ(x < y ? -1 : x > y ? 1 : 0, CFDateCompare(a.Get(), b.Get(), nullptr));
+            EXPECT_EQ(x - y, CFDateGetTimeIntervalSinceDate(a.Get(), b.Get()));
+            EXPECT_EQ(x == y, CFEqual(a.Get(), b.Get()));
+            EXPECT_EQ(x == y, CFHash(a.Get()) == CFHash(b.Get()));
+        }
+    }
+}
+
+TEST_F(Dates, MisuseHasNeutralAnswers)
+{
+    auto* noZone = As<CFTimeZoneRef>(CFSTR("no zone"));
+    EXPECT_EQ(0, CFAbsoluteTimeGetGregorianDate(5, noZone).month);
+    EXPECT_EQ(0, CFGregorianDateGetAbsoluteTime(Date(2020, 1, 1), noZone));
+    EXPECT_EQ(nullptr, CFTimeZoneGetName(nullptr));
+    EXPECT_EQ(0, CFTimeZoneGetSecondsFromGMT(nullptr, 0));
+    EXPECT_EQ(nullptr, FixedZone(86400).Get());
+    EXPECT_EQ(nullptr, FixedZone(kNaN).Get());
     Owned<CFDateRef> early(CFDateCreate(nullptr, -1.5));
-    Owned<CFDateRef> late(CFDateCreate(nullptr, 1e9));
-    Owned<CFDateRef> again(CFDateCreate(nullptr, 1e9));
-    Owned<CFDateRef> zero(CFDateCreate(nullptr, 0.0));
-    Owned<CFDateRef> minusZero(CFDateCreate(nullptr, -0.0));
-    EXPECT_EQ(-1.5, CFDateGetAbsoluteTime(early.Get()));
-    EXPECT_EQ(-1, CFDateCompare(early.Get(), late.Get(), nullptr));
-    EXPECT_EQ(1, CFDateCompare(late.Get(), early.Get(), nullptr));
-    EXPECT_EQ(1e9 + 1.5, CFDateGetTimeIntervalSinceDate(late.Get(), early.Get()));
-    EXPECT_TRUE(CFEqual(late.Get(), again.Get()));
-    EXPECT_EQ(CFHash(late.Get()), CFHash(again.Get()));
-    EXPECT_TRUE(CFEqual(zero.Get(), minusZero.Get()));
-    EXPECT_EQ(CFHash(zero.Get()), CFHash(minusZero.Get()));
-    EXPECT_FALSE(CFEqual(late.Get(), early.Get()));
     EXPECT_EQ(-1, CFDateCompare(nullptr, early.Get(), nullptr));
     EXPECT_EQ(0, CFDateGetAbsoluteTime(nullptr));
 }
 
-TEST_F(Dates, NowIsTheSystemsClock)
+TEST_F(Dates, FixedZonesAreNamedByTheirOffset)
 {
-    static px::os::Table table;
-    table = px::os::NativeTable();
-    table.wallClockMicros = [] { return int64_t{978307200} * 1000000 + 1500001; };
-    px::os::ReplaceTable(&table);
-    EXPECT_EQ(1.500001, CFAbsoluteTimeGetCurrent());
-    px::os::ReplaceTable(&px::os::NativeTable());
-}
-
-std::string NameOf(CFTimeZoneRef zone)
-{
-    char text[64] = "";
-    CFStringGetCString(CFTimeZoneGetName(zone), text, sizeof(text), kCFStringEncodingUTF8);
-    return text;
-}
-
-TEST_F(Dates, FixedZones)
-{
-    const struct {
-        double secondsEast;
-        const char* name;
-    } rows[] = {{0, "GMT"}, {19800, "GMT+0530"}, {-3600, "GMT-0100"}, {50400, "GMT+1400"}};
-    for (const auto& row : rows) {
-        auto zone = FixedZone(row.secondsEast);
-        EXPECT_EQ(row.name, NameOf(zone.Get()));
-        EXPECT_EQ(row.secondsEast, CFTimeZoneGetSecondsFromGMT(zone.Get(), 1e8));
-        EXPECT_TRUE(CFEqual(zone.Get(), FixedZone(row.secondsEast).Get()));
-        EXPECT_EQ(CFHash(zone.Get()), CFHash(FixedZone(row.secondsEast).Get()));
+    const std::pair<double, const char*> rows[] = {
+        {0, "GMT"}, {19800, "GMT+0530"}, {-3600, "GMT-0100"}, {50400, "GMT+1400"}};
+    for (const auto& [secondsEast, name] : rows) {
+        auto zone = FixedZone(secondsEast);
+        auto same = FixedZone(secondsEast);
+        EXPECT_EQ(name, Utf8Of(CFTimeZoneGetName(zone.Get())));
+        EXPECT_EQ(secondsEast, CFTimeZoneGetSecondsFromGMT(zone.Get(), 1e8));
+        EXPECT_TRUE(CFEqual(zone.Get(), same.Get()));
+        EXPECT_EQ(CFHash(zone.Get()), CFHash(same.Get()));
         EXPECT_FALSE(CFEqual(zone.Get(), FixedZone(-7200).Get()));
     }
-    EXPECT_EQ(nullptr, FixedZone(86400).Get());
-    EXPECT_EQ(nullptr, FixedZone(kNaN).Get());
-    EXPECT_EQ(nullptr, CFTimeZoneGetName(nullptr));
-    EXPECT_EQ(0, CFTimeZoneGetSecondsFromGMT(nullptr, 0));
 }
 
 TEST_F(Dates, TheDefaultZoneCanBeSetAndRestored)
 {
     auto india = FixedZone(19800);
-    CFTimeZoneSetDefault(india.Get());
-    Owned<CFTimeZoneRef> set(CFTimeZoneCopyDefault());
-    EXPECT_EQ(india.Get(), set.Get());
-    auto text = Text("no zone");
-    CFTimeZoneSetDefault(static_cast<CFTimeZoneRef>(CFTypeRef{text.Get()}));
-    EXPECT_EQ(india.Get(), Owned<CFTimeZoneRef>(CFTimeZoneCopyDefault()).Get());
+    for (const CFTypeRef zone : {CFTypeRef{india.Get()}, CFTypeRef{CFSTR("no zone")}}) {
+        CFTimeZoneSetDefault(As<CFTimeZoneRef>(zone));
+        EXPECT_EQ(india.Get(), Owned<CFTimeZoneRef>(CFTimeZoneCopyDefault()).Get());
+    }
     CFTimeZoneSetDefault(nullptr);
     Owned<CFTimeZoneRef> restored(CFTimeZoneCopyDefault());
     EXPECT_TRUE(CFEqual(Owned<CFTimeZoneRef>(CFTimeZoneCopySystem()).Get(), restored.Get()));
 }
 
-// A zone two hours east that keeps summer time from second 1,000,000 to 2,000,000.
+// Lets a test answer for the system, here with a clock that stands still and a zone two hours east
+// that keeps summer time from second 1,000,000 to 2,000,000.
 class SummerZone : public Dates {
 protected:
     void SetUp() override
     {
         Dates::SetUp();
-        static px::os::Table table;
-        table = px::os::NativeTable();
-        table.localZoneName = [](char* buffer, size_t size) {
+        table_ = px::os::NativeTable();
+        table_.wallClockMicros = [] { return int64_t{978307200} * 1000000 + 1500001; };
+        table_.localZoneName = [](char* buffer, size_t size) {
             std::snprintf(buffer, size, "Test/Summer");
             return 0;
         };
-        table.localOffset = [](int64_t utcSeconds, int32_t* secondsEast, bool* isDaylight) {
+        table_.localOffset = [](int64_t utcSeconds, int32_t* secondsEast, bool* isDaylight) {
             const int64_t at = utcSeconds - 978307200;
             *isDaylight = at >= 1000000 && at < 2000000;
             *secondsEast = *isDaylight ? 10800 : 7200;
             return 0;
         };
-        px::os::ReplaceTable(&table);
-        zone_ = Owned<CFTimeZoneRef>(CFTimeZoneCopySystem());
+        px::os::ReplaceTable(&table_);
     }
     void TearDown() override
     {
-        zone_.Reset();
         px::os::ReplaceTable(&px::os::NativeTable());
         Dates::TearDown();
     }
-    Owned<CFTimeZoneRef> zone_;
+    px::os::Table table_;
 };
+
+TEST_F(SummerZone, NowIsTheSystemsClock)
+{
+    EXPECT_EQ(1.500001, CFAbsoluteTimeGetCurrent());
+}
 
 TEST_F(SummerZone, GapsAndOverlapsReadAsStandardTime)
 {
-    EXPECT_EQ("Test/Summer", NameOf(zone_.Get()));
-    EXPECT_EQ(7200, CFTimeZoneGetSecondsFromGMT(zone_.Get(), 999999.5));
-    EXPECT_EQ(10800, CFTimeZoneGetSecondsFromGMT(zone_.Get(), 1000000));
+    Owned<CFTimeZoneRef> zone(CFTimeZoneCopySystem());
+    EXPECT_EQ("Test/Summer", Utf8Of(CFTimeZoneGetName(zone.Get())));
+    EXPECT_EQ(7200, CFTimeZoneGetSecondsFromGMT(zone.Get(), 999999.5));
+    EXPECT_EQ(10800, CFTimeZoneGetSecondsFromGMT(zone.Get(), 1000000));
     // Every moment outside the repeated hour comes back; in it the later, standard one is meant.
     for (double at = 900000; at < 2100000; at += 450) {
-        const CFGregorianDate local = CFAbsoluteTimeGetGregorianDate(at, zone_.Get());
+        const CFGregorianDate local = CFAbsoluteTimeGetGregorianDate(at, zone.Get());
         const bool isRepeated = at >= 2000000 - 3600 && at < 2000000;
-        ASSERT_EQ(isRepeated ? at + 3600 : at, CFGregorianDateGetAbsoluteTime(local, zone_.Get()))
+        ASSERT_EQ(isRepeated ? at + 3600 : at, CFGregorianDateGetAbsoluteTime(local, zone.Get()))
             << at;
     }
     // Half an hour into the gap, which no moment reads as.
-    const CFGregorianDate before = CFAbsoluteTimeGetGregorianDate(1000000 + 1800, nullptr);
-    CFGregorianDate gap = before;
+    CFGregorianDate gap = CFAbsoluteTimeGetGregorianDate(1000000 + 1800, nullptr);
     gap.hour = static_cast<SInt8>(gap.hour + 2);
-    EXPECT_EQ(1000000 + 1800, CFGregorianDateGetAbsoluteTime(gap, zone_.Get()));
+    EXPECT_EQ(1000000 + 1800, CFGregorianDateGetAbsoluteTime(gap, zone.Get()));
 }
 
 TEST_F(SummerZone, FallsBackToGMTWhenTheSystemDoesNotTell)
 {
-    static px::os::Table silent;
-    silent = px::os::NativeTable();
-    silent.localZoneName = [](char*, size_t) { return ENOENT; };
-    silent.localOffset = [](int64_t, int32_t*, bool*) { return EOVERFLOW; };
-    px::os::ReplaceTable(&silent);
+    table_.localZoneName = [](char*, size_t) { return ENOENT; };
+    table_.localOffset = [](int64_t, int32_t*, bool*) { return EOVERFLOW; };
     Owned<CFTimeZoneRef> zone(CFTimeZoneCopySystem());
-    EXPECT_EQ("GMT", NameOf(zone.Get()));
+    EXPECT_EQ("GMT", Utf8Of(CFTimeZoneGetName(zone.Get())));
     EXPECT_EQ("2001-01-01 00:00:00.000", Reading(CFAbsoluteTimeGetGregorianDate(0, zone.Get())));
 }
 
@@ -585,7 +522,7 @@ TEST_F(Dates, TheSystemZoneFollowsTheEnvironment)
     setenv("TZ", "XYZ-03:30", 1);
     Owned<CFTimeZoneRef> zone(CFTimeZoneCopySystem());
     EXPECT_EQ(12600, CFTimeZoneGetSecondsFromGMT(zone.Get(), 0));
-    EXPECT_EQ("XYZ-03:30", NameOf(zone.Get()));
+    EXPECT_EQ("XYZ-03:30", Utf8Of(CFTimeZoneGetName(zone.Get())));
     if (former) {
         setenv("TZ", kept.c_str(), 1);
     } else {
