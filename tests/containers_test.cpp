@@ -22,7 +22,7 @@ class Containers : public LeakCheck {};
 Owned<CFMutableArrayRef> ObjectArray(const std::vector<const char*>& texts = {})
 {
     Owned<CFMutableArrayRef> array(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    for (const char* text : texts) CFArrayAppendValue(array.Get(), Text(text).Get());
+    for (const char* text : texts) CFArrayAppendValue(array, Text(text));
     return array;
 }
 
@@ -51,15 +51,15 @@ Owned<CFMutableArrayRef> PointerArray(const IntVector& items,
                                       const CFArrayCallBacks* callBacks = nullptr)
 {
     Owned<CFMutableArrayRef> array(CFArrayCreateMutable(nullptr, 0, callBacks));
-    for (const intptr_t item : items) CFArrayAppendValue(array.Get(), Pointer(item));
+    for (const intptr_t item : items) CFArrayAppendValue(array, Pointer(item));
     return array;
 }
 
 IntVector Items(const Owned<CFMutableArrayRef>& array)
 {
     IntVector items;
-    for (CFIndex i = 0; i < CFArrayGetCount(array.Get()); ++i) {
-        items.push_back(reinterpret_cast<intptr_t>(CFArrayGetValueAtIndex(array.Get(), i)));
+    for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+        items.push_back(reinterpret_cast<intptr_t>(CFArrayGetValueAtIndex(array, i)));
     }
     return items;
 }
@@ -87,19 +87,19 @@ TEST_F(Containers, RetainTheirElementsAndGiveThemBack)
         auto array = ObjectArray();
         auto dictionary = ObjectDictionary();
         auto set = SetOf(&kCFTypeSetCallBacks);
-        CFArrayAppendValue(array.Get(), text.Get());
-        EXPECT_EQ(2, CFGetRetainCount(text.Get()));
+        CFArrayAppendValue(array, text);
+        EXPECT_EQ(2, CFGetRetainCount(text));
         for (int i = 0; i < 2; ++i) {
-            CFDictionarySetValue(dictionary.Get(), text.Get(), text.Get());
-            EXPECT_EQ(4 + i, CFGetRetainCount(text.Get()));
-            CFArraySetValueAtIndex(array.Get(), 0, text.Get());
-            CFSetSetValue(set.Get(), text.Get());
-            EXPECT_EQ(5, CFGetRetainCount(text.Get()));
+            CFDictionarySetValue(dictionary, text, text);
+            EXPECT_EQ(4 + i, CFGetRetainCount(text));
+            CFArraySetValueAtIndex(array, 0, text);
+            CFSetSetValue(set, text);
+            EXPECT_EQ(5, CFGetRetainCount(text));
         }
-        Owned<CFArrayRef> copy(CFArrayCreateCopy(nullptr, array.Get()));
-        EXPECT_EQ(6, CFGetRetainCount(text.Get()));
+        Owned<CFArrayRef> copy(CFArrayCreateCopy(nullptr, array));
+        EXPECT_EQ(6, CFGetRetainCount(text));
     }
-    EXPECT_EQ(1, CFGetRetainCount(text.Get()));
+    EXPECT_EQ(1, CFGetRetainCount(text));
 }
 
 TEST_F(Containers, AnswerMisuseWithNeutralValues)
@@ -113,18 +113,18 @@ TEST_F(Containers, AnswerMisuseWithNeutralValues)
         EXPECT_EQ(kCFNotFound, CFArrayGetFirstIndexOfValue(array, {0, 0}, nullptr));
         EXPECT_EQ(nullptr, CFArrayCreateCopy(nullptr, array));
         EXPECT_EQ(nullptr, CFArrayCreateMutableCopy(nullptr, 0, array));
-        CFArrayAppendValue(array, text.Get());
+        CFArrayAppendValue(array, text);
         CFArrayRemoveAllValues(array);
         auto* dictionary = As<CFMutableDictionaryRef>(wrong);
         EXPECT_EQ(0, CFDictionaryGetCount(dictionary));
-        EXPECT_EQ(nullptr, CFDictionaryGetValue(dictionary, text.Get()));
-        EXPECT_FALSE(CFDictionaryContainsKey(dictionary, text.Get()));
-        CFDictionarySetValue(dictionary, text.Get(), text.Get());
+        EXPECT_EQ(nullptr, CFDictionaryGetValue(dictionary, text));
+        EXPECT_FALSE(CFDictionaryContainsKey(dictionary, text));
+        CFDictionarySetValue(dictionary, text, text);
         CFDictionaryRemoveAllValues(dictionary);
         EXPECT_EQ(nullptr, CFDictionaryCreateMutableCopy(nullptr, 0, dictionary));
         auto* set = As<CFMutableSetRef>(wrong);
         EXPECT_EQ(0, CFSetGetCount(set));
-        CFSetAddValue(set, text.Get());
+        CFSetAddValue(set, text);
         EXPECT_EQ(nullptr, CFSetCreateCopy(nullptr, set));
         auto* data = As<CFMutableDataRef>(wrong);
         EXPECT_EQ(0, CFDataGetLength(data));
@@ -132,30 +132,30 @@ TEST_F(Containers, AnswerMisuseWithNeutralValues)
         CFDataSetLength(data, 5);
         EXPECT_EQ(nullptr, CFDataCreateCopy(nullptr, data));
     }
-    EXPECT_EQ(1, CFGetRetainCount(text.Get()));
+    EXPECT_EQ(1, CFGetRetainCount(text));
 }
 
 TEST_F(Containers, RefuseNullElementsOnlyWhereObjectsAreHeld)
 {
     auto objects = ObjectArray();
-    CFArrayAppendValue(objects.Get(), nullptr);
-    CFArrayInsertValueAtIndex(objects.Get(), 0, nullptr);
-    EXPECT_EQ(0, CFArrayGetCount(objects.Get()));
+    CFArrayAppendValue(objects, nullptr);
+    CFArrayInsertValueAtIndex(objects, 0, nullptr);
+    EXPECT_EQ(0, CFArrayGetCount(objects));
     auto dictionary = ObjectDictionary();
-    CFDictionarySetValue(dictionary.Get(), kCFNull, nullptr);
-    CFDictionaryAddValue(dictionary.Get(), nullptr, kCFNull);
-    EXPECT_EQ(0, CFDictionaryGetCount(dictionary.Get()));
-    EXPECT_EQ(nullptr, CFDictionaryGetValue(dictionary.Get(), nullptr));
+    CFDictionarySetValue(dictionary, kCFNull, nullptr);
+    CFDictionaryAddValue(dictionary, nullptr, kCFNull);
+    EXPECT_EQ(0, CFDictionaryGetCount(dictionary));
+    EXPECT_EQ(nullptr, CFDictionaryGetValue(dictionary, nullptr));
 
     auto pointers = PointerArray({0, 7});
     EXPECT_EQ((IntVector{0, 7}), Items(pointers));
-    EXPECT_TRUE(CFArrayContainsValue(pointers.Get(), {0, 2}, nullptr));
+    EXPECT_TRUE(CFArrayContainsValue(pointers, {0, 2}, nullptr));
     auto raw = PointerDictionary();
-    CFDictionarySetValue(raw.Get(), nullptr, nullptr);
+    CFDictionarySetValue(raw, nullptr, nullptr);
     const void* found = Pointer(1);
-    EXPECT_TRUE(CFDictionaryGetValueIfPresent(raw.Get(), nullptr, &found));
+    EXPECT_TRUE(CFDictionaryGetValueIfPresent(raw, nullptr, &found));
     EXPECT_EQ(nullptr, found);
-    EXPECT_FALSE(CFDictionaryGetValueIfPresent(raw.Get(), Pointer(5), &found));
+    EXPECT_FALSE(CFDictionaryGetValueIfPresent(raw, Pointer(5), &found));
 }
 
 TEST_F(Containers, ImmutableOnesDoNotChange)
@@ -166,18 +166,18 @@ TEST_F(Containers, ImmutableOnesDoNotChange)
                                                          &kCFTypeDictionaryKeyCallBacks,
                                                          &kCFTypeDictionaryValueCallBacks));
     Owned<CFSetRef> set(CFSetCreate(nullptr, values, 1, &kCFTypeSetCallBacks));
-    auto* forcedArray = As<CFMutableArrayRef>(array.Get());
+    auto* forcedArray = As<CFMutableArrayRef>(array);
     CFArrayAppendValue(forcedArray, kCFNull);
     CFArrayRemoveAllValues(forcedArray);
     CFArraySetValueAtIndex(forcedArray, 0, kCFNull);
-    auto* forcedDictionary = As<CFMutableDictionaryRef>(dictionary.Get());
+    auto* forcedDictionary = As<CFMutableDictionaryRef>(dictionary);
     CFDictionaryRemoveAllValues(forcedDictionary);
     CFDictionarySetValue(forcedDictionary, kCFNull, kCFNull);
-    CFSetRemoveAllValues(As<CFMutableSetRef>(set.Get()));
-    EXPECT_EQ(1, CFArrayGetCount(array.Get()));
-    EXPECT_EQ(values[0], CFArrayGetValueAtIndex(array.Get(), 0));
-    EXPECT_EQ(1, CFDictionaryGetCount(dictionary.Get()));
-    EXPECT_EQ(1, CFSetGetCount(set.Get()));
+    CFSetRemoveAllValues(As<CFMutableSetRef>(set));
+    EXPECT_EQ(1, CFArrayGetCount(array));
+    EXPECT_EQ(values[0], CFArrayGetValueAtIndex(array, 0));
+    EXPECT_EQ(1, CFDictionaryGetCount(dictionary));
+    EXPECT_EQ(1, CFSetGetCount(set));
 }
 
 // `inner` inside `depth` containers of one element each; keyed ones hold it as value or as key.
@@ -204,18 +204,18 @@ TEST_F(Containers, DeepNestsAreReleasedAndComparedWithoutTheStack)
     for (const Nesting nesting : {Nesting::kArrays, Nesting::kByTurns}) {
         auto first = Nest(nesting, 100000);
         auto second = Nest(nesting, 100000);
-        EXPECT_TRUE(CFEqual(first.Get(), second.Get()));
-        EXPECT_EQ(CFHash(first.Get()), CFHash(second.Get()));
+        EXPECT_TRUE(CFEqual(first, second));
+        EXPECT_EQ(CFHash(first), CFHash(second));
     }
 }
 
 TEST_F(Containers, KeysNestedInKeysEndInIdentityInsteadOfTheStack)
 {
-    EXPECT_TRUE(CFEqual(Nest(Nesting::kKeys, 20).Get(), Nest(Nesting::kKeys, 20).Get()));
-    EXPECT_FALSE(CFEqual(Nest(Nesting::kKeys, 20).Get(), Nest(Nesting::kKeys, 21).Get()));
+    EXPECT_TRUE(CFEqual(Nest(Nesting::kKeys, 20), Nest(Nesting::kKeys, 20)));
+    EXPECT_FALSE(CFEqual(Nest(Nesting::kKeys, 20), Nest(Nesting::kKeys, 21)));
     auto deep = Nest(Nesting::kKeys, 100000);
-    EXPECT_FALSE(CFEqual(deep.Get(), Nest(Nesting::kKeys, 100000).Get()));
-    EXPECT_TRUE(CFEqual(deep.Get(), deep.Get()));
+    EXPECT_FALSE(CFEqual(deep, Nest(Nesting::kKeys, 100000)));
+    EXPECT_TRUE(CFEqual(deep, deep));
 }
 
 // Sixty levels that each hold the level below twice make 2^60 paths; two loops have no end at all.
@@ -225,19 +225,19 @@ TEST_F(Containers, SharedAndCircularOnesAreComparedOnce)
         Owned<CFMutableArrayRef> level = ObjectArray({bottom});
         for (int i = 0; i < 60; ++i) {
             Owned<CFMutableArrayRef> above = ObjectArray();
-            CFArrayAppendValue(above.Get(), level.Get());
-            CFArrayAppendValue(above.Get(), level.Get());
+            CFArrayAppendValue(above, level);
+            CFArrayAppendValue(above, level);
             level = std::move(above);
         }
         return level;
     };
-    EXPECT_TRUE(CFEqual(tower("a").Get(), tower("a").Get()));
-    EXPECT_FALSE(CFEqual(tower("a").Get(), tower("b").Get()));
+    EXPECT_TRUE(CFEqual(tower("a"), tower("a")));
+    EXPECT_FALSE(CFEqual(tower("a"), tower("b")));
 
     const Owned<CFMutableArrayRef> loops[] = {ObjectArray(), ObjectArray()};
-    for (const auto& loop : loops) CFArrayAppendValue(loop.Get(), loop.Get());
-    EXPECT_TRUE(CFEqual(loops[0].Get(), loops[1].Get()));
-    for (const auto& loop : loops) CFArrayRemoveAllValues(loop.Get());
+    for (const auto& loop : loops) CFArrayAppendValue(loop, loop);
+    EXPECT_TRUE(CFEqual(loops[0], loops[1]));
+    for (const auto& loop : loops) CFArrayRemoveAllValues(loop);
 }
 
 // Callbacks that count what they are called for; retain answers with another pointer.
@@ -261,12 +261,12 @@ TEST_F(Containers, CustomCallbacksBalance)
     retains = releases = 0;
     {
         auto array = PointerArray({0, 10, 20}, &arrayRecord);
-        CFArraySetValueAtIndex(array.Get(), 1, Pointer(40));
-        CFArrayRemoveValueAtIndex(array.Get(), 0);
+        CFArraySetValueAtIndex(array, 1, Pointer(40));
+        CFArrayRemoveValueAtIndex(array, 0);
         // What retain answers is what is stored, and identity is what a missing equal means.
         EXPECT_EQ((IntVector{41, 21}), Items(array));
-        EXPECT_EQ(1, CFArrayGetFirstIndexOfValue(array.Get(), {0, 2}, Pointer(21)));
-        EXPECT_EQ(kCFNotFound, CFArrayGetFirstIndexOfValue(array.Get(), {0, 2}, Pointer(20)));
+        EXPECT_EQ(1, CFArrayGetFirstIndexOfValue(array, {0, 2}, Pointer(21)));
+        EXPECT_EQ(kCFNotFound, CFArrayGetFirstIndexOfValue(array, {0, 2}, Pointer(20)));
     }
     EXPECT_EQ(4, retains);
     EXPECT_EQ(4, releases);
@@ -279,13 +279,13 @@ TEST_F(Containers, CustomCallbacksBalance)
         Owned<CFMutableDictionaryRef> dictionary(
             CFDictionaryCreateMutable(nullptr, 0, &keyRecord, &valueRecord));
         for (intptr_t i = 0; i < 40; ++i) {
-            CFDictionaryAddValue(dictionary.Get(), Pointer(i * 10), Pointer(i));
+            CFDictionaryAddValue(dictionary, Pointer(i * 10), Pointer(i));
         }
-        Owned<CFDictionaryRef> copy(CFDictionaryCreateCopy(nullptr, dictionary.Get()));
+        Owned<CFDictionaryRef> copy(CFDictionaryCreateCopy(nullptr, dictionary));
         EXPECT_EQ(160, retains);
-        CFDictionaryRemoveAllValues(dictionary.Get());
+        CFDictionaryRemoveAllValues(dictionary);
         EXPECT_EQ(80, releases);
-        EXPECT_EQ(40, CFDictionaryGetCount(copy.Get()));
+        EXPECT_EQ(40, CFDictionaryGetCount(copy));
     }
     EXPECT_EQ(retains, releases);
 
@@ -293,12 +293,12 @@ TEST_F(Containers, CustomCallbacksBalance)
     retains = releases = 0;
     {
         auto set = SetOf(&setRecord);
-        CFSetAddValue(set.Get(), Pointer(10));
-        CFSetSetValue(set.Get(), Pointer(20));
-        EXPECT_FALSE(CFSetContainsValue(set.Get(), Pointer(10)));
-        CFSetRemoveValue(set.Get(), Pointer(11));
-        EXPECT_EQ(1, CFSetGetCount(set.Get()));
-        Owned<CFMutableSetRef> copy(CFSetCreateMutableCopy(nullptr, 0, set.Get()));
+        CFSetAddValue(set, Pointer(10));
+        CFSetSetValue(set, Pointer(20));
+        EXPECT_FALSE(CFSetContainsValue(set, Pointer(10)));
+        CFSetRemoveValue(set, Pointer(11));
+        EXPECT_EQ(1, CFSetGetCount(set));
+        Owned<CFMutableSetRef> copy(CFSetCreateMutableCopy(nullptr, 0, set));
     }
     EXPECT_GT(retains, 2);
     EXPECT_EQ(retains, releases);
@@ -319,9 +319,9 @@ TEST_F(Containers, ReleaseCallbacksMayUseTheContainer)
     const CFArrayCallBacks record = {0, nullptr, AppendOnRelease, nullptr, nullptr};
     auto array = PointerArray({1, 2, 3, 4, 5}, &record);
     changedByRelease = array.Get();
-    CFArrayReplaceValues(array.Get(), {1, 3}, nullptr, 0);
+    CFArrayReplaceValues(array, {1, 3}, nullptr, 0);
     EXPECT_EQ((IntVector{1, 5, 102, 103, 104}), Items(array));
-    CFArrayRemoveAllValues(array.Get());
+    CFArrayRemoveAllValues(array);
     EXPECT_EQ((IntVector{100, 101, 102, 103, 104}), Items(array));
     changedByRelease = PointerArray({}).Detach();  // the array's own end does not count
     array.Reset();
@@ -373,10 +373,10 @@ TEST_F(Containers, EndWithTheElementThatHeldThem)
     const auto holder = [](CFTypeRef held) {
         return Owned<CFArrayRef>(AdoptArray(&held, 1, false));
     };
-    CFArrayAppendValue(array, holder(array).Get());
+    CFArrayAppendValue(array, holder(array));
     CFArrayAppendValue(array, kCFNull);
     CFArrayRemoveAllValues(array);
-    CFDictionarySetValue(dictionary, kCFNull, holder(dictionary).Get());
+    CFDictionarySetValue(dictionary, kCFNull, holder(dictionary));
     CFDictionarySetValue(dictionary, kCFBooleanTrue, kCFNull);
     CFDictionaryRemoveAllValues(dictionary);
 }
@@ -388,21 +388,21 @@ TEST_F(Containers, RecordsThatCompareObjectsNeedNotRetainThem)
     record.release = nullptr;
     auto array = PointerArray({}, &record);
     auto text = Text("text");
-    CFArrayAppendValue(array.Get(), text.Get());
-    EXPECT_EQ(1, CFGetRetainCount(text.Get()));
-    EXPECT_TRUE(CFArrayContainsValue(array.Get(), {0, 1}, Text("text").Get()));
-    EXPECT_FALSE(px::cf::HoldsObjects(array.Get()));
+    CFArrayAppendValue(array, text);
+    EXPECT_EQ(1, CFGetRetainCount(text));
+    EXPECT_TRUE(CFArrayContainsValue(array, {0, 1}, Text("text")));
+    EXPECT_FALSE(px::cf::HoldsObjects(array));
 }
 
 TEST_F(Containers, EqualityFollowsTheContents)
 {
     auto array = ObjectArray({"a", "b"});
-    EXPECT_TRUE(CFEqual(array.Get(), ObjectArray({"a", "b"}).Get()));
-    EXPECT_FALSE(CFEqual(array.Get(), ObjectArray({"b", "a"}).Get()));
-    EXPECT_FALSE(CFEqual(array.Get(), ObjectArray({"a"}).Get()));
+    EXPECT_TRUE(CFEqual(array, ObjectArray({"a", "b"})));
+    EXPECT_FALSE(CFEqual(array, ObjectArray({"b", "a"})));
+    EXPECT_FALSE(CFEqual(array, ObjectArray({"a"})));
     auto pointers = PointerArray({1, 2});
-    EXPECT_TRUE(CFEqual(pointers.Get(), PointerArray({1, 2}).Get()));
-    EXPECT_FALSE(CFEqual(pointers.Get(), PointerArray({1, 3}).Get()));
+    EXPECT_TRUE(CFEqual(pointers, PointerArray({1, 2})));
+    EXPECT_FALSE(CFEqual(pointers, PointerArray({1, 3})));
 
     // The order in which keys and members came makes no difference, nor their width; nor whether
     // the same keys are hashed by value or by address.
@@ -413,23 +413,22 @@ TEST_F(Containers, EqualityFollowsTheContents)
     std::vector<Owned<CFNumberRef>> keys;
     for (int64_t i = 0; i < 30; ++i) {
         keys.push_back(Number(i + 1000));
-        CFDictionarySetValue(dictionaries[0].Get(), keys.back().Get(), kCFNull);
-        CFDictionarySetValue(dictionaries[1].Get(), Number(1029.0 - static_cast<double>(i)).Get(),
-                             kCFNull);
-        CFDictionarySetValue(dictionaries[2].Get(), keys.back().Get(), kCFNull);
-        CFSetAddValue(sets[0].Get(), Number(i).Get());
-        CFSetAddValue(sets[1].Get(), Number(29.0 - static_cast<double>(i)).Get());
+        CFDictionarySetValue(dictionaries[0], keys.back(), kCFNull);
+        CFDictionarySetValue(dictionaries[1], Number(1029.0 - static_cast<double>(i)), kCFNull);
+        CFDictionarySetValue(dictionaries[2], keys.back(), kCFNull);
+        CFSetAddValue(sets[0], Number(i));
+        CFSetAddValue(sets[1], Number(29.0 - static_cast<double>(i)));
     }
-    EXPECT_TRUE(CFEqual(dictionaries[0].Get(), dictionaries[1].Get()));
-    EXPECT_EQ(CFHash(dictionaries[0].Get()), CFHash(dictionaries[1].Get()));
-    EXPECT_TRUE(CFEqual(dictionaries[0].Get(), dictionaries[2].Get()));
-    EXPECT_TRUE(CFEqual(dictionaries[2].Get(), dictionaries[0].Get()));
-    CFDictionarySetValue(dictionaries[1].Get(), keys[7].Get(), kCFBooleanTrue);
-    EXPECT_FALSE(CFEqual(dictionaries[0].Get(), dictionaries[1].Get()));
-    EXPECT_TRUE(CFEqual(sets[0].Get(), sets[1].Get()));
-    CFSetRemoveValue(sets[1].Get(), Number(int64_t{3}).Get());
-    EXPECT_FALSE(CFEqual(sets[0].Get(), sets[1].Get()));
-    EXPECT_FALSE(CFEqual(sets[0].Get(), dictionaries[0].Get()));
+    EXPECT_TRUE(CFEqual(dictionaries[0], dictionaries[1]));
+    EXPECT_EQ(CFHash(dictionaries[0]), CFHash(dictionaries[1]));
+    EXPECT_TRUE(CFEqual(dictionaries[0], dictionaries[2]));
+    EXPECT_TRUE(CFEqual(dictionaries[2], dictionaries[0]));
+    CFDictionarySetValue(dictionaries[1], keys[7], kCFBooleanTrue);
+    EXPECT_FALSE(CFEqual(dictionaries[0], dictionaries[1]));
+    EXPECT_TRUE(CFEqual(sets[0], sets[1]));
+    CFSetRemoveValue(sets[1], Number(int64_t{3}));
+    EXPECT_FALSE(CFEqual(sets[0], sets[1]));
+    EXPECT_FALSE(CFEqual(sets[0], dictionaries[0]));
 }
 
 TEST_F(Containers, SearchesKeepToTheirRange)
@@ -451,10 +450,10 @@ TEST_F(Containers, SearchesKeepToTheirRange)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         auto sought = Text(row.sought);
-        EXPECT_EQ(row.first, CFArrayGetFirstIndexOfValue(array.Get(), row.range, sought.Get()));
-        EXPECT_EQ(row.last, CFArrayGetLastIndexOfValue(array.Get(), row.range, sought.Get()));
-        EXPECT_EQ(row.count, CFArrayGetCountOfValue(array.Get(), row.range, sought.Get()));
-        EXPECT_EQ(row.count > 0, CFArrayContainsValue(array.Get(), row.range, sought.Get()));
+        EXPECT_EQ(row.first, CFArrayGetFirstIndexOfValue(array, row.range, sought));
+        EXPECT_EQ(row.last, CFArrayGetLastIndexOfValue(array, row.range, sought));
+        EXPECT_EQ(row.count, CFArrayGetCountOfValue(array, row.range, sought));
+        EXPECT_EQ(row.count > 0, CFArrayContainsValue(array, row.range, sought));
     }
 
     auto sorted = PointerArray({10, 30, 33, 50});
@@ -471,7 +470,7 @@ TEST_F(Containers, SearchesKeepToTheirRange)
     };
     for (const auto& row : places) {
         SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.want, CFArrayBSearchValues(sorted.Get(), row.range, Pointer(row.sought),
+        EXPECT_EQ(row.want, CFArrayBSearchValues(sorted, row.range, Pointer(row.sought),
                                                  CompareTens, nullptr));
     }
 }
@@ -481,14 +480,14 @@ TEST_F(Containers, SortTakesTheComparatorsOfOtherClasses)
     auto texts = ObjectArray({"b", "C", "a"});
     const auto compareStrings =
         reinterpret_cast<CFComparatorFunction>(reinterpret_cast<void (*)()>(CFStringCompare));
-    CFArraySortValues(texts.Get(), {0, 3}, compareStrings,
+    CFArraySortValues(texts, {0, 3}, compareStrings,
                       reinterpret_cast<void*>(kCFCompareCaseInsensitive));
-    EXPECT_TRUE(CFEqual(ObjectArray({"a", "b", "C"}).Get(), texts.Get()));
-    CFArraySortValues(texts.Get(), {0, 3}, compareStrings, nullptr);
-    EXPECT_TRUE(CFEqual(ObjectArray({"C", "a", "b"}).Get(), texts.Get()));
-    CFArraySortValues(texts.Get(), {1, 3}, compareStrings,
+    EXPECT_TRUE(CFEqual(ObjectArray({"a", "b", "C"}), texts));
+    CFArraySortValues(texts, {0, 3}, compareStrings, nullptr);
+    EXPECT_TRUE(CFEqual(ObjectArray({"C", "a", "b"}), texts));
+    CFArraySortValues(texts, {1, 3}, compareStrings,
                       reinterpret_cast<void*>(kCFCompareCaseInsensitive));
-    EXPECT_TRUE(CFEqual(CFSTR("C"), CFArrayGetValueAtIndex(texts.Get(), 0)));
+    EXPECT_TRUE(CFEqual(CFSTR("C"), CFArrayGetValueAtIndex(texts, 0)));
 }
 
 CFComparisonResult Contradict(const void* a, const void* b, void* context)
@@ -504,11 +503,11 @@ TEST_F(Containers, SortMatchesTheStandardOneAndSurvivesContradictions)
         IntVector items(size);
         for (intptr_t& item : items) item = static_cast<intptr_t>(random() % 300);
         auto array = PointerArray(items);
-        CFArraySortValues(array.Get(), {0, static_cast<CFIndex>(size)}, CompareTens, nullptr);
+        CFArraySortValues(array, {0, static_cast<CFIndex>(size)}, CompareTens, nullptr);
         std::stable_sort(items.begin(), items.end(),
                          [](intptr_t a, intptr_t b) { return a / 10 < b / 10; });
         ASSERT_EQ(items, Items(array)) << size;
-        CFArraySortValues(array.Get(), {0, static_cast<CFIndex>(size)}, Contradict, &random);
+        CFArraySortValues(array, {0, static_cast<CFIndex>(size)}, Contradict, &random);
         auto after = Items(array);
         std::sort(after.begin(), after.end());
         std::sort(items.begin(), items.end());
@@ -555,42 +554,42 @@ TEST_F(Containers, ArrayEditsKeepToTheirRanges)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         auto array = PointerArray({'a', 'b', 'c', 'd'});
-        EditArray(array.Get(), row.edit, row.at, row.length, row.count);
+        EditArray(array, row.edit, row.at, row.length, row.count);
         const auto items = Items(array);
         EXPECT_EQ(row.want, std::string(items.begin(), items.end()));
     }
     auto array = PointerArray({1, 2});
-    EXPECT_EQ(nullptr, CFArrayGetValueAtIndex(array.Get(), 2));
-    EXPECT_EQ(nullptr, CFArrayGetValueAtIndex(array.Get(), -1));
+    EXPECT_EQ(nullptr, CFArrayGetValueAtIndex(array, 2));
+    EXPECT_EQ(nullptr, CFArrayGetValueAtIndex(array, -1));
     const void* untouched[] = {Pointer(7), Pointer(8)};
-    CFArrayGetValues(array.Get(), {1, 2}, untouched);
+    CFArrayGetValues(array, {1, 2}, untouched);
     EXPECT_EQ(Pointer(7), untouched[0]);
 }
 
 TEST_F(Containers, CopiesAreTheirOwn)
 {
     auto source = ObjectArray({"text"});
-    Owned<CFMutableArrayRef> copy(CFArrayCreateMutableCopy(nullptr, 1, source.Get()));
-    EXPECT_TRUE(CFEqual(source.Get(), copy.Get()));
-    for (int i = 0; i < 100; ++i) CFArrayAppendValue(copy.Get(), kCFNull);
-    EXPECT_EQ(101, CFArrayGetCount(copy.Get()));
-    EXPECT_EQ(1, CFArrayGetCount(source.Get()));
-    Owned<CFArrayRef> fixed(CFArrayCreateCopy(nullptr, source.Get()));
-    Owned<CFArrayRef> again(CFArrayCreateCopy(nullptr, fixed.Get()));
-    CFArrayRemoveAllValues(source.Get());
-    EXPECT_EQ(1, CFArrayGetCount(again.Get()));
+    Owned<CFMutableArrayRef> copy(CFArrayCreateMutableCopy(nullptr, 1, source));
+    EXPECT_TRUE(CFEqual(source, copy));
+    for (int i = 0; i < 100; ++i) CFArrayAppendValue(copy, kCFNull);
+    EXPECT_EQ(101, CFArrayGetCount(copy));
+    EXPECT_EQ(1, CFArrayGetCount(source));
+    Owned<CFArrayRef> fixed(CFArrayCreateCopy(nullptr, source));
+    Owned<CFArrayRef> again(CFArrayCreateCopy(nullptr, fixed));
+    CFArrayRemoveAllValues(source);
+    EXPECT_EQ(1, CFArrayGetCount(again));
 
     auto set = SetOf(&kCFTypeSetCallBacks);
-    CFSetAddValue(set.Get(), CFSTR("text"));
-    Owned<CFMutableSetRef> setCopy(CFSetCreateMutableCopy(nullptr, 0, set.Get()));
-    CFSetAddValue(setCopy.Get(), CFSTR("more"));
-    EXPECT_EQ(1, CFSetGetCount(set.Get()));
+    CFSetAddValue(set, CFSTR("text"));
+    Owned<CFMutableSetRef> setCopy(CFSetCreateMutableCopy(nullptr, 0, set));
+    CFSetAddValue(setCopy, CFSTR("more"));
+    EXPECT_EQ(1, CFSetGetCount(set));
     const void* members[2];
-    CFSetGetValues(setCopy.Get(), members);
+    CFSetGetValues(setCopy, members);
     EXPECT_TRUE(CFEqual(CFSTR("text"), members[0]));
     std::vector<const void*> seen;
     CFSetApplyFunction(
-        setCopy.Get(),
+        setCopy,
         [](const void* member, void* context) {
             static_cast<std::vector<const void*>*>(context)->push_back(member);
         },
@@ -611,16 +610,16 @@ TEST_F(Containers, ConstructorsRefuseBadCountsAndLeaveNullsOut)
     EXPECT_EQ(nullptr, CFSetCreate(nullptr, nullptr, 1, &kCFTypeSetCallBacks));
     EXPECT_EQ(nullptr, CFSetCreateMutable(nullptr, -1, &kCFTypeSetCallBacks));
     Owned<CFArrayRef> someArray(CFArrayCreate(nullptr, values, 3, array));
-    EXPECT_EQ(1, CFArrayGetCount(someArray.Get()));
+    EXPECT_EQ(1, CFArrayGetCount(someArray));
     Owned<CFDictionaryRef> someDictionary(
         CFDictionaryCreate(nullptr, values, values, 3, keys, &kCFTypeDictionaryValueCallBacks));
-    EXPECT_EQ(1, CFDictionaryGetCount(someDictionary.Get()));
+    EXPECT_EQ(1, CFDictionaryGetCount(someDictionary));
     Owned<CFSetRef> someSet(CFSetCreate(nullptr, values, 3, &kCFTypeSetCallBacks));
-    EXPECT_EQ(1, CFSetGetCount(someSet.Get()));
+    EXPECT_EQ(1, CFSetGetCount(someSet));
     // A capacity is a hint, however large.
     Owned<CFMutableDictionaryRef> vast(CFDictionaryCreateMutable(
         nullptr, std::numeric_limits<CFIndex>::max(), keys, &kCFTypeDictionaryValueCallBacks));
-    EXPECT_NE(nullptr, vast.Get());
+    EXPECT_NE(nullptr, vast);
 }
 
 TEST_F(Containers, ArraysFollowAModelOfRandomEdits)
@@ -643,11 +642,11 @@ TEST_F(Containers, ArraysFollowAModelOfRandomEdits)
                      {anywhere, few, all}, {anywhere, few, 0}, {0, anywhere, 0}};
         const size_t kind = fresh.empty() ? 5 : random() % 6;
         const auto [at, length, count] = edits[kind];
-        if (kind == 0) CFArrayAppendValue(array.Get(), fresh[0]);
-        if (kind == 1) CFArrayInsertValueAtIndex(array.Get(), at, fresh[0]);
-        if (kind == 2) CFArrayRemoveValueAtIndex(array.Get(), at);
+        if (kind == 0) CFArrayAppendValue(array, fresh[0]);
+        if (kind == 1) CFArrayInsertValueAtIndex(array, at, fresh[0]);
+        if (kind == 2) CFArrayRemoveValueAtIndex(array, at);
         if (kind >= 3) {
-            CFArrayReplaceValues(array.Get(), {at, length}, const_cast<const void**>(fresh.data()),
+            CFArrayReplaceValues(array, {at, length}, const_cast<const void**>(fresh.data()),
                                  count);
         }
         model.erase(model.begin() + at, model.begin() + at + length);
@@ -655,7 +654,7 @@ TEST_F(Containers, ArraysFollowAModelOfRandomEdits)
             model.insert(model.begin() + at, static_cast<size_t>(count),
                          reinterpret_cast<intptr_t>(fresh[0]));
         }
-        ASSERT_EQ(model.size(), static_cast<size_t>(CFArrayGetCount(array.Get()))) << step;
+        ASSERT_EQ(model.size(), static_cast<size_t>(CFArrayGetCount(array))) << step;
         if (step % 50 == 0) {
             ASSERT_EQ(model, Items(array)) << step;
         }
@@ -667,59 +666,59 @@ TEST_F(Containers, DictionariesKeepInsertionOrder)
     auto dictionary = ObjectDictionary();
     auto c = Text("c");
     for (const char* key : {"c", "a", "b", "a"}) {
-        CFDictionarySetValue(dictionary.Get(), Text(key).Get(), kCFBooleanTrue);
+        CFDictionarySetValue(dictionary, Text(key), kCFBooleanTrue);
     }
-    EXPECT_EQ("cab", KeysOf(dictionary.Get()));
-    CFDictionaryRemoveValue(dictionary.Get(), c.Get());
-    CFDictionaryAddValue(dictionary.Get(), c.Get(), kCFBooleanFalse);
-    EXPECT_EQ("abc", KeysOf(dictionary.Get()));
-    Owned<CFDictionaryRef> copy(CFDictionaryCreateCopy(nullptr, dictionary.Get()));
-    EXPECT_EQ("abc", KeysOf(copy.Get()));
+    EXPECT_EQ("cab", KeysOf(dictionary));
+    CFDictionaryRemoveValue(dictionary, c);
+    CFDictionaryAddValue(dictionary, c, kCFBooleanFalse);
+    EXPECT_EQ("abc", KeysOf(dictionary));
+    Owned<CFDictionaryRef> copy(CFDictionaryCreateCopy(nullptr, dictionary));
+    EXPECT_EQ("abc", KeysOf(copy));
 
     // A value is replaced, the first key object stays.
-    CFDictionarySetValue(dictionary.Get(), Text("c").Get(), kCFNull);
+    CFDictionarySetValue(dictionary, Text("c"), kCFNull);
     const void* keys[3];
-    CFDictionaryGetKeysAndValues(dictionary.Get(), keys, nullptr);
-    EXPECT_EQ(c.Get(), keys[2]);
-    EXPECT_EQ(CFTypeRef{kCFNull}, CFDictionaryGetValue(dictionary.Get(), c.Get()));
+    CFDictionaryGetKeysAndValues(dictionary, keys, nullptr);
+    EXPECT_EQ(c, keys[2]);
+    EXPECT_EQ(CFTypeRef{kCFNull}, CFDictionaryGetValue(dictionary, c));
 
-    const void* twice[] = {c.Get(), c.Get()};
+    const void* twice[] = {c, c.Get()};
     const void* values[] = {kCFBooleanTrue, kCFBooleanFalse};
     Owned<CFDictionaryRef> made(CFDictionaryCreate(nullptr, twice, values, 2,
                                                    &kCFTypeDictionaryKeyCallBacks,
                                                    &kCFTypeDictionaryValueCallBacks));
-    EXPECT_EQ(1, CFDictionaryGetCount(made.Get()));
-    EXPECT_EQ(CFTypeRef{kCFBooleanTrue}, CFDictionaryGetValue(made.Get(), c.Get()));
+    EXPECT_EQ(1, CFDictionaryGetCount(made));
+    EXPECT_EQ(CFTypeRef{kCFBooleanTrue}, CFDictionaryGetValue(made, c));
 }
 
 TEST_F(Containers, AddSetAndReplaceDiffer)
 {
     auto dictionary = ObjectDictionary();
-    CFDictionaryReplaceValue(dictionary.Get(), CFSTR("k"), kCFNull);
-    EXPECT_EQ(0, CFDictionaryGetCount(dictionary.Get()));
-    CFDictionaryAddValue(dictionary.Get(), CFSTR("k"), kCFNull);
-    CFDictionaryAddValue(dictionary.Get(), CFSTR("k"), kCFBooleanTrue);
-    EXPECT_EQ(CFTypeRef{kCFNull}, CFDictionaryGetValue(dictionary.Get(), CFSTR("k")));
-    CFDictionaryReplaceValue(dictionary.Get(), CFSTR("k"), kCFBooleanFalse);
-    EXPECT_EQ(CFTypeRef{kCFBooleanFalse}, CFDictionaryGetValue(dictionary.Get(), CFSTR("k")));
-    EXPECT_EQ(1, CFDictionaryGetCountOfKey(dictionary.Get(), CFSTR("k")));
-    EXPECT_EQ(1, CFDictionaryGetCountOfValue(dictionary.Get(), kCFBooleanFalse));
-    EXPECT_FALSE(CFDictionaryContainsValue(dictionary.Get(), kCFBooleanTrue));
+    CFDictionaryReplaceValue(dictionary, CFSTR("k"), kCFNull);
+    EXPECT_EQ(0, CFDictionaryGetCount(dictionary));
+    CFDictionaryAddValue(dictionary, CFSTR("k"), kCFNull);
+    CFDictionaryAddValue(dictionary, CFSTR("k"), kCFBooleanTrue);
+    EXPECT_EQ(CFTypeRef{kCFNull}, CFDictionaryGetValue(dictionary, CFSTR("k")));
+    CFDictionaryReplaceValue(dictionary, CFSTR("k"), kCFBooleanFalse);
+    EXPECT_EQ(CFTypeRef{kCFBooleanFalse}, CFDictionaryGetValue(dictionary, CFSTR("k")));
+    EXPECT_EQ(1, CFDictionaryGetCountOfKey(dictionary, CFSTR("k")));
+    EXPECT_EQ(1, CFDictionaryGetCountOfValue(dictionary, kCFBooleanFalse));
+    EXPECT_FALSE(CFDictionaryContainsValue(dictionary, kCFBooleanTrue));
 
     // Numbers of the same value are one member, whatever their width.
     const int32_t five = 5;
     Owned<CFNumberRef> small(CFNumberCreate(nullptr, kCFNumberSInt32Type, &five));
     auto large = Number(5.0);
     auto set = SetOf(&kCFTypeSetCallBacks);
-    CFSetReplaceValue(set.Get(), small.Get());
-    EXPECT_EQ(0, CFSetGetCount(set.Get()));
-    CFSetAddValue(set.Get(), small.Get());
-    CFSetAddValue(set.Get(), large.Get());
-    EXPECT_TRUE(CFSetContainsValue(set.Get(), Number(int64_t{5}).Get()));
-    EXPECT_EQ(small.Get(), CFSetGetValue(set.Get(), large.Get()));
-    CFSetSetValue(set.Get(), large.Get());
-    EXPECT_EQ(large.Get(), CFSetGetValue(set.Get(), small.Get()));
-    EXPECT_EQ(1, CFSetGetCount(set.Get()));
+    CFSetReplaceValue(set, small);
+    EXPECT_EQ(0, CFSetGetCount(set));
+    CFSetAddValue(set, small);
+    CFSetAddValue(set, large);
+    EXPECT_TRUE(CFSetContainsValue(set, Number(int64_t{5})));
+    EXPECT_EQ(small, CFSetGetValue(set, large));
+    CFSetSetValue(set, large);
+    EXPECT_EQ(large, CFSetGetValue(set, small));
+    EXPECT_EQ(1, CFSetGetCount(set));
 }
 
 TEST_F(Containers, CopiedStringKeysDoNotFollowTheirSource)
@@ -727,46 +726,46 @@ TEST_F(Containers, CopiedStringKeysDoNotFollowTheirSource)
     Owned<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
         nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
     Owned<CFMutableStringRef> key(CFStringCreateMutableCopy(nullptr, 0, CFSTR("key")));
-    CFDictionarySetValue(dictionary.Get(), key.Get(), kCFNull);
-    CFStringAppend(key.Get(), CFSTR(" more"));
-    EXPECT_TRUE(CFDictionaryContainsKey(dictionary.Get(), CFSTR("key")));
-    EXPECT_FALSE(CFDictionaryContainsKey(dictionary.Get(), key.Get()));
+    CFDictionarySetValue(dictionary, key, kCFNull);
+    CFStringAppend(key, CFSTR(" more"));
+    EXPECT_TRUE(CFDictionaryContainsKey(dictionary, CFSTR("key")));
+    EXPECT_FALSE(CFDictionaryContainsKey(dictionary, key));
     const void* untouched = Pointer(3);
-    EXPECT_FALSE(CFDictionaryGetValueIfPresent(dictionary.Get(), key.Get(), &untouched));
+    EXPECT_FALSE(CFDictionaryGetValueIfPresent(dictionary, key, &untouched));
     EXPECT_EQ(Pointer(3), untouched);
-    CFDictionarySetValue(dictionary.Get(), kCFNull, kCFNull);
-    EXPECT_EQ(1, CFDictionaryGetCount(dictionary.Get()));
+    CFDictionarySetValue(dictionary, kCFNull, kCFNull);
+    EXPECT_EQ(1, CFDictionaryGetCount(dictionary));
 }
 
 TEST_F(Containers, ApplyingMayRemoveElements)
 {
     auto array = PointerArray({1, 2, 3, 4, 5, 6});
     CFArrayApplyFunction(
-        array.Get(), {0, 6},
+        array, {0, 6},
         [](const void*, void* context) {
             auto* shrunk = static_cast<CFMutableArrayRef>(context);
             CFArrayRemoveValueAtIndex(shrunk, CFArrayGetCount(shrunk) - 1);
         },
-        array.Get());
+        array);
     EXPECT_EQ((IntVector{1, 2, 3}), Items(array));
 
     static int64_t seen;
     for (const int64_t count : {5, 9, 400}) {
         auto dictionary = ObjectDictionary();
         for (int64_t i = 0; i < count; ++i) {
-            CFDictionarySetValue(dictionary.Get(), Number(i).Get(), Number(i).Get());
+            CFDictionarySetValue(dictionary, Number(i), Number(i));
         }
         seen = 0;
         CFDictionaryApplyFunction(
-            dictionary.Get(),
+            dictionary,
             [](const void* key, const void*, void* context) {
-                EXPECT_TRUE(CFEqual(key, Number(seen).Get()));
+                EXPECT_TRUE(CFEqual(key, Number(seen)));
                 auto* thinned = static_cast<CFMutableDictionaryRef>(context);
                 if (seen++ % 4 != 1) CFDictionaryRemoveValue(thinned, key);
             },
-            dictionary.Get());
+            dictionary);
         EXPECT_EQ(count, seen);
-        EXPECT_EQ((count + 2) / 4, CFDictionaryGetCount(dictionary.Get()));
+        EXPECT_EQ((count + 2) / 4, CFDictionaryGetCount(dictionary));
     }
 }
 
@@ -787,8 +786,8 @@ void ExpectModel(const OrderedModel& model, CFDictionaryRef dictionary)
     std::vector<const void*> values(model.size());
     CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
     for (size_t i = 0; i < model.size(); ++i) {
-        ASSERT_TRUE(CFEqual(keys[i], ModelKey(model[i].first).Get())) << i;
-        ASSERT_TRUE(CFEqual(values[i], Number(model[i].second).Get())) << i;
+        ASSERT_TRUE(CFEqual(keys[i], ModelKey(model[i].first))) << i;
+        ASSERT_TRUE(CFEqual(values[i], Number(model[i].second))) << i;
     }
 }
 
@@ -808,28 +807,28 @@ TEST_F(Containers, DictionariesFollowAModelOfRandomEdits)
         const bool isNew = found == model.end();
         const auto operation = random() % 5;
         if (operation < 2) {
-            CFDictionarySetValue(dictionary.Get(), object.Get(), Number(value).Get());
+            CFDictionarySetValue(dictionary, object, Number(value));
             if (!isNew) found->second = value;
         } else if (operation == 2) {
-            CFDictionaryAddValue(dictionary.Get(), object.Get(), Number(value).Get());
+            CFDictionaryAddValue(dictionary, object, Number(value));
         } else if (operation == 3) {
-            CFDictionaryRemoveValue(dictionary.Get(), object.Get());
+            CFDictionaryRemoveValue(dictionary, object);
             if (!isNew) model.erase(found);
         } else {
-            const void* stored = CFDictionaryGetValue(dictionary.Get(), object.Get());
+            const void* stored = CFDictionaryGetValue(dictionary, object);
             ASSERT_EQ(isNew, stored == nullptr) << step;
-            ASSERT_TRUE(isNew || CFEqual(stored, Number(found->second).Get())) << step;
+            ASSERT_TRUE(isNew || CFEqual(stored, Number(found->second))) << step;
         }
         if (isNew && operation <= 2) model.emplace_back(key, value);
-        if (step % 5000 == 0) ExpectModel(model, dictionary.Get());
+        if (step % 5000 == 0) ExpectModel(model, dictionary);
     }
-    ExpectModel(model, dictionary.Get());
-    Owned<CFDictionaryRef> copy(CFDictionaryCreateCopy(nullptr, dictionary.Get()));
-    Owned<CFMutableDictionaryRef> grown(CFDictionaryCreateMutableCopy(nullptr, 3, copy.Get()));
-    CFDictionaryRemoveAllValues(dictionary.Get());
-    CFDictionarySetValue(grown.Get(), kCFNull, kCFNull);
-    EXPECT_FALSE(CFEqual(copy.Get(), grown.Get()));
-    ExpectModel(model, copy.Get());
+    ExpectModel(model, dictionary);
+    Owned<CFDictionaryRef> copy(CFDictionaryCreateCopy(nullptr, dictionary));
+    Owned<CFMutableDictionaryRef> grown(CFDictionaryCreateMutableCopy(nullptr, 3, copy));
+    CFDictionaryRemoveAllValues(dictionary);
+    CFDictionarySetValue(grown, kCFNull, kCFNull);
+    EXPECT_FALSE(CFEqual(copy, grown));
+    ExpectModel(model, copy);
 }
 
 TEST_F(Containers, TablesPassEveryWidthOfTheirIndex)
@@ -839,16 +838,16 @@ TEST_F(Containers, TablesPassEveryWidthOfTheirIndex)
     auto set = SetOf(nullptr);
     constexpr intptr_t kCount = 100000;
     for (intptr_t i = 0; i < kCount; ++i) {
-        CFDictionarySetValue(dictionary.Get(), Pointer(i * 64), Pointer(i));
-        CFSetAddValue(set.Get(), Pointer(i << 32));
+        CFDictionarySetValue(dictionary, Pointer(i * 64), Pointer(i));
+        CFSetAddValue(set, Pointer(i << 32));
         if (i % 97 == 0) {
-            ASSERT_EQ(Pointer(i / 2), CFDictionaryGetValue(dictionary.Get(), Pointer(i / 2 * 64)));
+            ASSERT_EQ(Pointer(i / 2), CFDictionaryGetValue(dictionary, Pointer(i / 2 * 64)));
         }
     }
     for (intptr_t i = 0; i < kCount; ++i) {
-        ASSERT_EQ(Pointer(i), CFDictionaryGetValue(dictionary.Get(), Pointer(i * 64)));
-        ASSERT_TRUE(CFSetContainsValue(set.Get(), Pointer(i << 32)));
-        ASSERT_FALSE(CFDictionaryContainsKey(dictionary.Get(), Pointer(i * 64 + 1)));
+        ASSERT_EQ(Pointer(i), CFDictionaryGetValue(dictionary, Pointer(i * 64)));
+        ASSERT_TRUE(CFSetContainsValue(set, Pointer(i << 32)));
+        ASSERT_FALSE(CFDictionaryContainsKey(dictionary, Pointer(i * 64 + 1)));
     }
 }
 
@@ -857,9 +856,9 @@ TEST_F(Containers, DescriptionsNameTheClassAndTheContents)
     auto dictionary = ObjectDictionary();
     auto set = SetOf(&kCFTypeSetCallBacks);
     auto raw = SetOf(nullptr);
-    CFDictionarySetValue(dictionary.Get(), CFSTR("key"), ObjectArray({"inside"}).Get());
-    CFSetAddValue(set.Get(), CFSTR("inside"));
-    CFSetAddValue(raw.Get(), Pointer(1));
+    CFDictionarySetValue(dictionary, CFSTR("key"), ObjectArray({"inside"}));
+    CFSetAddValue(set, CFSTR("inside"));
+    CFSetAddValue(raw, Pointer(1));
     // What plain pointers point at is nobody's business.
     const std::pair<Owned<CFTypeRef>, std::string> rows[] = {
         {Owned<CFTypeRef>(ObjectArray({"inside"}).Detach()), "<CFArray (inside)>"},
@@ -872,8 +871,8 @@ TEST_F(Containers, DescriptionsNameTheClassAndTheContents)
         {Owned<CFTypeRef>(raw.Detach()), "<CFSet {("},
     };
     for (const auto& [object, want] : rows) {
-        Owned<CFStringRef> text(CFCopyDescription(object.Get()));
-        const std::string all = Utf8Of(text.Get());
+        Owned<CFStringRef> text(CFCopyDescription(object));
+        const std::string all = Utf8Of(text);
         EXPECT_EQ(want, want.back() == '>' ? all : all.substr(0, want.size()));
     }
 }
@@ -881,23 +880,23 @@ TEST_F(Containers, DescriptionsNameTheClassAndTheContents)
 TEST_F(Containers, AdoptingTakesOverReferences)
 {
     auto text = Text("an adopted text");
-    CFTypeRef values[] = {CFRetain(text.Get()), CFRetain(text.Get())};
+    CFTypeRef values[] = {CFRetain(text), CFRetain(text)};
     Owned<CFMutableArrayRef> array(AdoptArray(values, 2, true));
-    EXPECT_EQ(3, CFGetRetainCount(text.Get()));
-    CFArrayAppendValue(array.Get(), text.Get());
-    CFArrayRemoveValueAtIndex(array.Get(), 0);
-    EXPECT_EQ(3, CFGetRetainCount(text.Get()));
+    EXPECT_EQ(3, CFGetRetainCount(text));
+    CFArrayAppendValue(array, text);
+    CFArrayRemoveValueAtIndex(array, 0);
+    EXPECT_EQ(3, CFGetRetainCount(text));
 
     Owned<CFMutableDictionaryRef> dictionary(px::cf::NewDictionary(0));
-    EXPECT_TRUE(AdoptEntry(dictionary.Get(), CFRetain(text.Get()), CFRetain(text.Get())));
+    EXPECT_TRUE(AdoptEntry(dictionary, CFRetain(text), CFRetain(text)));
     auto again = Text("an adopted text");
-    EXPECT_TRUE(AdoptEntry(dictionary.Get(), CFRetain(again.Get()), kCFNull));
-    EXPECT_EQ(4, CFGetRetainCount(text.Get()));
-    EXPECT_EQ(1, CFGetRetainCount(again.Get()));
-    px::cf::Seal(dictionary.Get());
-    CFDictionaryRemoveAllValues(dictionary.Get());
-    EXPECT_EQ(1, CFDictionaryGetCount(dictionary.Get()));
-    EXPECT_TRUE(px::cf::HoldsObjects(dictionary.Get()));
+    EXPECT_TRUE(AdoptEntry(dictionary, CFRetain(again), kCFNull));
+    EXPECT_EQ(4, CFGetRetainCount(text));
+    EXPECT_EQ(1, CFGetRetainCount(again));
+    px::cf::Seal(dictionary);
+    CFDictionaryRemoveAllValues(dictionary);
+    EXPECT_EQ(1, CFDictionaryGetCount(dictionary));
+    EXPECT_TRUE(px::cf::HoldsObjects(dictionary));
 }
 
 }  // namespace

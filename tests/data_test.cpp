@@ -18,7 +18,7 @@ const UInt8* Bytes(const char* text)
 
 Owned<CFMutableDataRef> MutableData(const char* text)
 {
-    return Owned<CFMutableDataRef>(CFDataCreateMutableCopy(nullptr, 0, DataOf(text).Get()));
+    return Owned<CFMutableDataRef>(CFDataCreateMutableCopy(nullptr, 0, DataOf(text)));
 }
 
 int deallocations = 0;
@@ -36,20 +36,20 @@ TEST_F(Data, LentBytesAreFreedAsAsked)
     Owned<CFAllocatorRef> counting(CFAllocatorCreate(nullptr, &context));
     for (const CFAllocatorRef deallocator : {kCFAllocatorNull, counting.Get()}) {
         Owned<CFDataRef> data(CFDataCreateWithBytesNoCopy(nullptr, bytes, 3, deallocator));
-        EXPECT_EQ(bytes, CFDataGetBytePtr(data.Get()));
-        Owned<CFDataRef> copy(CFDataCreateCopy(nullptr, data.Get()));
-        EXPECT_NE(bytes, CFDataGetBytePtr(copy.Get()));
+        EXPECT_EQ(bytes, CFDataGetBytePtr(data));
+        Owned<CFDataRef> copy(CFDataCreateCopy(nullptr, data));
+        EXPECT_NE(bytes, CFDataGetBytePtr(copy));
         if (deallocator != kCFAllocatorNull) counting.Reset();
         data.Reset();
         EXPECT_EQ(deallocator == kCFAllocatorNull ? 0 : 1, deallocations);
-        EXPECT_TRUE(CFEqual(DataOf("\1\2\3").Get(), copy.Get()));
+        EXPECT_TRUE(CFEqual(DataOf("\1\2\3"), copy));
     }
     EXPECT_EQ(1, deallocations);
     EXPECT_EQ(bytes, deallocated);
 
     auto* onHeap = static_cast<UInt8*>(std::calloc(3, 1));
     Owned<CFDataRef> owner(CFDataCreateWithBytesNoCopy(nullptr, onHeap, 3, nullptr));
-    EXPECT_EQ(onHeap, CFDataGetBytePtr(owner.Get()));
+    EXPECT_EQ(onHeap, CFDataGetBytePtr(owner));
 
     // A failed constructor leaves the bytes to the caller.
     EXPECT_EQ(nullptr, CFDataCreateWithBytesNoCopy(nullptr, bytes, -1, kCFAllocatorMalloc));
@@ -94,47 +94,47 @@ TEST_F(Data, EditsKeepToTheirRanges)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         auto data = MutableData("abc");
-        row.edit(data.Get());
-        EXPECT_EQ(row.want, BytesOf(data.Get()));
+        row.edit(data);
+        EXPECT_EQ(row.want, BytesOf(data));
     }
 }
 
 TEST_F(Data, GrowsWithZerosAndKeepsItsAlignment)
 {
     auto data = MutableData("abcdefgh");
-    CFDataSetLength(data.Get(), 0);
-    CFDataSetLength(data.Get(), 8);
-    CFDataIncreaseLength(data.Get(), 1000);
-    EXPECT_EQ(std::string(1008, '\0'), BytesOf(data.Get()));
-    for (const size_t length : {0, 1, 17, 5000}) {
+    CFDataSetLength(data, 0);
+    CFDataSetLength(data, 8);
+    CFDataIncreaseLength(data, 1000);
+    EXPECT_EQ(std::string(1008, '\0'), BytesOf(data));
+    for (const size_t length : std::initializer_list<size_t>{0, 1, 17, 5000}) {
         const std::string bytes(length, 'x');
         auto fixed = DataOf(bytes);
         auto copy = MutableData(bytes.c_str());
-        for (const CFDataRef each : {fixed.Get(), CFDataRef{copy.Get()}}) {
+        for (const CFDataRef each : {CFDataRef{fixed}, CFDataRef{copy}}) {
             ASSERT_NE(nullptr, CFDataGetBytePtr(each));
             EXPECT_EQ(0U, reinterpret_cast<uintptr_t>(CFDataGetBytePtr(each)) % 16);
             EXPECT_EQ(bytes, BytesOf(each));
         }
-        EXPECT_TRUE(CFEqual(fixed.Get(), copy.Get()));
-        EXPECT_EQ(CFHash(fixed.Get()), CFHash(copy.Get()));
+        EXPECT_TRUE(CFEqual(fixed, copy));
+        EXPECT_EQ(CFHash(fixed), CFHash(copy));
     }
 }
 
 TEST_F(Data, EmptyAndImmutableOnesAndBadLengths)
 {
     Owned<CFDataRef> empty(CFDataCreate(nullptr, nullptr, 0));
-    EXPECT_EQ(0, CFDataGetLength(empty.Get()));
+    EXPECT_EQ(0, CFDataGetLength(empty));
     UInt8 buffer[2] = {9, 9};
-    CFDataGetBytes(empty.Get(), {0, 2}, buffer);
+    CFDataGetBytes(empty, {0, 2}, buffer);
     EXPECT_EQ(9, buffer[0]);
     Owned<CFDataRef> emptyLent(CFDataCreateWithBytesNoCopy(nullptr, nullptr, 0, nullptr));
-    EXPECT_NE(nullptr, CFDataGetBytePtr(emptyLent.Get()));
+    EXPECT_NE(nullptr, CFDataGetBytePtr(emptyLent));
     EXPECT_EQ(nullptr, CFDataCreate(nullptr, nullptr, 1));
     EXPECT_EQ(nullptr, CFDataCreateMutable(nullptr, -1));
     auto fixed = DataOf("ab");
-    CFDataSetLength(As<CFMutableDataRef>(fixed.Get()), 0);
-    EXPECT_EQ(nullptr, CFDataGetMutableBytePtr(As<CFMutableDataRef>(fixed.Get())));
-    EXPECT_EQ("ab", BytesOf(fixed.Get()));
+    CFDataSetLength(As<CFMutableDataRef>(fixed), 0);
+    EXPECT_EQ(nullptr, CFDataGetMutableBytePtr(As<CFMutableDataRef>(fixed)));
+    EXPECT_EQ("ab", BytesOf(fixed));
 }
 
 }  // namespace

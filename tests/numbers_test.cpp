@@ -49,15 +49,15 @@ TEST_F(Numbers, ReportTheTypeTheyWereMadeWith)
             SCOPED_TRACE(type);
             const CFNumberType kept = kKept[type - 1];
             auto number = Make(type, bits);
-            EXPECT_EQ(kept, CFNumberGetType(number.Get()));
-            EXPECT_EQ(kBytes[kept], CFNumberGetByteSize(number.Get()));
-            EXPECT_EQ(kept >= kCFNumberFloat32Type, CFNumberIsFloatType(number.Get()));
+            EXPECT_EQ(kept, CFNumberGetType(number));
+            EXPECT_EQ(kBytes[kept], CFNumberGetByteSize(number));
+            EXPECT_EQ(kept >= kCFNumberFloat32Type, CFNumberIsFloatType(number));
             uint64_t back = 0;
-            EXPECT_TRUE(CFNumberGetValue(number.Get(), type, &back));
+            EXPECT_TRUE(CFNumberGetValue(number, type, &back));
             EXPECT_EQ(0, std::memcmp(&bits, &back, static_cast<size_t>(kBytes[kept])));
         }
     }
-    EXPECT_EQ(4, CFNumberGetType(Unsigned(UINT64_MAX).Get()));
+    EXPECT_EQ(4, CFNumberGetType(Unsigned(UINT64_MAX)));
 }
 
 TEST_F(Numbers, RefuseTypesAndObjectsThatAreNone)
@@ -65,7 +65,7 @@ TEST_F(Numbers, RefuseTypesAndObjectsThatAreNone)
     double untouched = 7;
     for (const CFNumberType type : {0, 17, -1, 1000}) {
         EXPECT_EQ(nullptr, CFNumberCreate(nullptr, type, &untouched));
-        EXPECT_FALSE(CFNumberGetValue(Number(1.0).Get(), type, &untouched));
+        EXPECT_FALSE(CFNumberGetValue(Number(1.0), type, &untouched));
     }
     EXPECT_EQ(nullptr, CFNumberCreate(nullptr, kCFNumberDoubleType, nullptr));
     EXPECT_FALSE(CFNumberGetValue(nullptr, kCFNumberDoubleType, nullptr));
@@ -75,8 +75,8 @@ TEST_F(Numbers, RefuseTypesAndObjectsThatAreNone)
         CFNumberGetValue(As<CFNumberRef>(kCFBooleanTrue), kCFNumberDoubleType, &untouched));
     EXPECT_EQ(7, untouched);
     auto one = Number(int64_t{1});
-    EXPECT_FALSE(CFEqual(one.Get(), kCFBooleanTrue));
-    EXPECT_FALSE(CFBooleanGetValue(As<CFBooleanRef>(one.Get())));
+    EXPECT_FALSE(CFEqual(one, kCFBooleanTrue));
+    EXPECT_FALSE(CFBooleanGetValue(As<CFBooleanRef>(one)));
     EXPECT_FALSE(CFBooleanGetValue(nullptr));
     EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
     EXPECT_FALSE(CFBooleanGetValue(kCFBooleanFalse));
@@ -152,7 +152,7 @@ TEST_F(Numbers, ValuesComeOutWhenLossyButSaySo)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         bool exact = false;
-        EXPECT_EQ(row.want, ReadAs(row.type, row.number.Get(), &exact));
+        EXPECT_EQ(row.want, ReadAs(row.type, row.number, &exact));
         EXPECT_EQ(row.exact, exact);
     }
     bool exact = false;
@@ -178,7 +178,7 @@ TEST_F(Numbers, UnsignedValuesAreExactOrNone)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         uint64_t value = 99;
-        EXPECT_EQ(row.want, PXCFNumberGetUInt64(row.number.Get(), &value));
+        EXPECT_EQ(row.want, PXCFNumberGetUInt64(row.number, &value));
         EXPECT_EQ(row.value, value);
     }
 }
@@ -218,10 +218,10 @@ TEST_F(Numbers, StandInOneOrder)
             const CFComparisonResult want = i < j ? -1 : i > j ? 1 : 0;
             for (const auto& a : rows[i]) {
                 for (const auto& b : rows[j]) {
-                    EXPECT_EQ(want, CFNumberCompare(a.Get(), b.Get(), nullptr)) << i << ' ' << j;
-                    EXPECT_EQ(want == 0, CFEqual(a.Get(), b.Get())) << i << ' ' << j;
+                    EXPECT_EQ(want, CFNumberCompare(a, b, nullptr)) << i << ' ' << j;
+                    EXPECT_EQ(want == 0, CFEqual(a, b)) << i << ' ' << j;
                     if (want == 0) {
-                        EXPECT_EQ(CFHash(a.Get()), CFHash(b.Get())) << i;
+                        EXPECT_EQ(CFHash(a), CFHash(b)) << i;
                     }
                 }
             }
@@ -245,9 +245,9 @@ TEST_F(Numbers, RandomIntegersAndRealsCompareAsInLongDouble)
         const auto x = static_cast<long double>(integer);
         const auto y = static_cast<long double>(real);
         const CFComparisonResult want = x < y ? -1 : x > y ? 1 : 0;
-        ASSERT_EQ(want, CFNumberCompare(Number(integer).Get(), Number(real).Get(), nullptr))
+        ASSERT_EQ(want, CFNumberCompare(Number(integer), Number(real), nullptr))
             << integer << ' ' << real;
-        ASSERT_EQ(-want, CFNumberCompare(Number(real).Get(), Number(integer).Get(), nullptr));
+        ASSERT_EQ(-want, CFNumberCompare(Number(real), Number(integer), nullptr));
     }
 }
 
@@ -256,13 +256,13 @@ TEST_F(Numbers, SmallOnesAreImmortal)
     constexpr CFIndex kForever = std::numeric_limits<CFIndex>::max();
     for (int64_t value = -2; value <= 256; ++value) {
         auto number = Number(value);
-        EXPECT_EQ(value < -1 || value > 255 ? 1 : kForever, CFGetRetainCount(number.Get()));
+        EXPECT_EQ(value < -1 || value > 255 ? 1 : kForever, CFGetRetainCount(number));
         bool exact = false;
-        EXPECT_EQ(value, ReadAs(kCFNumberSInt64Type, number.Get(), &exact));
+        EXPECT_EQ(value, ReadAs(kCFNumberSInt64Type, number, &exact));
     }
-    EXPECT_EQ(Number(int64_t{7}).Get(), Number(int64_t{7}).Get());
-    EXPECT_EQ(Number(1.0).Get(), Number(1.0).Get());
-    EXPECT_NE(Number(0.0).Get(), Number(-0.0).Get());
+    EXPECT_EQ(Number(int64_t{7}), Number(int64_t{7}));
+    EXPECT_EQ(Number(1.0), Number(1.0));
+    EXPECT_NE(Number(0.0), Number(-0.0));
     for (int i = 0; i < 3; ++i) {
         CFRelease(kCFBooleanTrue);
         CFRelease(kCFNumberNaN);
@@ -343,8 +343,8 @@ TEST_F(Dates, TheCalendarReadsBothWays)
         {-978307200.0, nullptr, "1970-01-01 00:00:00.000"},
         {-3061152000.0, nullptr, "1904-01-01 00:00:00.000"},
         {-0.25, nullptr, "2000-12-31 23:59:59.750"},
-        {599627045.5, india.Get(), "2020-01-02 08:34:05.500"},
-        {0, hawaii.Get(), "2000-12-31 14:00:00.000"},
+        {599627045.5, india, "2020-01-02 08:34:05.500"},
+        {0, hawaii, "2000-12-31 14:00:00.000"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.want);
@@ -403,11 +403,11 @@ TEST_F(Dates, ObjectsCompareByTime)
         for (const double y : times) {
             Owned<CFDateRef> a(CFDateCreate(nullptr, x));
             Owned<CFDateRef> b(CFDateCreate(nullptr, y));
-            EXPECT_EQ(x, CFDateGetAbsoluteTime(a.Get()));
-            EXPECT_EQ(x < y ? -1 : x > y ? 1 : 0, CFDateCompare(a.Get(), b.Get(), nullptr));
-            EXPECT_EQ(x - y, CFDateGetTimeIntervalSinceDate(a.Get(), b.Get()));
-            EXPECT_EQ(x == y, CFEqual(a.Get(), b.Get()));
-            EXPECT_EQ(x == y, CFHash(a.Get()) == CFHash(b.Get()));
+            EXPECT_EQ(x, CFDateGetAbsoluteTime(a));
+            EXPECT_EQ(x < y ? -1 : x > y ? 1 : 0, CFDateCompare(a, b, nullptr));
+            EXPECT_EQ(x - y, CFDateGetTimeIntervalSinceDate(a, b));
+            EXPECT_EQ(x == y, CFEqual(a, b));
+            EXPECT_EQ(x == y, CFHash(a) == CFHash(b));
         }
     }
 }
@@ -422,7 +422,7 @@ TEST_F(Dates, MisuseHasNeutralAnswers)
     EXPECT_EQ(nullptr, FixedZone(86400).Get());
     EXPECT_EQ(nullptr, FixedZone(kNaN).Get());
     Owned<CFDateRef> early(CFDateCreate(nullptr, -1.5));
-    EXPECT_EQ(-1, CFDateCompare(nullptr, early.Get(), nullptr));
+    EXPECT_EQ(-1, CFDateCompare(nullptr, early, nullptr));
     EXPECT_EQ(0, CFDateGetAbsoluteTime(nullptr));
 }
 
@@ -433,11 +433,11 @@ TEST_F(Dates, FixedZonesAreNamedByTheirOffset)
     for (const auto& [secondsEast, name] : rows) {
         auto zone = FixedZone(secondsEast);
         auto same = FixedZone(secondsEast);
-        EXPECT_EQ(name, Utf8Of(CFTimeZoneGetName(zone.Get())));
-        EXPECT_EQ(secondsEast, CFTimeZoneGetSecondsFromGMT(zone.Get(), 1e8));
-        EXPECT_TRUE(CFEqual(zone.Get(), same.Get()));
-        EXPECT_EQ(CFHash(zone.Get()), CFHash(same.Get()));
-        EXPECT_FALSE(CFEqual(zone.Get(), FixedZone(-7200).Get()));
+        EXPECT_EQ(name, Utf8Of(CFTimeZoneGetName(zone)));
+        EXPECT_EQ(secondsEast, CFTimeZoneGetSecondsFromGMT(zone, 1e8));
+        EXPECT_TRUE(CFEqual(zone, same));
+        EXPECT_EQ(CFHash(zone), CFHash(same));
+        EXPECT_FALSE(CFEqual(zone, FixedZone(-7200)));
     }
 }
 
@@ -446,11 +446,11 @@ TEST_F(Dates, TheDefaultZoneCanBeSetAndRestored)
     auto india = FixedZone(19800);
     for (const CFTypeRef zone : {CFTypeRef{india.Get()}, CFTypeRef{CFSTR("no zone")}}) {
         CFTimeZoneSetDefault(As<CFTimeZoneRef>(zone));
-        EXPECT_EQ(india.Get(), Owned<CFTimeZoneRef>(CFTimeZoneCopyDefault()).Get());
+        EXPECT_EQ(india, Owned<CFTimeZoneRef>(CFTimeZoneCopyDefault()));
     }
     CFTimeZoneSetDefault(nullptr);
     Owned<CFTimeZoneRef> restored(CFTimeZoneCopyDefault());
-    EXPECT_TRUE(CFEqual(Owned<CFTimeZoneRef>(CFTimeZoneCopySystem()).Get(), restored.Get()));
+    EXPECT_TRUE(CFEqual(Owned<CFTimeZoneRef>(CFTimeZoneCopySystem()), restored));
 }
 
 // Lets a test answer for the system, here with a clock that stands still and a zone two hours east
@@ -490,20 +490,19 @@ TEST_F(SummerZone, NowIsTheSystemsClock)
 TEST_F(SummerZone, GapsAndOverlapsReadAsStandardTime)
 {
     Owned<CFTimeZoneRef> zone(CFTimeZoneCopySystem());
-    EXPECT_EQ("Test/Summer", Utf8Of(CFTimeZoneGetName(zone.Get())));
-    EXPECT_EQ(7200, CFTimeZoneGetSecondsFromGMT(zone.Get(), 999999.5));
-    EXPECT_EQ(10800, CFTimeZoneGetSecondsFromGMT(zone.Get(), 1000000));
+    EXPECT_EQ("Test/Summer", Utf8Of(CFTimeZoneGetName(zone)));
+    EXPECT_EQ(7200, CFTimeZoneGetSecondsFromGMT(zone, 999999.5));
+    EXPECT_EQ(10800, CFTimeZoneGetSecondsFromGMT(zone, 1000000));
     // Every moment outside the repeated hour comes back; in it the later, standard one is meant.
     for (double at = 900000; at < 2100000; at += 450) {
-        const CFGregorianDate local = CFAbsoluteTimeGetGregorianDate(at, zone.Get());
+        const CFGregorianDate local = CFAbsoluteTimeGetGregorianDate(at, zone);
         const bool isRepeated = at >= 2000000 - 3600 && at < 2000000;
-        ASSERT_EQ(isRepeated ? at + 3600 : at, CFGregorianDateGetAbsoluteTime(local, zone.Get()))
-            << at;
+        ASSERT_EQ(isRepeated ? at + 3600 : at, CFGregorianDateGetAbsoluteTime(local, zone)) << at;
     }
     // Half an hour into the gap, which no moment reads as.
     CFGregorianDate gap = CFAbsoluteTimeGetGregorianDate(1000000 + 1800, nullptr);
     gap.hour = static_cast<SInt8>(gap.hour + 2);
-    EXPECT_EQ(1000000 + 1800, CFGregorianDateGetAbsoluteTime(gap, zone.Get()));
+    EXPECT_EQ(1000000 + 1800, CFGregorianDateGetAbsoluteTime(gap, zone));
 }
 
 TEST_F(SummerZone, FallsBackToGMTWhenTheSystemDoesNotTell)
@@ -511,8 +510,8 @@ TEST_F(SummerZone, FallsBackToGMTWhenTheSystemDoesNotTell)
     table_.localZoneName = [](char*, size_t) { return ENOENT; };
     table_.localOffset = [](int64_t, int32_t*, bool*) { return EOVERFLOW; };
     Owned<CFTimeZoneRef> zone(CFTimeZoneCopySystem());
-    EXPECT_EQ("GMT", Utf8Of(CFTimeZoneGetName(zone.Get())));
-    EXPECT_EQ("2001-01-01 00:00:00.000", Reading(CFAbsoluteTimeGetGregorianDate(0, zone.Get())));
+    EXPECT_EQ("GMT", Utf8Of(CFTimeZoneGetName(zone)));
+    EXPECT_EQ("2001-01-01 00:00:00.000", Reading(CFAbsoluteTimeGetGregorianDate(0, zone)));
 }
 
 TEST_F(Dates, TheSystemZoneFollowsTheEnvironment)
@@ -521,8 +520,8 @@ TEST_F(Dates, TheSystemZoneFollowsTheEnvironment)
     const std::string kept = former ? former : "";
     setenv("TZ", "XYZ-03:30", 1);
     Owned<CFTimeZoneRef> zone(CFTimeZoneCopySystem());
-    EXPECT_EQ(12600, CFTimeZoneGetSecondsFromGMT(zone.Get(), 0));
-    EXPECT_EQ("XYZ-03:30", Utf8Of(CFTimeZoneGetName(zone.Get())));
+    EXPECT_EQ(12600, CFTimeZoneGetSecondsFromGMT(zone, 0));
+    EXPECT_EQ("XYZ-03:30", Utf8Of(CFTimeZoneGetName(zone)));
     if (former) {
         setenv("TZ", kept.c_str(), 1);
     } else {

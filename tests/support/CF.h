@@ -12,8 +12,13 @@
 
 namespace px::test {
 
+// An owned reference that passes for the reference itself.
 template <class Ref>
-using Owned = px::cf::Owned<Ref>;
+class Owned : public px::cf::Owned<Ref> {
+public:
+    using px::cf::Owned<Ref>::Owned;
+    operator Ref() const { return this->Get(); }
+};
 
 inline Owned<CFStringRef> Text(const std::string& utf8)
 {
