@@ -1,9 +1,9 @@
 #include "PXCore/PXColorProfile.h"
 
 #include "Base/Platform/Platform.h"
-#include "Base/Ref.h"
 #include "Image/ColorTransform.h"
 #include "Image/LCMSColorProfile.h"
+#include "support/CF.h"
 #include "support/EventLog.h"
 #include "support/Profiles.h"
 #include "support/Seed.h"
@@ -12,8 +12,6 @@
 #if defined(PX_FAST_FLOAT)
 #include <lcms2_fast_float.h>
 #endif
-
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -25,27 +23,31 @@
 
 namespace {
 
-using px::test::EventLog;
+using namespace px::test;
 using Bytes = std::vector<uint8_t>;
 
-CFRef<CFDataRef> DataOf(const Bytes& bytes)
+Owned<CFDataRef> DataOf(const Bytes& bytes)
 {
-    return CFRef<CFDataRef>::Adopt(
-        CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size())));
+    return Owned<CFDataRef>(CFDataCreate(nullptr, bytes.data(), CFIndex(bytes.size())));
 }
 
 // Owns a profile handle.
 class Profile {
 public:
-    explicit Profile(uint32_t signature) : handle_(PXColorProfileCreateStandard(signature)) {}
-    explicit Profile(const Bytes& icc) : handle_(PXColorProfileCreate())
-    {
-        EXPECT_EQ(0, PXColorProfileSetICCData(handle_, DataOf(icc).Get()));
-    }
+    explicit Profile(PXColorProfile adopted = PXColorProfileCreate()) : handle_(adopted) {}
+    explicit Profile(uint32_t signature) : Profile(PXColorProfileCreateStandard(signature)) {}
+    explicit Profile(const Bytes& icc) : Profile() { EXPECT_EQ(0, Open(icc)); }
     Profile(const Profile&) = delete;
     Profile& operator=(const Profile&) = delete;
     ~Profile() { PXColorProfileRelease(handle_); }
     operator PXColorProfile() const { return handle_; }
+    int Open(const Bytes& icc) { return PXColorProfileSetICCData(handle_, DataOf(icc)); }
+    Bytes Data() const
+    {
+        const Owned<CFDataRef> data(PXColorProfileCreateICCData(handle_));
+        const std::string bytes = data ? BytesOf(data) : std::string();
+        return Bytes(bytes.begin(), bytes.end());
+    }
 
 private:
     PXColorProfile handle_;
@@ -53,8 +55,9 @@ private:
 
 // An image over bytes of its own.
 struct Picture {
-    Picture(PXRect bounds, int32_t depth, int32_t planes, PXColorSpaceType model,
-            PXTransparency transparency = kPXTransparencyNone)
+    explicit Picture(PXRect bounds, int32_t depth = 8, int32_t planes = 3,
+                     PXColorSpaceType model = kPXColorSpaceRGB,
+                     PXTransparency transparency = kPXTransparencyNone)
         : pixels(size_t(bounds.width) * size_t(bounds.height) * size_t(planes) * size_t(depth / 8))
     {
         EXPECT_EQ(PXStatus{kPXOK}, PXImageCreateMemory(bounds, depth, planes, model, transparency,
@@ -83,15 +86,15 @@ void ConvertDirectly(const Bytes& sourceICC, const Bytes& destinationICC, cmsUIn
 #if defined(PX_FAST_FLOAT)
     cmsPluginTHR(context, cmsFastFloatExtensions());
 #endif
-    cmsHPROFILE a = cmsOpenProfileFromMemTHR(context, sourceICC.data(),
-                                             static_cast<cmsUInt32Number>(sourceICC.size()));
-    cmsHPROFILE b = cmsOpenProfileFromMemTHR(context, destinationICC.data(),
-                                             static_cast<cmsUInt32Number>(destinationICC.size()));
+    const auto open = [context](const Bytes& icc) {
+        return cmsOpenProfileFromMemTHR(context, icc.data(), cmsUInt32Number(icc.size()));
+    };
+    cmsHPROFILE a = open(sourceICC);
+    cmsHPROFILE b = open(destinationICC);
     cmsHTRANSFORM transform =
         cmsCreateTransformTHR(context, a, from, b, to, intent, cmsFLAGS_BLACKPOINTCOMPENSATION);
     ASSERT_NE(nullptr, transform);
-    cmsDoTransform(transform, source.data(), destination->data(),
-                   static_cast<cmsUInt32Number>(pixelCount));
+    cmsDoTransform(transform, source.data(), destination->data(), cmsUInt32Number(pixelCount));
     cmsDeleteTransform(transform);
     cmsCloseProfile(b);
     cmsCloseProfile(a);
@@ -112,16 +115,14 @@ TEST(ColourProfile, StandardsAreSharedAndKnownByName)
          kPXColorProfileDisplayNameProPhoto22},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(px::UTF8Of(row.displayName));
-        Profile first(row.signature);
-        Profile second(row.signature);
+        SCOPED_TRACE(Utf8Of(row.displayName));
+        const Profile first(row.signature), second(row.signature);
         EXPECT_EQ(static_cast<PXColorProfile>(first), static_cast<PXColorProfile>(second));
         EXPECT_TRUE(PXColorProfileIsValid(first));
         EXPECT_EQ(PXColorSpaceType{kPXColorSpaceRGB}, PXColorProfileGetColorSpaceType(first));
         EXPECT_EQ(row.signature, PXColorProfileGetStandard(first));
         EXPECT_TRUE(CFEqual(row.fileName, PXColorProfileGetICCName(first)));
-        const auto name = CFRef<CFStringRef>::Adopt(PXColorProfileGetDisplayNameCopy(first));
-        EXPECT_TRUE(CFEqual(row.displayName, name.Get()));
+        EXPECT_EQ(Utf8Of(row.displayName), Taken(PXColorProfileGetDisplayNameCopy(first)));
         EXPECT_EQ(row.signature, PXColorProfileGetStandardFromName(row.fileName));
         EXPECT_EQ(row.signature, PXColorProfileGetStandardFromName(row.displayName));
     }
@@ -141,29 +142,18 @@ TEST(ColourProfile, StandardsHoldThePublishedFigures)
         uint32_t signature;
         double red[2], green[2], blue[2], white[2], gamma;
     } rows[] = {
+        // clang-format off
         {kPXColorStandardAdobeRGB1998,
-         {0.64, 0.33},
-         {0.21, 0.71},
-         {0.15, 0.06},
-         {0.3127, 0.3290},
-         2.19921875},
+         {0.64, 0.33}, {0.21, 0.71}, {0.15, 0.06}, {0.3127, 0.3290}, 2.19921875},
         {kPXColorStandardProPhoto,
-         {0.7347, 0.2653},
-         {0.1596, 0.8404},
-         {0.0366, 0.0001},
-         {0.3457, 0.3585},
-         1.80078125},
+         {0.7347, 0.2653}, {0.1596, 0.8404}, {0.0366, 0.0001}, {0.3457, 0.3585}, 1.80078125},
         {kPXColorStandardProPhoto22,
-         {0.7347, 0.2653},
-         {0.1596, 0.8404},
-         {0.0366, 0.0001},
-         {0.3457, 0.3585},
-         2.19921875},
+         {0.7347, 0.2653}, {0.1596, 0.8404}, {0.0366, 0.0001}, {0.3457, 0.3585}, 2.19921875},
+        // clang-format on
     };
     for (const auto& row : rows) {
-        const Bytes icc = px::test::StandardProfileBytes(row.signature);
-        cmsHPROFILE profile =
-            cmsOpenProfileFromMem(icc.data(), static_cast<cmsUInt32Number>(icc.size()));
+        const Bytes icc = StandardProfileBytes(row.signature);
+        cmsHPROFILE profile = cmsOpenProfileFromMem(icc.data(), cmsUInt32Number(icc.size()));
         ASSERT_NE(nullptr, profile);
         EXPECT_DOUBLE_EQ(2.1, cmsGetProfileVersion(profile));
         auto* curve = static_cast<cmsToneCurve*>(cmsReadTag(profile, cmsSigGreenTRCTag));
@@ -172,20 +162,18 @@ TEST(ColourProfile, StandardsHoldThePublishedFigures)
         cmsCIExyY white = {row.white[0], row.white[1], 1.0};
         cmsCIEXYZ whiteXYZ;
         cmsxyY2XYZ(&whiteXYZ, &white);
-        const struct {
-            cmsTagSignature tag;
-            const double* want;
-        } primaries[] = {{cmsSigRedColorantTag, row.red},
-                         {cmsSigGreenColorantTag, row.green},
-                         {cmsSigBlueColorantTag, row.blue}};
-        for (const auto& primary : primaries) {
-            const auto* adapted = static_cast<const cmsCIEXYZ*>(cmsReadTag(profile, primary.tag));
+        const std::pair<cmsTagSignature, const double*> primaries[] = {
+            {cmsSigRedColorantTag, row.red},
+            {cmsSigGreenColorantTag, row.green},
+            {cmsSigBlueColorantTag, row.blue}};
+        for (const auto& [tag, want] : primaries) {
+            const auto* adapted = static_cast<const cmsCIEXYZ*>(cmsReadTag(profile, tag));
             cmsCIEXYZ original;
             ASSERT_TRUE(cmsAdaptToIlluminant(&original, cmsD50_XYZ(), &whiteXYZ, adapted));
             cmsCIExyY found;
             cmsXYZ2xyY(&found, &original);
-            EXPECT_NEAR(primary.want[0], found.x, 5e-4);
-            EXPECT_NEAR(primary.want[1], found.y, 5e-4);
+            EXPECT_NEAR(want[0], found.x, 5e-4);
+            EXPECT_NEAR(want[1], found.y, 5e-4);
         }
         cmsCloseProfile(profile);
     }
@@ -193,26 +181,20 @@ TEST(ColourProfile, StandardsHoldThePublishedFigures)
 
 TEST(ColourProfile, ReadsHeadersStrictly)
 {
-    Bytes icc = px::test::StandardProfileBytes(kPXColorStandardProPhoto);
-    const Bytes cmyk = px::test::MakeCMYKProfile();
-    const auto params = [](const Bytes& bytes, uint32_t* model, uint32_t* standard) {
-        return PXColorProfileGetICCParams(DataOf(bytes).Get(), model, standard);
-    };
-    uint32_t model = 9;
-    uint32_t standard = 9;
-    EXPECT_EQ(0, params(icc, &model, &standard));
+    const Bytes icc = StandardProfileBytes(kPXColorStandardProPhoto);
+    uint32_t model = 9, standard = 9;
+    EXPECT_EQ(0, PXColorProfileGetICCParams(DataOf(icc), &model, &standard));
     EXPECT_EQ(2U, model);
     EXPECT_EQ(uint32_t{kPXColorStandardProPhoto}, standard);
 
     EventLog events;
-    Bytes version4 = icc;
+    Bytes version4 = icc, unsigned2 = icc;
     version4[8] = 4;
     version4[9] = 0;
-    Bytes unsigned2 = icc;
     unsigned2[36] = 'x';
     const Bytes shortened(icc.begin(), icc.begin() + 127);
-    for (const Bytes& bad : {version4, unsigned2, shortened, cmyk /* version 2.4 */}) {
-        EXPECT_EQ(kPXErrICCHeader, params(bad, &model, &standard));
+    for (const Bytes& bad : {version4, unsigned2, shortened, MakeCMYKProfile() /* of 2.4 */}) {
+        EXPECT_EQ(kPXErrICCHeader, PXColorProfileGetICCParams(DataOf(bad), &model, &standard));
         EXPECT_EQ(0U, model);
     }
     EXPECT_EQ(4, events.Count(kPXErrICCHeader));
@@ -220,17 +202,14 @@ TEST(ColourProfile, ReadsHeadersStrictly)
 
 TEST(ColourProfile, RefusesInconsistentBytes)
 {
-    const Bytes good = px::test::StandardProfileBytes(kPXColorStandardAdobeRGB1998);
-    PXColorProfile profile = PXColorProfileCreate();
-    const auto open = [&](const Bytes& bytes) {
-        return PXColorProfileSetICCData(profile, DataOf(bytes).Get());
-    };
+    const Bytes good = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
+    Profile profile;
     const auto changed = [&](size_t at, std::initializer_list<uint8_t> bytes) {
         Bytes copy = good;
-        std::copy(bytes.begin(), bytes.end(), copy.begin() + static_cast<ptrdiff_t>(at));
+        std::copy(bytes.begin(), bytes.end(), copy.begin() + ptrdiff_t(at));
         return copy;
     };
-    EXPECT_EQ(0, open(good));
+    EXPECT_EQ(0, profile.Open(good));
     const struct {
         const char* name;
         Bytes bytes;
@@ -249,37 +228,34 @@ TEST(ColourProfile, RefusesInconsistentBytes)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EventLog events;
-        EXPECT_EQ(kPXErrNotFound, open(row.bytes));
+        EXPECT_EQ(kPXErrNotFound, profile.Open(row.bytes));
         EXPECT_EQ(1, events.Count(kPXErrNotFound));
         EXPECT_FALSE(PXColorProfileIsValid(profile));
     }
-    PXColorProfileSetMaxICCSize(static_cast<int64_t>(good.size()) - 1);
-    EXPECT_EQ(kPXErrNotFound, open(good));
+    PXColorProfileSetMaxICCSize(int64_t(good.size()) - 1);
+    EXPECT_EQ(kPXErrNotFound, profile.Open(good));
     PXColorProfileSetMaxICCSize(int64_t{64} << 20);
-    EXPECT_EQ(0, open(good));
-    PXColorProfileRelease(profile);
+    EXPECT_EQ(0, profile.Open(good));
 }
 
 // Every truncation and a bit flip in every byte: a status, and with a valid result a usable object.
 TEST(ColourProfile, SurvivesDamage)
 {
-    std::mt19937_64 random(px::test::Seed(7));
-    Bytes good = px::test::MakeCMYKProfile();
-    PXColorProfile profile = PXColorProfileCreate();
+    std::mt19937_64 random(Seed(7));
+    const Bytes good = MakeCMYKProfile();
+    Profile profile;
     for (int step = 0; step < 150; ++step) {
         Bytes bad = good;
         bad[random() % (step % 2 ? 400 : bad.size())] ^= static_cast<uint8_t>(1U << random() % 8);
         if (step % 5 == 0) bad.resize(random() % bad.size());
-        if (PXColorProfileSetICCData(profile, DataOf(bad).Get()) == 0) {
-            Picture from({0, 0, 4, 2}, 8, 4, kPXColorSpaceCMYK);
-            Picture to({0, 0, 4, 2}, 8, 3, kPXColorSpaceRGB);
-            const int status = PXColorProfileConvertProfile(profile, Profile(kPXColorStandardSRGB),
-                                                            from.image, to.image, {0, 0, 4, 2}, 0);
-            EXPECT_TRUE(status == 0 || status == kPXErrTransform) << status;
-            CFRef<CFDataRef>::Adopt(PXColorProfileCreateICCData(profile));
-        }
+        if (profile.Open(bad) != 0) continue;
+        Picture from({0, 0, 4, 2}, 8, 4, kPXColorSpaceCMYK);
+        Picture to({0, 0, 4, 2});
+        const int status = PXColorProfileConvertProfile(profile, Profile(kPXColorStandardSRGB),
+                                                        from.image, to.image, {0, 0, 4, 2}, 0);
+        EXPECT_TRUE(status == 0 || status == kPXErrTransform) << status;
+        profile.Data();
     }
-    PXColorProfileRelease(profile);
 }
 
 TEST(ColourProfile, LoadsByNameFromTheFolders)
@@ -289,7 +265,7 @@ TEST(ColourProfile, LoadsByNameFromTheFolders)
         fs::temp_directory_path() / ("px_colour_" + std::to_string(px::os::Os().processId()));
     fs::create_directories(root / "shared/Profiles");
     fs::create_directories(root / "user/Profiles");
-    const Bytes icc = px::test::StandardProfileBytes(kPXColorStandardAdobeRGB1998);
+    const Bytes icc = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
     const auto write = [](const fs::path& path, const Bytes& bytes) {
         std::ofstream(path, std::ios::binary)
             .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
@@ -298,12 +274,11 @@ TEST(ColourProfile, LoadsByNameFromTheFolders)
     write(root / "user/Profiles/Broken.icc", Bytes(300, 7));
 
     const auto url = [&](const char* name) {
-        return CFRef<CFURLRef>::Adopt(CFURLCreateWithFileSystemPath(
-            nullptr, px::StringOf((root / name).string()).Get(), kCFURLPOSIXPathStyle, true));
+        return Owned<CFURLRef>(CFURLCreateWithFileSystemPath(nullptr, Text((root / name).string()),
+                                                             kCFURLPOSIXPathStyle, true));
     };
-    const CFRef<CFURLRef> shared = url("shared");
-    const CFRef<CFURLRef> user = url("user");
-    const PXFolderContext context = {shared.Get(), user.Get()};
+    const auto shared = url("shared"), user = url("user");
+    const PXFolderContext context = {shared, user};
     {
         EventLog events;
         EXPECT_EQ(kPXErrMissing, PXColorProfileInitialize(&context));  // no display is known
@@ -317,7 +292,6 @@ TEST(ColourProfile, LoadsByNameFromTheFolders)
         {"another case", "my paper.ICC", true},
         {"absolute path", (root / "user/Profiles/My Paper.icc").string(), true},
         {"built-in", "srgb", true},
-        {"unknown", "nowhere.icc", false},
         {"no profile inside", "Broken.icc", false},
         {"a folder", (root / "user").string(), false},
         {"empty", "", false},
@@ -325,10 +299,9 @@ TEST(ColourProfile, LoadsByNameFromTheFolders)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EventLog events;
-        PXColorProfile profile = PXColorProfileCreateFromDisk(px::StringOf(row.wanted).Get());
+        const Profile profile(PXColorProfileCreateFromDisk(Text(row.wanted)));
         EXPECT_EQ(row.isFound, profile != nullptr);
         EXPECT_EQ(row.isFound, events.Messages().empty());
-        PXColorProfileRelease(profile);
     }
     EventLog events;
     EXPECT_EQ(nullptr, PXColorProfileCreateFromDisk(CFSTR("gone.icc")));
@@ -341,70 +314,69 @@ TEST(ColourProfile, LoadsByNameFromTheFolders)
 TEST(ColourProfile, MonitorProfileIsWhatWasSet)
 {
     EXPECT_EQ(nullptr, PXColorProfileCreateStandard(kPXColorStandardDisplay));
-    const Bytes icc = px::test::StandardProfileBytes(kPXColorStandardAdobeRGB1998);
-    ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(DataOf(icc).Get()));
+    const Bytes icc = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
+    ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(DataOf(icc)));
     EXPECT_EQ(0, PXColorProfileInitialize(nullptr));
-    PXColorProfile monitor = PXColorProfileCreateStandard(kPXColorStandardDisplay);
-    EXPECT_TRUE(PXColorProfileIsValid(monitor));
-    PXColorProfileRelease(monitor);
+    EXPECT_EQ(icc, Profile(kPXColorStandardDisplay).Data());
 }
 
 TEST(ColourProfile, InfoDictionaryRoundTrips)
 {
-    Profile profile(kPXColorStandardProPhoto);
-    const auto info = CFRef<CFDictionaryRef>::Adopt(PXColorProfileGetInfoCopy(profile));
-    PXColorProfile copy = PXColorProfileCreateWithInfo(info.Get());
-    const auto first = CFRef<CFDataRef>::Adopt(PXColorProfileCreateICCData(profile));
-    const auto second = CFRef<CFDataRef>::Adopt(PXColorProfileCreateICCData(copy));
-    EXPECT_TRUE(CFEqual(first.Get(), second.Get()));
-    PXColorProfileRelease(copy);
+    const Profile profile(kPXColorStandardProPhoto);
+    const Owned<CFDictionaryRef> info(PXColorProfileGetInfoCopy(profile));
+    EXPECT_EQ(profile.Data(), Profile(PXColorProfileCreateWithInfo(info)).Data());
 }
 
 TEST(ColourConversion, EqualsLittleCMSByteForByte)
 {
-    const Bytes srgb = px::test::StandardProfileBytes(kPXColorStandardSRGB);
-    const Bytes adobe = px::test::StandardProfileBytes(kPXColorStandardAdobeRGB1998);
-    const Bytes proPhoto = px::test::StandardProfileBytes(kPXColorStandardProPhoto);
-    const Bytes cmyk = px::test::MakeCMYKProfile();
-    const Bytes grey = px::test::MakeGreyProfile();
+    const Bytes srgb = StandardProfileBytes(kPXColorStandardSRGB);
+    const Bytes adobe = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
+    const Bytes proPhoto = StandardProfileBytes(kPXColorStandardProPhoto);
+    const Bytes cmyk = MakeCMYKProfile();
+    const Bytes grey = MakeGreyProfile();
+    struct Side {
+        const Bytes& icc;
+        PXColorSpaceType model;
+        int32_t depth, planes;
+        cmsUInt32Number type;
+    };
+    const Side srgb8 = {srgb, kPXColorSpaceRGB, 8, 3, TYPE_RGB_8};
+    const Side srgb16 = {srgb, kPXColorSpaceRGB, 16, 3, TYPE_RGB_16};
+    const Side adobe8 = {adobe, kPXColorSpaceRGB, 8, 3, TYPE_RGB_8};
+    const Side adobe16 = {adobe, kPXColorSpaceRGB, 16, 3, TYPE_RGB_16};
+    const Side proPhoto16 = {proPhoto, kPXColorSpaceRGB, 16, 3, TYPE_RGB_16};
+    const Side srgbByChannels = {srgb, kPXColorSpaceByChannels, 8, 3, TYPE_RGB_8};
+    const Side adobeByChannels = {adobe, kPXColorSpaceByChannels, 8, 3, TYPE_RGB_8};
+    const Side cmyk8 = {cmyk, kPXColorSpaceCMYK, 8, 4, TYPE_CMYK_8};
+    const Side cmyk16 = {cmyk, kPXColorSpaceCMYK, 16, 4, TYPE_CMYK_16};
+    const Side grey8 = {grey, kPXColorSpaceGrey, 8, 1, TYPE_GRAY_8};
+    const Side grey16 = {grey, kPXColorSpaceGrey, 16, 1, TYPE_GRAY_16};
     const struct {
         const char* name;
-        const Bytes& fromICC;
-        const Bytes& toICC;
-        PXColorSpaceType fromModel, toModel;
-        int32_t fromDepth, toDepth, fromPlanes, toPlanes;
-        cmsUInt32Number fromType, toType;
-        int32_t intent;
-        cmsUInt32Number cmsIntent;
+        const Side &from, &to;
+        int32_t intent = 0;
+        cmsUInt32Number cmsIntent = INTENT_RELATIVE_COLORIMETRIC;
     } rows[] = {
-        {"RGB 8", srgb, adobe, kPXColorSpaceRGB, kPXColorSpaceRGB, 8, 8, 3, 3, TYPE_RGB_8,
-         TYPE_RGB_8, 0, INTENT_RELATIVE_COLORIMETRIC},
-        {"RGB 16", adobe, proPhoto, kPXColorSpaceRGB, kPXColorSpaceRGB, 16, 16, 3, 3, TYPE_RGB_16,
-         TYPE_RGB_16, 0, INTENT_RELATIVE_COLORIMETRIC},
-        {"RGB 16 to 8", proPhoto, srgb, kPXColorSpaceRGB, kPXColorSpaceRGB, 16, 8, 3, 3,
-         TYPE_RGB_16, TYPE_RGB_8, 0, INTENT_RELATIVE_COLORIMETRIC},
-        {"by channels", srgb, adobe, kPXColorSpaceByChannels, kPXColorSpaceByChannels, 8, 8, 3, 3,
-         TYPE_RGB_8, TYPE_RGB_8, 0, INTENT_RELATIVE_COLORIMETRIC},
-        {"RGB 8 to CMYK 8, perceptual", srgb, cmyk, kPXColorSpaceRGB, kPXColorSpaceCMYK, 8, 8, 3, 4,
-         TYPE_RGB_8, TYPE_CMYK_8, kPXIntentPerceptual, INTENT_PERCEPTUAL},
-        {"CMYK 16 to RGB 16", cmyk, srgb, kPXColorSpaceCMYK, kPXColorSpaceRGB, 16, 16, 4, 3,
-         TYPE_CMYK_16, TYPE_RGB_16, 0, INTENT_RELATIVE_COLORIMETRIC},
-        {"grey 8 to RGB 8", grey, srgb, kPXColorSpaceGrey, kPXColorSpaceRGB, 8, 8, 1, 3,
-         TYPE_GRAY_8, TYPE_RGB_8, 0, INTENT_RELATIVE_COLORIMETRIC},
-        {"RGB 16 to grey 16", adobe, grey, kPXColorSpaceRGB, kPXColorSpaceGrey, 16, 16, 3, 1,
-         TYPE_RGB_16, TYPE_GRAY_16, 0, INTENT_RELATIVE_COLORIMETRIC},
+        {"RGB 8", srgb8, adobe8},
+        {"RGB 16", adobe16, proPhoto16},
+        {"RGB 16 to 8", proPhoto16, srgb8},
+        {"by channels", srgbByChannels, adobeByChannels},
+        {"RGB 8 to CMYK 8, perceptual", srgb8, cmyk8, kPXIntentPerceptual, INTENT_PERCEPTUAL},
+        {"CMYK 16 to RGB 16", cmyk16, srgb16},
+        {"grey 8 to RGB 8", grey8, srgb8},
+        {"RGB 16 to grey 16", adobe16, grey16},
     };
-    const uint64_t seed = px::test::Seed(99);
+    const uint64_t seed = Seed(99);
     const PXRect bounds = {5, -7, 61, 43};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        Picture from(bounds, row.fromDepth, row.fromPlanes, row.fromModel);
-        Picture to(bounds, row.toDepth, row.toPlanes, row.toModel);
+        Picture from(bounds, row.from.depth, row.from.planes, row.from.model);
+        Picture to(bounds, row.to.depth, row.to.planes, row.to.model);
         from.Randomise(seed);
-        EXPECT_EQ(0, PXColorProfileConvertProfile(Profile(row.fromICC), Profile(row.toICC),
+        EXPECT_EQ(0, PXColorProfileConvertProfile(Profile(row.from.icc), Profile(row.to.icc),
                                                   from.image, to.image, bounds, row.intent));
         Bytes expected(to.pixels.size());
-        ConvertDirectly(row.fromICC, row.toICC, row.fromType, row.toType, row.cmsIntent,
+        ConvertDirectly(row.from.icc, row.to.icc, row.from.type, row.to.type, row.cmsIntent,
                         from.pixels, &expected, 61 * 43);
         EXPECT_EQ(expected, to.pixels);
     }
@@ -412,15 +384,15 @@ TEST(ColourConversion, EqualsLittleCMSByteForByte)
 
 TEST(ColourConversion, CarriesAlphaAndLeavesTheRestAlone)
 {
+    const Profile srgb(kPXColorStandardSRGB), proPhoto(kPXColorStandardProPhoto);
     for (const int32_t depth : {8, 16}) {
         Picture from({0, 0, 9, 7}, depth, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
         Picture to({0, 0, 9, 7}, depth, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
         from.Randomise(3);
         std::fill(to.pixels.begin(), to.pixels.end(), uint8_t{0xAB});
-        ASSERT_EQ(0, PXColorProfileConvertProfile(Profile(kPXColorStandardSRGB),
-                                                  Profile(kPXColorStandardProPhoto), from.image,
-                                                  to.image, {2, 1, 5, 4}, 0));
-        const size_t sample = static_cast<size_t>(depth) / 8;
+        ASSERT_EQ(
+            0, PXColorProfileConvertProfile(srgb, proPhoto, from.image, to.image, {2, 1, 5, 4}, 0));
+        const size_t sample = size_t(depth) / 8;
         for (size_t y = 0; y < 7; ++y) {
             for (size_t x = 0; x < 9; ++x) {
                 const size_t pixel = (y * 9 + x) * 4 * sample;
@@ -432,10 +404,9 @@ TEST(ColourConversion, CarriesAlphaAndLeavesTheRestAlone)
             }
         }
         // In place alpha stays by itself.
-        Bytes before = from.pixels;
-        ASSERT_EQ(0, PXColorProfileConvertProfile(Profile(kPXColorStandardSRGB),
-                                                  Profile(kPXColorStandardProPhoto), from.image,
-                                                  from.image, {0, 0, 9, 7}, 0));
+        const Bytes before = from.pixels;
+        ASSERT_EQ(0, PXColorProfileConvertProfile(srgb, proPhoto, from.image, from.image,
+                                                  {0, 0, 9, 7}, 0));
         for (size_t at = 3 * sample; at < before.size(); at += 4 * sample) {
             EXPECT_EQ(before[at], from.pixels[at]);
         }
@@ -464,14 +435,12 @@ TEST(ColourConversion, CutsBandsAsDocumented)
 TEST(ColourConversionThreads, BandsGiveTheSameBytes)
 {
     const PXRect bounds = {0, 0, 17, 1201};
-    Picture from(bounds, 8, 3, kPXColorSpaceRGB);
+    Picture from(bounds), whole(bounds);
     from.Randomise(11);
-    Picture whole(bounds, 8, 3, kPXColorSpaceRGB);
-    const Profile srgb(kPXColorStandardSRGB);
-    const Profile adobe(kPXColorStandardAdobeRGB1998);
+    const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
     ASSERT_EQ(0, PXColorProfileConvertProfile(srgb, adobe, from.image, whole.image, bounds, 0));
     for (const int32_t bands : {2, 3, 8, 700}) {
-        Picture banded(bounds, 8, 3, kPXColorSpaceRGB);
+        Picture banded(bounds);
         ASSERT_EQ(0, PXColorProfileConvertProfile2(srgb, adobe, from.image, banded.image, bounds,
                                                    bands, 0));
         EXPECT_EQ(whole.pixels, banded.pixels) << bands << " bands";
@@ -490,12 +459,10 @@ TEST(ColourConversionThreads, WorksWithoutASecondThread)
     table.processorCount = [] { return uint32_t{4}; };
     px::os::ReplaceTable(&table);
     const PXRect bounds = {0, 0, 5, 1000};
-    Picture from(bounds, 8, 3, kPXColorSpaceRGB);
-    Picture to(bounds, 8, 3, kPXColorSpaceRGB);
+    Picture from(bounds), to(bounds);
     from.Randomise(1);
-    EXPECT_EQ(0, PXColorProfileConvertProfile2(Profile(kPXColorStandardSRGB),
-                                               Profile(kPXColorStandardSRGB), from.image, to.image,
-                                               bounds, 4, 0));
+    const Profile srgb(kPXColorStandardSRGB);
+    EXPECT_EQ(0, PXColorProfileConvertProfile2(srgb, srgb, from.image, to.image, bounds, 4, 0));
     px::os::ReplaceTable(&px::os::NativeTable());
     EXPECT_EQ(1, asked);
     EXPECT_EQ(from.pixels, to.pixels);  // one profile with itself
@@ -503,10 +470,9 @@ TEST(ColourConversionThreads, WorksWithoutASecondThread)
 
 TEST(ColourConversionThreads, TwoThreadsMayCrossTheirProfiles)
 {
-    const Profile srgb(kPXColorStandardSRGB);
-    const Profile adobe(kPXColorStandardAdobeRGB1998);
+    const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
     const auto work = [](PXColorProfile first, PXColorProfile second) {
-        Picture picture({0, 0, 3, 3}, 8, 3, kPXColorSpaceRGB);
+        Picture picture({0, 0, 3, 3});
         for (int i = 0; i < 100; ++i) {
             EXPECT_EQ(0, PXColorProfileConvertProfile(first, second, picture.image, picture.image,
                                                       {0, 0, 3, 3}, 0));
@@ -519,7 +485,7 @@ TEST(ColourConversionThreads, TwoThreadsMayCrossTheirProfiles)
 
 TEST(ColourConversion, ReportsProgressAndStops)
 {
-    Picture picture({0, 10, 3, 100}, 8, 3, kPXColorSpaceRGB);
+    Picture picture({0, 10, 3, 100});
     const Profile srgb(kPXColorStandardSRGB);
     std::vector<int32_t> rows;
     const auto record = [](void* context, int32_t row, uint32_t event) -> PXStatus {
@@ -541,12 +507,11 @@ TEST(ColourConversion, ReportsProgressAndStops)
 
 TEST(ColourConversion, RefusesWhatItCannotConvert)
 {
-    Picture rgb({0, 0, 8, 8}, 8, 3, kPXColorSpaceRGB);
+    Picture rgb({0, 0, 8, 8});
     Picture cmyk({0, 0, 8, 8}, 8, 4, kPXColorSpaceCMYK);
     Picture cmyka16({0, 0, 8, 8}, 16, 5, kPXColorSpaceCMYK);
     Picture real({0, 0, 8, 8}, 32, 3, kPXColorSpaceRGB);
-    const Profile srgb(kPXColorStandardSRGB);
-    PXColorProfile empty = PXColorProfileCreate();
+    const Profile srgb(kPXColorStandardSRGB), empty;
     const PXRect all = {0, 0, 8, 8};
     const struct {
         const char* name;
@@ -575,7 +540,6 @@ TEST(ColourConversion, RefusesWhatItCannotConvert)
                                                           row.destination, row.rect, row.bands, 0));
         EXPECT_EQ(1, events.Count(static_cast<uint32_t>(row.want)));
     }
-    PXColorProfileRelease(empty);
 }
 
 }  // namespace

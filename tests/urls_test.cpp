@@ -1,63 +1,62 @@
-#include "CoreFoundation/CoreFoundation.h"
-
-#include "Base/Platform/Platform.h"
-#include "Base/Ref.h"
-#include "support/Seed.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "Base/Platform/Platform.h"
+#include "support/CF.h"
+#include "support/Seed.h"
+
 namespace {
 
 namespace fs = std::filesystem;
 
-using String = CFRef<CFStringRef>;
-using URL = CFRef<CFURLRef>;
+using namespace px::test;
 
-String Make(const std::string& utf8)
-{
-    return String::Adopt(
-        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(utf8.data()),
-                                CFIndex(utf8.size()), kCFStringEncodingUTF8, false));
-}
-
-// The UTF-8 of a string, "(null)" for none.
-std::string Text(CFStringRef string)
-{
-    if (!string) return "(null)";
-    std::string bytes(static_cast<size_t>(CFStringGetLength(string)) * 3, '\0');
-    CFIndex used = 0;
-    CFStringGetBytes(string, CFRangeMake(0, CFStringGetLength(string)), kCFStringEncodingUTF8, '?',
-                     false, reinterpret_cast<UInt8*>(bytes.data()), CFIndex(bytes.size()), &used);
-    bytes.resize(static_cast<size_t>(used));
-    return bytes;
-}
-
-std::string Taken(CFStringRef owned)
-{
-    return Text(String::Adopt(owned).Get());
-}
+using URL = Owned<CFURLRef>;
 
 URL FromPath(const std::string& path, bool isDirectory = false,
              CFURLPathStyle style = kCFURLPOSIXPathStyle)
 {
-    return URL::Adopt(CFURLCreateWithFileSystemPath(nullptr, Make(path).Get(), style, isDirectory));
+    return URL(CFURLCreateWithFileSystemPath(nullptr, Text(path), style, isDirectory));
+}
+
+URL FromBytes(const std::string& path)
+{
+    return URL(CFURLCreateFromFileSystemRepresentation(
+        nullptr, reinterpret_cast<const UInt8*>(path.data()), CFIndex(path.size()), false));
 }
 
 URL FromText(const std::string& text, CFURLRef base = nullptr)
 {
-    return URL::Adopt(CFURLCreateWithString(nullptr, Make(text).Get(), base));
+    return URL(CFURLCreateWithString(nullptr, Text(text), base));
 }
 
 std::string TextOf(const URL& url)
 {
-    return url ? Text(CFURLGetString(url.Get())) : "(null)";
+    return url ? Utf8Of(CFURLGetString(url)) : "<null>";
+}
+
+// Text, or none for null.
+Owned<CFStringRef> Given(const char* text)
+{
+    return text ? Text(text) : Owned<CFStringRef>();
+}
+
+std::string PathOf(CFURLRef url, CFURLPathStyle style = kCFURLPOSIXPathStyle)
+{
+    return Taken(CFURLCopyFileSystemPath(url, style));
+}
+
+// The bytes of the path, when they and the zero fit into `capacity`.
+std::string BytesOfPath(CFURLRef url, size_t capacity = 1024)
+{
+    std::vector<UInt8> path(capacity);
+    if (!CFURLGetFileSystemRepresentation(url, true, path.data(), CFIndex(capacity))) {
+        return "<none>";
+    }
+    return reinterpret_cast<const char*>(path.data());
 }
 
 TEST(URL, PathsBecomeFileURLsAndReturn)
@@ -66,8 +65,7 @@ TEST(URL, PathsBecomeFileURLsAndReturn)
         const char* path;
         bool isDirectory;
         CFURLPathStyle style;
-        const char* url;
-        const char* back;
+        const char *url, *back;
     } rows[] = {
         {"/a b/c", false, 0, "file:///a%20b/c", "/a b/c"},
         {"/a b/c", true, 0, "file:///a%20b/c/", "/a b/c"},
@@ -83,53 +81,39 @@ TEST(URL, PathsBecomeFileURLsAndReturn)
         SCOPED_TRACE(row.path);
         const URL url = FromPath(row.path, row.isDirectory, row.style);
         EXPECT_EQ(row.url, TextOf(url));
-        EXPECT_EQ(row.back, Taken(CFURLCopyFileSystemPath(url.Get(), row.style)));
-        EXPECT_EQ(row.isDirectory, CFURLHasDirectoryPath(url.Get()));
+        EXPECT_EQ(row.back, PathOf(url, row.style));
+        EXPECT_EQ(row.isDirectory, CFURLHasDirectoryPath(url));
     }
     EXPECT_FALSE(FromPath(""));
     EXPECT_FALSE(FromPath("/a", false, kCFURLHFSPathStyle));
-    EXPECT_EQ("(null)", Taken(CFURLCopyFileSystemPath(FromPath("\\\\s\\v", false, 2).Get(), 0)));
+    EXPECT_EQ("<null>", PathOf(FromPath("\\\\s\\v", false, 2)));
 }
 
 TEST(URL, AnyBytesOfAFileNameSurvive)
 {
-    std::mt19937_64 random(px::test::Seed(5));
+    std::mt19937_64 random(Seed(5));
     for (int step = 0; step < 200; ++step) {
         std::string path = "/";
         for (size_t i = random() % 40; i > 0; --i) {
             const char byte = static_cast<char>(1 + random() % 255);
             if (byte != '/') path += byte;
         }
-        const auto* bytes = reinterpret_cast<const UInt8*>(path.data());
-        const URL url = URL::Adopt(
-            CFURLCreateFromFileSystemRepresentation(nullptr, bytes, CFIndex(path.size()), false));
-        UInt8 back[128];
-        ASSERT_TRUE(CFURLGetFileSystemRepresentation(url.Get(), true, back, sizeof(back)));
-        ASSERT_EQ(path, reinterpret_cast<const char*>(back));
-        EXPECT_FALSE(CFURLGetFileSystemRepresentation(url.Get(), true, back, CFIndex(path.size())));
+        const URL url = FromBytes(path);
+        ASSERT_EQ(path, BytesOfPath(url, path.size() + 1));
+        EXPECT_EQ("<none>", BytesOfPath(url, path.size()));
         EXPECT_TRUE(FromText(TextOf(url)));  // what we make is a URL
     }
-    const UInt8 notText[] = {'/', 0xFF};
-    const URL url = URL::Adopt(CFURLCreateFromFileSystemRepresentation(nullptr, notText, 2, false));
-    EXPECT_EQ("(null)", Taken(CFURLCopyFileSystemPath(url.Get(), 0)));
-    const UInt8 zero[] = {'/', 0};
-    EXPECT_EQ(nullptr, CFURLCreateFromFileSystemRepresentation(nullptr, zero, 2, false));
+    EXPECT_EQ("<null>", PathOf(FromBytes("/\xFF")));
+    EXPECT_FALSE(FromBytes(std::string("/\0", 2)));
 }
 
 TEST(URL, OnlyLocalFilesHaveAPath)
 {
-    const struct {
-        const char* url;
-        bool hasPath;
-    } rows[] = {
-        {"file:///a", true},   {"file://localhost/a", true}, {"file://host/a", false},
-        {"http://h/a", false}, {"file:///a%00b", false},     {"FILE:///a", true},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.url);
-        UInt8 path[16];
-        EXPECT_EQ(row.hasPath, CFURLGetFileSystemRepresentation(FromText(row.url).Get(), true, path,
-                                                                sizeof(path)));
+    for (const char* local : {"file:///a", "file://localhost/a", "FILE:///a"}) {
+        EXPECT_EQ("/a", BytesOfPath(FromText(local))) << local;
+    }
+    for (const char* other : {"file://host/a", "http://h/a", "file:///a%00b"}) {
+        EXPECT_EQ("<none>", BytesOfPath(FromText(other))) << other;
     }
 }
 
@@ -138,13 +122,11 @@ TEST(URL, RelativePathsAreRelativeToTheCurrentFolder)
     const URL url = FromPath("x:y/z w");
     EXPECT_EQ("x%3Ay/z%20w", TextOf(url));
     const std::string folder = fs::current_path().string();
-    EXPECT_EQ(folder, Taken(CFURLCopyFileSystemPath(CFURLGetBaseURL(url.Get()), 0)));
-    EXPECT_EQ("x:y/z w", Taken(CFURLCopyFileSystemPath(url.Get(), 0)));
-    const URL absolute = URL::Adopt(CFURLCopyAbsoluteURL(url.Get()));
-    EXPECT_EQ(folder + "/x:y/z w", Taken(CFURLCopyFileSystemPath(absolute.Get(), 0)));
-    UInt8 path[1024];
-    ASSERT_TRUE(CFURLGetFileSystemRepresentation(url.Get(), true, path, sizeof(path)));
-    EXPECT_EQ(folder + "/x:y/z w", reinterpret_cast<const char*>(path));
+    EXPECT_EQ(folder, PathOf(CFURLGetBaseURL(url)));
+    EXPECT_EQ("x:y/z w", PathOf(url));
+    const URL absolute = URL(CFURLCopyAbsoluteURL(url));
+    EXPECT_EQ(folder + "/x:y/z w", PathOf(absolute));
+    EXPECT_EQ(folder + "/x:y/z w", BytesOfPath(url));
 }
 
 TEST(URL, RefusesTextThatIsNone)
@@ -161,105 +143,84 @@ TEST(URL, ResolvesReferences)
 {
     const URL base = FromText("http://a/b/c/d;p?q");
     const struct {
-        const char* reference;
-        const char* want;
+        const char *reference, *want;
     } rows[] = {
-        {"g:h", "g:h"},
-        {"g", "http://a/b/c/g"},
-        {"./g", "http://a/b/c/g"},
-        {"g/", "http://a/b/c/g/"},
-        {"/g", "http://a/g"},
-        {"//g", "http://g"},
-        {"?y", "http://a/b/c/d;p?y"},
-        {"g?y", "http://a/b/c/g?y"},
-        {"#s", "http://a/b/c/d;p?q#s"},
-        {"g;x=1/../y", "http://a/b/c/y"},
-        {"", "http://a/b/c/d;p?q"},
-        {".", "http://a/b/c/"},
-        {"..", "http://a/b/"},
-        {"../g", "http://a/b/g"},
-        {"../..", "http://a/"},
-        {"../../../g", "http://a/g"},
-        {"/./g", "http://a/g"},
-        {"g.", "http://a/b/c/g."},
-        {"..g", "http://a/b/c/..g"},
-        {"./g/.", "http://a/b/c/g/"},
+        // clang-format off
+        {"g:h", "g:h"}, {"g", "http://a/b/c/g"}, {"./g", "http://a/b/c/g"},
+        {"g/", "http://a/b/c/g/"}, {"/g", "http://a/g"}, {"//g", "http://g"},
+        {"?y", "http://a/b/c/d;p?y"}, {"g?y", "http://a/b/c/g?y"}, {"#s", "http://a/b/c/d;p?q#s"},
+        {"g;x=1/../y", "http://a/b/c/y"}, {"", "http://a/b/c/d;p?q"}, {".", "http://a/b/c/"},
+        {"..", "http://a/b/"}, {"../g", "http://a/b/g"}, {"../..", "http://a/"},
+        {"../../../g", "http://a/g"}, {"/./g", "http://a/g"}, {"g.", "http://a/b/c/g."},
+        {"..g", "http://a/b/c/..g"}, {"./g/.", "http://a/b/c/g/"},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.reference);
-        const URL url = FromText(row.reference, base.Get());
+        const URL url = FromText(row.reference, base);
         ASSERT_TRUE(url);
-        EXPECT_EQ(row.want, TextOf(URL::Adopt(CFURLCopyAbsoluteURL(url.Get()))));
+        EXPECT_EQ(row.want, TextOf(URL(CFURLCopyAbsoluteURL(url))));
     }
     // A chain of bases is folded, so that depth costs nothing.
-    URL url = base;
-    for (int i = 0; i < 1000; ++i) url = FromText("x/y", url.Get());
-    EXPECT_EQ(nullptr, CFURLGetBaseURL(CFURLGetBaseURL(url.Get())));
+    URL url = FromText("http://a/b/c/d;p?q");
+    for (int i = 0; i < 1000; ++i) url = FromText("x/y", url);
+    EXPECT_EQ(nullptr, CFURLGetBaseURL(CFURLGetBaseURL(url)));
 }
 
 TEST(URL, EditsComponentsAndExtensions)
 {
     const auto append = [](const char* url, const char* part, bool isDirectory = false) {
-        return TextOf(URL::Adopt(CFURLCreateCopyAppendingPathComponent(
-            nullptr, FromText(url).Get(), Make(part).Get(), isDirectory)));
+        return TextOf(URL(CFURLCreateCopyAppendingPathComponent(nullptr, FromText(url), Text(part),
+                                                                isDirectory)));
     };
     EXPECT_EQ("file:///a/x%20y", append("file:///a", "x y"));
     EXPECT_EQ("file:///a/x/y/", append("file:///a/", "/x/y", true));
     EXPECT_EQ("file:///a/b?q", append("file:///a?q", "b"));
     const struct {
-        const char* url;
-        const char* last;
-        const char* withoutLast;
-        const char* extension;
-        const char* withoutExtension;
-        const char* withExtension;
+        const char *url, *last, *withoutLast, *extension, *withoutExtension, *withExtension;
     } rows[] = {
         {"file:///a/b.txt", "b.txt", "file:///a/", "txt", "file:///a/b", "file:///a/b.txt.e"},
-        {"file:///a/b/", "b", "file:///a/", "(null)", "file:///a/b/", "file:///a/b.e/"},
-        {"file:///a%20b/", "a b", "file:///", "(null)", "file:///a%20b/", "file:///a%20b.e/"},
+        {"file:///a/b/", "b", "file:///a/", "<null>", "file:///a/b/", "file:///a/b.e/"},
+        {"file:///a%20b/", "a b", "file:///", "<null>", "file:///a%20b/", "file:///a%20b.e/"},
         {"file:///A.TAR.gz", "A.TAR.gz", "file:///", "gz", "file:///A.TAR", "file:///A.TAR.gz.e"},
-        {"file:///.rc", ".rc", "file:///", "(null)", "file:///.rc", "file:///.rc.e"},
-        {"file:///a.", "a.", "file:///", "(null)", "file:///a.", "file:///a..e"},
-        {"file:///", "/", "file:///", "(null)", "file:///", "file:///"},
+        {"file:///.rc", ".rc", "file:///", "<null>", "file:///.rc", "file:///.rc.e"},
+        {"file:///a.", "a.", "file:///", "<null>", "file:///a.", "file:///a..e"},
+        {"file:///", "/", "file:///", "<null>", "file:///", "file:///"},
         {"x.y", "x.y", "./", "y", "x", "x.y.e"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.url);
         const URL url = FromText(row.url);
-        const auto edited = [&](auto* edit) {
-            return TextOf(URL::Adopt(edit(nullptr, url.Get())));
-        };
-        EXPECT_EQ(row.last, Taken(CFURLCopyLastPathComponent(url.Get())));
+        const auto edited = [&](auto* edit) { return TextOf(URL(edit(nullptr, url))); };
+        EXPECT_EQ(row.last, Taken(CFURLCopyLastPathComponent(url)));
         EXPECT_EQ(row.withoutLast, edited(CFURLCreateCopyDeletingLastPathComponent));
-        EXPECT_EQ(row.extension, Taken(CFURLCopyPathExtension(url.Get())));
+        EXPECT_EQ(row.extension, Taken(CFURLCopyPathExtension(url)));
         EXPECT_EQ(row.withoutExtension, edited(CFURLCreateCopyDeletingPathExtension));
-        EXPECT_EQ(row.withExtension, TextOf(URL::Adopt(CFURLCreateCopyAppendingPathExtension(
-                                         nullptr, url.Get(), CFSTR("e")))));
+        EXPECT_EQ(row.withExtension,
+                  TextOf(URL(CFURLCreateCopyAppendingPathExtension(nullptr, url, CFSTR("e")))));
     }
 }
 
 TEST(URL, EqualityComparesTextAndBase)
 {
-    const URL base = FromText("http://a/");
-    const URL sameBase = FromText("http://a/");
-    EXPECT_TRUE(CFEqual(FromText("x", base.Get()).Get(), FromText("x", sameBase.Get()).Get()));
-    EXPECT_FALSE(CFEqual(FromText("x", base.Get()).Get(), FromText("x").Get()));
-    EXPECT_EQ(CFHash(FromText("x", base.Get()).Get()), CFHash(FromText("x").Get()));
+    const URL base = FromText("http://a/"), sameBase = FromText("http://a/");
+    EXPECT_TRUE(CFEqual(FromText("x", base), FromText("x", sameBase)));
+    EXPECT_FALSE(CFEqual(FromText("x", base), FromText("x")));
+    EXPECT_EQ(CFHash(FromText("x", base)), CFHash(FromText("x")));
 }
 
 std::string Escaped(const std::string& text, const char* left, const char* forced,
                     CFStringEncoding encoding = kCFStringEncodingUTF8)
 {
-    return Taken(CFURLCreateStringByAddingPercentEscapes(
-        nullptr, Make(text).Get(), left ? Make(left).Get() : nullptr,
-        forced ? Make(forced).Get() : nullptr, encoding));
+    return Taken(CFURLCreateStringByAddingPercentEscapes(nullptr, Text(text), Given(left),
+                                                         Given(forced), encoding));
 }
 
 std::string Unescaped(const std::string& text, const char* left,
                       CFStringEncoding encoding = kCFStringEncodingUTF8)
 {
-    return Taken(CFURLCreateStringByReplacingPercentEscapesUsingEncoding(
-        nullptr, Make(text).Get(), left ? Make(left).Get() : nullptr, encoding));
+    return Taken(CFURLCreateStringByReplacingPercentEscapesUsingEncoding(nullptr, Text(text),
+                                                                         Given(left), encoding));
 }
 
 constexpr char kReserved[] = ":/?#[]@!$&'()*+,;=%-._~";
@@ -274,10 +235,8 @@ TEST(PercentEscapes, AreAdded)
     EXPECT_EQ("a b/c%2Cd", Escaped("a b/c,d", " /", "/,"));  // left wins over forced
     EXPECT_EQ("é%C3%BC", Escaped("éü", "é", nullptr));
     EXPECT_EQ("%E9", Escaped("é", nullptr, nullptr, kCFStringEncodingISOLatin1));
-    EXPECT_EQ("(null)", Escaped("日", nullptr, nullptr, kCFStringEncodingISOLatin1));
-    const UniChar lone[] = {0xD83D};
-    const String half = String::Adopt(CFStringCreateWithCharacters(nullptr, lone, 1));
-    EXPECT_EQ(nullptr, CFURLCreateStringByAddingPercentEscapes(nullptr, half.Get(), nullptr,
+    EXPECT_EQ("<null>", Escaped("日", nullptr, nullptr, kCFStringEncodingISOLatin1));
+    EXPECT_EQ(nullptr, CFURLCreateStringByAddingPercentEscapes(nullptr, Text(u"\xD83D"), nullptr,
                                                                nullptr, kCFStringEncodingUTF8));
 }
 
@@ -289,15 +248,15 @@ TEST(PercentEscapes, AreReplaced)
     EXPECT_EQ("%c3%a9x", Unescaped("%c3%a9%78", "é"));
     EXPECT_EQ("é", Unescaped("%E9", "", kCFStringEncodingISOLatin1));
     for (const char* malformed : {"%zz", "%FF", "%", "a%2", "%C3"}) {
-        EXPECT_EQ("(null)", Unescaped(malformed, "")) << malformed;
-        EXPECT_EQ("(null)", Unescaped(malformed, "x")) << malformed;
+        EXPECT_EQ("<null>", Unescaped(malformed, "")) << malformed;
+        EXPECT_EQ("<null>", Unescaped(malformed, "x")) << malformed;
         EXPECT_EQ(malformed, Unescaped(malformed, nullptr));
     }
 }
 
 TEST(PercentEscapes, ReplacingUndoesAdding)
 {
-    std::mt19937_64 random(px::test::Seed(17));
+    std::mt19937_64 random(Seed(17));
     const char* pieces[] = {"a", "%", "/", " ", "é", "日本", "😀", "?", "=", "+", "%41"};
     for (int step = 0; step < 500; ++step) {
         std::string text;
@@ -308,24 +267,23 @@ TEST(PercentEscapes, ReplacingUndoesAdding)
 
 TEST(UUID, TextAndBytesRoundTrip)
 {
-    const auto made = CFRef<CFUUIDRef>::Adopt(CFUUIDCreate(nullptr));
-    const std::string text = Taken(CFUUIDCreateString(nullptr, made.Get()));
+    const Owned<CFUUIDRef> made(CFUUIDCreate(nullptr));
+    const std::string text = Taken(CFUUIDCreateString(nullptr, made));
     ASSERT_EQ(36U, text.size());
     EXPECT_EQ('4', text[14]);
     EXPECT_NE(std::string::npos, std::string("89AB").find(text[19]));
     EXPECT_EQ(std::string::npos, text.find_first_of("abcdef"));
 
     const auto read = [](const std::string& from) {
-        return CFRef<CFUUIDRef>::Adopt(CFUUIDCreateFromString(nullptr, Make(from).Get()));
+        return Owned<CFUUIDRef>(CFUUIDCreateFromString(nullptr, Text(from)));
     };
     std::string lower = text;
     for (char& character : lower) character = static_cast<char>(std::tolower(character));
     const auto again = read(lower);
-    EXPECT_TRUE(CFEqual(made.Get(), again.Get()));
-    EXPECT_EQ(CFHash(made.Get()), CFHash(again.Get()));
-    const auto copy =
-        CFRef<CFUUIDRef>::Adopt(CFUUIDCreateFromUUIDBytes(nullptr, CFUUIDGetUUIDBytes(made.Get())));
-    EXPECT_TRUE(CFEqual(made.Get(), copy.Get()));
+    EXPECT_TRUE(CFEqual(made, again));
+    EXPECT_EQ(CFHash(made), CFHash(again));
+    const Owned<CFUUIDRef> copy(CFUUIDCreateFromUUIDBytes(nullptr, CFUUIDGetUUIDBytes(made)));
+    EXPECT_TRUE(CFEqual(made, copy));
     for (const std::string& bad : {text.substr(1), text + "0", "g" + text.substr(1),
                                    text.substr(0, 8) + "0" + text.substr(9)}) {
         EXPECT_FALSE(read(bad)) << bad;
@@ -361,8 +319,7 @@ TEST(Locale, ComesFromTheEnvironment)
     const struct {
         const char* name;
         std::vector<std::pair<std::string, std::string>> environment;
-        const char* identifier;
-        const char* languages;
+        const char *identifier, *languages;
     } rows[] = {
         {"nothing", {}, "en_US", "en-US"},
         {"C", {{"LANG", "C.UTF-8"}}, "en_US", "en-US"},
@@ -374,20 +331,20 @@ TEST(Locale, ComesFromTheEnvironment)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const Environment environment(row.environment);
-        const auto current = CFRef<CFLocaleRef>::Adopt(CFLocaleCopyCurrent());
-        EXPECT_EQ(row.identifier, Text(CFLocaleGetIdentifier(current.Get())));
-        const auto languages = CFRef<CFArrayRef>::Adopt(CFLocaleCopyPreferredLanguages());
+        const Owned<CFLocaleRef> current(CFLocaleCopyCurrent());
+        EXPECT_EQ(row.identifier, Utf8Of(CFLocaleGetIdentifier(current)));
+        const Owned<CFArrayRef> languages(CFLocaleCopyPreferredLanguages());
         EXPECT_EQ(row.languages,
-                  Taken(CFStringCreateByCombiningStrings(nullptr, languages.Get(), CFSTR(" "))));
+                  Taken(CFStringCreateByCombiningStrings(nullptr, languages, CFSTR(" "))));
     }
-    EXPECT_EQ("", Text(CFLocaleGetIdentifier(CFLocaleGetSystem())));
+    EXPECT_EQ("", Utf8Of(CFLocaleGetIdentifier(CFLocaleGetSystem())));
 }
 
 TEST(NumberFormatter, ReadsNumbers)
 {
-    const auto plain = CFRef<CFNumberFormatterRef>::Adopt(
-        CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterNoStyle));
-    const auto grouped = CFRef<CFNumberFormatterRef>::Adopt(
+    using Formatter = Owned<CFNumberFormatterRef>;
+    const Formatter plain(CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterNoStyle));
+    const Formatter grouped(
         CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterDecimalStyle));
     EXPECT_EQ(nullptr, CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterPercentStyle));
     const struct {
@@ -409,35 +366,28 @@ TEST(NumberFormatter, ReadsNumbers)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
-        CFNumberFormatterRef formatter = row.isGrouped ? grouped.Get() : plain.Get();
+        CFNumberFormatterRef formatter = row.isGrouped ? grouped : plain;
         CFRange range = {0, row.rangeLength};
         double value = 0.125;
-        EXPECT_EQ(row.isRead,
-                  CFNumberFormatterGetValueFromString(formatter, Make(row.text).Get(),
-                                                      row.rangeLength < 0 ? nullptr : &range,
-                                                      kCFNumberDoubleType, &value));
+        EXPECT_EQ(row.isRead, CFNumberFormatterGetValueFromString(
+                                  formatter, Text(row.text), row.rangeLength < 0 ? nullptr : &range,
+                                  kCFNumberDoubleType, &value));
         EXPECT_EQ(row.isRead ? row.value : 0.125, value);
         EXPECT_TRUE(!row.isRead || row.rangeLength < 0 || row.used == range.length);
     }
-}
-
-TEST(NumberFormatter, IntegersMustFit)
-{
-    const auto plain = CFRef<CFNumberFormatterRef>::Adopt(
-        CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterNoStyle));
     SInt32 value = 77;
     const auto read = [&](const char* text) {
-        return CFNumberFormatterGetValueFromString(plain.Get(), Make(text).Get(), nullptr,
-                                                   kCFNumberSInt32Type, &value);
+        return CFNumberFormatterGetValueFromString(plain, Text(text), nullptr, kCFNumberSInt32Type,
+                                                   &value);
     };
     EXPECT_FALSE(read("99999999999"));
     EXPECT_FALSE(read("1.5"));
     EXPECT_EQ(77, value);
     EXPECT_TRUE(read("-2147483648"));
     EXPECT_EQ(INT32_MIN, value);
-    const auto whole = CFRef<CFNumberRef>::Adopt(CFNumberFormatterCreateNumberFromString(
-        nullptr, plain.Get(), CFSTR("1.5"), nullptr, kCFNumberFormatterParseIntegersOnly));
-    EXPECT_FALSE(whole);
+    EXPECT_EQ(nullptr,
+              CFNumberFormatterCreateNumberFromString(nullptr, plain, CFSTR("1.5"), nullptr,
+                                                      kCFNumberFormatterParseIntegersOnly));
 }
 
 // The main bundle is made once in a process, from what the environment says then.
@@ -465,44 +415,40 @@ protected:
         std::ofstream(root_ / name) << "<plist><dict>" << entries << "</dict></plist>";
     }
 
-    static std::string Localized(const char* key, const char* value, const char* table = nullptr)
-    {
-        return Taken(CFBundleCopyLocalizedString(
-            CFBundleGetMainBundle(), key ? Make(key).Get() : nullptr,
-            value ? Make(value).Get() : nullptr, table ? Make(table).Get() : nullptr));
-    }
-
     static inline fs::path root_;
 };
 
 TEST_F(Bundle, FindsTextsByLanguage)
 {
-    EXPECT_EQ("A", Localized("a", nullptr));
-    EXPECT_EQ("two", Localized("b", nullptr));
-    EXPECT_EQ("c", Localized("c", nullptr));
-    EXPECT_EQ("v", Localized("c", "v"));
-    EXPECT_EQ("c", Localized("c", ""));
-    EXPECT_EQ("a", Localized("a", nullptr, "Elsewhere"));
-    EXPECT_EQ("", Localized(nullptr, nullptr));
-    EXPECT_EQ("v", Localized(nullptr, "v"));
+    const struct {
+        const char *key, *value, *table, *want;
+    } rows[] = {
+        {"a", nullptr, nullptr, "A"},    {"b", nullptr, nullptr, "two"},
+        {"c", nullptr, nullptr, "c"},    {"c", "v", nullptr, "v"},
+        {"c", "", nullptr, "c"},         {"a", nullptr, "Elsewhere", "a"},
+        {nullptr, nullptr, nullptr, ""}, {nullptr, "v", nullptr, "v"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.want,
+                  Taken(CFBundleCopyLocalizedString(CFBundleGetMainBundle(), Given(row.key),
+                                                    Given(row.value), Given(row.table))));
+    }
 }
 
 TEST_F(Bundle, KnowsItselfAndItsResources)
 {
     CFBundleRef bundle = CFBundleGetMainBundle();
     EXPECT_EQ(bundle, CFBundleGetMainBundle());
-    EXPECT_EQ("org.example.test", Text(CFBundleGetIdentifier(bundle)));
-    const auto path = [](CFURLRef owned) {
-        return owned ? Taken(CFURLCopyFileSystemPath(URL::Adopt(owned).Get(), 0)) : "(null)";
-    };
+    EXPECT_EQ("org.example.test", Utf8Of(CFBundleGetIdentifier(bundle)));
+    const auto path = [](CFURLRef owned) { return owned ? PathOf(URL(owned)) : "<null>"; };
     EXPECT_EQ(root_.string(), path(CFBundleCopyResourcesDirectoryURL(bundle)));
     EXPECT_EQ(fs::read_symlink("/proc/self/exe").string(), path(CFBundleCopyExecutableURL(bundle)));
     const auto resource = [&](const char* name, CFStringRef type) {
-        return path(CFBundleCopyResourceURL(bundle, Make(name).Get(), type, nullptr));
+        return path(CFBundleCopyResourceURL(bundle, Text(name), type, nullptr));
     };
     EXPECT_EQ((root_ / "en.lproj/page.txt").string(), resource("page", CFSTR("txt")));
     EXPECT_EQ((root_ / "plain.txt").string(), resource("plain.txt", nullptr));
-    EXPECT_EQ("(null)", resource("nothing", CFSTR("txt")));
+    EXPECT_EQ("<null>", resource("nothing", CFSTR("txt")));
 }
 
 }  // namespace

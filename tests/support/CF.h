@@ -20,11 +20,35 @@ public:
     operator Ref() const { return this->Get(); }
 };
 
+using MutableText = Owned<CFMutableStringRef>;
+
 inline Owned<CFStringRef> Text(const std::string& utf8)
 {
     return Owned<CFStringRef>(
         CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(utf8.data()),
                                 static_cast<CFIndex>(utf8.size()), kCFStringEncodingUTF8, false));
+}
+
+inline Owned<CFStringRef> Text(std::u16string_view units)
+{
+    return Owned<CFStringRef>(
+        CFStringCreateWithCharacters(nullptr, reinterpret_cast<const UniChar*>(units.data()),
+                                     static_cast<CFIndex>(units.size())));
+}
+
+inline MutableText ChangeableText(std::u16string_view units)
+{
+    return MutableText(CFStringCreateMutableCopy(nullptr, 0, Text(units)));
+}
+
+// The same text stored as 16-bit units, whatever it holds.
+inline MutableText WideText(std::u16string_view units)
+{
+    MutableText made = ChangeableText(u"\uFFFF");
+    CFStringDelete(made, CFRangeMake(0, 1));
+    CFStringAppendCharacters(made, reinterpret_cast<const UniChar*>(units.data()),
+                             static_cast<CFIndex>(units.size()));
+    return made;
 }
 
 inline Owned<CFNumberRef> Number(int64_t value)
@@ -49,12 +73,31 @@ inline std::string BytesOf(CFDataRef data)
             static_cast<size_t>(CFDataGetLength(data))};
 }
 
+inline std::u16string UnitsOf(CFStringRef string)
+{
+    std::u16string units(static_cast<size_t>(CFStringGetLength(string)), u'\0');
+    CFStringGetCharacters(string, CFRangeMake(0, CFStringGetLength(string)),
+                          reinterpret_cast<UniChar*>(units.data()));
+    return units;
+}
+
+// UTF-8 with "?" for unpaired surrogates; "<null>" without a string.
 inline std::string Utf8Of(CFStringRef string)
 {
-    std::string text(static_cast<size_t>(CFStringGetLength(string)) * 3 + 1, '\0');
-    CFStringGetCString(string, text.data(), static_cast<CFIndex>(text.size()),
-                       kCFStringEncodingUTF8);
-    return text.substr(0, text.find('\0'));
+    if (!string) return "<null>";
+    std::string bytes(static_cast<size_t>(CFStringGetLength(string)) * 3, '\0');
+    CFIndex size = 0;
+    CFStringGetBytes(string, CFRangeMake(0, CFStringGetLength(string)), kCFStringEncodingUTF8, '?',
+                     false, reinterpret_cast<UInt8*>(bytes.data()),
+                     static_cast<CFIndex>(bytes.size()), &size);
+    bytes.resize(static_cast<size_t>(size));
+    return bytes;
+}
+
+// The same of a string that the caller owns, which ends here.
+inline std::string Taken(CFStringRef owned)
+{
+    return Utf8Of(Owned<CFStringRef>(owned));
 }
 
 // Any object, or none, in the place of another class: what a careless caller passes.
