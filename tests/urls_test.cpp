@@ -279,9 +279,8 @@ TEST(UUID, TextAndBytesRoundTrip)
     };
     std::string lower = text;
     for (char& character : lower) character = static_cast<char>(std::tolower(character));
-    const auto again = read(lower);
-    EXPECT_TRUE(CFEqual(made, again));
-    EXPECT_EQ(CFHash(made), CFHash(again));
+    EXPECT_TRUE(CFEqual(made, read(lower)));
+    EXPECT_EQ(CFHash(made), CFHash(read(lower)));
     const Owned<CFUUIDRef> copy(CFUUIDCreateFromUUIDBytes(nullptr, CFUUIDGetUUIDBytes(made)));
     EXPECT_TRUE(CFEqual(made, copy));
     for (const std::string& bad : {text.substr(1), text + "0", "g" + text.substr(1),
@@ -366,7 +365,7 @@ TEST(NumberFormatter, ReadsNumbers)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
-        CFNumberFormatterRef formatter = row.isGrouped ? grouped : plain;
+        const Formatter& formatter = row.isGrouped ? grouped : plain;
         CFRange range = {0, row.rangeLength};
         double value = 0.125;
         EXPECT_EQ(row.isRead, CFNumberFormatterGetValueFromString(
