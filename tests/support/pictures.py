@@ -5,6 +5,7 @@ Picture: samples are plain integers, row after row, channels interleaved.
 """
 
 import dataclasses
+import itertools
 import struct
 import zlib
 
@@ -26,24 +27,27 @@ class Picture:
 
     def channels_of(self, first, count):
         """The picture with only some of its channels."""
-        taken = [
-            s
-            for i in range(0, len(self.samples), self.channels)
-            for s in self.samples[i + first : i + first + count]
-        ]
+        starts = range(first, len(self.samples), self.channels)
+        taken = [s for i in starts for s in self.samples[i : i + count]]
         return dataclasses.replace(self, channels=count, samples=taken)
 
 
+def read_file(path):
+    with open(path, "rb") as file:
+        return file.read()
+
+
+def write_file(path, data):
+    with open(path, "wb") as file:
+        file.write(data)
+
+
 def pack(samples, depth, order):
-    if depth == 8:
-        return bytes(samples)
-    return struct.pack(f"{order}{len(samples)}H", *samples)
+    return bytes(samples) if depth == 8 else struct.pack(f"{order}{len(samples)}H", *samples)
 
 
 def unpack(data, depth, order):
-    if depth == 8:
-        return list(data)
-    return list(struct.unpack(f"{order}{len(data) // 2}H", data))
+    return list(data) if depth == 8 else list(struct.unpack(f"{order}{len(data) // 2}H", data))
 
 
 # PNG
@@ -55,48 +59,41 @@ def png_chunk(kind, body):
     return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
 
 
-def png_scanlines(picture, xs, ys):
-    rows = b""
-    for y in ys:
-        row = [s for x in xs for s in picture.pixel(x, y)]
-        if row:
-            rows += b"\0" + pack(row, picture.depth, ">")
-    return rows
+def png_header(width, height, depth, kind, interlaced=False):
+    return struct.pack(">IIBBBBB", width, height, depth, kind, 0, 0, interlaced)
 
 
-def write_png(path, picture, interlaced=False, extra=b""):
-    kinds = {v: k for k, v in PNG_CHANNELS.items()}
-    header = struct.pack(
-        ">IIBBBBB", picture.width, picture.height, picture.depth, kinds[picture.channels], 0, 0, interlaced
-    )
-    out = b"\x89PNG\r\n\x1a\n" + png_chunk(b"IHDR", header)
+def write_png_chunks(path, *chunks):
+    write_file(path, b"\x89PNG\r\n\x1a\n" + b"".join(png_chunk(*c) for c in (*chunks, (b"IEND", b""))))
+
+
+def write_png(path, picture, interlaced=False):
+    w, h, depth = picture.width, picture.height, picture.depth
+    kinds = {channels: kind for kind, channels in PNG_CHANNELS.items()}
+    chunks = [(b"IHDR", png_header(w, h, depth, kinds[picture.channels], interlaced))]
     if picture.icc:
-        out += png_chunk(b"iCCP", b"p\0\0" + zlib.compress(picture.icc))
+        chunks.append((b"iCCP", b"p\0\0" + zlib.compress(picture.icc)))
     if picture.dpi:
-        out += png_chunk(b"pHYs", struct.pack(">IIB", *(round(d / 0.0254) for d in picture.dpi), 1))
+        chunks.append((b"pHYs", struct.pack(">IIB", *(round(d / 0.0254) for d in picture.dpi), 1)))
     if picture.exif:
-        out += png_chunk(b"eXIf", picture.exif)
-    out += extra
-    w, h = picture.width, picture.height
-    if interlaced:
-        passes = [(0, 8, 0, 8), (4, 8, 0, 8), (0, 4, 4, 8), (2, 4, 0, 4), (0, 2, 2, 4), (1, 2, 0, 2), (0, 1, 1, 2)]
-        rows = b"".join(png_scanlines(picture, range(x, w, dx), range(y, h, dy)) for x, dx, y, dy in passes)
-    else:
-        rows = png_scanlines(picture, range(w), range(h))
-    out += png_chunk(b"IDAT", zlib.compress(rows)) + png_chunk(b"IEND", b"")
-    with open(path, "wb") as file:
-        file.write(out)
+        chunks.append((b"eXIf", picture.exif))
+    seven = [(0, 8, 0, 8), (4, 8, 0, 8), (0, 4, 4, 8), (2, 4, 0, 4), (0, 2, 2, 4), (1, 2, 0, 2), (0, 1, 1, 2)]
+    rows = b""
+    for x0, dx, y0, dy in seven if interlaced else [(0, 1, 0, 1)]:
+        for y in range(y0, h, dy):
+            row = [s for x in range(x0, w, dx) for s in picture.pixel(x, y)]
+            rows += b"\0" + pack(row, depth, ">") if row else b""
+    write_png_chunks(path, *chunks, (b"IDAT", zlib.compress(rows)))
 
 
 def read_png(path):
-    with open(path, "rb") as file:
-        data = file.read()
+    data = read_file(path)
     assert data[:8] == b"\x89PNG\r\n\x1a\n"
     at, chunks = 8, {}
     while at < len(data):
         (length,) = struct.unpack_from(">I", data, at)
         kind, body = data[at + 4 : at + 8], data[at + 8 : at + 8 + length]
-        assert struct.unpack_from(">I", data, at + 8 + length)[0] == zlib.crc32(kind + body)
+        assert data[at : at + length + 12] == png_chunk(kind, body)
         chunks[kind] = chunks.get(kind, b"") + body
         at += length + 12
     width, height, depth, kind, _, _, interlaced = struct.unpack(">IIBBBBB", chunks[b"IHDR"])
@@ -105,124 +102,82 @@ def read_png(path):
     step = channels * depth // 8
     rows, stride = zlib.decompress(chunks[b"IDAT"]), width * step
     former, plain = bytearray(stride), bytearray()
-    for y in range(height):
-        kind_of_filter = rows[y * (stride + 1)]
-        row = bytearray(rows[y * (stride + 1) + 1 : (y + 1) * (stride + 1)])
+    for start in range(0, height * (stride + 1), stride + 1):
+        row = bytearray(rows[start + 1 : start + 1 + stride])
         for i in range(stride):
-            a = row[i - step] if i >= step else 0
-            b, c = former[i], former[i - step] if i >= step else 0
+            a, c = (row[i - step], former[i - step]) if i >= step else (0, 0)
+            b = former[i]
             p = a + b - c
             paeth = min((abs(p - a), 0, a), (abs(p - b), 1, b), (abs(p - c), 2, c))[2]
-            row[i] = (row[i] + (0, a, b, (a + b) // 2, paeth)[kind_of_filter]) & 255
+            row[i] = (row[i] + (0, a, b, (a + b) // 2, paeth)[rows[start]]) & 255
         former = row
         plain += row
-    icc = None
-    if b"iCCP" in chunks:
-        icc = zlib.decompress(chunks[b"iCCP"].split(b"\0", 1)[1][1:])
-    dpi = None
-    if b"pHYs" in chunks:
-        dpi = tuple(n * 0.0254 for n in struct.unpack_from(">II", chunks[b"pHYs"]))
-    samples = unpack(bytes(plain), depth, ">")
-    return Picture(width, height, depth, channels, samples, icc, dpi, chunks.get(b"eXIf"))
+    icc = zlib.decompress(chunks[b"iCCP"].split(b"\0", 1)[1][1:]) if b"iCCP" in chunks else None
+    dpi = tuple(n * 0.0254 for n in struct.unpack_from(">II", chunks[b"pHYs"])) if b"pHYs" in chunks else None
+    return Picture(width, height, depth, channels, unpack(plain, depth, ">"), icc, dpi, chunks.get(b"eXIf"))
 
 
 # TIFF
 
 BILEVEL_WHITE, GREY, RGB, PALETTE, CMYK = 0, 1, 2, 3, 5
-TIFF_SIZES = {1: 1, 2: 1, 3: 2, 4: 4, 5: 8, 7: 1, 16: 8}
+TIFF_KINDS = {1: ("B", 1), 2: ("B", 1), 3: ("H", 2), 4: ("I", 4), 5: ("I", 8), 7: ("B", 1), 16: ("Q", 8)}
 
 
-class TiffWriter:
-    """A file of strips or tiles whose layout the caller chooses."""
+def write_tiff_file(path, fields, pieces, order="<", big=False, offsets_tag=273):
+    """Writes pieces, then a folder of `fields`, rows of tag, kind and values."""
+    word, kind, inline = ("Q", 16, 8) if big else ("I", 4, 4)
+    head = (b"II" if order == "<" else b"MM") + struct.pack(order + "H", 43 if big else 42)
+    head += struct.pack(order + "HH", 8, 0) if big else b""
+    blob, start = b"", len(head) + inline
 
-    def __init__(self, order="<", big=False):
-        self.order, self.big = order, big
-        self.fields = {}
+    def add(data):
+        nonlocal blob
+        at = start + len(blob)
+        blob += data + b"\0" * (len(data) % 2)
+        return at
 
-    def field(self, tag, kind, *values):
-        codes = {1: "B", 2: "B", 3: "H", 4: "I", 7: "B", 16: "Q"}
+    offsets = [add(piece) for piece in pieces]
+    sizes_tag = offsets_tag + (6 if offsets_tag == 273 else 1)
+    fields = [*fields, (offsets_tag, kind, *offsets), (sizes_tag, kind, *map(len, pieces))]
+    table = {}  # the last field of a tag counts
+    for tag, kind, *values in fields:
+        count = len(values)
         if kind == 5:
-            body = b"".join(struct.pack(self.order + "II", round(v * 1000), 1000) for v in values)
-        else:
-            body = struct.pack(f"{self.order}{len(values)}{codes[kind]}", *values)
-        self.fields[tag] = (kind, len(values), body)
-
-    def write(self, path, pieces, offsets_tag=273):
-        word, kind = ("Q", 16) if self.big else ("I", 4)
-        head = (b"II" if self.order == "<" else b"MM") + struct.pack(self.order + "H", 43 if self.big else 42)
-        if self.big:
-            head += struct.pack(self.order + "HH", 8, 0)
-        start = len(head) + struct.calcsize("=" + word)
-        offsets, blob = [], b""
-        for piece in pieces:
-            blob += b"\0" * (len(blob) % 2)
-            offsets.append(start + len(blob))
-            blob += piece
-        self.field(offsets_tag, kind, *offsets)
-        self.field(offsets_tag + (6 if offsets_tag == 273 else 1), kind, *map(len, pieces))
-        blob += b"\0" * (len(blob) % 2)
-        inline = 8 if self.big else 4
-        placed = {}
-        for tag, (_, _, body) in self.fields.items():
-            if len(body) > inline:
-                placed[tag] = start + len(blob)
-                blob += body + b"\0" * (len(body) % 2)
-        folder = struct.pack(self.order + ("Q" if self.big else "H"), len(self.fields))
-        for tag, (kind, count, body) in sorted(self.fields.items()):
-            value = struct.pack(self.order + word, placed[tag]) if tag in placed else body.ljust(inline, b"\0")
-            folder += struct.pack(self.order + "HH" + word, tag, kind, count) + value
-        folder += struct.pack(self.order + word, 0)
-        with open(path, "wb") as file:
-            file.write(head + struct.pack(self.order + word, start + len(blob)) + blob + folder)
+            values = [v for d in values for v in (round(d * 1000), 1000)]
+        body = struct.pack(f"{order}{len(values)}{TIFF_KINDS[kind][0]}", *values)
+        value = body.ljust(inline, b"\0") if len(body) <= inline else struct.pack(order + word, add(body))
+        table[tag] = struct.pack(order + "HH" + word, tag, kind, count) + value
+    folder = struct.pack(order + ("Q" if big else "H"), len(table)) + b"".join(table[t] for t in sorted(table))
+    write_file(path, head + struct.pack(order + word, start + len(blob)) + blob + folder + bytes(inline))
 
 
 def write_tiff(path, picture, photometric, *, order="<", big=False, extra=None, orientation=1, planar=False,
                tile=None, deflate=False, rows_per_strip=7, fields=()):
-    tiff = TiffWriter(order, big)
     w, h, n = picture.width, picture.height, picture.channels
-    tiff.field(256, 4, w)
-    tiff.field(257, 4, h)
-    tiff.field(258, 3, *[picture.depth] * n)
-    tiff.field(259, 3, 8 if deflate else 1)
-    tiff.field(262, 3, photometric)
-    tiff.field(274, 3, orientation)
-    tiff.field(277, 3, n)
-    tiff.field(284, 3, 2 if planar else 1)
+    all_fields = [
+        (256, 4, w), (257, 4, h), (258, 3, *[picture.depth] * n), (259, 3, 8 if deflate else 1), (262, 3, photometric),
+        (274, 3, orientation), (277, 3, n), (284, 3, 2 if planar else 1)]
+    all_fields += [(322, 3, tile), (323, 3, tile)] if tile else [(278, 4, rows_per_strip)]
     if extra is not None:
-        tiff.field(338, 3, extra)
+        all_fields.append((338, 3, extra))
     if picture.icc:
-        tiff.field(34675, 7, *picture.icc)
+        all_fields.append((34675, 7, *picture.icc))
     if picture.dpi:
-        tiff.field(282, 5, picture.dpi[0])
-        tiff.field(283, 5, picture.dpi[1])
-        tiff.field(296, 3, 2)
-    for field in fields:
-        tiff.field(*field)
-    planes = [picture.channels_of(c, 1) for c in range(n)] if planar else [picture]
+        all_fields += [(282, 5, picture.dpi[0]), (283, 5, picture.dpi[1]), (296, 3, 2)]
     pieces = []
-    for plane in planes:
-        c = plane.channels
-        if tile:
-            for y0 in range(0, h, tile):
-                for x0 in range(0, w, tile):
-                    block = []
-                    for y in range(y0, y0 + tile):
-                        for x in range(x0, x0 + tile):
-                            block += plane.pixel(x, y) if x < w and y < h else [0] * c
-                    pieces.append(pack(block, picture.depth, order))
-        else:
-            for y0 in range(0, h, rows_per_strip):
-                strip = plane.samples[y0 * w * c : (y0 + rows_per_strip) * w * c]
-                pieces.append(pack(strip, picture.depth, order))
+    for plane in [picture.channels_of(c, 1) for c in range(n)] if planar else [picture]:
+        c, samples = plane.channels, plane.samples
+        if not tile:
+            size = rows_per_strip * w * c
+            pieces += [samples[at : at + size] for at in range(0, len(samples), size)]
+            continue
+        for y0, x0 in itertools.product(range(0, h, tile), range(0, w, tile)):
+            square = itertools.product(range(y0, y0 + tile), range(x0, x0 + tile))
+            pieces.append([s for y, x in square for s in (plane.pixel(x, y) if x < w and y < h else [0] * c)])
+    pieces = [pack(piece, picture.depth, order) for piece in pieces]
     if deflate:
-        pieces = [zlib.compress(p) for p in pieces]
-    if tile:
-        tiff.field(322, 3, tile)
-        tiff.field(323, 3, tile)
-        tiff.write(path, pieces, 324)
-    else:
-        tiff.field(278, 4, rows_per_strip)
-        tiff.write(path, pieces)
+        pieces = [zlib.compress(piece) for piece in pieces]
+    write_tiff_file(path, [*all_fields, *fields], pieces, order, big, 324 if tile else 273)
 
 
 def read_tiff_fields(data):
@@ -236,25 +191,21 @@ def read_tiff_fields(data):
     for _ in range(count):
         tag, kind, n = struct.unpack_from(order + "HH" + word, data, at)
         value_at = at + 4 + inline
-        size = TIFF_SIZES.get(kind, 1) * n
+        code, size = TIFF_KINDS[kind][0], TIFF_KINDS[kind][1] * n
         if size > inline:
             (value_at,) = struct.unpack_from(order + word, data, value_at)
         body = data[value_at : value_at + size]
+        values = struct.unpack(f"{order}{size // struct.calcsize(code)}{code}", body)
         if kind == 5:
-            parts = struct.unpack(f"{order}{2 * n}I", body)
-            fields[tag] = [parts[i] / parts[i + 1] for i in range(0, 2 * n, 2)]
-        elif kind in (3, 4, 16):
-            fields[tag] = list(struct.unpack(f"{order}{n}{ {3: 'H', 4: 'I', 16: 'Q'}[kind] }", body))
-        else:
-            fields[tag] = body
+            values = [a / b for a, b in zip(values[::2], values[1::2])]
+        fields[tag] = body if code == "B" else list(values)
         at += 4 + 2 * inline
     return order, fields
 
 
 def read_tiff(path):
     """Reads chunky strips, plain or deflated, with or without the horizontal predictor."""
-    with open(path, "rb") as file:
-        data = file.read()
+    data = read_file(path)
     order, fields = read_tiff_fields(data)
     width, height, depth = fields[256][0], fields[257][0], fields[258][0]
     channels = fields.get(277, [1])[0]
@@ -271,48 +222,35 @@ def read_tiff(path):
             for i in range(row + channels, row + width * channels):
                 samples[i] = (samples[i] + samples[i - channels]) & mask
     dpi = (fields[282][0], fields[283][0]) if 282 in fields else None
-    picture = Picture(width, height, depth, channels, samples, fields.get(34675), dpi)
-    picture.fields = fields
-    return picture
+    return Picture(width, height, depth, channels, samples, fields.get(34675), dpi)
 
 
 # PNM, which cjpeg and djpeg speak
 
 
 def write_pnm(path, picture):
-    assert picture.depth == 8
-    with open(path, "wb") as file:
-        file.write(b"P%d %d %d 255\n" % (6 if picture.channels == 3 else 5, picture.width, picture.height))
-        file.write(bytes(picture.samples))
+    kind = 6 if picture.channels == 3 else 5
+    write_file(path, b"P%d %d %d 255\n" % (kind, picture.width, picture.height) + bytes(picture.samples))
 
 
 def read_pnm(data):
-    kind, width, height, top, rest = data.split(maxsplit=4) if data[:2] in (b"P5", b"P6") else (None,) * 5
-    assert top == b"255"
-    channels = 3 if kind == b"P6" else 1
-    size = int(width) * int(height) * channels
-    return Picture(int(width), int(height), 8, channels, list(data[len(data) - size :]))
+    kind, width, height, top, _ = data.split(maxsplit=4)
+    assert kind in (b"P5", b"P6") and top == b"255"
+    w, h, channels = int(width), int(height), 3 if kind == b"P6" else 1
+    return Picture(w, h, 8, channels, list(data[len(data) - w * h * channels :]))
 
 
 # JPEG markers
 
 
-def jpeg_segments(data):
-    """Pairs of marker and body up to the first scan."""
-    at, segments = 2, []
+def read_jpeg_facts(path):
+    """The profile, JFIF resolution, EXIF bytes and sampling factors of a JPEG file."""
+    data, at = read_file(path), 2
+    icc, dpi, exif, sampling = b"", None, None, None
     while data[at + 1] != 0xDA:
         (length,) = struct.unpack_from(">H", data, at + 2)
-        segments.append((data[at + 1], data[at + 4 : at + 2 + length]))
+        marker, body = data[at + 1], data[at + 4 : at + 2 + length]
         at += 2 + length
-    return segments
-
-
-def read_jpeg_facts(path):
-    """The profile, EXIF bytes, JFIF resolution and sampling factors of a JPEG file."""
-    with open(path, "rb") as file:
-        data = file.read()
-    icc, exif, dpi, sampling = b"", None, None, None
-    for marker, body in jpeg_segments(data):
         if marker == 0xE2 and body.startswith(b"ICC_PROFILE\0"):
             icc += body[14:]
         if marker == 0xE1 and body.startswith(b"Exif\0\0"):
@@ -321,46 +259,35 @@ def read_jpeg_facts(path):
             dpi = struct.unpack_from(">HH", body, 8)
         if marker in (0xC0, 0xC1, 0xC2):
             sampling = [body[7 + 3 * i] for i in range(body[5])]
-    return icc or None, exif, dpi, sampling
+    return icc or None, dpi, exif, sampling
 
 
 def insert_jpeg_segment(path, marker, body):
-    with open(path, "rb") as file:
-        data = file.read()
-    segment = bytes([0xFF, marker]) + struct.pack(">H", len(body) + 2) + body
-    with open(path, "wb") as file:
-        file.write(data[:2] + segment + data[2:])
+    data = read_file(path)
+    write_file(path, data[:2] + struct.pack(">BBH", 0xFF, marker, len(body) + 2) + body + data[2:])
 
 
 # EXIF
 
 
-def make_exif(order, orientation, *, color_space=1, width=0, height=0, preview=True):
+def make_exif(order, orientation, *, color_space=1, width=0, height=0):
     """A folder with a maker, an orientation and a resolution, an EXIF folder, and a preview's folder."""
-    maker = b"Nobody Ltd\0\0"
-    entries = 6
-    values = 8 + 2 + 12 * entries + 4
-    exif_at = values + len(maker) + 16
-    exif_entries = 3
-    preview_at = exif_at + 2 + 12 * exif_entries + 4
 
-    def entry(tag, kind, count, value):
-        short = kind == 3 and count == 1
-        return struct.pack(order + "HHI", tag, kind, count) + (
-            struct.pack(order + "HH", value, 0) if short else struct.pack(order + "I", value)
-        )
+    def folder(entries, following=0):
+        out = struct.pack(order + "H", len(entries))
+        for tag, kind, count, value in entries:
+            out += struct.pack(order + "HHI", tag, kind, count)
+            out += struct.pack(order + "HH", value, 0) if kind == 3 else struct.pack(order + "I", value)
+        return out + struct.pack(order + "I", following)
 
-    out = (b"II" if order == "<" else b"MM") + struct.pack(order + "HI", 42, 8)
-    out += struct.pack(order + "H", entries)
-    out += entry(0x10F, 2, 11, values) + entry(0x112, 3, 1, orientation)
-    out += entry(0x11A, 5, 1, values + len(maker)) + entry(0x11B, 5, 1, values + len(maker) + 8)
-    out += entry(0x128, 3, 1, 2) + entry(0x8769, 4, 1, exif_at)
-    out += struct.pack(order + "I", preview_at if preview else 0)
-    out += maker + struct.pack(order + "IIII", 300, 1, 150, 1)
-    out += struct.pack(order + "H", exif_entries)
-    out += entry(0xA001, 3, 1, color_space) + entry(0xA002, 4, 1, width) + entry(0xA003, 4, 1, height)
-    out += struct.pack(order + "I", 0)
-    return out + struct.pack(order + "H", 1) + entry(0x103, 3, 1, 6) + struct.pack(order + "I", 0)
+    values = b"Nobody Ltd\0\0" + struct.pack(order + "IIII", 300, 1, 150, 1)
+    at = 8 + 2 + 12 * 6 + 4
+    exif_at = at + len(values)
+    exif = folder([(0xA001, 3, 1, color_space), (0xA002, 4, 1, width), (0xA003, 4, 1, height)])
+    first = [(0x10F, 2, 11, at), (0x112, 3, 1, orientation), (0x11A, 5, 1, at + 12), (0x11B, 5, 1, at + 20),
+             (0x128, 3, 1, 2), (0x8769, 4, 1, exif_at)]
+    head = (b"II" if order == "<" else b"MM") + struct.pack(order + "HI", 42, 8)
+    return head + folder(first, exif_at + len(exif)) + values + exif + folder([(0x103, 3, 1, 6)])
 
 
 def read_exif(data):
