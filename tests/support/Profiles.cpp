@@ -81,6 +81,8 @@ std::vector<uint8_t> MakeCMYKProfile()
     cmsWriteTag(profile, cmsSigMediaWhitePointTag, cmsD50_XYZ());
     WriteTable(profile, cmsSigAToB0Tag, 4, 3, 9, InksToLab, toLab);
     WriteTable(profile, cmsSigBToA0Tag, 3, 4, 17, LabToInks, fromLab);
+    // A coarser table for the colorimetric intents, so that the intent shows in the bytes.
+    WriteTable(profile, cmsSigBToA1Tag, 3, 4, 5, LabToInks, fromLab);
     cmsMLU* name = cmsMLUalloc(nullptr, 1);
     cmsMLUsetASCII(name, "en", "US", "Plain inks");
     cmsWriteTag(profile, cmsSigProfileDescriptionTag, name);
