@@ -569,10 +569,12 @@ TEST_F(Lists, ManyKeysAndLongOnes)
         }
         CFArrayAppendValue(list, dictionary);
     }
-    for (CFPropertyListFormat format : {kXML, kBinary}) {
-        for (CFOptionFlags options : {0U, 1U, 2U}) {
+    for (CFOptionFlags options : {0U, 1U, 2U}) {
+        for (CFPropertyListFormat format : {kXML, kBinary}) {
             EXPECT_TRUE(CFEqual(list, ReadList(WriteList(list, format), options).list));
         }
+        Owned<CFTypeRef> copy(CFPropertyListCreateDeepCopy(nullptr, list, options));
+        EXPECT_TRUE(CFEqual(list, copy));
     }
 }
 
