@@ -118,7 +118,12 @@ Failure OpenFile(const std::string& name, ProfileOwner* profile)
     if (const int status = os::Os().openFile(name.c_str(), os::OpenMode::kRead, &file)) {
         return CannotRead(name, os::TextOf(status), "check the path of the profile");
     }
+    // Opening tells nothing of a failing disk.
+    char first = 0;
+    size_t got = 0;
+    const int status = os::Os().readFile(file, &first, 1, &got);
     os::Os().closeFile(file);
+    if (status) return CannotRead(name, os::TextOf(status), "check the disk");
     *profile = ProfileOwner(PXColorProfileCreateFromDisk(path.Get()));
     return profile->Get() ? Done() : NotAProfile(name);
 }
@@ -148,8 +153,9 @@ Failure OpenProfile(const std::string& name, ProfileOwner* profile)
     if (const uint32_t signature = text ? StandardOf(name, text.Get()) : 0) {
         *profile = ProfileOwner(PXColorProfileCreateStandard(signature));
         if (profile->Get()) return Done();
-        return {ExitCode::kResources, "the standard profile '" + name + "' is not installed",
-                "install the tool with its share folder, or give the path of an ICC file"};
+        // Missing, unreadable or damaged: the library keeps the reason to itself.
+        return {ExitCode::kResources, "the standard profile '" + name + "' could not be loaded",
+                "check the tool's share folder and the disk, or give the path of an ICC file"};
     }
     os::FileFacts facts;
     const int missing = os::Os().factsOfPath(name.c_str(), &facts);
