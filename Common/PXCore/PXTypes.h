@@ -34,6 +34,10 @@ typedef struct PXVec3F {
     float x, y, z;
 } PXVec3F;
 
+typedef struct PXVec4 {
+    int32_t x, y, z, w;
+} PXVec4;
+
 typedef struct PXVec4F {
     float x, y, z, w;
 } PXVec4F;
@@ -54,10 +58,42 @@ typedef struct PXRectF {
     float x, y, width, height;
 } PXRectF;
 
+typedef struct PXTriangle {
+    PXPoint a, b, c;
+} PXTriangle;
+
+typedef struct PXTriangleF {
+    PXPointF a, b, c;
+} PXTriangleF;
+
+typedef struct PXLine {
+    int32_t x1, y1, x2, y2;
+} PXLine;
+
+typedef struct PXLineF {
+    float x1, y1, x2, y2;
+} PXLineF;
+
+/* Four corners: top-left, top-right, bottom-right, bottom-left. */
+typedef struct PXQuad {
+    PXPointF topLeft, topRight, bottomRight, bottomLeft;
+} PXQuad;
+
 /* A point maps to (m0 x + m1 y + tx, m2 x + m3 y + ty). */
 typedef struct PXAffineTransform {
     float m0, m1, m2, m3, tx, ty;
 } PXAffineTransform;
+
+/* How a preview is turned; an opaque value that is copied whole and compared exactly on all seven
+ * fields. The identity is (0, 0, 1, 1, 0, 0, 0). */
+typedef struct PXOrientation {
+    float values[7];
+} PXOrientation;
+
+/* A view rectangle and its magnification. The identity is (0, 0, 0, 0, 1, 1). */
+typedef struct PXPreviewScene {
+    float x, y, width, height, magX, magY;
+} PXPreviewScene;
 
 typedef struct __PXImage* PXImage;
 typedef struct __PXColorProfile* PXColorProfile;
