@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
+#include <fstream>
 
 namespace px::test {
 
@@ -98,6 +100,41 @@ FakePlatform::~FakePlatform()
 int FakePlatform::Calls() const
 {
     return calls;
+}
+
+namespace {
+
+std::string systemRoot;
+
+std::string Redirected(const char* path)
+{
+    for (const char* prefix : {"/proc", "/sys/", "/run/", "/."}) {
+        if (std::string(path).starts_with(prefix)) return systemRoot + path;
+    }
+    return path;
+}
+
+}  // namespace
+
+FakeSystemFiles::FakeSystemFiles(const std::string& root)
+{
+    systemRoot = root;
+    table_.openFile = [](const char* path, os::OpenMode mode, os::File* file) {
+        return os::NativeTable().openFile(Redirected(path).c_str(), mode, file);
+    };
+    table_.factsOfPath = [](const char* path, os::FileFacts* facts) {
+        return os::NativeTable().factsOfPath(Redirected(path).c_str(), facts);
+    };
+    table_.listFolder = [](const char* path, os::FolderVisitor visit, void* context) {
+        return os::NativeTable().listFolder(Redirected(path).c_str(), visit, context);
+    };
+}
+
+void FakeSystemFiles::Write(const std::string& path, const std::string& text)
+{
+    const std::filesystem::path file = systemRoot + path;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << text;
 }
 
 }  // namespace px::test

@@ -4,6 +4,8 @@
 //
 // While it lives the library calls the fake; one at a time, and not while other threads use files.
 
+#include <string>
+
 #include "Base/Platform/Platform.h"
 
 namespace px::test {
@@ -28,6 +30,31 @@ private:
 
     os::Table table_;
     const os::Table* former_;
+};
+
+// A copy of the system's own table in its place, to change entry by entry.
+class FakeTable {
+public:
+    FakeTable() : table_(os::NativeTable()), former_(os::ReplaceTable(&table_)) {}
+    ~FakeTable() { os::ReplaceTable(former_); }
+    FakeTable(const FakeTable&) = delete;
+    FakeTable& operator=(const FakeTable&) = delete;
+
+    os::Table* operator->() { return &table_; }
+
+protected:
+    os::Table table_;
+
+private:
+    const os::Table* former_;
+};
+
+// The files of /proc, /sys and the marks of sandboxes are read below `root`; one at a time.
+class FakeSystemFiles : public FakeTable {
+public:
+    explicit FakeSystemFiles(const std::string& root);
+    // Writes a file of the pretended system; `path` begins with a slash.
+    void Write(const std::string& path, const std::string& text);
 };
 
 }  // namespace px::test

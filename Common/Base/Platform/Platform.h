@@ -44,6 +44,29 @@ using ThreadEntry = void (*)(void* context);
 // Gets one entry name without its folder; never "." or "..". Answers whether to go on.
 using FolderVisitor = bool (*)(const char* name, void* context);
 
+// What the machine has and has left, in bytes.
+struct MemoryFacts {
+    uint64_t physical = 0;
+    uint64_t available = 0;  // without pushing anything out to disk
+    uint64_t kernel = 0;     // held by the system itself: its paged and its non-paged pools
+};
+
+// A program to start. Texts are borrowed for the call.
+struct Launch {
+    const char* path = nullptr;
+    const char* const* arguments = nullptr;  // the first is the program's name; ends with null
+    const char* folder = nullptr;            // to start in; null: this process's
+};
+
+// How a process ended when its parent cannot be told.
+inline constexpr int32_t kUnknownExit = INT32_MIN;
+
+// A dlopen handle here, an HMODULE on Windows; 0 means the whole process.
+using Module = uintptr_t;
+// Gets one process id. Answers whether to go on.
+using ProcessVisitor = bool (*)(uint32_t processId, void* context);
+using TextVisitor = void (*)(const char* text, void* context);
+
 struct Table {
     // Files. Descriptors are not inherited by child processes. New files get 0666 less the umask.
     int (*openFile)(const char* path, OpenMode mode, File* file);
@@ -104,6 +127,74 @@ struct Table {
     bool (*isTerminal)(int standardStream);  // 0 input, 1 output, 2 error
     // The value of an environment variable or null; lives until the environment changes.
     const char* (*environment)(const char* name);
+
+    // The calling thread's id: never 0, unlike that of any other living thread of the system. The
+    // main thread's is the process id on Linux.
+    uint32_t (*currentThreadId)();
+    // Gives up the right to join; the thread frees itself when it ends.
+    int (*detachThread)(Thread thread);
+
+    // The machine's logical processors, at least 1, whatever this process may use of them.
+    uint32_t (*onlineProcessorCount)();
+    // The machine's processor cores; ENOENT when it does not tell.
+    int (*coreCount)(uint32_t* count);
+    // The processor time that the process's container or job grants, in whole processors (rounded
+    // up); ENOENT when there is no limit.
+    int (*processorQuota)(uint32_t* count);
+    // The bytes of memory that the container or job grants; ENOENT when there is no limit.
+    int (*memoryQuota)(uint64_t* bytes);
+    int (*memoryFacts)(MemoryFacts* facts);
+    // Address space that this process may still map, in bytes.
+    int (*availableAddressSpace)(uint64_t* bytes);
+
+    // Every running process, in the system's order.
+    int (*listProcesses)(ProcessVisitor visit, void* context);
+    // The path of a process's executable, or its name alone where the path is not ours to see.
+    int (*processExecutable)(uint32_t processId, char* buffer, size_t size);
+    // Starts a program without a terminal's input and with no descriptor above standard error. The
+    // child must be reaped. Errors of the program file arrive here (ENOENT, EACCES, ENOEXEC).
+    int (*launchProcess)(const Launch& launch, uint32_t* processId);
+    // A descriptor that waitForFiles finds ready when the process has ended; ESRCH without such a
+    // process, ENOSYS where the system cannot do it.
+    int (*openProcess)(uint32_t processId, File* process);
+    // Whether the process exists and has not ended (an unreaped child has).
+    bool (*isProcessRunning)(uint32_t processId);
+    // How an ended child ended, which forgets it: its exit code, or the signal's number negated.
+    // EAGAIN while it runs, ECHILD when it is no child of ours.
+    int (*reapProcess)(uint32_t processId, int32_t* exitCode);
+    // Ends a process at once. ESRCH, EPERM.
+    int (*killProcess)(uint32_t processId);
+
+    // Events: a descriptor that is ready from signalEvent until clearEvent. closeFile ends it.
+    int (*makeEvent)(File* event);
+    int (*signalEvent)(File event);
+    int (*clearEvent)(File event);
+    // Waits until at least one is ready or the time is over (negative: without end). Says for each
+    // whether it is.
+    int (*waitForFiles)(const File* files, bool* ready, size_t count, int timeoutMs);
+
+    // Loads a module, or with `onlyLoaded` adds a reference to one that is loaded (else ENOENT).
+    // A name without a folder is searched where the system searches.
+    int (*openModule)(const char* path, bool onlyLoaded, Module* module);
+    int (*closeModule)(Module module);
+    // Null when the module does not export the name.
+    void* (*findSymbol)(Module module, const char* name);
+
+    // Return addresses of the calling thread, innermost first, and their number.
+    size_t (*captureStack)(void** addresses, size_t most);
+    // "MODULE symbol + offset", as much of it as is known; cut to the size.
+    void (*describeAddress)(const void* address, char* buffer, size_t size);
+
+    // The arguments that this process was started with, the program's name first.
+    int (*commandLine)(TextVisitor visit, void* context);
+    // The name of the user that the process runs as. ERANGE when it is longer.
+    int (*userName)(char* buffer, size_t size);
+    // Whether the process runs in a sandbox or container of a known kind.
+    bool (*isSandboxed)();
+    // Maker and model of the machine; ENOENT when it does not tell.
+    int (*machineModel)(char* buffer, size_t size);
+    // One line for whoever debugs the process: standard error here, the debugger on Windows.
+    void (*writeDebugText)(const char* text);
 };
 
 // The table in use.

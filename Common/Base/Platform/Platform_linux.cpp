@@ -1,4 +1,5 @@
 #include "Base/Platform/Platform.h"
+#include "Base/Platform/Platform_linux_process.h"
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -396,6 +397,36 @@ constexpr Table kLinuxTable = {
     .processId = ProcessId,
     .isTerminal = IsTerminal,
     .environment = Environment,
+
+    .currentThreadId = CurrentThreadId,
+    .detachThread = DetachThread,
+    .onlineProcessorCount = OnlineProcessorCount,
+    .coreCount = CoreCount,
+    .processorQuota = ProcessorQuota,
+    .memoryQuota = MemoryQuota,
+    .memoryFacts = ReadMemoryFacts,
+    .availableAddressSpace = AvailableAddressSpace,
+    .listProcesses = ListProcesses,
+    .processExecutable = ProcessExecutable,
+    .launchProcess = LaunchProcess,
+    .openProcess = OpenProcess,
+    .isProcessRunning = IsProcessRunning,
+    .reapProcess = ReapProcess,
+    .killProcess = KillProcess,
+    .makeEvent = MakeEvent,
+    .signalEvent = SignalEvent,
+    .clearEvent = ClearEvent,
+    .waitForFiles = WaitForFiles,
+    .openModule = OpenModule,
+    .closeModule = CloseModule,
+    .findSymbol = FindSymbol,
+    .captureStack = CaptureStack,
+    .describeAddress = DescribeAddress,
+    .commandLine = CommandLine,
+    .userName = UserName,
+    .isSandboxed = IsSandboxed,
+    .machineModel = MachineModel,
+    .writeDebugText = WriteDebugText,
 };
 
 }  // namespace
