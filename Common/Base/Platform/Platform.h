@@ -11,6 +11,7 @@
 //
 // Windows: paths become UTF-16 with the long-path prefix, native errors are mapped to <cerrno>.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -195,6 +196,25 @@ struct Table {
     int (*machineModel)(char* buffer, size_t size);
     // One line for whoever debugs the process: standard error here, the debugger on Windows.
     void (*writeDebugText)(const char* text);
+
+    // Waiting. Sleeps while the word holds `expected`, until wakeWord or for `timeoutNanos` of the
+    // monotonic clock (negative: without end); may return early. 0 or ETIMEDOUT. Windows:
+    // WaitOnAddress.
+    int (*waitOnWord)(const std::atomic<uint32_t>* word, uint32_t expected, int64_t timeoutNanos);
+    // Wakes one or all that sleep on the word, whose memory is not touched and may be gone.
+    void (*wakeWord)(const std::atomic<uint32_t>* word, bool all);
+    void (*sleepNanos)(int64_t nanos);
+    void (*yieldThread)();
+    // As wallClockMicros, from the last tick of the system (4 ms at most behind), much cheaper.
+    int64_t (*coarseWallMicros)();
+
+    // The calling thread. Niceness is relative to that of the process's first thread, from -20
+    // (most urgent) to 19; EACCES when the system refuses to raise it. Windows: thread priorities.
+    int (*setNiceness)(int32_t niceness);
+    // What debuggers show; Linux keeps the first 15 bytes, cut between characters.
+    int (*nameThread)(const char* name);
+    // Where the stack begins, its highest address, and its size in bytes.
+    int (*stackFacts)(void** base, size_t* size);
 };
 
 // The table in use.

@@ -1,5 +1,6 @@
 #include "Base/Platform/Platform.h"
 #include "Base/Platform/Platform_linux_process.h"
+#include "Base/Platform/Platform_linux_waits.h"
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -427,6 +428,15 @@ constexpr Table kLinuxTable = {
     .isSandboxed = IsSandboxed,
     .machineModel = MachineModel,
     .writeDebugText = WriteDebugText,
+
+    .waitOnWord = WaitOnWord,
+    .wakeWord = WakeWord,
+    .sleepNanos = SleepNanos,
+    .yieldThread = YieldThread,
+    .coarseWallMicros = CoarseWallMicros,
+    .setNiceness = SetNiceness,
+    .nameThread = NameThread,
+    .stackFacts = StackFacts,
 };
 
 }  // namespace

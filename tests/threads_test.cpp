@@ -1,0 +1,392 @@
+// Threads, mutexes, conditions, scoped locks and progress.
+
+#include "Base/BaseCondition.h"
+#include "Base/BaseMutex.h"
+#include "Base/LockOrder.h"
+#include "Base/PXProgress.h"
+#include "Base/PXThread.h"
+#include "Base/WordLock.h"
+#include "support/CF.h"
+#include "support/EventLog.h"
+#include "support/FakePlatform.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using px::test::EventLog;
+using px::test::FakeTable;
+
+// Runs a callable on a PXThread and waits until it has ended, the thread's reference included.
+template <class Work>
+int RunOnThread(Work work)
+{
+    PXThread thread = PXThreadCreate();
+    struct Call {
+        Work* work;
+        std::atomic<bool> done{false};
+    } call{&work};
+    const int status = PXThreadStart(
+        thread,
+        [](void* argument) {
+            auto* self = static_cast<Call*>(argument);
+            (*self->work)();
+            self->done = true;
+            self->done.notify_all();
+        },
+        &call);
+    if (status == 0) call.done.wait(false);
+    PXThreadRelease(thread);
+    return status;
+}
+
+std::string OwnName()
+{
+    char name[16] = {};
+    pthread_getname_np(pthread_self(), name, sizeof(name));
+    return name;
+}
+
+TEST(Threads, BeginAtTheLowestPriorityAndTellTheLevelBefore)
+{
+    std::vector<int> former;
+    int lowered = 0;
+    const int ofProcess = getpriority(PRIO_PROCESS, 0);
+    ASSERT_EQ(0, RunOnThread([&] {
+                  lowered = getpriority(PRIO_PROCESS, 0);
+                  for (int level : {1, 7, 4, -1, 3, 2})
+                      former.push_back(PXThreadSetPriority(level));
+              }));
+    EXPECT_EQ((std::vector<int>{0, 1, 2, 4, 2, 3}), former);
+    EXPECT_EQ(ofProcess + 4, lowered);
+
+    FakeTable table;
+    table->setNiceness = [](int32_t) { return EACCES; };
+    EXPECT_EQ(2, PXThreadSetPriority(4));
+    EXPECT_EQ(4, PXThreadSetPriority(2)) << "remembered though it was refused";
+}
+
+TEST(Threads, NamesAreCutBetweenCharactersAndMustBeUtf8)
+{
+    const struct {
+        const char* name;
+        const char* given;
+        const char* want;
+    } rows[] = {
+        {"short", "loader", "loader"},
+        {"15 bytes", "123456789012345", "123456789012345"},
+        {"cut", "1234567890123456", "123456789012345"},
+        {"cut inside a character", "12345678901234\u00e9", "12345678901234"},
+        {"no UTF-8", "\xC3(", "before"},
+        {"null", nullptr, "before"},
+    };
+    std::thread([&] {
+        for (const auto& row : rows) {
+            SCOPED_TRACE(row.name);
+            PXThreadSetCurrentThreadName("before");
+            PXThreadSetCurrentThreadName(row.given);
+            EXPECT_EQ(row.want, OwnName());
+        }
+    }).join();
+}
+
+TEST(Threads, TellTheirStack)
+{
+    RunOnThread([] {
+        const char local = 0;
+        const auto* base = static_cast<const char*>(PXThreadGetCurrentThreadBaseAddress());
+        EXPECT_GT(base, &local);
+        EXPECT_LT(base - PXThreadGetCurrentThreadStackSize(), &local);
+    });
+    FakeTable table;
+    table->stackFacts = [](void**, size_t*) { return ENOMEM; };
+    EXPECT_EQ(nullptr, PXThreadGetCurrentThreadBaseAddress());
+    EXPECT_EQ(0U, PXThreadGetCurrentThreadStackSize());
+}
+
+TEST(Threads, ReportWhatTheSystemRefuses)
+{
+    EventLog events;
+    PXThread thread = PXThreadCreate();
+    EXPECT_EQ(static_cast<int>(kPXErrBadArgument), PXThreadStart(thread, nullptr, nullptr));
+    EXPECT_EQ(static_cast<int>(kPXErrBadArgument), PXThreadStart(
+                                                       nullptr, [](void*) {}, nullptr));
+    EXPECT_EQ(2, events.Count(kPXErrBadArgument));
+    {
+        FakeTable table;
+        table->startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) { return EAGAIN; };
+        EXPECT_EQ(EAGAIN, PXThreadStart(
+                              thread, [](void*) {}, nullptr));
+        EXPECT_EQ(1, events.Count(kPXErrCreate));
+    }
+    static std::atomic<bool> throwing;
+    throwing = true;
+    EXPECT_EQ(0, PXThreadStart(
+                     thread, [](void*) { throw std::runtime_error("out of film"); }, nullptr));
+    while (events.Count(kPXErrBadArgument) < 3) std::this_thread::yield();
+    EXPECT_EQ("a thread's function threw: out of film", events.Messages().at(3));
+    PXThreadRelease(thread);
+}
+
+TEST(ThreadsMutex, IsRecursiveAndKnowsItsHolder)
+{
+    EventLog events;
+    PXMutex mutex = PXMutexCreate();
+    PXMutexLock(mutex);
+    EXPECT_TRUE(PXMutexTryLock(mutex));
+    const auto tryElsewhere = [&] {
+        bool locked = false;
+        std::thread([&] {
+            locked = PXMutexTryLock(mutex);
+            if (locked) PXMutexUnlock(mutex);
+        }).join();
+        return locked;
+    };
+    PXMutexUnlock(mutex);
+    EXPECT_FALSE(tryElsewhere()) << "still held once";
+    PXMutexUnlock(mutex);
+    EXPECT_TRUE(tryElsewhere());
+    EXPECT_EQ(0, events.Count(kPXErrBadArgument));
+    PXMutexUnlock(mutex);
+    EXPECT_EQ(1, events.Count(kPXErrBadArgument)) << "not held";
+    EXPECT_EQ(mutex, PXMutexRetain(mutex));
+    EXPECT_EQ(2, PXMutexRefCount(mutex));
+    PXMutexRelease(mutex);
+    EXPECT_EQ(1, PXMutexRefCount(mutex));
+    PXMutexRelease(mutex);
+}
+
+TEST(ThreadsMutex, LockersHoldWhatTheySay)
+{
+    CBaseMutex first, second;
+    const auto handleOf = [](CBaseMutex& mutex) { return reinterpret_cast<PXMutex>(&mutex); };
+    const auto held = [&] {
+        return std::string(first.IsHeldByCaller() ? "1" : "") +
+               (second.IsHeldByCaller() ? "2" : "");
+    };
+    {
+        StMutexLocker none;
+        none.Lock();
+        none.Unlock();
+        StMutexLocker null(static_cast<PXMutex>(nullptr));
+        StMutexLocker locker(handleOf(first));
+        EXPECT_EQ("1", held());
+        locker.Unlock();
+        locker.Unlock();
+        EXPECT_EQ("", held());
+        locker.Lock();
+        locker.LockMutex(handleOf(second));
+        EXPECT_EQ("2", held());
+        locker.LockMutex(handleOf(second));
+        none.LockMutex(handleOf(first));
+        EXPECT_EQ("12", held());
+    }
+    EXPECT_EQ("", held());
+}
+
+TEST(ThreadsMutex, CountsOfManyThreadsAddUp)
+{
+    constexpr int kThreads = 4, kRounds = 20'000;
+    CBaseMutex mutex;
+    long word = 0;
+    int underMutex = 0, underWord = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < kRounds; ++round) {
+                StMutexLocker lock(&mutex);
+                ++underMutex;
+            }
+            for (int round = 0; round < 50; ++round) {
+                PXSpinLockLocker lock(&word);
+                ++underWord;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(kThreads * kRounds, underMutex);
+    EXPECT_EQ(kThreads * 50, underWord);
+    EXPECT_EQ(0, word);
+}
+
+TEST(ThreadsMutex, SpinLockerLeavesOnlyWhatItTook)
+{
+    FakeTable table;
+    static long word;
+    word = 1;
+    static int sleeps;
+    sleeps = 0;
+    table->sleepNanos = [](int64_t nanos) {
+        EXPECT_EQ(1'000'000, nanos);
+        if (++sleeps == 3) word = 0;
+    };
+    {
+        PXSpinLockLocker null(nullptr);
+        PXSpinLockLocker lock(&word);
+        EXPECT_EQ(3, sleeps);
+        EXPECT_EQ(1, word);
+    }
+    EXPECT_EQ(0, word);
+}
+
+TEST(ThreadsCondition, WaitsEndWithASignalOrTheirTime)
+{
+    CBaseMutex mutex;
+    CBaseCondition condition;
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, condition.Wait(&mutex)) << "mutex not held";
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, condition.Wait(nullptr));
+    StMutexLocker lock(&mutex);
+    condition.Signal();  // nobody waits: the next waiter resets it
+    EXPECT_EQ(PXStatus{kPXWaitTimeout}, condition.TimedWait(&mutex, 1));
+    EXPECT_EQ(PXStatus{kPXWaitTimeout}, condition.TimedWait(&mutex, 0));
+    EXPECT_TRUE(mutex.IsHeldByCaller());
+    EXPECT_EQ(1, mutex.RetainCount());
+    EXPECT_EQ(2, events.Count(kPXErrBadArgument));
+    std::thread signaller([&] {
+        StMutexLocker own(&mutex);  // gets in only when the wait has left the mutex
+        condition.Signal();
+    });
+    EXPECT_EQ(PXStatus{kPXOK}, condition.Wait(&mutex));
+    lock.Unlock();
+    signaller.join();
+}
+
+// Each round every waiter must see its own wake-up; one signal that is lost hangs the test.
+TEST(ThreadsCondition, NoSignalUnderTheMutexIsLost)
+{
+    constexpr int kThreads = 3, kRounds = 2'000;
+    CBaseMutex mutex;
+    CBaseCondition turn, done;
+    int round = 0, arrived = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int own = 1; own <= kRounds; ++own) {
+                StMutexLocker lock(&mutex);
+                while (round < own) turn.Wait(&mutex);
+                if (++arrived == kThreads) done.Signal();
+            }
+        });
+    }
+    for (int i = 0; i < kRounds; ++i) {
+        StMutexLocker lock(&mutex);
+        arrived = 0;
+        ++round;
+        turn.Signal();
+        while (arrived < kThreads) done.Wait(&mutex);
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(kThreads, arrived);
+}
+
+TEST(LockOrder, NamesLocksTakenAgainstIt)
+{
+    static std::string faults;
+    faults.clear();
+    px::LockOrder::SetHandler([](px::LockRank held, px::LockRank taken) {
+        faults += std::string(NameOf(taken)) + " under " + NameOf(held) + "; ";
+    });
+    px::WordLock queue(px::LockRank::kTaskQueue), other(px::LockRank::kTaskQueue);
+    px::WordLock workers(px::LockRank::kPoolWorkers);
+    {
+        px::WordLocker first(queue);
+        px::WordLocker second(workers);
+    }
+    EXPECT_EQ("", faults);
+    {
+        px::WordLocker first(workers);
+        px::WordLocker second(queue);
+        px::WordLocker third(other);
+    }
+    px::LockOrder::SetHandler(nullptr);
+    EXPECT_EQ("task queue under workers; task queue under workers; ", faults);
+}
+
+// What a watcher sees of a progress object.
+struct Watcher {
+    PXProgress progress = PXProgressCreate();
+    std::vector<double> fractions;
+    std::vector<std::string> messages;
+
+    Watcher() { PXProgressSetCallback(progress, See, this); }
+    ~Watcher() { PXProgressRelease(progress); }
+
+    static void See(PXProgress progress, void* context)
+    {
+        auto* self = static_cast<Watcher*>(context);
+        self->fractions.push_back(PXProgressGetFraction(progress));
+        self->messages.push_back(px::test::Taken(PXProgressGetMessageCopy(progress)));
+    }
+};
+
+TEST(Progress, TellsThousandthsMessagesAndTheEnd)
+{
+    Watcher watcher;
+    PXProgressSetTotal(watcher.progress, 10'000);
+    for (int i = 0; i < 9'999; ++i) PXProgressStep(watcher.progress, 1);
+    EXPECT_EQ(1U + 999U, watcher.fractions.size());
+    PXProgressStep(watcher.progress, INT64_MAX);
+    PXProgressStep(watcher.progress, -5);
+    EXPECT_EQ(1.0, watcher.fractions.back());
+    PXProgressSetMessage(watcher.progress, CFSTR("rows"));
+    EXPECT_EQ("rows", watcher.messages.back());
+    EXPECT_EQ(PXStatus{kPXOK}, PXProgressGetStatus(watcher.progress));
+    PXProgressCancel(watcher.progress);
+    PXProgressCancel(watcher.progress);
+    EXPECT_TRUE(PXProgressIsCancelled(watcher.progress));
+    EXPECT_EQ(PXStatus{kPXErrSoft}, PXProgressGetStatus(watcher.progress));
+    PXProgressSetTotal(watcher.progress, INT64_MAX);
+    PXProgressStep(watcher.progress, INT64_MAX / 2);
+    EXPECT_EQ(0.5, watcher.fractions.back());
+    const size_t calls = watcher.fractions.size();
+    PXProgressSetCallback(watcher.progress, nullptr, nullptr);
+    PXProgressSetTotal(watcher.progress, -1);
+    EXPECT_EQ(calls, watcher.fractions.size());
+    EXPECT_EQ(1U + 1000U + 1U + 1U + 2U, calls);
+    EXPECT_EQ(0.0, PXProgressGetFraction(watcher.progress));
+}
+
+TEST(Progress, IsOptionalAndMayCancelItself)
+{
+    EventLog events;
+    PXProgressSetTotal(nullptr, 5);
+    PXProgressStep(nullptr, 1);
+    PXProgressCancel(nullptr);
+    EXPECT_FALSE(PXProgressIsCancelled(nullptr));
+    EXPECT_TRUE(events.Messages().empty());
+    PXProgress progress = PXProgressCreate();
+    PXProgressSetCallback(
+        progress, [](PXProgress self, void*) { PXProgressCancel(self); }, nullptr);
+    PXProgressSetTotal(progress, 1);
+    EXPECT_TRUE(PXProgressIsCancelled(progress));
+    PXProgressRelease(progress);
+}
+
+TEST(ProgressThreads, CallsComeOneAtATimeAndTellTheEnd)
+{
+    Watcher watcher;  // its vectors would suffer from two calls at once
+    constexpr int kThreads = 4, kSteps = 5'000;
+    PXProgressSetTotal(watcher.progress, kThreads * kSteps);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (int step = 0; step < kSteps; ++step) PXProgressStep(watcher.progress, 1);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_TRUE(std::is_sorted(watcher.fractions.begin(), watcher.fractions.end()));
+    EXPECT_EQ(1.0, watcher.fractions.back());
+}
+
+}  // namespace
