@@ -3,7 +3,7 @@
 #include "support/EventLog.h"
 
 #include "CoreFoundation/CoreFoundation.h"
-#include "Image/LCMSColorProfile.h"
+#include "Base/UTF8Text.h"
 
 #include <gtest/gtest.h>
 

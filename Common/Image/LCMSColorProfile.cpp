@@ -1,6 +1,7 @@
 #include "Image/LCMSColorProfile.h"
 
 #include "Base/Status.h"
+#include "Base/UTF8Text.h"
 #include "Image/ColorState.h"
 #include "Image/ICCCheck.h"
 #include "Image/ProfileFolders.h"
@@ -102,24 +103,6 @@ uint32_t StandardFromName(CFStringRef name)
         if (IsName(name, row.fileName) || IsName(name, row.displayName)) return row.signature;
     }
     return kPXColorStandardOther;
-}
-
-std::string UTF8Of(CFStringRef text)
-{
-    if (!text) return "";
-    const CFRange all = CFRangeMake(0, CFStringGetLength(text));
-    CFIndex needed = 0;
-    CFStringGetBytes(text, all, kCFStringEncodingUTF8, '?', false, nullptr, 0, &needed);
-    std::string bytes(static_cast<size_t>(needed), '\0');
-    CFStringGetBytes(text, all, kCFStringEncodingUTF8, '?', false,
-                     reinterpret_cast<UInt8*>(bytes.data()), needed, &needed);
-    return bytes;
-}
-
-CFRef<CFStringRef> StringOf(const std::string& utf8)
-{
-    return CFRef<CFStringRef>::Adopt(
-        CFStringCreateWithCString(nullptr, utf8.c_str(), kCFStringEncodingUTF8));
 }
 
 }  // namespace px

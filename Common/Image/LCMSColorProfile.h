@@ -89,7 +89,4 @@ const StandardProfile* FindStandard(uint32_t signature);
 // The signature that a file or display name stands for; kPXColorStandardOther for others.
 uint32_t StandardFromName(CFStringRef name);
 
-std::string UTF8Of(CFStringRef text);
-CFRef<CFStringRef> StringOf(const std::string& utf8);
-
 }  // namespace px

@@ -1,7 +1,8 @@
 #include "Image/ProfileFolders.h"
 
+#include "Base/Folders.h"
 #include "Base/Platform/Platform.h"
-#include "Base/Ref.h"
+#include "Base/UTF8Text.h"
 #include "CoreFoundation/CoreFoundation.h"
 
 #include <algorithm>
@@ -12,64 +13,12 @@ namespace px {
 namespace {
 
 constexpr char kProfilesSubFolder[] = "/Profiles";
-constexpr char kSupportName[] = "/pxcore";
-constexpr char kDefaultDataFolders[] = "/usr/local/share:/usr/share";
-constexpr int kMaxParents = 4;      // from the library's folder up to its prefix
 constexpr int kMaxFolderDepth = 8;  // of sub-folders in a colour folder
-constexpr size_t kMaxPath = 4096;
-
-std::string Variable(const char* name)
-{
-    const char* value = os::Os().environment(name);
-    return value ? value : "";
-}
-
-bool IsFolder(const std::string& path)
-{
-    os::FileFacts facts;
-    return os::Os().factsOfPath(path.c_str(), &facts) == 0 && facts.isFolder;
-}
-
-std::string ParentOf(const std::string& path)
-{
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "" : path.substr(0, slash);
-}
-
-// The support folder of the prefix that this library is installed in, wherever that was moved to.
-std::string InstalledSupportFolder()
-{
-    static const char anchor = 0;
-    char module[kMaxPath];
-    if (os::Os().modulePath(&anchor, module, sizeof(module)) != 0) return "";
-    std::string folder = ParentOf(module);
-    for (int i = 0; i < kMaxParents && !folder.empty(); ++i) {
-        folder = ParentOf(folder);
-        std::string support = folder + "/share" + kSupportName;
-        if (IsFolder(support + kProfilesSubFolder)) return support;
-    }
-    return "";
-}
-
-std::vector<std::string> SplitAtColons(const std::string& list)
-{
-    std::vector<std::string> parts;
-    size_t begin = 0;
-    while (begin <= list.size()) {
-        const size_t end = std::min(list.find(':', begin), list.size());
-        // The conventions ask for absolute folders; anything else is ignored.
-        if (end > begin && list[begin] == '/') parts.push_back(list.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    return parts;
-}
 
 bool EqualsIgnoringCase(const std::string& a, const std::string& b)
 {
-    const auto first = CFRef<CFStringRef>::Adopt(
-        CFStringCreateWithCString(nullptr, a.c_str(), kCFStringEncodingUTF8));
-    const auto second = CFRef<CFStringRef>::Adopt(
-        CFStringCreateWithCString(nullptr, b.c_str(), kCFStringEncodingUTF8));
+    const CFRef<CFStringRef> first = StringOf(a);
+    const CFRef<CFStringRef> second = StringOf(b);
     return first && second &&
            CFStringCompare(first.Get(), second.Get(), kCFCompareCaseInsensitive) ==
                kCFCompareEqualTo;
@@ -111,36 +60,19 @@ std::string FindBelow(const std::string& root, const std::string& fileName, int 
     return "";
 }
 
-std::string PathOf(CFURLRef url)
-{
-    char path[kMaxPath];
-    if (!url || !CFURLGetFileSystemRepresentation(url, true, reinterpret_cast<UInt8*>(path),
-                                                  sizeof(path))) {
-        return "";
-    }
-    return path;
-}
-
 }  // namespace
 
 void ProfileFolders::SetDefaults()
 {
-    const std::string home = Variable("HOME");
-    std::string userData = Variable("XDG_DATA_HOME");
-    if (userData.empty() || userData[0] != '/')
-        userData = home.empty() ? "" : home + "/.local/share";
-    std::string dataFolders = Variable("XDG_DATA_DIRS");
-    if (dataFolders.empty()) dataFolders = kDefaultDataFolders;
-
-    const std::string support = InstalledSupportFolder();
-    shared_ = support.empty() ? "" : support + kProfilesSubFolder;
-    user_ = userData.empty() ? "" : userData + kSupportName + kProfilesSubFolder;
+    const std::string shared = InstalledDataFolder();
+    const std::string user = UserDataFolder();
+    shared_ = shared.empty() ? "" : shared + kProfilesSubFolder;
+    user_ = user.empty() ? "" : user + kProfilesSubFolder;
     system_.clear();
-    for (const std::string& folder : SplitAtColons(dataFolders)) {
-        system_.push_back(folder + "/color/icc");
-    }
-    if (!userData.empty()) system_.push_back(userData + "/icc");
-    if (!home.empty()) system_.push_back(home + "/.color/icc");
+    for (const std::string& folder : SharedDataFolders()) system_.push_back(folder + "/color/icc");
+    if (const std::string data = DataHome(); !data.empty()) system_.push_back(data + "/icc");
+    if (const std::string home = HomeFolder(); !home.empty())
+        system_.push_back(home + "/.color/icc");
 }
 
 void ProfileFolders::SetSupportFolders(CFURLRef shared, CFURLRef user)

@@ -3,7 +3,8 @@
 // ProfileFolders — where colour profiles lie, and how one is found by its file name.
 //
 // Three places, in the order of the search: the shared profile folder, the user's, and the system's
-// colour folders with their sub-folders. Not locked: the colour lock guards the one instance.
+// colour folders with their sub-folders (Base/PXFolders.h names them). Not locked: the colour lock
+// guards the one instance.
 
 #include <string>
 #include <vector>

@@ -46,8 +46,7 @@ PX_API extern CFStringRef kPXColorProfileDisplayNameITUR_2100_PQ;
 PX_API extern CFStringRef kPXColorProfileSubFolder;
 
 /* Where an application keeps its shared and its user's support files; "Profiles" is appended to
- * both. Either may be null: then the folders of this library's installation and the user's data
- * folder (environment XDG_DATA_HOME, else ~/.local/share) are used, each with "pxcore". */
+ * both. Either may be null: then this library's own folders are used (Base/PXFolders.h). */
 typedef struct PXFolderContext {
     CFURLRef sharedSupportFolder;
     CFURLRef userSupportFolder;

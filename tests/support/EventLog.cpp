@@ -1,6 +1,6 @@
 #include "support/EventLog.h"
 
-#include "Image/LCMSColorProfile.h"
+#include "Base/UTF8Text.h"
 
 namespace px::test {
 

@@ -129,6 +129,9 @@ struct Table {
     // The value of an environment variable or null; lives until the environment changes.
     const char* (*environment)(const char* name);
 
+    // Makes one folder that only the user may enter (0700); EEXIST when something is there.
+    int (*makePrivateFolder)(const char* path);
+
     // The calling thread's id: never 0, unlike that of any other living thread of the system. The
     // main thread's is the process id on Linux.
     uint32_t (*currentThreadId)();
@@ -178,6 +181,9 @@ struct Table {
     // A name without a folder is searched where the system searches.
     int (*openModule)(const char* path, bool onlyLoaded, Module* module);
     int (*closeModule)(Module module);
+    // The file name of a library called `name`: "libNAME.so" here, "NAME.dll" on Windows; a name
+    // that is one already stays.
+    int (*moduleFileName)(const char* name, char* buffer, size_t size);
     // Null when the module does not export the name.
     void* (*findSymbol)(Module module, const char* name);
 

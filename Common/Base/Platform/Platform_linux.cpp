@@ -162,6 +162,11 @@ int MakeFolder(const char* path)
     return ErrorIf(mkdir(path, 0777) < 0);
 }
 
+int MakePrivateFolder(const char* path)
+{
+    return ErrorIf(mkdir(path, 0700) < 0);
+}
+
 int ListFolder(const char* path, FolderVisitor visit, void* context)
 {
     DIR* folder = opendir(path);
@@ -399,6 +404,7 @@ constexpr Table kLinuxTable = {
     .isTerminal = IsTerminal,
     .environment = Environment,
 
+    .makePrivateFolder = MakePrivateFolder,
     .currentThreadId = CurrentThreadId,
     .detachThread = DetachThread,
     .onlineProcessorCount = OnlineProcessorCount,
@@ -420,6 +426,7 @@ constexpr Table kLinuxTable = {
     .waitForFiles = WaitForFiles,
     .openModule = OpenModule,
     .closeModule = CloseModule,
+    .moduleFileName = ModuleFileName,
     .findSymbol = FindSymbol,
     .captureStack = CaptureStack,
     .describeAddress = DescribeAddress,

@@ -29,6 +29,14 @@ int CloseModule(Module module)
     return dlclose(reinterpret_cast<void*>(module)) ? EINVAL : 0;
 }
 
+int ModuleFileName(const char* name, char* buffer, size_t size)
+{
+    const bool isFile = std::strstr(name, ".so") != nullptr;
+    const int length =
+        std::snprintf(buffer, size, "%s%s%s", isFile ? "" : "lib", name, isFile ? "" : ".so");
+    return length < 0 || static_cast<size_t>(length) >= size ? ERANGE : 0;
+}
+
 void* FindSymbol(Module module, const char* name)
 {
     return dlsym(module ? reinterpret_cast<void*>(module) : RTLD_DEFAULT, name);

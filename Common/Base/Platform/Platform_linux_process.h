@@ -50,6 +50,7 @@ int WaitForFiles(const File* files, bool* ready, size_t count, int timeoutMs);
 // Platform_linux_modules.cpp
 int OpenModule(const char* path, bool onlyLoaded, Module* module);
 int CloseModule(Module module);
+int ModuleFileName(const char* name, char* buffer, size_t size);
 void* FindSymbol(Module module, const char* name);
 size_t CaptureStack(void** addresses, size_t most);
 void DescribeAddress(const void* address, char* buffer, size_t size);
