@@ -1,11 +1,20 @@
 #include "Base/PXProcess.h"
+#include "Base/PXThread.h"
+#include "Base/ProcessVersion.h"
+#include "Base/ProcessWatcher.h"
+#include "Base/UTF8Text.h"
 #include "support/CF.h"
+#include "support/EventLog.h"
 #include "support/FakePlatform.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <future>
+#include <map>
 #include <string>
 #include <thread>
 
@@ -13,8 +22,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using px::os::Os;
+using px::test::EventLog;
 using px::test::FakeTable;
 using px::test::Owned;
+using px::test::Taken;
+using px::test::Text;
+using px::test::Utf8Of;
 
 class Process : public testing::Test {
 protected:
@@ -162,12 +175,522 @@ TEST_F(Process, HonoursTheLimitsOfContainers)
     }
 }
 
-TEST(ProcessThreads, EveryThreadHasItsOwnId)
+TEST_F(Process, FindsProcessesByApplicationId)
+{
+    FakeTable fake;
+    fake->listProcesses = [](px::os::ProcessVisitor visit, void* context) {
+        for (uint32_t id = 10; id < 15 && visit(id, context); ++id) {
+        }
+        return 0;
+    };
+    fake->processExecutable = [](uint32_t id, char* buffer, size_t size) {
+        const char* paths[] = {nullptr, "/opt/org.example.Viewer", "kworker", "/usr/bin/viewer",
+                               "/usr/bin/Editor"};
+        if (!paths[id - 10]) return EACCES;
+        std::snprintf(buffer, size, "%s", paths[id - 10]);
+        return 0;
+    };
+    const std::map<std::string, uint32_t> rows = {
+        {"kworker", 12},          {"viewer", 13}, {"Viewer", 0}, {"org.example.Viewer", 11},
+        {"net.other.EDITOR", 14}, {"editor", 0},  {"a.none", 0}, {"", 0}};
+    for (const auto& [id, wanted] : rows)
+        EXPECT_EQ(wanted, PXProcessGetPIDWithAppID(Text(id))) << id;
+    EXPECT_EQ(0U, PXProcessGetPIDWithAppID(nullptr));
+}
+
+TEST_F(Process, TellsWhatItIs)
+{
+    EXPECT_EQ(Os().processId(), PXProcessGetPID());
+    EXPECT_EQ(PXProcessGetPID(), PXProcessGetPIDWithAppID(CFSTR("process_test")));
+    const Owned<CFURLRef> path(PXProcessCreateCurrentProcessPath());
+    EXPECT_EQ("process_test", fs::path(px::PathOf(path)).filename());
+    EXPECT_GT(CFStringGetLength(PXProcessGetUserName()), 0);
+    EXPECT_FALSE(PXProcessIsAppWinArm64());
+    EXPECT_NE(std::string::npos, Taken(PXProcessGetCmdLineCopy()).find("process_test"));
+
+    FakeTable fake;
+    fake->commandLine = [](px::os::TextVisitor visit, void* context) {
+        for (const char* argument : {"a", "", "b c", "d\"e\\", "\xC3\xA9\xFF"})
+            visit(argument, context);
+        return 0;
+    };
+    EXPECT_EQ(R"(a "" "b c" "d\"e\\" )"
+              "\u00E9\uFFFD",
+              Taken(PXProcessGetCmdLineCopy()));
+    fake->commandLine = [](px::os::TextVisitor, void*) { return EACCES; };
+    fake->executablePath = [](char*, size_t) { return ENOENT; };
+    EXPECT_EQ(nullptr, PXProcessGetCmdLineCopy());
+    EXPECT_EQ(nullptr, PXProcessCreateCurrentProcessPath());
+}
+
+TEST_F(Process, KnowsMachineAndSandboxByTheirMarks)
+{
+    px::test::FakeSystemFiles fake(root_);
+    static std::map<std::string, std::string> variables;
+    fake->environment = [](const char* name) -> const char* {
+        const auto found = variables.find(name);
+        return found == variables.end() ? nullptr : found->second.c_str();
+    };
+    EXPECT_FALSE(PXProcessGetSandboxed());
+    EXPECT_EQ(nullptr, PXProcessGetCopyHWMachineModel());
+    for (const char* mark : {"/.flatpak-info", "/.dockerenv", "/run/.containerenv"}) {
+        fake.Write(mark, "");
+        EXPECT_TRUE(PXProcessGetSandboxed()) << mark;
+        fs::remove(root_.string() + mark);
+    }
+    variables = {{"SNAP", ""}};
+    EXPECT_FALSE(PXProcessGetSandboxed());
+    variables = {{"SNAP", "/snap/x"}};
+    EXPECT_TRUE(PXProcessGetSandboxed());
+
+    fake.Write("/proc/device-tree/model", std::string("Board 5\0", 8));
+    EXPECT_EQ("Board 5", Taken(PXProcessGetCopyHWMachineModel()));
+    fake.Write("/sys/class/dmi/id/product_name", "  Tower 9 \n");
+    EXPECT_EQ("Tower 9", Taken(PXProcessGetCopyHWMachineModel()));
+    fake.Write("/sys/class/dmi/id/sys_vendor", "Maker\n");
+    EXPECT_EQ("Maker Tower 9", Taken(PXProcessGetCopyHWMachineModel()));
+    fake.Write("/sys/class/dmi/id/product_name", "Maker Tower\n");
+    EXPECT_EQ("Maker Tower", Taken(PXProcessGetCopyHWMachineModel()));
+}
+
+TEST_F(Process, VersionIsOneNumber)
+{
+    const auto complaint = [](const char* piece, int index, const char* version) {
+        return "Could not convert '" + std::string(piece) + "' to integer at index " +
+               std::to_string(index) + " in version string '" + version + "'.";
+    };
+    const std::string zero = "Version should not be zero.";
+    const struct {
+        const char* version;
+        uint32_t number;
+        std::vector<std::string> messages;
+    } rows[] = {
+        {"3.4.5", 345, {}},
+        {"7.1", 710, {}},
+        {"12.3.4.x", 1234, {}},
+        {"0.0.1", 1, {}},
+        {"2.10.0", 300, {}},
+        {"2.b.5", 200, {complaint("b", 1, "2.b.5")}},
+        {"1.2.", 120, {complaint("", 2, "1.2.")}},
+        {"x.1.2", 0, {complaint("x", 0, "x.1.2"), zero}},
+        {"", 0, {complaint("", 0, ""), zero}},
+        {"99999999999.1", 0, {complaint("99999999999", 0, "99999999999.1"), zero}},
+        {"-1.2.3", 0, {zero}},
+        {"2147483647.2147483647", UINT32_MAX, {}},
+        {"0.0", 0, {zero}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.version);
+        EventLog events;
+        PXLogSetLevel(1);
+        EXPECT_EQ(row.number, px::VersionNumberOf(Text(row.version)));
+        EXPECT_EQ(row.messages, events.Messages());
+        PXLogSetLevel(4);
+    }
+    EventLog events;
+    EXPECT_EQ(0U, px::VersionNumberOf(nullptr));
+    EXPECT_EQ(std::vector<std::string>{zero}, events.Messages());
+}
+
+TEST_F(Process, BuildTextsComeFromTheInformationList)
+{
+    const struct {
+        std::map<std::string, std::string> information;
+        uint32_t build;
+        const char* text;
+        const char* full;
+    } rows[] = {
+        {{}, 0, "0 (local)", "0 (local)"},
+        {{{"CFBundleShortVersionString", "3.4.5"}, {"CFBundleVersion", "12x"}},
+         0,
+         "3.4.5 (local)",
+         "3.4.5 (local)"},
+        {{{"CFBundleShortVersionString", "3.4.5"},
+          {"CFBundleVersion", "1234"},
+          {"PXBuildBranchName", "release"},
+          {"PXDeveloperBranchName", "fix-curves"}},
+         1234,
+         "3.4.5 (1234)",
+         "3.4.5 (1234) release fix-curves"},
+        {{{"CFBundleVersion", "4294967296"}, {"PXDeveloperBranchName", "d"}},
+         0,
+         "0 (local)",
+         "0 (local) d"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.full);
+        const Owned<CFMutableDictionaryRef> list(CFDictionaryCreateMutable(
+            nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+        for (const auto& [key, value] : row.information)
+            CFDictionarySetValue(list, Text(key).Get(), Text(value).Get());
+        EXPECT_EQ(row.build, px::BuildNumberOf(list));
+        EXPECT_EQ(row.text, Utf8Of(px::BuildStringOf(list, false).Get()));
+        EXPECT_EQ(row.full, Utf8Of(px::BuildStringOf(list, true).Get()));
+    }
+}
+
+// In a process of its own, because the main bundle and the main thread are set once.
+TEST_F(Process, StartsWithoutMainThreadAndReadsItsBundle)
+{
+    std::ofstream(root_ / "Info.plist")
+        << "<plist><dict><key>CFBundleShortVersionString</key><string>3.4.5</string>"
+           "<key>CFBundleVersion</key><integer>77</integer></dict></plist>";
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto inNewProcess = [this] {
+        EventLog events;
+        FakeTable fake;
+        static int debugTexts;
+        fake->writeDebugText = [](const char* text) {
+            debugTexts += std::string(text) == "PXProcess has not been initialized";
+        };
+        const auto isMain = [] { return PXProcessGetIsMainThread(); };
+        EXPECT_FALSE(isMain() || isMain() || std::async(std::launch::async, isMain).get());
+        EXPECT_EQ(3, debugTexts);
+        EXPECT_EQ(0U, PXProcessGetMainThreadID());
+        const auto nothing = [](void*, void*) {};
+        EXPECT_EQ(PXStatus{kPXErrNotFound}, PXProcessRunOnMainThread(nothing, nullptr, nullptr));
+        EXPECT_EQ(0U, PXProcessRunMainThreadCalls());
+        EXPECT_EQ(-1, PXProcessGetMainThreadFileDescriptor());
+
+        fake->makeEvent = [](px::os::File*) { return EMFILE; };
+        EXPECT_EQ(PXStatus{kPXOK}, PXProcessInit());
+        EXPECT_EQ(PXStatus{kPXOK}, PXProcessRunOnMainThread(nothing, nullptr, nullptr));
+        EXPECT_EQ(-1, PXProcessGetMainThreadFileDescriptor());
+        EXPECT_EQ(2, events.Count(1002));
+        fake->makeEvent = px::os::NativeTable().makeEvent;
+        const px::os::File event = PXProcessGetMainThreadFileDescriptor();
+        bool ready = false;
+        EXPECT_EQ(0, Os().waitForFiles(&event, &ready, 1, 0));
+        EXPECT_TRUE(ready);  // the call that came before the event was there
+        EXPECT_EQ(1U, PXProcessRunMainThreadCalls());
+        EXPECT_EQ(0, Os().waitForFiles(&event, &ready, 1, 0));
+        EXPECT_FALSE(ready);
+        std::thread([] { EXPECT_EQ(PXStatus{kPXOK}, PXProcessInit()); }).join();
+        EXPECT_EQ(PXProcessGetCurrentThreadID(), PXProcessGetMainThreadID());
+        EXPECT_TRUE(isMain() && !std::async(std::launch::async, isMain).get());
+        EXPECT_EQ(3, debugTexts);
+
+        setenv("PXCF_RESOURCES", root_.c_str(), 1);
+        EXPECT_EQ(345U, PXProcessGetAppVersionBCD());
+        EXPECT_EQ(345U, PXProcessGetAppVersionBCD());
+        EXPECT_EQ("3.4.5", Utf8Of(PXProcessGetAppVersion()));
+        EXPECT_EQ("3.4.5 (77)", Utf8Of(PXProcessGetBuildString()));
+        EXPECT_EQ(PXProcessGetFullBuildString(), PXProcessGetFullBuildString());
+        EXPECT_TRUE(!PXProcessIsLocalBuild() && !PXProcessGetBuildBranchName());
+        std::exit(HasFailure() ? 1 : 0);
+    };
+    EXPECT_EXIT(inNewProcess(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(Process, LoadsModulesAndFindsFunctions)
+{
+    EventLog events;
+    PXModule module = nullptr;
+    PXModule again = nullptr;
+    EXPECT_EQ(PXStatus{kPXErrNotFound},
+              PXProcessOpenFrameworkAgain(CFSTR("px_test_module"), &module));
+    ASSERT_EQ(PXStatus{kPXOK}, PXProcessLoadFramework(CFSTR("px_test_module"), &module));
+    EXPECT_EQ(PXStatus{kPXOK}, PXProcessOpenFrameworkAgain(CFSTR("libpx_test_module.so"), &again));
+    EXPECT_EQ(module, again);
+    void* found = PXProcessGetDylibFunctionPointForName(module, CFSTR("pxTestAnswer"));
+    ASSERT_NE(nullptr, found);
+    EXPECT_EQ(42, reinterpret_cast<int (*)()>(found)());
+    EXPECT_EQ(nullptr, PXProcessGetDylibFunctionPointForName(module, CFSTR("pxTestNothing")));
+    EXPECT_EQ(nullptr, PXProcessGetDylibFunctionPointForName(nullptr, CFSTR("malloc")));
+    EXPECT_EQ(nullptr, PXProcessGetFunctionPointForName(CFSTR("pxTestAnswer")));
+    EXPECT_NE(nullptr, PXProcessGetFunctionPointForName(CFSTR("malloc")));
+    EXPECT_EQ(PXStatus{kPXOK}, PXProcessUnloadDylib(module));
+    EXPECT_EQ(PXStatus{kPXOK}, PXProcessUnloadDylib(again));
+    EXPECT_EQ(1, events.Count(1003));
+
+    std::ofstream(root_ / "text.so") << "no module";
+    const auto url = px::URLOf(root_ / "text.so", false);
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXProcessLoadDylib(url.Get(), &module));
+    EXPECT_EQ(nullptr, module);
+    EXPECT_EQ(2, events.Count(1003));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessLoadDylib(url.Get(), nullptr));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessLoadDylib(nullptr, &module));
+    for (const char* name : {"", "a/b", "..\\x"})
+        EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessLoadFramework(Text(name), &module));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessUnloadDylib(nullptr));
+    EXPECT_EQ(6, events.Count(1005));
+}
+
+TEST_F(Process, GivesMemoryAndDumpsTheStack)
+{
+    EventLog events;
+    auto* bytes = static_cast<char*>(PXProcessAllocateVirtualMemory(1 << 20));
+    ASSERT_NE(nullptr, bytes);
+    EXPECT_EQ(0, bytes[0] | bytes[(1 << 20) - 1]);
+    bytes[12345] = 1;
+    PXProcessFreeVirtualMemory(bytes, 1 << 20);
+    PXProcessFreeVirtualMemory(nullptr, 5);
+    EXPECT_EQ(nullptr, PXProcessAllocateVirtualMemory(0));
+    EXPECT_EQ(nullptr, PXProcessAllocateVirtualMemory(UINT64_MAX));
+    EXPECT_EQ(1, events.Count(1005));
+    EXPECT_EQ(1, events.Count(1002));
+
+    const size_t before = events.Messages().size();
+    PXProcessDumpStack();
+    const std::vector<std::string> messages = events.Messages();
+    ASSERT_GT(messages.size(), before + 3);
+    EXPECT_EQ(0U, messages[before].find("#0 0x"));
+    EXPECT_NE(std::string::npos, messages[before + 1].find("process_test"));
+}
+
+// Watches a process and waits for the report.
+class Report {
+public:
+    PXStatus Watch(uint32_t processId)
+    {
+        return PXProcessWatchProcessTermination(
+            processId,
+            [](void* self, uint32_t, int32_t exitCode) {
+                static_cast<Report*>(self)->promise_.set_value(exitCode);
+            },
+            this);
+    }
+    int32_t ExitCode() { return promise_.get_future().get(); }
+
+private:
+    std::promise<int32_t> promise_;
+};
+
+uint32_t LaunchShell(const std::string& script, CFURLRef folder = nullptr)
+{
+    const Owned<CFMutableArrayRef> arguments(
+        CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    CFArrayAppendValue(arguments, CFSTR("-c"));
+    CFArrayAppendValue(arguments, Text(script).Get());
+    uint32_t processId = 99;
+    EXPECT_EQ(PXStatus{kPXOK}, PXProcessLaunchApplication2(px::URLOf("/bin/sh", false).Get(),
+                                                           arguments, folder, &processId));
+    return processId;
+}
+
+class ProcessThreads : public Process {
+protected:
+    // Put in place for good: the watcher's thread may still read it after the test.
+    static void ReplaceForThreads(px::os::Table* table) { px::os::ReplaceTable(table); }
+    void TearDown() override { px::os::ReplaceTable(&px::os::NativeTable()); }
+
+    void LaunchesWatchesAndKills();
+};
+
+void ProcessThreads::LaunchesWatchesAndKills()
+{
+    const std::string quoted = "'" + root_.string() + "'";
+    const struct {
+        const char* name;
+        std::string script;
+        int32_t exitCode;
+    } rows[] = {
+        {"exit code", "exit 7", 7},
+        {"signal", "kill -TERM $$", -15},
+        {"folder", "[ \"$(pwd)\" = " + quoted + " ] && exit 3", 3},
+        {"no input", "read line || exit 4", 4},
+    };
+    const CFRef<CFURLRef> folder = px::URLOf(root_, true);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Report first;
+        Report second;
+        const uint32_t processId = LaunchShell(row.script, folder.Get());
+        ASSERT_EQ(PXStatus{kPXOK}, first.Watch(processId));
+        EXPECT_EQ(row.exitCode, first.ExitCode());
+        EXPECT_FALSE(Os().isProcessRunning(processId));
+        EXPECT_EQ(PXStatus{kPXErrNotFound}, second.Watch(processId));  // and forgotten
+    }
+
+    Report killed;
+    Report also;
+    const uint32_t sleeper = LaunchShell("exec sleep 1000");
+    ASSERT_EQ(PXStatus{kPXOK}, killed.Watch(sleeper));
+    ASSERT_EQ(PXStatus{kPXOK}, also.Watch(sleeper));
+    EXPECT_EQ(PXStatus{kPXOK}, PXProcessKill(sleeper));
+    EXPECT_EQ(-9, killed.ExitCode());
+    EXPECT_EQ(-9, also.ExitCode());
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXProcessKill(sleeper));
+
+    // Ended, and collected, before anybody asks.
+    Report late;
+    const uint32_t quick = LaunchShell("exit 5");
+    while (Os().isProcessRunning(quick)) std::this_thread::yield();
+    ASSERT_EQ(PXStatus{kPXOK}, late.Watch(quick));
+    EXPECT_EQ(5, late.ExitCode());
+
+    // Somebody else's child.
+    Report parent;
+    Report stranger;
+    const fs::path note = root_ / "note";
+    ASSERT_EQ(PXStatus{kPXOK},
+              parent.Watch(LaunchShell("sleep 1000 >/dev/null & echo $! > note", folder.Get())));
+    EXPECT_EQ(0, parent.ExitCode());
+    uint32_t other = 0;
+    std::ifstream(note) >> other;
+    ASSERT_EQ(PXStatus{kPXOK}, stranger.Watch(other));
+    EXPECT_EQ(PXStatus{kPXOK}, PXProcessKill(other));
+    EXPECT_EQ(kPXProcessExitUnknown, stranger.ExitCode());
+}
+
+TEST_F(ProcessThreads, LaunchWatchAndKill)
+{
+    LaunchesWatchesAndKills();
+}
+
+TEST_F(ProcessThreads, LaunchWatchAndKillWithoutHelpOfTheSystem)
+{
+    static px::os::Table table = px::os::NativeTable();
+    table.openProcess = [](uint32_t, px::os::File*) { return ENOSYS; };
+    ReplaceForThreads(&table);
+    LaunchesWatchesAndKills();
+}
+
+TEST_F(ProcessThreads, LaunchWatchAndKillWhileWaitingFails)
+{
+    static px::os::Table table = px::os::NativeTable();
+    table.waitForFiles = [](const px::os::File* files, bool* ready, size_t count, int timeoutMs) {
+        return count > 0 ? ENOMEM : px::os::NativeTable().waitForFiles(files, ready, 0, timeoutMs);
+    };
+    ReplaceForThreads(&table);
+    LaunchesWatchesAndKills();
+}
+
+TEST_F(ProcessThreads, RefuseWhatCannotBeLaunchedOrWatched)
+{
+    const CFRef<CFURLRef> shell = px::URLOf("/bin/sh", false);
+    const CFRef<CFURLRef> missing = px::URLOf(root_ / "missing", false);
+    const CFRef<CFURLRef> folder = px::URLOf(root_, true);
+    const auto zero = Text(std::u16string_view(u"a\0b", 3));
+    const void* badTexts[] = {kCFBooleanTrue, zero.Get()};
+    const Owned<CFArrayRef> number(CFArrayCreate(nullptr, &badTexts[0], 1, &kCFTypeArrayCallBacks));
+    const Owned<CFArrayRef> cut(CFArrayCreate(nullptr, &badTexts[1], 1, &kCFTypeArrayCallBacks));
+    const struct {
+        const char* name;
+        CFURLRef application;
+        CFArrayRef arguments;
+        CFURLRef folder;
+        PXStatus status;
+    } rows[] = {
+        {"nothing", nullptr, nullptr, nullptr, kPXErrBadArgument},
+        {"argument is no text", shell.Get(), number, nullptr, kPXErrBadArgument},
+        {"argument holds a zero", shell.Get(), cut, nullptr, kPXErrBadArgument},
+        {"missing program", missing.Get(), nullptr, nullptr, kPXErrNotFound},
+        {"a folder", folder.Get(), nullptr, nullptr, kPXErrNotFound},
+        {"missing folder", shell.Get(), nullptr, missing.Get(), kPXErrNotFound},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EventLog events;
+        uint32_t processId = 5;
+        EXPECT_EQ(row.status, PXProcessLaunchApplication2(row.application, row.arguments,
+                                                          row.folder, &processId));
+        EXPECT_EQ(0U, processId);
+        EXPECT_EQ(1, events.Count(row.status));
+    }
+    Report report;
+    for (const uint32_t id : {0U, 0x80000000U, UINT32_MAX}) {
+        EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessKill(id));
+        EXPECT_EQ(PXStatus{kPXErrBadArgument}, report.Watch(id));
+    }
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, report.Watch(INT32_MAX));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessWatchProcessTermination(1, nullptr, nullptr));
+
+    static px::os::Table table = px::os::NativeTable();
+    table.launchProcess = [](const px::os::Launch&, uint32_t*) { return EAGAIN; };
+    table.makeEvent = [](px::os::File*) { return EMFILE; };
+    ReplaceForThreads(&table);
+    EXPECT_EQ(PXStatus{kPXErrCreate}, PXProcessLaunchApplication(shell.Get(), nullptr));
+    const auto nobody = [](void*, uint32_t, int32_t) {};
+    px::ProcessWatcher watcher;
+    EXPECT_EQ(EMFILE, watcher.Watch(PXProcessGetPID(), nobody, nullptr));
+    static px::os::Table noThread = px::os::NativeTable();
+    noThread.startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) { return EAGAIN; };
+    ReplaceForThreads(&noThread);
+    EXPECT_EQ(EAGAIN, watcher.Watch(PXProcessGetPID(), nobody, nullptr));
+}
+
+// Each thread's calls come in its own order, all on the main thread, while a loop polls for them.
+TEST_F(ProcessThreads, HandCallsToAPollingMainThread)
+{
+    ASSERT_EQ(PXStatus{kPXOK}, PXProcessInit());
+    constexpr size_t kThreads = 8;
+    constexpr size_t kCalls = 300;
+    static std::vector<size_t> next;
+    static bool allOnMain;
+    next.assign(kThreads, 0);
+    allOnMain = true;
+    const auto take = [](void* thread, void* number) {
+        size_t& wanted = next[reinterpret_cast<size_t>(thread)];
+        EXPECT_EQ(wanted, reinterpret_cast<size_t>(number));
+        ++wanted;
+        allOnMain = allOnMain && PXProcessGetIsMainThread();
+    };
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < kThreads; ++i) {
+        threads.emplace_back([i, take] {
+            for (size_t call = 0; call < kCalls; ++call) {
+                const bool waits = call % 10 == 9;
+                PXProcessRunOnMainThread2(take, reinterpret_cast<void*>(i),
+                                          reinterpret_cast<void*>(call), waits);
+                EXPECT_TRUE(!waits || next[i] == call + 1);
+            }
+        });
+    }
+    const px::os::File event = PXProcessGetMainThreadFileDescriptor();
+    for (size_t ran = 0; ran < kThreads * kCalls;) {
+        bool ready = false;
+        ASSERT_EQ(0, Os().waitForFiles(&event, &ready, 1, -1));
+        EXPECT_TRUE(ready);
+        ran += PXProcessRunMainThreadCalls();
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_TRUE(allOnMain);
+    EventLog events;
+    std::thread([] { EXPECT_EQ(0U, PXProcessRunMainThreadCalls()); }).join();
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessRunOnMainThread(nullptr, nullptr, nullptr));
+    EXPECT_EQ(2, events.Count(1005));
+}
+
+TEST_F(ProcessThreads, MainThreadDoesNotWaitForItself)
+{
+    ASSERT_EQ(PXStatus{kPXOK}, PXProcessInit());
+    static std::string order;
+    order.clear();
+    const auto note = [](void*, void* letter) { order += static_cast<const char*>(letter); };
+    const auto again = [](void* self, void*) {
+        order += "r";
+        PXProcessRunOnMainThread(reinterpret_cast<PXProcessMainThreadProc>(self), self, nullptr);
+    };
+    const auto nested = [](void*, void*) { PXProcessRunMainThreadCalls(); };
+    PXProcessMainThreadProc repeated = again;
+    char a[] = "a";
+    char b[] = "b";
+    PXProcessRunOnMainThread(nested, nullptr, nullptr);
+    PXProcessRunOnMainThread(note, nullptr, a);
+    PXProcessRunOnMainThread(repeated, reinterpret_cast<void*>(repeated), nullptr);
+    EXPECT_EQ(PXStatus{kPXOK}, PXProcessRunOnMainThread2(note, nullptr, b, true));
+    EXPECT_EQ("b", order);
+    PXProcessRunMainThreadCalls();
+    EXPECT_EQ("bar", order);  // what queues itself again runs once
+    PXProcessRunMainThreadCalls();
+    EXPECT_EQ("barr", order);
+}
+
+TEST_F(ProcessThreads, AreToldApart)
 {
     const uint32_t mine = PXProcessGetCurrentThreadID();
     EXPECT_EQ(mine, PXThreadGetCurrentThreadID());
-    EXPECT_NE(0U, mine);
-    std::thread([mine] { EXPECT_NE(mine, PXProcessGetCurrentThreadID()); }).join();
+    EXPECT_FALSE(PXProcessGetIsGPUThread() || PXProcessGetIsPXFilterThread());
+    PXProcessSetGPUThreadID(mine);
+    std::thread([mine] {
+        PXProcessSetPXFilterThreadID(PXProcessGetCurrentThreadID());
+        EXPECT_TRUE(PXProcessGetIsPXFilterThread() && !PXProcessGetIsGPUThread());
+        EXPECT_NE(mine, PXProcessGetCurrentThreadID());
+    }).join();
+    EXPECT_TRUE(PXProcessGetIsGPUThread() && !PXProcessGetIsPXFilterThread());
+    EXPECT_EQ(mine, PXProcessGetGPUThreadID());
+    EXPECT_NE(0U, PXProcessGetPXFilterThreadID());
 }
 
 }  // namespace

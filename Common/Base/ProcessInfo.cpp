@@ -3,11 +3,16 @@
 #include "Base/PXProcess.h"
 #include "Base/Platform/Platform.h"
 #include "Base/Ref.h"
+#include "Base/UTF8Text.h"
 #include "CoreFoundation/CoreFoundation.h"
 
 #include <algorithm>
+#include <atomic>
+#include <string>
 
 namespace {
+
+constexpr size_t kMaxPath = 4096;
 
 // A buffer of 8192 bytes takes as many ids.
 constexpr size_t kMostProcesses = 8192 / sizeof(uint32_t);
@@ -24,17 +29,32 @@ bool AddId(uint32_t processId, void* context)
     return found->count < kMostProcesses;
 }
 
+// What an application id asks for, and the first process that answers to it.
+struct AppSearch {
+    std::string name;       // the whole id
+    std::string lastPiece;  // of a dotted id, in lower case; else empty
+    uint32_t found = 0;
+};
+
+std::string LowerCase(std::string text)
+{
+    for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    return text;
+}
+
+bool IsApp(uint32_t processId, void* context)
+{
+    auto* search = static_cast<AppSearch*>(context);
+    char path[kMaxPath];
+    if (px::os::Os().processExecutable(processId, path, sizeof(path)) != 0) return true;
+    std::string name = path;
+    name.erase(0, name.rfind('/') + 1);
+    const bool isPiece = !search->lastPiece.empty() && LowerCase(name) == search->lastPiece;
+    if (name == search->name || isPiece) search->found = processId;
+    return search->found == 0;
+}
+
 }  // namespace
-
-uint32_t PXProcessGetCurrentThreadID(void) noexcept
-{
-    return px::os::Os().currentThreadId();
-}
-
-uint32_t PXThreadGetCurrentThreadID(void) noexcept
-{
-    return px::os::Os().currentThreadId();
-}
 
 uint32_t PXProcessGetNumProcessors(void) noexcept
 {
@@ -96,4 +116,48 @@ CFSetRef PXProcessGetPIDSCopy(void) noexcept
         if (number) CFSetAddValue(set, number.Get());
     }
     return set;
+}
+
+uint32_t PXProcessGetPID(void) noexcept
+{
+    return px::os::Os().processId();
+}
+
+uint32_t PXProcessGetPIDWithAppID(CFStringRef appID) noexcept
+{
+    AppSearch search;
+    search.name = px::UTF8Of(appID);
+    if (search.name.empty()) return 0;
+    const size_t dot = search.name.rfind('.');
+    if (dot != std::string::npos) search.lastPiece = LowerCase(search.name.substr(dot + 1));
+    px::os::Os().listProcesses(IsApp, &search);
+    return search.found;
+}
+
+CFStringRef PXProcessGetUserName(void) noexcept
+{
+    static constinit std::atomic<CFStringRef> kept{nullptr};
+    if (CFStringRef known = kept.load(std::memory_order_acquire)) return known;
+    char name[kMaxPath];
+    if (px::os::Os().userName(name, sizeof(name)) != 0) return nullptr;
+    CFRef<CFStringRef> made = px::StringOfAnyBytes(name);
+    CFStringRef first = nullptr;
+    return kept.compare_exchange_strong(first, made.Get()) ? made.Detach() : first;
+}
+
+bool PXProcessGetSandboxed(void) noexcept
+{
+    return px::os::Os().isSandboxed();
+}
+
+CFStringRef PXProcessGetCopyHWMachineModel(void) noexcept
+{
+    char model[kMaxPath];
+    if (px::os::Os().machineModel(model, sizeof(model)) != 0) return nullptr;
+    return px::StringOfAnyBytes(model).Detach();
+}
+
+bool PXProcessIsAppWinArm64(void) noexcept
+{
+    return false;
 }
