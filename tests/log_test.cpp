@@ -1,20 +1,36 @@
-#include "Base/LogMgr.h"
-#include "Base/Platform/Platform.h"
-#include "support/EventLog.h"
-
-#include "CoreFoundation/CoreFoundation.h"
+#include "Base/LogLine.h"
+#include "Base/PXProcess.h"
 #include "Base/UTF8Text.h"
+#include "CoreFoundation/CoreFoundation.h"
+#include "support/CF.h"
+#include "support/EventLog.h"
+#include "support/FakePlatform.h"
+#include "support/Seed.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
+namespace fs = std::filesystem;
+using px::os::Os;
 using px::test::EventLog;
+using px::test::FakeTable;
+using px::test::Owned;
+using px::test::Taken;
+using px::test::Text;
 
 // A logger that keeps whole lines and the order of its own calls.
 struct Recorder {
@@ -102,19 +118,368 @@ TEST(Log, LoggersAreCalledInOrderOpenedAndClosed)
     EXPECT_EQ((std::vector<std::string>{"open", "x", "close"}), second.calls);
 }
 
-TEST(LogThreads, LinesOfManyThreadsStayWhole)
+TEST(Log, ComposesEachPieceInItsPlace)
 {
-    constexpr int kThreads = 4;
-    constexpr int kLines = 200;
+    FakeTable fake;
+    static int debugTexts;
+    debugTexts = 0;
+    fake->currentThreadId = [] { return 77U; };
+    fake->writeDebugText = [](const char* text) {
+        debugTexts += std::string(text) == "PXProcess has not been initialized";
+    };
+    const struct {
+        const char* name;
+        PXLogStyle style;
+        int32_t errorNumber;
+        const char* pattern;
+    } rows[] = {
+        {"bare", {0, 0, 0, 0, 0, 4}, 0, "m"},
+        {"line end", {1, 0, 0, 0, 0, 4}, 0, "m\n"},
+        {"error number", {1, 0, 0, 0, 0, 4}, -5, "m Error Number = -5\n"},
+        {"tag", {0, 0, 1, 0, 0, 4}, 0, R"(\[ 77\] m)"},
+        {"indentation", {0, 0, 0, 1, 0, 4}, 0, " m"},
+        {"all", {1, 1, 1, 1, 1, 4}, 3, R"( \[ 77\] \d{4}-.* S - m Error Number = 3\n)"},
+    };
+    px::LogLineComposer composer;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto line =
+            composer.Compose(row.style, {CFSTR("S"), nullptr, row.errorNumber, CFSTR("m")});
+        EXPECT_TRUE(std::regex_match(px::UTF8Of(line.Get()), std::regex(row.pattern)))
+            << px::UTF8Of(line.Get());
+    }
+    EXPECT_EQ(2, debugTexts);
+}
+
+TEST(Log, IndentsByOrdinalAndWrapsAfterAHundred)
+{
+    FakeTable fake;
+    static uint32_t thread;
+    fake->currentThreadId = [] { return thread; };
+    const PXLogStyle plain = {0, 0, 0, 1, 0, 4};
+    const PXLogStyle wrapping = {0, 0, 0, 1, 1, 4};
+    px::LogLineComposer composer;
+    px::LogLineComposer endless;
+    const auto blanks = [](px::LogLineComposer& of, const PXLogStyle& style, uint32_t id) {
+        thread = id;
+        return CFStringGetLength(of.Compose(style, {nullptr, nullptr, 0, CFSTR("")}).Get());
+    };
+    for (int i = 1; i <= 205; ++i) {
+        const auto id = static_cast<uint32_t>(i + 5000);
+        EXPECT_EQ((i - 1) % 100 + 1, blanks(composer, wrapping, id));
+        EXPECT_EQ(i, blanks(endless, plain, id));
+    }
+    EXPECT_EQ(100, blanks(composer, plain, 5100));    // a thread keeps its number
+    EXPECT_EQ(206, blanks(endless, wrapping, 6000));  // the flag looks after the number is given
+    EXPECT_EQ(1, blanks(endless, plain, 6001));
+}
+
+TEST(Log, TakesAnyContent)
+{
     EventLog events;
+    PXLogUTF8("%s %d%%", "caf\xC3\xA9", 5);
+    PXLogUTF8("bad \xFF\xC3 tail \xE2\x82");
+    PXLogUTF8("zero%cinside", 0);
+    PXLogUTF8("%*d", 3'000'000, 1);
+    PXLogUTF8(nullptr);
+    PXLog(CFSTR("two\nlines %@"), Text(std::u16string(1, char16_t{0xD800})).Get());
+    PXLogEvent(1, "\xFF\xFE", 2);
+    PXLogNoArgs(nullptr);
+    PXLog(nullptr);
+    PXLogWithStyle(nullptr, CFSTR("x"));
+    const std::vector<std::string> lines = events.Messages();
+    ASSERT_EQ(6U, lines.size());
+    EXPECT_EQ("caf\xC3\xA9 5%", lines[0]);
+    EXPECT_EQ("bad \uFFFD\uFFFD tail \uFFFD\uFFFD", lines[1]);
+    EXPECT_EQ(std::string("zero\0inside", 11), lines[2]);
+    EXPECT_EQ(std::string(1'048'574, ' '), lines[3]);
+    EXPECT_EQ("two\nlines ?", lines[4]);
+    EXPECT_EQ(1, events.Count(1));
+}
+
+TEST(Log, LevelDecidesAndHasAName)
+{
+    EventLog events;
+    PXLogSetLevel(2);
+    PXLogNoArgs(CFSTR("dropped"));
+    PXLogWithParams(2, nullptr, 0, CFSTR("kept"));
+    EXPECT_EQ(2, PXLogGetLevel());
+    PXLogSetLevel(4);
+    EXPECT_EQ(std::vector<std::string>{"kept"}, events.Messages());
+    const char* names[] = {"<null>", "Warn", "Error", "Debug", "Verbose", "<null>"};
+    for (int32_t level = 0; level <= 5; ++level)
+        EXPECT_EQ(names[level], px::test::Utf8Of(PXLogGetLevelName(level)));
+}
+
+// A logger that logs would wait for itself, or for who waits for it.
+TEST(Log, IgnoresWhatALoggerDoesToTheLog)
+{
+    const PXLogger logger = PXLoggerCreate();
+    static int lines;
+    lines = 0;
+    const PXLoggerProcs procs = {[](void*) { PXLog(CFSTR("opened")); },
+                                 [](void* self, CFStringRef) {
+                                     ++lines;
+                                     PXLogUTF8("inside");
+                                     PXLogEvent(1005, "x", 1);
+                                     PXLogRemoveLogger(static_cast<PXLogger>(self));
+                                     PXLogAddLogger(static_cast<PXLogger>(self));
+                                     PXLogSetSource(CFSTR("y"));
+                                     PXLogFlush();
+                                 },
+                                 [](void*) { PXLogRemoveAllLoggers(); }};
+    EXPECT_EQ(PXStatus{kPXOK}, PXLoggerSetProcs(logger, &procs, logger));
+    EventLog events;
+    const uint32_t before = PXLogGetIgnoredCount();
+    PXLogAddLogger(logger);
+    EXPECT_EQ(2, PXLoggerGetRetainCount(logger));
+    PXLog(CFSTR("one"));
+    PXLogRemoveLogger(logger);
+    EXPECT_EQ(1, lines);
+    EXPECT_EQ(8U, PXLogGetIgnoredCount() - before);
+    EXPECT_EQ(std::vector<std::string>{"one"}, events.Messages());
+    EXPECT_EQ(1, PXLoggerGetRetainCount(logger));
+    PXLoggerRelease(logger);
+}
+
+constexpr PXLogStyle kBare = {1, 0, 0, 0, 0, 4};
+constexpr PXLogStyle kUrgent = {1, 0, 0, 0, 0, 1};
+
+class LogFile : public testing::Test {
+protected:
+    LogFile() : root_(fs::temp_directory_path() / ("px_log_" + std::to_string(Os().processId())))
+    {
+        fs::create_directories(root_);
+    }
+    ~LogFile() override
+    {
+        PXLogRemoveAllLoggers();
+        PXLogSetFileLimits(16 << 20, 3);
+        fs::remove_all(root_);
+    }
+
+    std::string Path(const char* name = "log.txt") const { return (root_ / name).string(); }
+    void Add() const
+    {
+        EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(px::URLOf(Path(), false).Get()));
+    }
+
+    static std::string Content(const std::string& path)
+    {
+        std::ostringstream text;
+        text << std::ifstream(path, std::ios::binary).rdbuf();
+        return text.str();
+    }
+
+    fs::path root_;
+};
+
+TEST_F(LogFile, AppendsWholeLinesAtOnceWhenUrgentAndWhenRemoved)
+{
+    Add();
+    PXLogWithStyle(&kBare, CFSTR("first"));
+    PXLogWithStyle(&kUrgent, CFSTR("urgent \u00E9"));
+    EXPECT_EQ("first\nurgent \xC3\xA9\n", Content(Path()));
+    PXLogWithStyle(&kBare, CFSTR("last"));
+    PXLogRemoveAllLoggers();
+    Add();
+    fs::remove(Path());
+    PXLogWithStyle(&kBare, CFSTR("in a new file"));
+    PXLogFlush();
+    EXPECT_EQ("in a new file\n", Content(Path()));
+    const PXLogger logger = PXLoggerCreateFile(px::URLOf(Path(), false).Get());
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXLoggerSetProcs(logger, nullptr, nullptr));
+    PXLoggerRelease(logger);
+    EXPECT_EQ(nullptr, PXLoggerCreateFile(nullptr));
+}
+
+TEST_F(LogFile, WritesWaitingLinesByItself)
+{
+    Add();
+    for (const char* line : {"a", "b"}) {
+        PXLogWithStyle(&kBare, CFSTR("%s"), line);
+        while (Content(Path()).find(std::string(line) + "\n") == std::string::npos)
+            std::this_thread::yield();
+    }
+    EXPECT_EQ("a\nb\n", Content(Path()));
+}
+
+TEST_F(LogFile, IsWrittenAtExitOnceByEachProcess)
+{
+    Add();
+    PXLogWithStyle(&kBare, CFSTR("parent"));
+    EXPECT_EXIT(
+        {
+            PXLogWithStyle(&kBare, CFSTR("child"));
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+    PXLogRemoveAllLoggers();
+    const std::string content = Content(Path());
+    EXPECT_TRUE(content == "child\nparent\n" || content == "parent\nchild\n") << content;
+}
+
+TEST_F(LogFile, RotatesAtTheLimit)
+{
+    for (const uint32_t kept : {0U, 2U}) {
+        SCOPED_TRACE(kept);
+        PXLogSetFileLimits(100, kept);
+        Add();
+        for (int i = 10; i < 60; ++i) PXLogWithStyle(&kUrgent, CFSTR("line number %d"), i);
+        std::string all;
+        for (const char* name : {"log.txt.2", "log.txt.1", "log.txt"}) {
+            EXPECT_LE(Content(Path(name)).size(), 100U);
+            all += Content(Path(name));
+        }
+        std::string wanted;
+        for (int i = kept ? 46 : 58; i < 60; ++i)
+            wanted += "line number " + std::to_string(i) + "\n";
+        EXPECT_EQ(wanted, all);  // six lines fill a file
+        EXPECT_FALSE(fs::exists(Path(kept ? "log.txt.3" : "log.txt.1")));
+        PXLogRemoveAllLoggers();
+        fs::remove_all(root_);
+        fs::create_directories(root_);
+    }
+    px::test::FakePlatform fake(px::test::Faulty::kRename, EACCES);
+    Add();
+    for (int i = 10; i < 60; ++i) PXLogWithStyle(&kUrgent, CFSTR("line number %d"), i);
+    EXPECT_EQ(50U * 15, Content(Path()).size());
+    EXPECT_LE(fake.Calls(), 2 * 8);  // not tried again with every line
+}
+
+// A disk that is full now and then, in the middle of lines too. Whatever happens, the file holds
+// whole lines in order, and the missing ones are counted where they are missing.
+TEST_F(LogFile, CountsTheLinesOfAFullDisk)
+{
+    static std::atomic<size_t> space;
+    static std::atomic<int64_t> now;
+    FakeTable fake;
+    fake->startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) { return EAGAIN; };
+    fake->monotonicNanos = [] { return now.load(); };
+    fake->writeFile = [](px::os::File file, const void* bytes, size_t size, size_t* written) {
+        const size_t most = std::min(size, space.load());
+        if (most == 0) return ENOSPC;
+        space -= most;
+        return px::os::NativeTable().writeFile(file, bytes, most, written);
+    };
+    fake->openFile = [](const char* path, px::os::OpenMode mode, px::os::File* file) {
+        return space == 0 ? EACCES : px::os::NativeTable().openFile(path, mode, file);
+    };
+    std::mt19937_64 random(px::test::Seed(20));
+    space = 0;
+    now = 0;
+    Add();
+    constexpr int kLines = 3000;
+    for (int i = 0; i < kLines; ++i) {
+        if (random() % 4 == 0) space = random() % 300;
+        if (random() % 3 == 0) now += 1'000'000'000;
+        PXLogWithStyle(random() % 8 ? &kBare : &kUrgent, CFSTR("line %d"), i);
+    }
+    space = SIZE_MAX;
+    PXLogRemoveAllLoggers();
+
+    std::istringstream lines(Content(Path()));
+    int next = 0;
+    int notices = 0;
+    for (std::string line; std::getline(lines, line);) {
+        int number = 0;
+        char end = 0;
+        if (std::sscanf(line.c_str(), "[%d line%c", &number, &end) == 2) {
+            next += number;
+            ++notices;
+        } else {
+            ASSERT_EQ("line " + std::to_string(next), line);
+            ++next;
+        }
+    }
+    EXPECT_EQ(kLines, next);
+    EXPECT_GT(notices, 20);
+}
+
+TEST_F(LogFile, DefaultFileLiesInTheUsersDataFolder)
+{
+    static std::map<std::string, std::string> variables;
+    FakeTable fake;
+    fake->environment = [](const char* name) -> const char* {
+        const auto found = variables.find(name);
+        return found == variables.end() ? nullptr : found->second.c_str();
+    };
+    const struct {
+        const char* name;
+        std::map<std::string, std::string> variables;
+        std::string folder;
+    } rows[] = {
+        {"given", {{"XDG_DATA_HOME", Path("data")}, {"HOME", "/nowhere"}}, Path("data")},
+        {"relative is ignored",
+         {{"XDG_DATA_HOME", "data"}, {"HOME", Path("home")}},
+         Path("home/.local/share")},
+        {"home", {{"HOME", Path("other")}}, Path("other/.local/share")},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        variables = row.variables;
+        const Owned<CFURLRef> url(PXLogGetLogFilePathCopy());
+        EXPECT_EQ(row.folder + "/Quarvo/QuarvoLog.txt", px::PathOf(url));
+        EXPECT_EQ(fs::perms::owner_all, fs::status(row.folder + "/Quarvo").permissions());
+    }
+    {
+        EventLog events;
+        EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(nullptr));  // not the first: adds nothing
+        fake->makePrivateFolder = [](const char*) { return EACCES; };
+        variables = {{"HOME", Path("refused")}};
+        EXPECT_EQ(nullptr, PXLogGetLogFilePathCopy());
+        variables = {};
+        EXPECT_EQ(nullptr, PXLogGetLogFilePathCopy());
+        EXPECT_EQ(2, events.Count(1003));
+    }
+    variables = rows[0].variables;
+    EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(nullptr));
+    PXLogWithStyle(&kUrgent, CFSTR("x"));
+    EXPECT_EQ("x\n", Content(rows[0].folder + "/Quarvo/QuarvoLog.txt"));
+}
+
+// Recorders have no lock of their own: the log's must do.
+TEST_F(LogFile, ThreadsLinesStayWholeAndInOrderForEveryLogger)
+{
+    constexpr int kThreads = 8;
+    constexpr int kLines = 300;
+    PXLogSetFileLimits(0, 0);
+    Recorder first;
+    Recorder second;
+    PXLogAddLogger(first.logger);
+    Add();
+    PXLogAddLogger(second.logger);
     std::vector<std::thread> threads;
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([i] {
-            for (int line = 0; line < kLines; ++line) PXLogEvent(1005, "PXImage", i);
+            for (int line = 0; line < kLines; ++line) {
+                if (line % 2) {
+                    PXLogWithStyle(line % 50 == 1 ? &kUrgent : &kBare, CFSTR("%d %d"), i, line);
+                } else {
+                    PXLogUTF8("%d %d", i, line);
+                }
+            }
         });
     }
     for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(kThreads * kLines, events.Count(1005));
+    PXLogRemoveAllLoggers();
+
+    EXPECT_EQ(first.calls, second.calls);
+    std::string text;
+    std::vector<int> next(kThreads);
+    ASSERT_EQ(size_t{2 + kThreads * kLines}, first.calls.size());
+    for (size_t i = 1; i + 1 < first.calls.size(); ++i) {
+        const std::string& line = first.calls[i];
+        text += line;
+        const size_t stamp = line.find(" - ");
+        std::istringstream numbers(line.substr(stamp == std::string::npos ? 0 : stamp + 3));
+        int thread = -1;
+        int number = -1;
+        numbers >> thread >> number;
+        ASSERT_TRUE(thread >= 0 && thread < kThreads);
+        EXPECT_EQ(next[static_cast<size_t>(thread)]++, number);
+    }
+    EXPECT_EQ(text, Content(Path()));
 }
 
 }  // namespace

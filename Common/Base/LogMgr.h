@@ -1,51 +1,46 @@
 #pragma once
 
-// LogMgr — the process's log manager and its loggers.
+// LogMgr — the process's log manager.
 //
 // Threads: internally locked. The loggers are called with the lock held, so that they see one line
-// at a time and all in the same order.
+// at a time and all in the same order. A logger that calls the log from inside one of its own
+// procedures would wait for itself; such a call does nothing and is counted.
 
 #include <atomic>
 #include <cstdarg>
-#include <vector>
 
-#include "Base/BaseCore.h"
+#include "Base/LogLine.h"
+#include "Base/Logger.h"
 #include "Base/Mutex.h"
-#include "Base/PXLog.h"
 #include "Base/Ref.h"
-
-// Slots after those of the base: Open, Log, Close.
-class CBaseLogger : public CBaseCore {
-public:
-    virtual void Open() noexcept = 0;
-    virtual void Log(CFStringRef line) noexcept = 0;
-    virtual void Close() noexcept = 0;
-};
-
-class CBaseLoggerExternal final : public CBaseLogger {
-public:
-    void SetProcs(const PXLoggerProcs& procs, void* context) noexcept;
-
-    void Open() noexcept override;
-    void Log(CFStringRef line) noexcept override;
-    void Close() noexcept override;
-
-private:
-    PXLoggerProcs procs_ = {};
-    void* context_ = nullptr;
-};
+#include "CoreFoundation/CFArray.h"
 
 class CBaseLogMgr {
 public:
+    static constexpr int32_t kLevelCount = 4;  // 1…4
+
     static CBaseLogMgr& Shared();
+    CBaseLogMgr();
 
     void AddLogger(CBaseLogger* logger);
+    // Adds it only while no other is registered.
+    void AddFirstLogger(CBaseLogger* logger);
     void RemoveLogger(CBaseLogger* logger);
     void RemoveAllLoggers();
+    void SetProcs(CBaseLoggerExternal* logger, const PXLoggerProcs& procs, void* context);
     void SetSource(CFStringRef name);
+    void Flush();
+
+    void SetLevel(int32_t level) noexcept { level_.store(level, std::memory_order_relaxed); }
+    int32_t Level() const noexcept { return level_.load(std::memory_order_relaxed); }
+    CFStringRef LevelName(int32_t level) const noexcept;
+    bool HasLoggers() const noexcept { return loggerCount_.load(std::memory_order_relaxed) > 0; }
 
     // Whether a message of this level would reach anybody. Cheap, without the lock.
-    bool IsListening(int32_t level) const noexcept;
+    bool IsListening(int32_t level) const noexcept { return level <= Level() && HasLoggers(); }
+    // Whether the calling thread is inside a logger; if so, the call is counted as ignored.
+    bool MustIgnore() noexcept;
+    uint32_t IgnoredCount() const noexcept { return ignored_.load(std::memory_order_relaxed); }
 
     void Dispatch(const PXLogStyle& style, CFStringRef source, int32_t errorNumber,
                   CFStringRef format, va_list arguments);
@@ -53,14 +48,19 @@ public:
                       CFStringRef text);
 
 private:
-    CFRef<CFStringRef> Compose(const PXLogStyle& style, CFStringRef source, int32_t errorNumber,
-                               CFStringRef message) PX_REQUIRES_LOCK(mutex_);
-    CFRef<CFStringRef> TimeStamp(CFStringRef source) PX_REQUIRES_LOCK(mutex_);
+    template <class Call>
+    void ForEachLogger(Call call) PX_REQUIRES_LOCK(mutex_);
+    void Append(CBaseLogger* logger) PX_REQUIRES_LOCK(mutex_);
+    void PrepareForExit();
 
-    std::atomic<int32_t> level_{4};
-    std::atomic<size_t> loggerCount_{0};
-
+    CFRef<CFMutableArrayRef> loggers_ PX_GUARDED_BY(mutex_);  // holds a reference to each
     px::Mutex mutex_;
-    std::vector<PXRef<CBaseLogger>> loggers_ PX_GUARDED_BY(mutex_);
+    std::atomic<int32_t> level_{kLevelCount};
+    const CFStringRef levelNames_[kLevelCount];
     CFRef<CFStringRef> source_ PX_GUARDED_BY(mutex_);
+
+    px::LogLineComposer composer_ PX_GUARDED_BY(mutex_);
+    // The array's count, for those who ask without the lock.
+    std::atomic<CFIndex> loggerCount_{0};
+    std::atomic<uint32_t> ignored_{0};
 };
