@@ -221,6 +221,14 @@ struct Table {
     int (*nameThread)(const char* name);
     // Where the stack begins, its highest address, and its size in bytes.
     int (*stackFacts)(void** base, size_t* size);
+
+    // What the processor's identification instruction leaves in its registers a, b, c and d for a
+    // leaf and sub-leaf. False, with zeros, where the processor has no such instruction.
+    bool (*processorLeaf)(uint32_t leaf, uint32_t subleaf, uint32_t registers[4]);
+    // Memory at a multiple of `alignment` bytes (a power of two), not zeroed; null when refused.
+    // Given back with freeAligned alone, which ignores null.
+    void* (*allocateAligned)(size_t size, size_t alignment);
+    void (*freeAligned)(void* block);
 };
 
 // The table in use.

@@ -1,4 +1,5 @@
 #include "Base/Platform/Platform.h"
+#include "Base/Platform/Platform_linux_accelerate.h"
 #include "Base/Platform/Platform_linux_process.h"
 #include "Base/Platform/Platform_linux_waits.h"
 
@@ -444,6 +445,10 @@ constexpr Table kLinuxTable = {
     .setNiceness = SetNiceness,
     .nameThread = NameThread,
     .stackFacts = StackFacts,
+
+    .processorLeaf = ProcessorLeaf,
+    .allocateAligned = AllocateAligned,
+    .freeAligned = FreeAligned,
 };
 
 }  // namespace
