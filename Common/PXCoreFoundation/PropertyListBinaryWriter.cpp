@@ -195,7 +195,6 @@ private:
     bool Step();
     bool Number(CFTypeRef value, CFIndex* reference);
     bool Open(CFTypeRef container, CFIndex item);
-    bool AppendElements(CFTypeRef container);
     bool NumberKeys(const Frame& frame);
 
     bool WriteItems();
@@ -304,7 +303,7 @@ bool Writer::Number(CFTypeRef value, CFIndex* reference)
 bool Writer::Open(CFTypeRef container, CFIndex item)
 {
     const CFIndex base = entries_.Count();
-    if (!AppendElements(container)) return FailMemory();
+    if (!AppendElements(container, &entries_)) return FailMemory();
     const CFIndex count = entries_.Count() - base;
     const bool isDictionary = ObjectOf(container)->type == Type::kDictionary;
     const CFIndex slots = isDictionary ? count * 2 : count;
@@ -322,19 +321,6 @@ bool Writer::Open(CFTypeRef container, CFIndex item)
     return true;
 }
 
-bool Writer::AppendElements(CFTypeRef container)
-{
-    if (ObjectOf(container)->type == Type::kDictionary) {
-        return AppendEntries(static_cast<CFDictionaryRef>(container), &entries_);
-    }
-    auto array = static_cast<CFArrayRef>(container);
-    const CFIndex count = CFArrayGetCount(array);
-    if (!entries_.Reserve(count)) return false;
-    const void* const* values = ValuesOf(array);
-    for (CFIndex i = 0; i < count; ++i) (void)entries_.Append(KeyedValue{nullptr, values[i]});
-    return true;
-}
-
 bool Writer::NumberKeys(const Frame& frame)
 {
     for (CFIndex i = 0; i < frame.count; ++i) {
@@ -348,7 +334,9 @@ bool Writer::NumberKeys(const Frame& frame)
 bool Writer::WriteItems()
 {
     if (!offsets_.Reserve(items_.Count())) return FailMemory();
+    constexpr CFIndex kAhead = 8;  // the objects lie anywhere in memory
     for (CFIndex i = 0; i < items_.Count(); ++i) {
+        if (i + kAhead < items_.Count()) __builtin_prefetch(items_[i + kAhead].object);
         (void)offsets_.Append(out_.Count());
         if (!WriteItem(items_[i])) return false;
     }

@@ -40,7 +40,7 @@ bool AppendValues(CFArrayRef array, GrowingBuffer<KeyedValue>* entries)
     const CFIndex count = CFArrayGetCount(array);
     if (!entries->Reserve(count)) return false;
     const void* const* values = ValuesOf(array);
-    for (CFIndex i = 0; i < count; ++i) *entries->End() = {nullptr, values[i]}, entries->Advance(1);
+    for (CFIndex i = 0; i < count; ++i) PushEntry(nullptr, values[i], entries);
     return true;
 }
 
@@ -48,14 +48,6 @@ bool IsContainer(CFTypeRef value)
 {
     const Type type = ObjectOf(value)->type;
     return type == Type::kArray || type == Type::kDictionary;
-}
-
-// Appends the elements of a container; false when memory runs out.
-bool AppendElements(CFTypeRef container, GrowingBuffer<KeyedValue>* entries)
-{
-    return ObjectOf(container)->type == Type::kArray
-               ? AppendValues(static_cast<CFArrayRef>(container), entries)
-               : AppendEntries(static_cast<CFDictionaryRef>(container), entries);
 }
 
 bool CanCarryLeaf(CFTypeRef value, CFPropertyListFormat format)
@@ -164,10 +156,7 @@ private:
     bool Open(CFTypeRef container)
     {
         const CFIndex base = entries_.Count();
-        if (depth_ == kMaxListDepth || !AppendElements(container, &entries_) ||
-            entries_.HasFailed()) {
-            return false;
-        }
+        if (depth_ == kMaxListDepth || !AppendElements(container, &entries_)) return false;
         const CFIndex count = entries_.Count() - base;
         if (ObjectOf(container)->type == Type::kDictionary &&
             !(AreKeysStrings(entries_.Elements() + base, count) &&
@@ -274,33 +263,22 @@ private:
     bool Step()
     {
         Visit& visit = visits_[depth_ - 1];
-        if (visit.next < visit.count) return Enter(entries_[visit.base + visit.next++].value);
-        const CFIndex base = made_.Count() - visit.count;
-        CFTypeRef made =
-            ObjectOf(visit.container)->type == Type::kArray
-                ? AdoptArray(made_.Elements() + base, visit.count, mutability_ != Mutability::kNone)
-                : MakeDictionary(visit, base);
+        if (visit.next == visit.count) return Close();
+        const KeyedValue entry = entries_[visit.base + visit.next++];
+        return (!entry.key || Keep(CFStringCreateCopy(nullptr, entry.key))) && Enter(entry.value);
+    }
+    bool Close()
+    {
+        const Visit visit = visits_[--depth_];
+        const bool isMutable = mutability_ != Mutability::kNone;
+        const bool isDictionary = ObjectOf(visit.container)->type == Type::kDictionary;
+        const CFIndex base = made_.Count() - (isDictionary ? visit.count * 2 : visit.count);
+        const CFTypeRef* elements = made_.Elements() + base;
+        CFTypeRef made = isDictionary ? CFTypeRef(AdoptDictionary(elements, visit.count, isMutable))
+                                      : AdoptArray(elements, visit.count, isMutable);
         made_.Truncate(base);
         entries_.Truncate(visit.base);
-        --depth_;
         return Keep(made);
-    }
-    CFTypeRef MakeDictionary(const Visit& visit, CFIndex base)
-    {
-        CFMutableDictionaryRef made = NewDictionary(visit.count);
-        bool isComplete = made != nullptr;
-        for (CFIndex i = 0; i < visit.count; ++i) {
-            CFStringRef key =
-                isComplete ? CFStringCreateCopy(nullptr, entries_[visit.base + i].key) : nullptr;
-            isComplete = key && AdoptEntry(made, key, made_[base + i]);
-            if (!key) CFRelease(made_[base + i]);
-        }
-        if (!isComplete) {
-            CFRelease(made);
-            return nullptr;
-        }
-        if (mutability_ == Mutability::kNone) Seal(made);
-        return made;
     }
     bool Keep(CFTypeRef value)
     {
@@ -329,7 +307,8 @@ private:
     const Mutability mutability_;
     uint64_t leafBytesLeft_;
     GrowingBuffer<KeyedValue> entries_;
-    GrowingBuffer<CFTypeRef> made_;  // owned: the finished elements of the open containers
+    // Owned: the finished elements of the open containers, those of a dictionary behind their keys.
+    GrowingBuffer<CFTypeRef> made_;
     int depth_ = 0;
     Visit visits_[kMaxListDepth];
 };
@@ -378,6 +357,13 @@ bool AppendEntries(CFDictionaryRef dictionary, GrowingBuffer<KeyedValue>* entrie
     if (!entries->Reserve(CFDictionaryGetCount(dictionary))) return false;
     CFDictionaryApplyFunction(dictionary, PushEntry, entries);
     return !entries->HasFailed();
+}
+
+bool AppendElements(CFTypeRef container, GrowingBuffer<KeyedValue>* entries)
+{
+    return ObjectOf(container)->type == Type::kArray
+               ? AppendValues(static_cast<CFArrayRef>(container), entries)
+               : AppendEntries(static_cast<CFDictionaryRef>(container), entries);
 }
 
 bool AreKeysStrings(const KeyedValue* entries, CFIndex count)

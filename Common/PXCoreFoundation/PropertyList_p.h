@@ -85,6 +85,8 @@ struct KeyedValue {
 };
 // Appends the entries of a dictionary of objects in its own order; false when memory runs out.
 bool AppendEntries(CFDictionaryRef dictionary, GrowingBuffer<KeyedValue>* entries);
+// The same for an array too, whose values have no keys.
+bool AppendElements(CFTypeRef container, GrowingBuffer<KeyedValue>* entries);
 bool AreKeysStrings(const KeyedValue* entries, CFIndex count);
 // Orders entries by the units of their keys.
 void SortEntries(KeyedValue* entries, CFIndex count);
