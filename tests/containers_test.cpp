@@ -14,7 +14,7 @@ namespace {
 
 using namespace px::test;
 using px::cf::AdoptArray;
-using px::cf::AdoptEntry;
+using px::cf::AdoptDictionary;
 using IntVector = std::vector<intptr_t>;
 
 class Containers : public LeakCheck {};
@@ -188,11 +188,8 @@ Owned<CFTypeRef> Nest(Nesting nesting, int depth)
             inner = AdoptArray(&inner, 1, false);
             continue;
         }
-        CFMutableDictionaryRef outer = px::cf::NewDictionary(1);
-        EXPECT_TRUE(nesting == Nesting::kKeys ? AdoptEntry(outer, inner, kCFBooleanTrue)
-                                              : AdoptEntry(outer, CFSTR("key"), inner));
-        px::cf::Seal(outer);
-        inner = outer;
+        const CFTypeRef asKey[] = {inner, kCFBooleanTrue}, asValue[] = {CFSTR("key"), inner};
+        inner = AdoptDictionary(nesting == Nesting::kKeys ? asKey : asValue, 1, false);
     }
     return Owned<CFTypeRef>(inner);
 }
@@ -877,16 +874,40 @@ TEST_F(Containers, AdoptingTakesOverReferences)
     CFArrayRemoveValueAtIndex(array, 0);
     EXPECT_EQ(3, CFGetRetainCount(text));
 
-    Owned<CFMutableDictionaryRef> dictionary(px::cf::NewDictionary(0));
-    EXPECT_TRUE(AdoptEntry(dictionary, CFRetain(text), CFRetain(text)));
-    auto again = Text("an adopted text");
-    EXPECT_TRUE(AdoptEntry(dictionary, CFRetain(again), kCFNull));
-    EXPECT_EQ(4, CFGetRetainCount(text));
-    EXPECT_EQ(1, CFGetRetainCount(again));
-    px::cf::Seal(dictionary);
-    CFDictionaryRemoveAllValues(dictionary);
-    EXPECT_EQ(1, CFDictionaryGetCount(dictionary));
-    EXPECT_TRUE(px::cf::HoldsObjects(dictionary));
+    for (const bool isMutable : {false, true}) {
+        const auto again = Text("an adopted text");
+        const CFTypeRef pairs[] = {CFRetain(text), CFRetain(text), CFRetain(again), kCFNull};
+        Owned<CFMutableDictionaryRef> dictionary(AdoptDictionary(pairs, 2, isMutable));
+        EXPECT_EQ(4, CFGetRetainCount(text));
+        EXPECT_EQ(1, CFGetRetainCount(again));
+        EXPECT_EQ(CFTypeRef{kCFNull}, CFDictionaryGetValue(dictionary, again));
+        EXPECT_TRUE(px::cf::HoldsObjects(dictionary));
+        CFDictionaryRemoveAllValues(dictionary);
+        EXPECT_EQ(isMutable ? 0 : 1, CFDictionaryGetCount(dictionary));
+    }
+}
+
+// Whichever allocation fails, what was to be adopted is given back.
+TEST_F(Containers, AdoptingFailsCleanlyWithoutMemory)
+{
+    const auto text = Text("an adopted text");
+    for (const bool isMutable : {false, true}) {
+        CFTypeRef made = nullptr;
+        for (int allocations = 0; !made; ++allocations) {
+            ASSERT_LT(allocations, 4);
+            CFTypeRef pairs[60];
+            for (int i = 0; i < 60; i += 2) {
+                pairs[i] = Number(int64_t{1000} + i).Detach();
+                pairs[i + 1] = CFRetain(text);
+            }
+            px::cf::FailAllocationsAfter(allocations);
+            made = AdoptDictionary(pairs, 30, isMutable);
+            px::cf::FailAllocationsAfter(-1);
+            EXPECT_EQ(made ? 31 : 1, CFGetRetainCount(text));
+        }
+        EXPECT_EQ(30, CFDictionaryGetCount(As<CFDictionaryRef>(made)));
+        CFRelease(made);
+    }
 }
 
 }  // namespace

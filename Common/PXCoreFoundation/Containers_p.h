@@ -16,18 +16,10 @@ namespace px::cf {
 // references are released then.
 CFMutableArrayRef AdoptArray(const CFTypeRef* values, CFIndex count, bool isMutable);
 
-// The same for a dictionary of `count` pairs, key and value in turn. Repeated keys as in
-// AdoptEntry.
+// The same for a dictionary of `count` pairs, key and value in turn. A repeated key replaces the
+// value in the first one's place and keeps the first key object.
 CFMutableDictionaryRef AdoptDictionary(const CFTypeRef* keysAndValues, CFIndex count,
                                        bool isMutable);
-
-// A dictionary with the kCFType callbacks that is filled by AdoptEntry and then sealed, which makes
-// it immutable. An unsealed one stays mutable.
-CFMutableDictionaryRef NewDictionary(CFIndex capacity);
-// Takes over both references. A repeated key replaces the value in the first one's place and keeps
-// the first key object. False when memory ran out.
-bool AdoptEntry(CFMutableDictionaryRef dictionary, CFTypeRef key, CFTypeRef value);
-void Seal(CFMutableDictionaryRef dictionary);
 
 // The elements in order, valid until the array changes. Null only for an empty array.
 const void* const* ValuesOf(CFArrayRef array);

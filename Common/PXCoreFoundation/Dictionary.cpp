@@ -26,12 +26,20 @@ namespace {
 
 using Dictionary = __CFDictionary;
 
-Dictionary* MakeDictionary(const Elements* keys, const Elements* values, uint8_t flags)
+// Room for `count` entries is made at once. An immutable dictionary keeps them behind its header.
+Dictionary* MakeDictionary(const Elements* keys, const Elements* values, uint8_t flags,
+                           CFIndex count)
 {
-    Dictionary* made = keys && values ? NewObject<Dictionary>(0, flags, keys, values) : nullptr;
+    const CFIndex inlineBytes = flags & kMutable ? 0 : Table::BytesFor(count);
+    Dictionary* made =
+        keys && values ? NewObject<Dictionary>(inlineBytes, flags, keys, values) : nullptr;
     if (!made) {
         FreeElements(keys);
         FreeElements(values);
+    } else if (inlineBytes > 0) {
+        made->table.Borrow(made + 1, count);
+    } else {
+        made->table.Reserve(count);
     }
     return made;
 }
@@ -122,12 +130,26 @@ void AddPair(Dictionary* dictionary, const void* key, const void* value)
     AppendPair(dictionary, hash, key, RetainElement(dictionary->values, value));
 }
 
+// For a dictionary of objects. Takes over both references; false when memory ran out.
+bool AdoptEntry(Dictionary* dictionary, CFTypeRef key, CFTypeRef value)
+{
+    uint64_t hash;
+    if (Entry* entry = FindObject(dictionary->table, ObjectOf(key), &hash)) {
+        ReleaseObject(ObjectOf(std::exchange(entry->value, value)));
+        ReleaseObject(ObjectOf(key));
+        return true;
+    }
+    if (dictionary->table.Append(hash, key, value)) return true;
+    ReleaseObject(ObjectOf(key));
+    ReleaseObject(ObjectOf(value));
+    return false;
+}
+
 Dictionary* CopyDictionary(const Dictionary* source, uint8_t flags, CFIndex capacity)
 {
-    Dictionary* made =
-        MakeDictionary(CopyElements(source->keys), CopyElements(source->values), flags);
+    Dictionary* made = MakeDictionary(CopyElements(source->keys), CopyElements(source->values),
+                                      flags, std::max(capacity, CFIndex{source->table.Count()}));
     if (!made) return nullptr;
-    made->table.Reserve(std::max(capacity, CFIndex{source->table.Count()}));
     ForEachEntry(source->table, [made](const Entry& entry) {
         const uint64_t hash = entry.hash;
         AppendPair(made, hash, entry.key, RetainElement(made->values, entry.value));
@@ -150,37 +172,11 @@ const Entry* Lookup(CFDictionaryRef ref, const void* key, const char* function)
 const ClassInfo kDictionaryClass = {"CFDictionary", DestroyDictionary,  DictionariesEqual,
                                     HashDictionary, DescribeByTextForm, true};
 
-CFMutableDictionaryRef NewDictionary(CFIndex capacity)
-{
-    Dictionary* made = MakeDictionary(&kObjectElements, &kObjectElements, kMutable);
-    if (made) made->table.Reserve(capacity);
-    return made;
-}
-
-bool AdoptEntry(CFMutableDictionaryRef dictionary, CFTypeRef key, CFTypeRef value)
-{
-    uint64_t hash;
-    Entry* entry = FindKey(dictionary->table, dictionary->keys, key, &hash);
-    if (entry) {
-        ReleaseObject(ObjectOf(std::exchange(entry->value, value)));
-        ReleaseObject(ObjectOf(key));
-        return true;
-    }
-    if (dictionary->table.Append(hash, key, value)) return true;
-    ReleaseObject(ObjectOf(key));
-    ReleaseObject(ObjectOf(value));
-    return false;
-}
-
-void Seal(CFMutableDictionaryRef dictionary)
-{
-    dictionary->flags &= static_cast<uint8_t>(~kMutable);
-}
-
 CFMutableDictionaryRef AdoptDictionary(const CFTypeRef* keysAndValues, CFIndex count,
                                        bool isMutable)
 {
-    CFMutableDictionaryRef made = NewDictionary(count);
+    const uint8_t flags = isMutable ? kMutable : 0;
+    Dictionary* made = MakeDictionary(&kObjectElements, &kObjectElements, flags, count);
     bool isComplete = made != nullptr;
     for (CFIndex i = 0; i < count * 2; i += 2) {
         if (isComplete) {
@@ -190,12 +186,9 @@ CFMutableDictionaryRef AdoptDictionary(const CFTypeRef* keysAndValues, CFIndex c
             CFRelease(keysAndValues[i + 1]);
         }
     }
-    if (!isComplete) {
-        CFRelease(made);
-        return nullptr;
-    }
-    if (!isMutable) Seal(made);
-    return made;
+    if (isComplete) return made;
+    CFRelease(made);
+    return nullptr;
 }
 
 bool HoldsObjects(CFDictionaryRef dictionary)
@@ -222,9 +215,9 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
         Misuse(__func__, "no keys or values");
         return nullptr;
     }
-    Dictionary* made = MakeDictionary(ElementsFor(keyCallBacks), ElementsFor(valueCallBacks), 0);
+    Dictionary* made =
+        MakeDictionary(ElementsFor(keyCallBacks), ElementsFor(valueCallBacks), 0, numValues);
     if (!made) return nullptr;
-    made->table.Reserve(numValues);
     for (CFIndex i = 0; i < numValues; ++i) {
         if (AcceptsPair(made, keys[i], values[i], __func__)) AddPair(made, keys[i], values[i]);
     }
@@ -248,10 +241,8 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacit
         Misuse(__func__, "negative capacity");
         return nullptr;
     }
-    Dictionary* made =
-        MakeDictionary(ElementsFor(keyCallBacks), ElementsFor(valueCallBacks), kMutable);
-    if (made) made->table.Reserve(capacity);
-    return made;
+    return MakeDictionary(ElementsFor(keyCallBacks), ElementsFor(valueCallBacks), kMutable,
+                          capacity);
 }
 
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex capacity,

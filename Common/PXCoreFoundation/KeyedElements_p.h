@@ -2,9 +2,8 @@
 
 // KeyedElements_p — what dictionaries and sets do alike with their tables.
 
-#include <cstring>
-
 #include "Elements_p.h"
+#include "Hash_p.h"
 #include "Table_p.h"
 
 namespace px::cf {
@@ -23,44 +22,32 @@ inline bool KeysEqual(const String* a, const String* b)
 {
     if (a->length != b->length) return false;
     if (((a->flags | b->flags) & kStringWide) || a->length > 16) return StringsEqual(a, b);
-    auto* x = static_cast<const char*>(a->units);
-    auto* y = static_cast<const char*>(b->units);
-    const auto length = static_cast<size_t>(a->length);
-    const auto differ = [x, y](auto word, size_t at) {
-        auto other = word;
-        std::memcpy(&word, x + at, sizeof(word));
-        std::memcpy(&other, y + at, sizeof(word));
-        return word ^ other;
-    };
-    // Two loads of a word each that may overlap.
-    if (length >= 8) return (differ(uint64_t{}, 0) | differ(uint64_t{}, length - 8)) == 0;
-    if (length >= 4) return (differ(uint32_t{}, 0) | differ(uint32_t{}, length - 4)) == 0;
-    for (size_t i = 0; i < length; ++i) {
-        if (x[i] != y[i]) return false;
-    }
-    return true;
+    return SameBytes(a->units, b->units, a->length);
 }
 
-// Finds the entry of `key` with the container's own rules for keys. Sets `hash` to what a new entry
-// would need. The key must be acceptable.
+// Finds the entry of an object among keys that are objects. Sets `hash` to what a new entry would
+// need.
+inline Entry* FindObject(const Table& table, const Object* sought, uint64_t* hash)
+{
+    if (sought->type == Type::kString) [[likely]] {
+        auto* text = static_cast<const String*>(sought);
+        *hash = Table::Spread(HashOfKey(text));
+        return table.Find(*hash, [text](const void* stored) {
+            if (stored == text) return true;
+            const Object* object = ObjectOf(stored);
+            return object->type == Type::kString &&
+                   KeysEqual(text, static_cast<const String*>(object));
+        });
+    }
+    *hash = Table::Spread(CFHash(sought));
+    return table.Find(
+        *hash, [sought](const void* stored) { return ObjectsEqual(sought, ObjectOf(stored)); });
+}
+
+// The same with the container's own rules for keys. The key must be acceptable.
 inline Entry* FindKey(const Table& table, const Elements* keys, const void* key, uint64_t* hash)
 {
-    if (AreObjects(keys)) {
-        const Object* sought = ObjectOf(key);
-        if (sought->type == Type::kString) [[likely]] {
-            auto* text = static_cast<const String*>(sought);
-            *hash = Table::Spread(HashOfKey(text));
-            return table.Find(*hash, [text](const void* stored) {
-                if (stored == text) return true;
-                const Object* object = ObjectOf(stored);
-                return object->type == Type::kString &&
-                       KeysEqual(text, static_cast<const String*>(object));
-            });
-        }
-        *hash = Table::Spread(CFHash(key));
-        return table.Find(
-            *hash, [sought](const void* stored) { return ObjectsEqual(sought, ObjectOf(stored)); });
-    }
+    if (AreObjects(keys)) return FindObject(table, ObjectOf(key), hash);
     *hash = Table::Spread(HashElement(keys, key));
     return table.Find(*hash,
                       [keys, key](const void* stored) { return ElementsEqual(keys, key, stored); });

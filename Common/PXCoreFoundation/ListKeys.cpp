@@ -17,7 +17,7 @@ namespace {
 
 bool IsText(CFStringRef key, const char* text, CFIndex length)
 {
-    return key->length == length && std::memcmp(key->units, text, static_cast<size_t>(length)) == 0;
+    return key->length == length && SameBytes(key->units, text, length);
 }
 
 }  // namespace

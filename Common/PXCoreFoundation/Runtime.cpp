@@ -47,6 +47,17 @@ bool Postpone(Object* object)
     return true;
 }
 
+constinit std::atomic<int64_t> allocationsLeft{-1};
+
+bool MayAllocate()
+{
+    if (allocationsLeft.load(std::memory_order_relaxed) < 0) [[likely]]
+        return true;
+    const bool may = allocationsLeft.fetch_sub(1) > 0;
+    if (!may) allocationsLeft.store(0);
+    return may;
+}
+
 int DebugLevel()
 {
     static const int level = [] {
@@ -75,16 +86,25 @@ void CountDestroyed(Type type)
 
 void* AllocateBytes(CFIndex size)
 {
-    return ReallocateBytes(nullptr, size);
+    if (size < 0 || !MayAllocate()) return nullptr;
+    const int savedErrno = errno;
+    void* made = std::malloc(size == 0 ? 1 : static_cast<size_t>(size));
+    errno = savedErrno;
+    return made;
 }
 
 void* ReallocateBytes(void* block, CFIndex size)
 {
-    if (size < 0) return nullptr;
+    if (size < 0 || !MayAllocate()) return nullptr;
     const int savedErrno = errno;
     void* made = std::realloc(block, size == 0 ? 1 : static_cast<size_t>(size));
     errno = savedErrno;
     return made;
+}
+
+void FailAllocationsAfter(int64_t count)
+{
+    allocationsLeft.store(count);
 }
 
 void Destroy(Object* object)

@@ -110,6 +110,9 @@ void CountDestroyed(Type type);
 // Memory that leaves errno alone. Null when there is none, or when the size is negative.
 void* AllocateBytes(CFIndex size);
 void* ReallocateBytes(void* block, CFIndex size);
+// For tests of what happens without memory: lets `count` more allocations succeed and no other,
+// until a negative count ends that.
+void FailAllocationsAfter(int64_t count);
 
 // Makes a T followed by `extraBytes` of its own storage; null when memory runs out. T's first
 // constructor argument is not the type: T passes it to Object itself.

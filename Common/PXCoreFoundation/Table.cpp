@@ -8,12 +8,12 @@ namespace px::cf {
 namespace {
 
 constexpr uint32_t kMostUnindexed = 8;
-constexpr uint32_t kLeastSlotBits = 5;
-constexpr uint32_t kMostSlotBits = 30;
+constexpr uint8_t kLeastSlotBits = 5;
+constexpr uint8_t kMostSlotBits = 30;
 
 struct Shape {
     uint32_t capacity;
-    uint32_t slotBits;
+    uint8_t slotBits;
 };
 
 uint32_t CapacityOf(uint32_t slotBits)
@@ -26,7 +26,7 @@ Shape ShapeFor(uint64_t count)
 {
     if (count <= kMostUnindexed / 2) return {kMostUnindexed / 2, 0};
     if (count <= kMostUnindexed) return {kMostUnindexed, 0};
-    for (uint32_t bits = kLeastSlotBits; bits <= kMostSlotBits; ++bits) {
+    for (uint8_t bits = kLeastSlotBits; bits <= kMostSlotBits; ++bits) {
         if (CapacityOf(bits) >= count) return {CapacityOf(bits), bits};
     }
     return {0, 0};
@@ -59,6 +59,24 @@ void Table::Reserve(CFIndex count)
     if (count > CFIndex{capacity_}) (void)Rebuild(static_cast<uint64_t>(count));
 }
 
+CFIndex Table::BytesFor(CFIndex count)
+{
+    const Shape shape = ShapeFor(static_cast<uint64_t>(count));
+    if (shape.capacity == 0) return 0;
+    return count * CFIndex{sizeof(Entry)} + static_cast<CFIndex>(SlotBytes(shape.slotBits));
+}
+
+void Table::Borrow(void* memory, CFIndex count)
+{
+    entries_ = static_cast<Entry*>(memory);
+    capacity_ = static_cast<uint32_t>(count);
+    slotBits_ = ShapeFor(static_cast<uint64_t>(count)).slotBits;
+    isBorrowed_ = true;
+    if (slotBits_ != 0) {
+        std::memset(static_cast<void*>(entries_ + capacity_), 0xFF, SlotBytes(slotBits_));
+    }
+}
+
 bool Table::MakeRoom()
 {
     // Few removed entries: a rebuild of the same size would soon be due again.
@@ -78,8 +96,9 @@ bool Table::Rebuild(uint64_t leastCapacity)
 
     Entry* end = std::copy_if(entries_, entries_ + used_, block,
                               [](const Entry& entry) { return entry.hash != 0; });
-    std::free(entries_);
+    if (!isBorrowed_) std::free(entries_);
     entries_ = block;
+    isBorrowed_ = false;
     used_ = static_cast<uint32_t>(end - block);
     capacity_ = shape.capacity;
     slotBits_ = shape.slotBits;

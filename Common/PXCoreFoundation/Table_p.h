@@ -6,7 +6,8 @@
 // larger tables have an index of 8-, 16- or 32-bit slots behind the entries, in the same block,
 // filled to two thirds at most. A removed entry stays in its place with hash 0, and so does its
 // index slot, until the table is rebuilt for want of room: entries never move while some are only
-// removed, and an enumeration may remove as it goes.
+// removed, and an enumeration may remove as it goes. A table whose final size is known may live in
+// memory of its owner's.
 
 #include "Runtime.h"
 
@@ -24,7 +25,10 @@ public:
     Table(const Table&) = delete;
     Table& operator=(const Table&) = delete;
     Table(Table&& other) noexcept { Swap(other); }
-    ~Table() { std::free(entries_); }
+    ~Table()
+    {
+        if (!isBorrowed_) std::free(entries_);
+    }
 
     // The form of a hash that Find and Append take: spread over the high bits, never 0.
     static uint64_t Spread(CFHashCode hash)
@@ -68,6 +72,12 @@ public:
     // Prepares for `count` entries in all; only a hint.
     void Reserve(CFIndex count);
 
+    // What a table of `count` entries takes; 0 when none is that large.
+    static CFIndex BytesFor(CFIndex count);
+    // Puts up to `count` entries of an empty table into `memory`, which must outlive the table and
+    // have the bytes above. A table that grows beyond moves to a block of its own.
+    void Borrow(void* memory, CFIndex count);
+
     void Swap(Table& other) noexcept
     {
         std::swap(entries_, other.entries_);
@@ -75,6 +85,7 @@ public:
         std::swap(live_, other.live_);
         std::swap(capacity_, other.capacity_);
         std::swap(slotBits_, other.slotBits_);
+        std::swap(isBorrowed_, other.isBorrowed_);
     }
 
 private:
@@ -116,7 +127,8 @@ private:
     uint32_t used_ = 0;
     uint32_t live_ = 0;
     uint32_t capacity_ = 0;
-    uint32_t slotBits_ = 0;  // the index has 2^slotBits_ slots; 0: there is none
+    uint8_t slotBits_ = 0;  // the index has 2^slotBits_ slots; 0: there is none
+    bool isBorrowed_ = false;
 };
 
 }  // namespace px::cf
