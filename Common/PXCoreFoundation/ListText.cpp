@@ -47,6 +47,15 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
+// Adds the digits at `text` to those in *digits; gives the place behind them.
+const char* TakeDigits(const char* text, const char* end, uint64_t* digits)
+{
+    for (; text < end && IsDigit(*text); ++text) {
+        *digits = *digits * 10 + static_cast<uint64_t>(*text - '0');
+    }
+    return text;
+}
+
 // Reads digits with at most one point among them. Up to 15 digits and the power of ten are exact in
 // double, so one division rounds the value as it should be; longer texts are left to from_chars.
 bool ParseShortReal(std::string_view text, double* value)
@@ -54,20 +63,18 @@ bool ParseShortReal(std::string_view text, double* value)
     constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
     if (text.size() > 16) return false;
+    const char* const end = text.data() + text.size();
     uint64_t digits = 0;
-    size_t point = text.size();
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (IsDigit(text[i])) {
-            digits = digits * 10 + static_cast<uint64_t>(text[i] - '0');
-        } else if (text[i] == '.' && point == text.size()) {
-            point = i;
-        } else {
-            return false;
-        }
+    const char* at = TakeDigits(text.data(), end, &digits);
+    size_t count = text.size();
+    size_t behindPoint = 0;
+    if (at < end && *at == '.') {
+        --count;
+        behindPoint = static_cast<size_t>(end - at) - 1;
+        at = TakeDigits(at + 1, end, &digits);
     }
-    const size_t count = text.size() - (point < text.size() ? 1 : 0);
-    if (count == 0 || count > 15) return false;
-    *value = static_cast<double>(digits) / kPowers[count - point];
+    if (at != end || count == 0 || count > 15) return false;
+    *value = static_cast<double>(digits) / kPowers[behindPoint];
     return true;
 }
 
@@ -188,6 +195,7 @@ bool ParseListInteger(std::string_view text, uint64_t* value, bool* isNegative)
 
 bool ParseListReal(std::string_view text, double* value)
 {
+    if (ParseShortReal(text, value)) return true;
     std::string_view digits = Trim(text);
     const bool hasMinus = TakeSign(&digits);
     double magnitude = 0;

@@ -15,6 +15,8 @@
 #include "PropertyList_p.h"
 #include "String_p.h"
 
+#include "Base/Platform/Platform.h"
+
 #include <expat.h>
 
 #include <algorithm>
@@ -22,6 +24,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace px::cf {
 
@@ -45,14 +48,16 @@ enum class Element : uint8_t {
     kFalse
 };
 
-// Compares all but the first letter, which the caller knows.
+// Compares all but the first letter, which the caller knows. Stops at the first difference, so
+// never reads behind the end of the name.
 template <size_t N>
 bool EndsAs(const char* name, const char (&expected)[N])
 {
-    for (size_t i = 1; i < N; ++i) {
-        if (name[i] != expected[i]) return false;
-    }
-    return true;
+    const auto agree = [&]<size_t... I>(std::index_sequence<I...>)
+    {
+        return ((name[I + 1] == expected[I + 1]) && ...);
+    };
+    return agree(std::make_index_sequence<N - 1>());
 }
 
 Element ElementNamed(const char* name)
@@ -108,13 +113,27 @@ constinit std::atomic<XML_Parser> idleParser{nullptr};
 // A parser that has read more than this holds too much memory to be kept.
 constexpr size_t kMostIdleBytes = 65536;
 
+// Keeps anyone from choosing names that collide. Left to itself, expat asks the system for a new
+// one at every list, which takes as long as half a kilobyte of it. 0 lets expat do so.
+unsigned long NameSalt()
+{
+    static const unsigned long salt = [] {
+        unsigned long fresh = 0;
+        return os::Os().randomBytes(&fresh, sizeof(fresh)) == 0 ? fresh : 0;
+    }();
+    return salt;
+}
+
 XML_Parser TakeParser(const char* encoding)
 {
     XML_Parser parser = idleParser.exchange(nullptr, std::memory_order_acquire);
-    if (!parser) return XML_ParserCreate(encoding);
-    if (XML_ParserReset(parser, encoding)) return parser;
-    XML_ParserFree(parser);
-    return nullptr;
+    if (parser && !XML_ParserReset(parser, encoding)) {
+        XML_ParserFree(parser);
+        return nullptr;
+    }
+    if (!parser) parser = XML_ParserCreate(encoding);
+    if (parser) XML_SetHashSalt(parser, NameSalt());
+    return parser;
 }
 
 void ReturnParser(XML_Parser parser, size_t bytesRead)
@@ -159,7 +178,6 @@ private:
     bool Feed();
     bool ReportExpatError();
     void Start(const char* name);
-    void Text(const char* text, size_t length);
     void End();
     bool CheckPlace(Element element, const char* name);
     void StartPlist();
@@ -262,9 +280,15 @@ void Reader::OnEnd(void* reader, const char*)
     static_cast<Reader*>(reader)->End();
 }
 
+// Most texts are the white space between elements.
 void Reader::OnText(void* reader, const char* text, int length)
 {
-    static_cast<Reader*>(reader)->Text(text, static_cast<size_t>(length));
+    auto* self = static_cast<Reader*>(reader);
+    if (self->collectsText_) {
+        if (!self->text_.Append(text, length)) self->FailMemory();
+    } else if (!IsSpace(text, static_cast<size_t>(length))) [[unlikely]] {
+        self->Fail(self->Offset(), "Text outside of a value");
+    }
 }
 
 // Gets, besides comments, the tokens of a document type. The entity handler would miss declarations
@@ -403,15 +427,6 @@ void Reader::StartContainer(bool isDictionary)
     }
     frames_[depth_++] = {values_.Count(), isDictionary};
     wantsKey_ = isDictionary;
-}
-
-void Reader::Text(const char* text, size_t length)
-{
-    if (!collectsText_) {
-        if (!IsSpace(text, length)) Fail(Offset(), "Text outside of a value");
-    } else if (!text_.Append(text, static_cast<CFIndex>(length))) {
-        FailMemory();
-    }
 }
 
 void Reader::End()
