@@ -151,6 +151,38 @@ TEST(Log, ComposesEachPieceInItsPlace)
     EXPECT_EQ(2, debugTexts);
 }
 
+// The time is kept for a while, which must not show: neither at half seconds, where it changes, nor
+// when the clock is set back or the zone exchanged.
+TEST(Log, StampsWholeSecondsOfTheDefaultZone)
+{
+    static int64_t micros;
+    FakeTable fake;
+    fake->wallClockMicros = [] { return micros; };
+    constexpr int64_t kNoon = 1'773'050'706;  // 2026-03-09 10:05:06 UTC
+    const struct {
+        int64_t micros;
+        double hoursEast;
+        const char* stamp;
+    } rows[] = {
+        {400'000, 0, "2026-03-09 10:05:06 S - "},      {499'999, 0, "2026-03-09 10:05:06 S - "},
+        {500'000, 0, "2026-03-09 10:05:06 S - "},      {500'001, 0, "2026-03-09 10:05:07 S - "},
+        {999'999, 0, "2026-03-09 10:05:07 S - "},      {53'600'000, 0, "2026-03-09 10:05:60 S - "},
+        {54'000'000, 0, "2026-03-09 10:06:00 S - "},   {54'000'000, -2, "2026-03-09 8:06:00 S - "},
+        {54'000'001, 14.5, "2026-03-10 0:36:00 S - "}, {400'000, 14.5, "2026-03-10 0:35:06 S - "},
+    };
+    px::LogLineComposer composer;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.stamp);
+        micros = kNoon * 1'000'000 + row.micros;
+        CFTimeZoneSetDefault(Owned<CFTimeZoneRef>(
+            CFTimeZoneCreateWithTimeIntervalFromGMT(nullptr, row.hoursEast * 3600)));
+        const PXLogStyle style = {0, 1, 0, 0, 0, 4};
+        const auto line = composer.Compose(style, {CFSTR("S"), CFSTR("D"), 0, CFSTR("")});
+        EXPECT_EQ(row.stamp, px::UTF8Of(line.Get()));
+    }
+    CFTimeZoneSetDefault(nullptr);
+}
+
 TEST(Log, IndentsByOrdinalAndWrapsAfterAHundred)
 {
     FakeTable fake;

@@ -1,10 +1,10 @@
 #include "Base/LogLine.h"
 
 #include "Base/PXProcess.h"
-#include "Base/UTF8Text.h"
 #include "CoreFoundation/CoreFoundation.h"
 
-#include <string>
+#include <cmath>
+#include <vector>
 
 namespace px {
 
@@ -12,56 +12,75 @@ namespace {
 
 constexpr int32_t kMostOrdinals = 100;
 
-CFRef<CFStringRef> TimeStamp(CFStringRef source)
+CFRef<CFStringRef> PrintTime(CFAbsoluteTime time)
 {
     const auto zone = CFRef<CFTimeZoneRef>::Adopt(CFTimeZoneCopyDefault());
-    const CFGregorianDate now =
-        CFAbsoluteTimeGetGregorianDate(CFAbsoluteTimeGetCurrent(), zone.Get());
+    const CFGregorianDate now = CFAbsoluteTimeGetGregorianDate(time, zone.Get());
     return CFRef<CFStringRef>::Adopt(CFStringCreateWithFormat(
-        nullptr, nullptr, CFSTR("%4d-%02d-%02d %d:%02d:%02.0f %@ - "), static_cast<int>(now.year),
-        now.month, now.day, now.hour, now.minute, now.second, source));
+        nullptr, nullptr, CFSTR("%4d-%02d-%02d %d:%02d:%02.0f "), static_cast<int>(now.year),
+        now.month, now.day, now.hour, now.minute, now.second));
 }
 
-CFRef<CFStringRef> ThreadTag()
+void AppendThreadTag(CFMutableStringRef line)
 {
     const char mark = PXProcessGetIsMainThread() ? 'm' : ' ';
-    return CFRef<CFStringRef>::Adopt(CFStringCreateWithFormat(
-        nullptr, nullptr, CFSTR("[%c%d] "), mark, static_cast<int>(PXProcessGetCurrentThreadID())));
+    CFStringAppendFormat(line, nullptr, CFSTR("[%c%d] "), mark,
+                         static_cast<int>(PXProcessGetCurrentThreadID()));
+}
+
+void AppendBlanks(CFMutableStringRef line, int32_t count)
+{
+    const std::vector<UniChar> blanks(static_cast<size_t>(count), ' ');
+    CFStringAppendCharacters(line, blanks.data(), count);
 }
 
 }  // namespace
 
-CFRef<CFStringRef> LogLineComposer::Indentation(bool wraps)
+bool LogLineComposer::AppendStamp(CFMutableStringRef line)
+{
+    const CFAbsoluteTime now = CFAbsoluteTimeGetCurrent();
+    const double tick = std::floor(now * 2);
+    const uint32_t seed = PXCFTimeZoneGetDefaultSeed();
+    if (!stamp_ || tick != stampTick_ || seed != stampSeed_) {
+        stamp_ = PrintTime(now);
+        // Half a second sharp is the one moment that is rounded down, unlike those that follow.
+        stampTick_ = tick == now * 2 ? -1 : tick;
+        stampSeed_ = seed;
+    }
+    if (stamp_) CFStringAppend(line, stamp_.Get());
+    return static_cast<bool>(stamp_);
+}
+
+int32_t LogLineComposer::Ordinal(bool wraps)
 {
     const auto [found, isNew] = ordinals_.try_emplace(PXProcessGetCurrentThreadID(), nextOrdinal_);
     if (isNew) {
         ++nextOrdinal_;
         if (wraps && nextOrdinal_ > kMostOrdinals) nextOrdinal_ = 1;
     }
-    return StringOf(std::string(static_cast<size_t>(found->second), ' '));
+    return found->second;
 }
 
 CFRef<CFStringRef> LogLineComposer::Compose(const PXLogStyle& style, const LogMessage& message)
 {
-    const auto none = CFRef<CFStringRef>::Adopt(CFSTR(""));
-    CFStringRef lineEnd = style.lineEnd ? CFSTR("\n") : CFSTR("");
-    // What stands in time stamps until the application names itself.
-    CFStringRef source = message.source          ? message.source
-                         : message.defaultSource ? message.defaultSource
-                                                 : CFSTR("Quarvo");
-    const CFRef<CFStringRef> stamp = style.timeStamp ? TimeStamp(source) : none;
-    const CFRef<CFStringRef> tag = style.threadTag ? ThreadTag() : none;
-    const CFRef<CFStringRef> indentation =
-        style.threadIndent ? Indentation(style.wrapIndent != 0) : none;
-    if (!stamp || !tag || !indentation) return {};
-    if (message.errorNumber != 0) {
-        return CFRef<CFStringRef>::Adopt(CFStringCreateWithFormat(
-            nullptr, nullptr, CFSTR("%@%@%@%@ Error Number = %d%@"), indentation.Get(), tag.Get(),
-            stamp.Get(), message.text, message.errorNumber, lineEnd));
+    CFMutableStringRef line = CFStringCreateMutable(nullptr, 0);
+    const auto owned = CFRef<CFStringRef>::Adopt(line);
+    if (!line) return {};
+    if (style.threadIndent) AppendBlanks(line, Ordinal(style.wrapIndent != 0));
+    if (style.threadTag) AppendThreadTag(line);
+    if (style.timeStamp) {
+        if (!AppendStamp(line)) return {};
+        // What stands there until the application names itself.
+        CFStringAppend(line, message.source          ? message.source
+                             : message.defaultSource ? message.defaultSource
+                                                     : CFSTR("Quarvo"));
+        CFStringAppend(line, CFSTR(" - "));
     }
-    return CFRef<CFStringRef>::Adopt(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@%@%@%@%@"),
-                                                              indentation.Get(), tag.Get(),
-                                                              stamp.Get(), message.text, lineEnd));
+    CFStringAppend(line, message.text);
+    if (message.errorNumber != 0)
+        CFStringAppendFormat(line, nullptr, CFSTR(" Error Number = %d"), message.errorNumber);
+    if (style.lineEnd) CFStringAppend(line, CFSTR("\n"));
+    return owned;
 }
 
 }  // namespace px

@@ -25,7 +25,14 @@ public:
     CFRef<CFStringRef> Compose(const PXLogStyle& style, const LogMessage& message);
 
 private:
-    CFRef<CFStringRef> Indentation(bool wraps);
+    bool AppendStamp(CFMutableStringRef line);
+    int32_t Ordinal(bool wraps);
+
+    // Date and time as last printed, which stand for one half of a second of one default zone:
+    // zone, calendar and formatting would be most of a line's cost.
+    CFRef<CFStringRef> stamp_;
+    double stampTick_ = -1;
+    uint32_t stampSeed_ = 0;
 
     // A thread keeps the number it got when it first logged with an indentation.
     std::unordered_map<uint32_t, int32_t> ordinals_;

@@ -2,10 +2,12 @@
 
 #include "Base/Platform/Platform.h"
 #include "Classes.h"
+#include "CoreFoundation/PXCFExtensions.h"
 #include "Description_p.h"
 #include "String_p.h"
 #include "TimeZone_p.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -34,6 +36,7 @@ constexpr int64_t kSecondsFrom1970To2001 = 978307200;
 
 constinit std::mutex defaultZoneMutex;
 constinit TimeZone* defaultZone = nullptr;  // null: the system's; guarded by the mutex
+constinit std::atomic<UInt32> defaultZoneSeed{0};
 
 TimeZone* NewTimeZone(const char* name, bool fixed, int32_t secondsEast)
 {
@@ -153,7 +156,13 @@ void CFTimeZoneSetDefault(CFTimeZoneRef tz)
         const std::lock_guard lock(defaultZoneMutex);
         std::swap(defaultZone, given);
     }
+    defaultZoneSeed.fetch_add(1, std::memory_order_release);
     if (given) ReleaseObject(given);
+}
+
+UInt32 PXCFTimeZoneGetDefaultSeed(void)
+{
+    return defaultZoneSeed.load(std::memory_order_acquire);
 }
 
 CFTimeZoneRef CFTimeZoneCreateWithTimeIntervalFromGMT(CFAllocatorRef, CFTimeInterval ti)

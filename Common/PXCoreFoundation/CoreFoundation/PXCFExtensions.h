@@ -14,6 +14,10 @@ CF_EXPORT CFIndex PXCFGetLiveObjectCount(CFTypeID type);
 // Major version << 16 | minor version.
 CF_EXPORT UInt32 PXCFGetVersion(void);
 
+// Changes with every CFTimeZoneSetDefault, so that who keeps what follows from the zone need not
+// copy it to see whether it is still the same.
+CF_EXPORT UInt32 PXCFTimeZoneGetDefaultSeed(void);
+
 // True, with the value stored, when the number is exactly an integer of 0 … 2^64 - 1.
 CF_EXPORT Boolean PXCFNumberGetUInt64(CFNumberRef number, UInt64* value);
 CF_EXPORT CFNumberRef PXCFNumberCreateUInt64(CFAllocatorRef allocator, UInt64 value);
