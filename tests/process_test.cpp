@@ -201,7 +201,7 @@ TEST_F(Process, FindsProcessesByApplicationId)
 TEST_F(Process, TellsWhatItIs)
 {
     EXPECT_EQ(Os().processId(), PXProcessGetPID());
-    EXPECT_EQ(PXProcessGetPID(), PXProcessGetPIDWithAppID(CFSTR("process_test")));
+    EXPECT_NE(0U, PXProcessGetPIDWithAppID(CFSTR("process_test")));  // another may run, too
     const Owned<CFURLRef> path(PXProcessCreateCurrentProcessPath());
     EXPECT_EQ("process_test", fs::path(px::PathOf(path)).filename());
     EXPECT_GT(CFStringGetLength(PXProcessGetUserName()), 0);
