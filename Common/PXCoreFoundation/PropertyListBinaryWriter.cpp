@@ -193,6 +193,8 @@ private:
 
     bool NumberAll(CFPropertyListRef list);
     bool Step();
+    bool CheckShape();
+    bool NumberValue(CFTypeRef value, CFIndex* reference);
     bool Number(CFTypeRef value, CFIndex* reference);
     bool Open(CFTypeRef container, CFIndex item);
     bool NumberKeys(const Frame& frame);
@@ -229,6 +231,11 @@ private:
         return failure_->Set(kCFPropertyListWriteStreamError, "The property list holds %s", what);
     }
 
+    bool RefuseValue() { return Refuse("something that no binary list can carry, or itself"); }
+
+    CFPropertyListRef root_ = nullptr;
+    bool isShapeKnown_ = false;  // or nothing shared was met
+    uint64_t nodes_ = 0;
     ByteBuffer& out_;
     ListFailure* const failure_;
     GrowingBuffer<Item> items_;
@@ -253,13 +260,9 @@ bool Writer::Write(CFPropertyListRef list)
 
 bool Writer::NumberAll(CFPropertyListRef list)
 {
-    // The numbering writes a shared container once, so the depth below it is seen at one place only
-    // and a cycle not at all. What may have either is looked at beforehand.
-    const ListShape shape = ShapeOf(list, kCFPropertyListBinaryFormat_v1_0);
-    if (!shape.isValid) return Refuse("something that no binary list can carry, or itself");
-    if (shape.nodes > kMaxListNodes) return Refuse("too many objects");
-    CFIndex root = 0;
-    if (!Number(list, &root)) return false;
+    root_ = list;
+    CFIndex reference = 0;
+    if (!NumberValue(list, &reference)) return false;
     while (depth_ > 0) {
         if (!Step()) return false;
     }
@@ -276,9 +279,29 @@ bool Writer::Step()
     }
     CFIndex reference = 0;
     const CFIndex place = frame.nextReference++;
-    if (!Number(entries_[frame.base + frame.next++].value, &reference)) return false;
+    if (!NumberValue(entries_[frame.base + frame.next++].value, &reference)) return false;
     references_[place] = static_cast<uint32_t>(reference);
     return true;
+}
+
+// The numbering writes a shared container once, so the depth below it is seen at one place only and
+// a cycle not at all. The first container that may be in two places has the whole list looked at;
+// most lists have none.
+bool Writer::CheckShape()
+{
+    isShapeKnown_ = true;
+    const ListShape shape = ShapeOf(root_, kCFPropertyListBinaryFormat_v1_0);
+    if (!shape.isValid) return RefuseValue();
+    return shape.nodes <= kMaxListNodes || Refuse("too many objects");
+}
+
+bool Writer::NumberValue(CFTypeRef value, CFIndex* reference)
+{
+    if (FaultOfValue(value) || !CanCarryLeaf(value, kCFPropertyListBinaryFormat_v1_0)) {
+        return RefuseValue();
+    }
+    if (++nodes_ > kMaxListNodes) return Refuse("too many objects");
+    return Number(value, reference);
 }
 
 bool Writer::Number(CFTypeRef value, CFIndex* reference)
@@ -289,6 +312,7 @@ bool Writer::Number(CFTypeRef value, CFIndex* reference)
     const bool isAlone = isContainer && ObjectOf(value)->count.load(std::memory_order_relaxed) == 1;
     *reference = items_.Count();
     if (!isAlone) {
+        if (isContainer && !isShapeKnown_ && !CheckShape()) return false;
         CFIndex found = -1;
         if (!known_.FindOrAdd(value, items_.Count(), items_, &found)) return FailMemory();
         if (found >= 0) {
@@ -302,10 +326,12 @@ bool Writer::Number(CFTypeRef value, CFIndex* reference)
 
 bool Writer::Open(CFTypeRef container, CFIndex item)
 {
+    if (depth_ == kMaxListDepth) return RefuseValue();
     const CFIndex base = entries_.Count();
     if (!AppendElements(container, &entries_)) return FailMemory();
     const CFIndex count = entries_.Count() - base;
     const bool isDictionary = ObjectOf(container)->type == Type::kDictionary;
+    if (isDictionary && !AreKeysStrings(entries_.Elements() + base, count)) return RefuseValue();
     const CFIndex slots = isDictionary ? count * 2 : count;
     Frame frame = {item, base, 0, count, references_.Count()};
     items_[item].firstReference = references_.Count();

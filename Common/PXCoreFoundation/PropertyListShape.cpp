@@ -50,21 +50,6 @@ bool IsContainer(CFTypeRef value)
     return type == Type::kArray || type == Type::kDictionary;
 }
 
-bool CanCarryLeaf(CFTypeRef value, CFPropertyListFormat format)
-{
-    const Type type = ObjectOf(value)->type;
-    if (format == kCFPropertyListOpenStepFormat) {
-        return type == Type::kString || type == Type::kData;
-    }
-    if (type == Type::kDate) {
-        const double time = CFDateGetAbsoluteTime(static_cast<CFDateRef>(value));
-        if (format == kCFPropertyListXMLFormat_v1_0) return IsXMLDate(time);
-        if (format == kCFPropertyListBinaryFormat_v1_0) return std::isfinite(time);
-    }
-    return type != Type::kString || format != kCFPropertyListXMLFormat_v1_0 ||
-           IsXMLText(static_cast<CFStringRef>(value));
-}
-
 bool CanCarryKeys(const KeyedValue* entries, CFIndex count, CFPropertyListFormat format)
 {
     return format != kCFPropertyListXMLFormat_v1_0 ||
@@ -350,6 +335,21 @@ const char* FaultOfValue(CFTypeRef value)
         default:
             return "an object of a class that no property list holds";
     }
+}
+
+bool CanCarryLeaf(CFTypeRef value, CFPropertyListFormat format)
+{
+    const Type type = ObjectOf(value)->type;
+    if (format == kCFPropertyListOpenStepFormat) {
+        return type == Type::kString || type == Type::kData;
+    }
+    if (type == Type::kDate) {
+        const double time = CFDateGetAbsoluteTime(static_cast<CFDateRef>(value));
+        if (format == kCFPropertyListXMLFormat_v1_0) return IsXMLDate(time);
+        if (format == kCFPropertyListBinaryFormat_v1_0) return std::isfinite(time);
+    }
+    return type != Type::kString || format != kCFPropertyListXMLFormat_v1_0 ||
+           IsXMLText(static_cast<CFStringRef>(value));
 }
 
 bool AppendEntries(CFDictionaryRef dictionary, GrowingBuffer<KeyedValue>* entries)

@@ -63,6 +63,8 @@ ListShape ShapeOf(CFPropertyListRef list, CFPropertyListFormat format);
 CFPropertyListRef CopyList(CFPropertyListRef list, Mutability mutability, uint64_t mostLeafBytes);
 // An English name for what is wrong with a value that no list may hold; null when it may.
 const char* FaultOfValue(CFTypeRef value);
+// True when a format can carry a value that may stand in a list. Containers are not looked into.
+bool CanCarryLeaf(CFTypeRef value, CFPropertyListFormat format);
 
 // True when XML 1.0 can carry the text.
 bool IsXMLText(CFStringRef string);
