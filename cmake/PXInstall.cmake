@@ -25,6 +25,7 @@ install(DIRECTORY "${CMAKE_SOURCE_DIR}/Common/PXCoreFoundation/CoreFoundation"
     DESTINATION "${px_include}" FILES_MATCHING PATTERN "*.h")
 foreach(folder Base PXCore PXAccelerate Image)
     file(GLOB px_headers CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/Common/${folder}/PX*.h")
+    list(FILTER px_headers EXCLUDE REGEX "_p\\.h$")
     install(FILES ${px_headers} DESTINATION "${px_include}/${folder}")
 endforeach()
 foreach(header BaseCore BaseCondition BaseMutex Signal)

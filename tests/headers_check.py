@@ -13,7 +13,7 @@ flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only",
 
 flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
 flat += sorted(path for folder in ("PXCore", "Base", "PXAccelerate", "Image")
-               for path in (common / folder).glob("PX*.h"))
+               for path in (common / folder).glob("PX*.h") if not path.name.endswith("_p.h"))
 classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Signal")]
 
 faults = 0
