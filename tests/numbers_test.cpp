@@ -240,25 +240,6 @@ TEST_F(Numbers, RandomIntegersAndRealsCompareAsInLongDouble)
     }
 }
 
-TEST_F(Numbers, SmallOnesAreImmortal)
-{
-    constexpr CFIndex kForever = std::numeric_limits<CFIndex>::max();
-    for (int64_t value = -2; value <= 256; ++value) {
-        auto number = Number(value);
-        EXPECT_EQ(value < -1 || value > 255 ? 1 : kForever, CFGetRetainCount(number));
-        bool exact = false;
-        EXPECT_EQ(value, ReadAs(kCFNumberSInt64Type, number, &exact));
-    }
-    EXPECT_EQ(Number(int64_t{7}), Number(int64_t{7}));
-    EXPECT_EQ(Number(1.0), Number(1.0));
-    EXPECT_NE(Number(0.0), Number(-0.0));
-    for (int i = 0; i < 3; ++i) {
-        CFRelease(kCFBooleanTrue);
-        CFRelease(kCFNumberNaN);
-    }
-    EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
-}
-
 std::string RealText(double value)
 {
     char text[px::cf::kMaxRealText];

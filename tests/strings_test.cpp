@@ -250,21 +250,6 @@ TEST_F(String, EncodingStopsBeforeWhatDoesNotFitOrExist)
     EXPECT_EQ(6, used);
 }
 
-TEST_F(String, CopyingInSmallStepsAlwaysEnds)
-{
-    const auto text = Text(u"abc😀日本語\xD83D\xD83D😀\xDE00");
-    std::string copied;
-    CFIndex at = 0, capacity = 5;
-    while (at < CFStringGetLength(text)) {
-        const CFIndex rest = CFStringGetLength(text) - at;
-        const auto [units, bytes] = ToBytes(text, {at, rest}, kUtf8, '*', true, capacity);
-        ASSERT_GT(units, 0);
-        copied += bytes;
-        at += units;
-    }
-    EXPECT_EQ("abc😀日本語**😀*", copied);
-}
-
 TEST_F(String, GivesCStringsThatFit)
 {
     char buffer[8] = "zzzzzzz";
