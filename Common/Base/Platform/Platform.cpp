@@ -91,4 +91,36 @@ int WriteAll(File file, const void* buffer, size_t size)
     return 0;
 }
 
+int ReadAllAt(File file, void* buffer, size_t size, int64_t offset)
+{
+    auto* bytes = static_cast<char*>(buffer);
+    while (size > 0) {
+        size_t got = 0;
+        const int error = Os().readAt(file, bytes, size, offset, &got);
+        if (error == EINTR) continue;
+        if (error) return error;
+        if (got == 0) return EIO;
+        bytes += got;
+        offset += static_cast<int64_t>(got);
+        size -= got;
+    }
+    return 0;
+}
+
+int WriteAllAt(File file, const void* buffer, size_t size, int64_t offset)
+{
+    auto* bytes = static_cast<const char*>(buffer);
+    while (size > 0) {
+        size_t written = 0;
+        const int error = Os().writeAt(file, bytes, size, offset, &written);
+        if (error == EINTR) continue;
+        if (error) return error;
+        if (written == 0) return EIO;
+        bytes += written;
+        offset += static_cast<int64_t>(written);
+        size -= written;
+    }
+    return 0;
+}
+
 }  // namespace px::os

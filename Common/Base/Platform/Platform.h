@@ -40,6 +40,21 @@ struct FileFacts {
     bool isRegular = false;
 };
 
+// What tells whether an entry of a folder is the one that this process made there.
+struct EntryFacts {
+    FileFacts file;
+    bool isOurs = false;  // belongs to the user that the process runs as
+    uint64_t links = 0;   // names that the file has; always 1 for what we make
+    uint64_t volume = 0;  // with `number`, the identity of the file
+    uint64_t number = 0;
+};
+
+enum class EntryMode : uint8_t {
+    kRead,       // must exist
+    kReadWrite,  // must exist; never emptied
+    kCreateNew,  // read and write; fails with EEXIST when present; private to the user (0600)
+};
+
 using Thread = uintptr_t;
 using ThreadEntry = void (*)(void* context);
 // Gets one entry name without its folder; never "." or "..". Answers whether to go on.
@@ -229,7 +244,40 @@ struct Table {
     // Given back with freeAligned alone, which ignores null.
     void* (*allocateAligned)(size_t size, size_t alignment);
     void (*freeAligned)(void* block);
+
+    // Entries of an open folder. `name` is one name without a separator; a link under it is not
+    // followed: it gives ELOOP, or ENOTDIR where a folder is asked for. Folders opened here are
+    // closed by closeFile. Windows: handles opened with FILE_FLAG_OPEN_REPARSE_POINT, relative to
+    // the folder's handle.
+    int (*openFolder)(const char* path, File* folder);  // links in the path are followed
+    int (*openFolderAt)(File folder, const char* name, File* opened);
+    // Private to the user (0700). EEXIST when something of that name is there.
+    int (*makeFolderAt)(File folder, const char* name);
+    // Opening a pipe or a device does not wait for its other end.
+    int (*openFileAt)(File folder, const char* name, EntryMode mode, File* file);
+    int (*removeFileAt)(File folder, const char* name);
+    int (*removeFolderAt)(File folder, const char* name);  // ENOTEMPTY unless it is empty
+    int (*listFolderAt)(File folder, FolderVisitor visit, void* context);
+    int (*factsAt)(File folder, const char* name, EntryFacts* facts);
+    int (*factsOfEntry)(File file, EntryFacts* facts);
+    // Takes the file's lock for this process, without waiting; EAGAIN while another holds it. It is
+    // given back when the file is closed or the process ends, however it ends.
+    int (*lockFile)(File file);
+    int (*truncateFile)(File file, int64_t size);
+
+    // Transfers at an offset that leave the file position alone; otherwise as readFile, writeFile.
+    int (*readAt)(File file, void* buffer, size_t size, int64_t offset, size_t* got);
+    int (*writeAt)(File file, const void* buffer, size_t size, int64_t offset, size_t* written);
+
+    // Address space in whole huge pages, aligned to them and readable as zeros; it takes memory
+    // when written to. Null when refused. freeBlock gives it back.
+    void* (*reserveBlock)(size_t size);
+    // Gives the memory of a part of it back to the system; the part reads as zeros again.
+    void (*discardBlock)(void* part, size_t size);
 };
+
+// The unit of reserveBlock, in bytes.
+inline constexpr size_t kHugePage = size_t{2} << 20;
 
 // The table in use.
 const Table& Os();
@@ -249,5 +297,9 @@ const char* TextOf(int error);
 
 // Loops over writeFile until all is written.
 int WriteAll(File file, const void* buffer, size_t size);
+// Loop over readAt and writeAt until all is transferred, interrupted and short transfers included.
+// A file that ends early gives EIO.
+int ReadAllAt(File file, void* buffer, size_t size, int64_t offset);
+int WriteAllAt(File file, const void* buffer, size_t size, int64_t offset);
 
 }  // namespace px::os

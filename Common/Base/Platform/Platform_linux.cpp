@@ -1,5 +1,6 @@
 #include "Base/Platform/Platform.h"
 #include "Base/Platform/Platform_linux_accelerate.h"
+#include "Base/Platform/Platform_linux_entries.h"
 #include "Base/Platform/Platform_linux_process.h"
 #include "Base/Platform/Platform_linux_waits.h"
 
@@ -449,6 +450,22 @@ constexpr Table kLinuxTable = {
     .processorLeaf = ProcessorLeaf,
     .allocateAligned = AllocateAligned,
     .freeAligned = FreeAligned,
+
+    .openFolder = OpenFolder,
+    .openFolderAt = OpenFolderAt,
+    .makeFolderAt = MakeFolderAt,
+    .openFileAt = OpenFileAt,
+    .removeFileAt = RemoveFileAt,
+    .removeFolderAt = RemoveFolderAt,
+    .listFolderAt = ListFolderAt,
+    .factsAt = FactsAt,
+    .factsOfEntry = FactsOfEntry,
+    .lockFile = LockFile,
+    .truncateFile = TruncateFile,
+    .readAt = ReadAt,
+    .writeAt = WriteAt,
+    .reserveBlock = ReserveBlock,
+    .discardBlock = DiscardBlock,
 };
 
 }  // namespace
