@@ -1,10 +1,12 @@
 #include "Image/ImageRec.h"
 
 #include "Base/Status.h"
+#include "Image/CopyRows.h"
+#include "Image/ImageCacheManager.h"
+#include "Image/ImageRecFile.h"
 #include "Image/ImageRecMemory.h"
 
 #include <atomic>
-#include <cstring>
 #include <limits>
 #include <new>
 
@@ -12,7 +14,6 @@ namespace {
 
 constexpr char kEventSource[] = "ImageRec";
 
-constinit std::atomic<uint32_t> lastInternalID{0};
 constinit std::atomic<PXDataSourceType> defaultDataSource{kPXDataSourceTiled};
 
 constexpr int32_t kMaxDepth = 64;
@@ -36,16 +37,6 @@ bool IsLayout(const PXImageCreateParams& params)
     return IsBitMask(params.depth) || params.depth % 8 == 0;
 }
 
-void CopyRows(void* to, int64_t toRowBytes, const void* from, int64_t fromRowBytes, int64_t length,
-              int32_t rows)
-{
-    for (int64_t row = 0; row < rows; ++row) {
-        std::memcpy(static_cast<char*>(to) + row * toRowBytes,
-                    static_cast<const char*>(from) + row * fromRowBytes,
-                    static_cast<size_t>(length));
-    }
-}
-
 }  // namespace
 
 namespace px {
@@ -62,7 +53,7 @@ void SetDefaultDataSourceType(PXDataSourceType type)
 
 }  // namespace px
 
-CImageRec::CImageRec() : internalID(lastInternalID.fetch_add(1, std::memory_order_relaxed) + 1) {}
+CImageRec::CImageRec() : internalID(ImageCacheManager::Shared().NextInternalID()) {}
 
 CImageRec::~CImageRec() = default;
 
@@ -83,6 +74,8 @@ PXStatus CImageRec::Create(const PXImageCreateParams& params, PXRef<CImageRec>* 
             made = PXRef<CImageRec>::Adopt(new (std::nothrow) CImageRecMemory);
             break;
         case kPXDataSourceTiled:
+            made = PXRef<CImageRec>::Adopt(new (std::nothrow) CImageRecFile);
+            break;
         case kPXDataSourceSolidFill:
             return PX_FAIL(kPXErrNotSupported);
         default:
@@ -134,7 +127,7 @@ PXStatus CImageRec::Read(const PXRect& rect, void* buffer, int64_t bufferRowByte
     void* pixels = nullptr;
     int64_t pixelRowBytes = 0;
     PX_TRY(LockRect(rect, &pixels, &pixelRowBytes));
-    CopyRows(buffer, bufferRowBytes, pixels, pixelRowBytes, length, rect.height);
+    px::CopyRows(buffer, bufferRowBytes, pixels, pixelRowBytes, length, rect.height);
     return UnlockRect(rect, pixels);
 }
 
@@ -145,6 +138,62 @@ PXStatus CImageRec::Write(const PXRect& rect, const void* buffer, int64_t buffer
     void* pixels = nullptr;
     int64_t pixelRowBytes = 0;
     PX_TRY(LockRect(rect, &pixels, &pixelRowBytes));
-    CopyRows(pixels, pixelRowBytes, buffer, bufferRowBytes, length, rect.height);
+    px::CopyRows(pixels, pixelRowBytes, buffer, bufferRowBytes, length, rect.height);
     return UnlockRect(rect, pixels);
+}
+
+int64_t CImageRec::LockedRowBytes(const PXRect&) const
+{
+    return rowBytes;
+}
+
+bool CImageRec::HasTile(int32_t, int32_t) const
+{
+    return false;
+}
+
+PXStatus CImageRec::GetNativeTile(int32_t, int32_t, CImageTile** outTile)
+{
+    *outTile = nullptr;
+    return PX_FAIL(kPXErrNotSupported);
+}
+
+PXStatus CImageRec::CopyTile(int32_t, int32_t, PXRef<CImageRec>* outImage)
+{
+    *outImage = {};
+    return PX_FAIL(kPXErrNotSupported);
+}
+
+PXStatus CImageRec::ReplaceTile(int32_t, int32_t, CImageRec*)
+{
+    return PX_FAIL(kPXErrNotSupported);
+}
+
+bool CImageRec::IsTileLoaded(int32_t, int32_t) const
+{
+    return false;
+}
+
+PXStatus CImageRec::SetKeepResident(bool)
+{
+    return kPXOK;
+}
+
+PXStatus CImageRec::Purge()
+{
+    return kPXErrNotFound;
+}
+
+int32_t CImageRec::TileSize() const
+{
+    return 0;
+}
+
+bool CImageRec::FindTile(int32_t x, int32_t y, int32_t* row, int32_t* column) const
+{
+    const int32_t tileSize = TileSize();
+    if (tileSize == 0 || !Holds({x, y, 1, 1})) return false;
+    *row = (y - bounds.y) / tileSize;
+    *column = (x - bounds.x) / tileSize;
+    return HasTile(*row, *column);
 }

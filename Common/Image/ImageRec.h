@@ -11,6 +11,8 @@
 #include "Base/Ref.h"
 #include "PXCore/PXImage.h"
 
+class CImageTile;
+
 class CImageRec : public CBaseCore {
 public:
     ~CImageRec() override;
@@ -33,6 +35,28 @@ public:
     [[nodiscard]] virtual PXStatus Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes);
     [[nodiscard]] virtual PXStatus Write(const PXRect& rect, const void* buffer,
                                          int64_t bufferRowBytes);
+
+    // The distance in bytes of the rows that LockRect lends for a rectangle.
+    virtual int64_t LockedRowBytes(const PXRect& rect) const;
+
+    // Tiles; what an image without them answers is kPXErrNotSupported, or that nothing was to do.
+    virtual bool HasTile(int32_t row, int32_t column) const;
+    // Hands out a tile with its access lock taken; `accessLock.exchange(0)` gives it back. Waits
+    // while somebody else has it.
+    [[nodiscard]] virtual PXStatus GetNativeTile(int32_t row, int32_t column, CImageTile** outTile);
+    // An image of one tile's pixels.
+    [[nodiscard]] virtual PXStatus CopyTile(int32_t row, int32_t column,
+                                            PXRef<CImageRec>* outImage);
+    // Takes a tile's pixels from an image of the same size and pixel layout; its origin is free.
+    [[nodiscard]] virtual PXStatus ReplaceTile(int32_t row, int32_t column, CImageRec* source);
+    virtual bool IsTileLoaded(int32_t row, int32_t column) const;
+    // Stores the flag and, when it is set, brings every tile in; the status of the first failure.
+    [[nodiscard]] virtual PXStatus SetKeepResident(bool keep);
+    // Sends all tiles away. kPXErrNotFound when nothing was freed or a tile could not be written.
+    [[nodiscard]] virtual PXStatus Purge();
+    // The row and column of the tile of a pixel; false when the image has no tile there.
+    bool FindTile(int32_t x, int32_t y, int32_t* row, int32_t* column) const;
+    virtual int32_t TileSize() const;  // 0 without tiles
 
     PXImageCreateParams CreateParams() const;
     int32_t Planes() const { return planeBytes > 0 ? colBytes / planeBytes : 0; }

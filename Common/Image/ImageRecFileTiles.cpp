@@ -1,0 +1,381 @@
+// How the tiles of an image come into memory and leave it.
+
+#include "Base/Status.h"
+#include "Image/CopyRows.h"
+#include "Image/ImageCacheManager.h"
+#include "Image/ImageRecFile.h"
+#include "Image/TileHash.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+namespace {
+
+constexpr char kEventSource[] = "ImageRecFile";
+
+ImageCacheManager& Manager()
+{
+    return ImageCacheManager::Shared();
+}
+
+CTileStoreImage StoredAs(const CImageRecFile& image)
+{
+    return {image.internalID, int64_t{image.colBytes} * CImageRecFile::kSlotPixels};
+}
+
+void FillWith(const char* pixel, int32_t colBytes, char* pixels, int64_t bytes)
+{
+    // Each copy doubles what is there.
+    int64_t filled = colBytes;
+    std::memcpy(pixels, pixel, static_cast<size_t>(colBytes));
+    while (filled < bytes) {
+        const int64_t length = std::min(filled, bytes - filled);
+        std::memcpy(pixels + filled, pixels, static_cast<size_t>(length));
+        filled += length;
+    }
+}
+
+// Whether every pixel is that of its left neighbour.
+bool IsSolid(const char* pixels, int32_t colBytes, int64_t bytes)
+{
+    return std::memcmp(pixels, pixels + colBytes, static_cast<size_t>(bytes - colBytes)) == 0;
+}
+
+// Reading zeros takes no memory.
+bool IsBlankRead(const CImageTile& tile, LockIntent intent)
+{
+    return tile.source == TileSource::kBlank && intent == LockIntent::kRead;
+}
+
+}  // namespace
+
+CImageTile* CImageRecFile::TileAt(int32_t row, int32_t column)
+{
+    const uint64_t index = IndexOf(row, column);
+    if (CImageTile* tile = tiles_.Find(index)) return tile;
+    const px::MutexLocker lock(mutex_);
+    CImageTile* tile = tiles_.Find(index);
+    if (!tile) {
+        tile = new CImageTile(this, row, column);
+        tiles_.Insert(index, tile);
+    }
+    return tile;
+}
+
+PXStatus CImageRecFile::Pin(int32_t row, int32_t column, LockIntent intent, CImageTile** outTile)
+{
+    CImageTile* tile = TileAt(row, column);
+    if (!tile->TryPin(intent)) PX_TRY(Bring(tile, intent));
+    *outTile = tile;
+    return kPXOK;
+}
+
+// Does the one thing that keeps the tile from being pinned, and tries again. Whoever works on a
+// tile says so in its phase and gives up the mutex; all others wait.
+PXStatus CImageRecFile::Bring(CImageTile* tile, LockIntent intent)
+{
+    const px::MutexLocker lock(mutex_);
+    for (;;) {
+        while (tile->phase != TilePhase::kIdle) idleness_.wait(mutex_);
+        if (tile->TryPin(intent)) return kPXOK;
+        const bool isAbsent = tile->IsAbsent();
+        if (!isAbsent && intent == LockIntent::kRead) return PX_FAIL(kPXErrBadArgument);  // pins
+        tile->phase = TilePhase::kLoading;
+        mutex_.unlock();
+        PXRef<px::TileBlock> block;
+        const PXStatus status = isAbsent ? Load(tile, intent, &block) : Separate(tile, &block);
+        mutex_.lock();
+        tile->phase = TilePhase::kIdle;
+        if (status == kPXOK) Publish(tile, block, isAbsent && IsBlankRead(*tile, intent));
+        idleness_.notify_all();
+        PX_TRY(status);
+    }
+}
+
+// Gets the pixels of a tile that is not in memory.
+PXStatus CImageRecFile::Load(CImageTile* tile, LockIntent intent, PXRef<px::TileBlock>* block)
+{
+    const auto bytes = static_cast<size_t>(tile->Bytes());
+    px::TileArena& arena = px::TileArena::Shared();
+    const bool isBlank = tile->source == TileSource::kBlank;
+    Manager().CountLoad(tile->source == TileSource::kSlot && intent != LockIntent::kOverwrite);
+    if (IsBlankRead(*tile, intent)) {
+        *block = arena.Blank(bytes);
+        return *block ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
+    }
+    // Room is made first, so that the buffer of the tile that leaves can serve this one.
+    Manager().Enter(tile);
+    const PXRect inside = TileRect(tile->row, tile->column);
+    const bool isPartial = inside.width < TileSize() || inside.height < TileSize();
+    const bool isOverwritten = intent == LockIntent::kOverwrite && !isPartial;
+    PXStatus status = kPXOK;
+    *block = arena.Take(bytes, isBlank && !isOverwritten);
+    if (!*block) {
+        status = PX_FAIL(kPXErrCreate);
+    } else if (!isBlank && !isOverwritten) {
+        status = FillFromSource(*tile, intent, (*block)->Pixels());
+    }
+    if (status != kPXOK) {
+        *block = {};
+        Manager().Leave(tile);
+    }
+    return status;
+}
+
+PXStatus CImageRecFile::FillFromSource(const CImageTile& tile, LockIntent intent, char* pixels)
+{
+    const int64_t bytes = tile.Bytes();
+    if (tile.source == TileSource::kSolid) {
+        FillWith(tile.solidPixel.get(), colBytes, pixels, bytes);
+        return kPXOK;
+    }
+    if (intent == LockIntent::kOverwrite) {
+        // Only what lies outside the image keeps its value, and that is nobody's.
+        std::memset(pixels, 0, static_cast<size_t>(bytes));
+        return kPXOK;
+    }
+    // Pixels that went to the store come back from it, whatever its type is now.
+    const PXRef<CTileStore> store = Manager().StoreOfSlots();
+    const int error =
+        store->ReadTile(StoredAs(*this), tile.slot, pixels, static_cast<size_t>(bytes));
+    if (error) {
+        Manager().ReportFailure(internalID, error, "read");
+        return kPXErrNotFound;
+    }
+    if (px::HashPixels(pixels, static_cast<size_t>(bytes)) != tile.slotHash) {
+        Manager().ReportFailure(internalID, EBADMSG, "read");
+        return kPXErrNotFound;
+    }
+    return kPXOK;
+}
+
+// Gets a block of its own for a tile that shares one and is to be written. Readers may go on using
+// the shared one meanwhile.
+PXStatus CImageRecFile::Separate(CImageTile* tile, PXRef<px::TileBlock>* block)
+{
+    if (!tile->block->IsShared()) {
+        *block = tile->block;
+        return kPXOK;
+    }
+    const auto bytes = static_cast<size_t>(tile->Bytes());
+    const bool isBlank = tile->source == TileSource::kBlank && !tile->changed;
+    const bool entered = Manager().Enter(tile);
+    *block = px::TileArena::Shared().Take(bytes, isBlank);
+    if (!*block) {
+        if (entered) Manager().Leave(tile);
+        return PX_FAIL(kPXErrCreate);
+    }
+    if (!isBlank) std::memcpy((*block)->Pixels(), tile->block->Pixels(), bytes);
+    return kPXOK;
+}
+
+// Puts pixels in place: a block of the tile's own or the blank one, which is shared.
+void CImageRecFile::Publish(CImageTile* tile, const PXRef<px::TileBlock>& block, bool isShared)
+{
+    const PXRef<px::TileBlock> former = tile->block;
+    tile->block = block;
+    tile->pixels.store(block->Pixels(), std::memory_order_seq_cst);
+    // Whoever pinned the tile before this may use the former block, all others find the new one.
+    const bool hasReaders = (tile->access.load(std::memory_order_seq_cst) & CImageTile::kPinMask);
+    if (former && former.Get() != block.Get() && hasReaders) tile->retired = former;
+    tile->SetFlags(isShared ? CImageTile::kShared : 0);
+}
+
+PXStatus CImageRecFile::PurgeTile(CImageTile* tile, bool* mayWrite)
+{
+    PXRef<px::TileBlock> block;  // both end after the lock
+    PXRef<px::TileBlock> retired;
+    const px::MutexLocker lock(mutex_);
+    if (tile->phase != TilePhase::kIdle || !tile->TryClaim()) return kPXErrNotFound;
+    tile->phase = TilePhase::kLeaving;
+    mutex_.unlock();
+    const PXStatus status = KeepPixels(tile, mayWrite);
+    mutex_.lock();
+    if (status == kPXOK) {
+        tile->pixels.store(nullptr, std::memory_order_relaxed);
+        std::swap(block, tile->block);
+        std::swap(retired, tile->retired);
+    } else {
+        tile->SetFlags(tile->access.load(std::memory_order_relaxed) & CImageTile::kShared);
+    }
+    tile->phase = TilePhase::kIdle;
+    idleness_.notify_all();
+    return status;
+}
+
+// Sees to it that the source of a claimed tile gives its pixels.
+PXStatus CImageRecFile::KeepPixels(CImageTile* tile, bool* mayWrite)
+{
+    if (!tile->changed.load(std::memory_order_relaxed)) return kPXOK;
+    const char* pixels = tile->block->Pixels();
+    const auto bytes = static_cast<size_t>(tile->Bytes());
+    if (IsSolid(pixels, colBytes, tile->Bytes())) {
+        tile->KeepSolid(pixels);
+        return kPXOK;
+    }
+    const uint64_t hash = px::HashPixels(pixels, bytes);
+    if (tile->source != TileSource::kSlot || tile->slotHash != hash) {
+        const PXRef<CTileStore> store = *mayWrite ? Manager().Store() : PXRef<CTileStore>();
+        if (!store) return kPXErrNotFound;
+        // A write that fails may have spoilt what the slot held.
+        tile->source = TileSource::kBlank;
+        const CTileStoreTransfer transfer = {pixels, bytes, &tile->slot};
+        size_t written = 0;
+        if (const int error = store->WriteTiles(StoredAs(*this), {&transfer, 1}, &written)) {
+            *mayWrite = false;
+            Manager().ReportFailure(internalID, error, "write");
+            return kPXErrNotFound;
+        }
+        Manager().CountWrite(internalID);
+        tile->source = TileSource::kSlot;
+        tile->slotHash = hash;
+    }
+    tile->changed.store(false, std::memory_order_relaxed);
+    return kPXOK;
+}
+
+PXStatus CImageRecFile::GetNativeTile(int32_t row, int32_t column, CImageTile** outTile)
+{
+    *outTile = nullptr;
+    PX_REQUIRE(HasTile(row, column));
+    CImageTile* tile = TileAt(row, column);
+    while (!tile->TryAccessLock()) px::os::Os().yieldThread();
+    if (!tile->TryPin(LockIntent::kWrite)) {
+        const PXStatus status = Bring(tile, LockIntent::kWrite);
+        if (status != kPXOK) {
+            tile->accessLock.exchange(0);
+            return status;
+        }
+    }
+    tile->Unpin();  // the access lock keeps the pixels here as well
+    *outTile = tile;
+    return kPXOK;
+}
+
+// The block of a tile for another tile to share: empty when the tile is blank, or when somebody may
+// write to it, which *isBusy says.
+PXRef<px::TileBlock> CImageRecFile::ShareBlock(CImageTile* tile, bool* isBusy)
+{
+    const px::MutexLocker lock(mutex_);
+    const bool isBlank =
+        tile->source == TileSource::kBlank && !tile->changed.load(std::memory_order_relaxed);
+    *isBusy = !isBlank && (tile->phase != TilePhase::kIdle || !tile->TryShare());
+    return isBlank || *isBusy ? PXRef<px::TileBlock>() : tile->block;
+}
+
+// Makes a tile hold a block that others hold, too. Answers whether it could.
+bool CImageRecFile::AdoptBlock(CImageTile* tile, const PXRef<px::TileBlock>& block)
+{
+    PXRef<px::TileBlock> former;
+    PXRef<px::TileBlock> retired;
+    const px::MutexLocker lock(mutex_);
+    while (tile->phase != TilePhase::kIdle) idleness_.wait(mutex_);
+    if (!tile->IsAbsent() && !tile->TryClaim()) return false;
+    tile->phase = TilePhase::kLoading;
+    mutex_.unlock();
+    Manager().Enter(tile);
+    mutex_.lock();
+    tile->phase = TilePhase::kIdle;
+    std::swap(former, tile->block);
+    std::swap(retired, tile->retired);
+    tile->block = block;
+    tile->pixels.store(block->Pixels(), std::memory_order_seq_cst);
+    tile->changed.store(true, std::memory_order_relaxed);
+    tile->SetFlags(CImageTile::kShared);
+    idleness_.notify_all();
+    return true;
+}
+
+PXStatus CImageRecFile::CopyTile(int32_t row, int32_t column, PXRef<CImageRec>* outImage)
+{
+    *outImage = {};
+    PX_REQUIRE(HasTile(row, column));
+    PXImageCreateParams params = CreateParams();
+    params.bounds = TileRect(row, column);
+    auto made = PXRef<CImageRecFile>::Adopt(new (std::nothrow) CImageRecFile(TileSize()));
+    if (!made) return PX_FAIL(kPXErrCreate);
+    PX_TRY(made->Initialize(params, true));
+    if (tiles_.Find(IndexOf(row, column))) {
+        CImageTile* tile = nullptr;
+        PX_TRY(Pin(row, column, LockIntent::kRead, &tile));
+        bool isBusy = false;
+        const PXRef<px::TileBlock> block = ShareBlock(tile, &isBusy);
+        PXStatus status = kPXOK;
+        if (block) {
+            made->AdoptBlock(made->TileAt(0, 0), block);  // nobody else has it yet
+        } else if (isBusy) {
+            status = made->Write(params.bounds, PixelsAt(*tile, params.bounds), tile->rowbytes);
+        }
+        tile->Unpin();
+        PX_TRY(status);
+    }
+    *outImage = PXRef<CImageRec>::Retain(made.Get());
+    return kPXOK;
+}
+
+PXStatus CImageRecFile::ReplaceTile(int32_t row, int32_t column, CImageRec* source)
+{
+    PX_REQUIRE(HasTile(row, column) && source);
+    const PXRect rect = TileRect(row, column);
+    PX_REQUIRE(source->bounds.width == rect.width && source->bounds.height == rect.height);
+    if (source->colBytes != colBytes || source->depth != depth) return PX_FAIL(kPXErrPixelLayout);
+    auto* tiled = dynamic_cast<CImageRecFile*>(source);
+    if (tiled && tiled->TileSize() == TileSize() && tiled->tiles_.Find(0)) {
+        CImageTile* from = nullptr;
+        PX_TRY(tiled->Pin(0, 0, LockIntent::kRead, &from));
+        bool isBusy = false;
+        const PXRef<px::TileBlock> block = tiled->ShareBlock(from, &isBusy);
+        from->Unpin();
+        if (block && AdoptBlock(TileAt(row, column), block)) return kPXOK;
+    }
+    CImageTile* tile = nullptr;
+    PX_TRY(Pin(row, column, LockIntent::kOverwrite, &tile));
+    const PXStatus status = source->Read(source->bounds, PixelsAt(*tile, rect), tile->rowbytes);
+    tile->Unpin();
+    return status;
+}
+
+bool CImageRecFile::IsTileLoaded(int32_t row, int32_t column) const
+{
+    if (!HasTile(row, column)) return false;
+    const CImageTile* tile = tiles_.Find(IndexOf(row, column));
+    return tile && !tile->IsAbsent();
+}
+
+PXStatus CImageRecFile::SetKeepResident(bool keep)
+{
+    {
+        const px::MutexLocker lock(mutex_);
+        std::atomic_ref(keepResident).store(keep, std::memory_order_relaxed);
+    }
+    for (int32_t row = 0; keep && row < tileRows_; ++row) {
+        for (int32_t column = 0; column < tileColumns_; ++column) {
+            CImageTile* tile = nullptr;
+            PX_TRY(Pin(row, column, LockIntent::kRead, &tile));
+            tile->Unpin();
+        }
+    }
+    return kPXOK;
+}
+
+PXStatus CImageRecFile::Purge()
+{
+    return Manager().Purge(this);
+}
+
+uint64_t CImageRecFile::CountTiles(uint64_t* paged, uint64_t* shared)
+{
+    const px::MutexLocker lock(mutex_);
+    uint64_t locks = 0;
+    tiles_.ForEach([&](CImageTile* tile) {
+        const uint64_t word = tile->access.load(std::memory_order_relaxed);
+        const bool isAbsent = word & CImageTile::kAbsent;
+        if (isAbsent && tile->source == TileSource::kSlot) ++*paged;
+        if (!isAbsent && (word & CImageTile::kShared)) ++*shared;
+        locks += tile->Locks();
+    });
+    return locks;
+}
