@@ -1,0 +1,178 @@
+// Tiled images: paging a 1.6 GB image through 400 MB, random tiles, locks of resident tiles.
+//
+// The rows named Floor do the same work with bare calls of the system: a tile copied, written at
+// its offset and read back, without a cache or a check.
+
+#include "Base/Platform/Platform.h"
+#include "Image/CacheFolder.h"
+#include "Image/ImageRecFile.h"
+#include "PXCore/PXImageCache.h"
+#include "PXCore/PXImageTiles.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr int32_t kSide = 20000;
+constexpr int32_t kTile = 512;
+constexpr double kLimit = 400e6;
+
+PXImage MakeTiled(int32_t width, int32_t height, int32_t depth)
+{
+    PXImage image = nullptr;
+    if (PXImageCreateWithParams2({0, 0, width, height}, depth, 4, 0, 0, kPXDataSourceTiled,
+                                 &image) != kPXOK) {
+        std::abort();
+    }
+    return image;
+}
+
+PXRect TileRect(int32_t index, int32_t columns)
+{
+    const int32_t x = index % columns * kTile;
+    const int32_t y = index / columns * kTile;
+    return {x, y, std::min(kTile, kSide - x), std::min(kTile, kSide - y)};
+}
+
+constexpr int32_t kColumns = (kSide + kTile - 1) / kTile;
+constexpr int32_t kTiles = kColumns * kColumns;
+
+std::vector<char> RandomTile(int32_t depth)
+{
+    std::vector<char> pixels(size_t{kTile} * kTile * 4 * size_t(depth) / 8);
+    std::mt19937_64 random(1);
+    for (size_t i = 0; i + 8 <= pixels.size(); i += 8) {
+        const uint64_t value = random();
+        std::memcpy(&pixels[i], &value, 8);
+    }
+    return pixels;
+}
+
+void WriteAll(PXImage image, std::vector<char>& pixels, int64_t rowBytes)
+{
+    for (int32_t i = 0; i < kTiles; ++i) {
+        std::memcpy(pixels.data(), &i, sizeof(i));  // no two tiles are alike
+        if (PXImageWrite2(image, TileRect(i, kColumns), pixels.data(), rowBytes)) std::abort();
+    }
+}
+
+void ReadAll(PXImage image, std::vector<char>& pixels, int64_t rowBytes)
+{
+    for (int32_t i = 0; i < kTiles; ++i) {
+        if (PXImageRead2(image, TileRect(i, kColumns), pixels.data(), rowBytes)) std::abort();
+        int32_t first = 0;
+        std::memcpy(&first, pixels.data(), sizeof(first));
+        if (first != i) std::abort();
+    }
+}
+
+// Seconds to write the image and to read it back, tile by tile.
+void WriteThenRead(benchmark::State& state)
+{
+    const auto depth = static_cast<int32_t>(state.range(0));
+    PXImageSetCacheMemAbsolute(kLimit);
+    std::vector<char> pixels = RandomTile(depth);
+    const int64_t rowBytes = int64_t{kTile} * 4 * depth / 8;
+    double writing = 0;
+    for (auto _ : state) {
+        PXImage image = MakeTiled(kSide, kSide, depth);
+        PXImageResetCachePeak();
+        const int64_t begin = px::os::Os().monotonicNanos();
+        WriteAll(image, pixels, rowBytes);
+        writing += double(px::os::Os().monotonicNanos() - begin) * 1e-9;
+        ReadAll(image, pixels, rowBytes);
+        state.PauseTiming();
+        PXImageRelease(image);
+        state.ResumeTiming();
+    }
+    PXImageCacheStatistics statistics;
+    (void)PXImageGetCacheStatistics(&statistics);
+    state.counters["write_s"] = writing / double(state.iterations());
+    state.counters["peak_MB"] = double(statistics.peakBytes) * 1e-6;
+    PXImageShutdown();
+}
+BENCHMARK(WriteThenRead)->Arg(8)->Arg(16)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+void FloorWriteThenRead(benchmark::State& state)
+{
+    const auto depth = static_cast<int32_t>(state.range(0));
+    std::vector<char> source = RandomTile(depth);
+    const size_t bytes = source.size();
+    // As many buffers as the cache may have, so that memory is as cold as it is there.
+    const size_t count = static_cast<size_t>(kLimit) / bytes;
+    auto* buffers = static_cast<char*>(px::os::Os().reserveBlock(count * bytes));
+    std::vector<char> pixels(bytes);
+    double writing = 0;
+    for (auto _ : state) {
+        PXRef<px::CacheFolder> folder;
+        PXRef<px::OpenFile> file;
+        px::os::EntryFacts facts;
+        if (px::CacheFolder::Open(px::DefaultCacheRoot(), {}, &folder)) std::abort();
+        if (folder->CreateFile("Image-0", &file, &facts)) std::abort();
+        const int64_t begin = px::os::Os().monotonicNanos();
+        for (size_t i = 0; i < kTiles; ++i) {
+            char* buffer = buffers + i % count * bytes;
+            std::memcpy(buffer, source.data(), bytes);
+            if (px::os::WriteAllAt(file->Get(), buffer, bytes, int64_t(i * bytes))) std::abort();
+        }
+        writing += double(px::os::Os().monotonicNanos() - begin) * 1e-9;
+        for (size_t i = 0; i < kTiles; ++i) {
+            char* buffer = buffers + i % count * bytes;
+            if (px::os::ReadAllAt(file->Get(), buffer, bytes, int64_t(i * bytes))) std::abort();
+            std::memcpy(pixels.data(), buffer, bytes);
+        }
+        state.PauseTiming();
+        file = {};
+        folder = {};
+        state.ResumeTiming();
+    }
+    state.counters["write_s"] = writing / double(state.iterations());
+    px::os::Os().freeBlock(buffers, count * bytes);
+}
+BENCHMARK(FloorWriteThenRead)->Arg(8)->Arg(16)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+// Microseconds for a tile anywhere in the image, most of which are not in memory.
+void RandomTiles(benchmark::State& state)
+{
+    PXImageSetCacheMemAbsolute(kLimit);
+    std::vector<char> pixels = RandomTile(8);
+    PXImage image = MakeTiled(kSide, kSide, 8);
+    WriteAll(image, pixels, int64_t{kTile} * 4);
+    std::mt19937 random(2);
+    std::vector<double> micros;
+    for (auto _ : state) {
+        const auto index = static_cast<int32_t>(random() % kTiles);
+        const int64_t begin = px::os::Os().monotonicNanos();
+        if (PXImageRead2(image, TileRect(index, kColumns), pixels.data(), int64_t{kTile} * 4)) {
+            std::abort();
+        }
+        micros.push_back(double(px::os::Os().monotonicNanos() - begin) * 1e-3);
+    }
+    std::sort(micros.begin(), micros.end());
+    state.counters["median_us"] = micros[micros.size() / 2];
+    state.counters["p99_us"] = micros[micros.size() * 99 / 100];
+    PXImageRelease(image);
+    PXImageShutdown();
+}
+BENCHMARK(RandomTiles)->Iterations(2000)->Unit(benchmark::kMicrosecond);
+
+// Nanoseconds to lock and unlock a pixel of a resident tile; each thread has its own tile.
+void LockResident(benchmark::State& state)
+{
+    static PXImage image = MakeTiled(16 * kTile, kTile, 8);
+    const PXRect rect = {state.thread_index() * kTile + 7, 9, 1, 1};
+    for (auto _ : state) {
+        void* pixels = nullptr;
+        if (PXImageLockBuffer2(image, rect, &pixels)) std::abort();
+        benchmark::DoNotOptimize(pixels);
+        if (PXImageUnlockBuffer2(image, rect, pixels)) std::abort();
+    }
+}
+BENCHMARK(LockResident)->Threads(1)->Threads(2)->Threads(8);
+
+}  // namespace
