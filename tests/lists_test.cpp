@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <cstdlib>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -575,6 +576,38 @@ TEST_F(Lists, ManyKeysAndLongOnes)
         }
         Owned<CFTypeRef> copy(CFPropertyListCreateDeepCopy(nullptr, list, options));
         EXPECT_TRUE(CFEqual(list, copy));
+    }
+}
+
+// Whichever allocation is the first to fail, nothing half-done comes out and nothing stays behind.
+TEST_F(Lists, LackOfMemoryEndsInOrder)
+{
+    auto sample = NewSample();
+    CFDictionarySetValue(sample, CFSTR("again"), ArrayOf({DictionaryOf({}), Text("wide \u20AC")}));
+    for (const CFPropertyListFormat format : {kXML, kBinary}) {
+        const auto bytes = DataOf(WriteList(sample, format));
+        const std::function<CFTypeRef(CFErrorRef*)> works[] = {
+            [&](CFErrorRef* e) {
+                return CFPropertyListCreateWithData(nullptr, bytes, 0, nullptr, e);
+            },
+            [&](CFErrorRef* e) {
+                return CFPropertyListCreateWithData(nullptr, bytes, 2, nullptr, e);
+            },
+            [&](CFErrorRef* e) { return CFPropertyListCreateData(nullptr, sample, format, 0, e); },
+            [&](CFErrorRef*) { return CFPropertyListCreateDeepCopy(nullptr, sample, 2); }};
+        for (const auto& work : works) {
+            Owned<CFTypeRef> made;
+            for (int allocations = 0; !made; ++allocations) {
+                ASSERT_LT(allocations, 500);
+                CFErrorRef error = nullptr;
+                px::cf::FailAllocationsAfter(allocations);
+                made.Reset(work(&error));
+                px::cf::FailAllocationsAfter(-1);
+                EXPECT_TRUE(!error || !made);
+                CFRelease(error);
+            }
+            EXPECT_TRUE(CFEqual(made, sample) || CFEqual(made, bytes));
+        }
     }
 }
 
