@@ -2,6 +2,7 @@
 
 #include "Classes.h"
 #include "Containers_p.h"
+#include "CoreFoundation/PXCFExtensions.h"
 #include "Description_p.h"
 #include "KeyedElements_p.h"
 
@@ -277,6 +278,12 @@ CFIndex CFDictionaryGetCountOfValue(CFDictionaryRef theDict, const void* value)
 Boolean CFDictionaryContainsKey(CFDictionaryRef theDict, const void* key)
 {
     return Lookup(theDict, key, __func__) != nullptr;
+}
+
+Boolean PXCFDictionaryHoldsObjects(CFDictionaryRef theDict)
+{
+    const auto* dictionary = Check<const __CFDictionary>(theDict, __func__);
+    return dictionary && HoldsObjects(dictionary);
 }
 
 Boolean CFDictionaryContainsValue(CFDictionaryRef theDict, const void* value)

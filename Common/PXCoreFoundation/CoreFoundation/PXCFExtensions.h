@@ -18,6 +18,9 @@ CF_EXPORT UInt32 PXCFGetVersion(void);
 // copy it to see whether it is still the same.
 CF_EXPORT UInt32 PXCFTimeZoneGetDefaultSeed(void);
 
+// True when the dictionary holds its keys and values as objects: those may be asked for their class.
+CF_EXPORT Boolean PXCFDictionaryHoldsObjects(CFDictionaryRef theDict);
+
 // True, with the value stored, when the number is exactly an integer of 0 … 2^64 - 1.
 CF_EXPORT Boolean PXCFNumberGetUInt64(CFNumberRef number, UInt64* value);
 CF_EXPORT CFNumberRef PXCFNumberCreateUInt64(CFAllocatorRef allocator, UInt64 value);
