@@ -3,12 +3,18 @@
 #include "Base/BaseCore.h"
 #include "Base/PXLog.h"
 #include "PXCore/PXColorProfile.h"
+#include "PXCore/PXDictionary.h"
 #include "PXCore/PXImage.h"
+#include "PXCore/PXString.h"
+#include "PXCore/PXVariant.h"
+#include "CoreFoundation/CFString.h"
+#include "PXCore/PXVariantPointerContainer.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 namespace {
 
@@ -25,16 +31,22 @@ static_assert(sizeof(PXLoggerProcs) == 3 * sizeof(void*));
 static_assert(sizeof(PXFolderContext) == 2 * sizeof(void*));
 static_assert(kPXColorStandardSRGB == 0x73726762 && kPXColorStandardDisplay == 0x64697370);
 
+static_assert(sizeof(PXOrientation) == 28 && sizeof(PXPreviewScene) == 24);
+static_assert(sizeof(PXString) == sizeof(void*) && !std::is_polymorphic_v<PXString>);
+static_assert(sizeof(PXVariant) == 3 * sizeof(void*));
+static_assert(sizeof(PXVariantPointerContainer) == sizeof(CBaseCore) + sizeof(void*));
+static_assert(sizeof(PXDictionary) == 6 * sizeof(void*));
+
 // Calls a virtual function through its slot, as a caller compiled long ago does. The destructor
 // takes the first two.
-template <class Result>
-Result CallSlot(void* object, size_t slot)
+template <class Result, class... Arguments>
+Result CallSlot(void* object, size_t slot, Arguments... arguments)
 {
     void** table = nullptr;
     std::memcpy(&table, object, sizeof(table));
-    Result (*function)(void*) = nullptr;
+    Result (*function)(void*, Arguments...) = nullptr;
     std::memcpy(&function, &table[slot], sizeof(function));
-    return function(object);
+    return function(object, arguments...);
 }
 
 TEST(Abi, CountedObjectsKeepTheirSlots)
@@ -46,6 +58,67 @@ TEST(Abi, CountedObjectsKeepTheirSlots)
     EXPECT_EQ(1, CallSlot<int32_t>(image, 3));
     EXPECT_EQ(1, PXImageGetRetainCount(image));
     PXImageRelease(image);
+}
+
+// Fields laid open.
+struct OpenVariant : PXVariant {
+    using PXVariant::block_;
+    using PXVariant::tag_;
+};
+
+TEST(Abi, VariantsKeepTheirSlotsAndFields)
+{
+    constexpr size_t kTests = 2, kAccessors = 25, kAssign = 47, kClear = 48, kCreators = 49;
+    constexpr size_t kReset = 71;
+    OpenVariant variant;
+    int64_t value = 7;
+    for (uint32_t tag = 0; tag <= 22; ++tag) {
+        SCOPED_TRACE(tag);
+        variant.tag_ = tag;
+        variant.block_ = &value;
+        for (uint32_t other = 0; other <= 22; ++other)
+            EXPECT_EQ(other == tag, CallSlot<bool>(&variant, kTests + other));
+        if (tag == 0) continue;
+        void* lent = CallSlot<void*>(&variant, kAccessors + tag - 1);
+        EXPECT_EQ(tag == 22 ? static_cast<void*>(&variant.block_) : &value, lent);
+    }
+    EXPECT_EQ(0, std::memcmp(reinterpret_cast<char*>(&variant) + 8, &variant.tag_, 4));
+    EXPECT_EQ(reinterpret_cast<char*>(&variant) + 16, reinterpret_cast<char*>(&variant.block_));
+    CallSlot<void>(&variant, kReset);
+    EXPECT_TRUE(variant.isEmpty() && !variant.block_);
+
+    CallSlot<void>(&variant, kCreators + 5 - 1, int32_t{-9});
+    EXPECT_EQ(-9, variant.int32Value());
+    variant.tag_ = 5;
+    CallSlot<void>(&variant, kClear);
+    const PXRect rect = {1, 2, 3, 4};
+    CallSlot<void>(&variant, kCreators + 14 - 1, &rect);
+    EXPECT_EQ(4, variant.pxRectValue().height);
+    variant.tag_ = 14;
+    PXVariantPointerContainer container(nullptr);
+    const PXVariant source(&container);
+    CallSlot<void*>(&variant, kAssign, &source);
+    EXPECT_EQ(3, container.RetainCount());
+    CallSlot<void>(&variant, kClear);
+    CallSlot<void>(&variant, kCreators + 22 - 1, &container);
+    EXPECT_EQ(3, container.RetainCount());
+}
+
+TEST(Abi, DictionariesKeepTheirFields)
+{
+    PXDictionary dictionary;
+    void* fields[6] = {};
+    dictionary.setIntValue(CFSTR("key"), 1);
+    std::memcpy(fields, static_cast<void*>(&dictionary), sizeof(fields));
+    EXPECT_NE(nullptr, fields[1]);
+    EXPECT_EQ(fields[1], fields[2]);
+    EXPECT_EQ(nullptr, fields[3]);
+    CFArrayRef keys = dictionary.getKeys();
+    CFArrayRef values = dictionary.getValues();
+    std::memcpy(fields, static_cast<void*>(&dictionary), sizeof(fields));
+    EXPECT_EQ(keys, fields[3]);
+    EXPECT_EQ(values, fields[4]);
+    EXPECT_EQ(1, reinterpret_cast<const char*>(&dictionary)[40]);
 }
 
 }  // namespace

@@ -12,9 +12,12 @@ flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only",
          f"-I{common}", f"-I{common / 'PXCoreFoundation'}"]
 
 flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
-flat += sorted(path for folder in ("PXCore", "Base", "PXAccelerate", "Image")
-               for path in (common / folder).glob("PX*.h") if not path.name.endswith("_p.h"))
 classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Signal")]
+classes += [common / f"PXCore/{name}.h"
+            for name in ("PXDictionary", "PXString", "PXVariant", "PXVariantPointerContainer")]
+flat += sorted(path for folder in ("PXCore", "Base", "PXAccelerate", "Image")
+               for path in (common / folder).glob("PX*.h")
+               if path not in classes and not path.name.endswith("_p.h"))
 
 faults = 0
 compiled = 0

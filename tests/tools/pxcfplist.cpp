@@ -7,6 +7,9 @@
 // goes to standard error and the remaining pairs are still done.
 
 #include "CoreFoundation/CoreFoundation.h"
+#if defined(PX_THROUGH_UTILS)
+#include "PXCore/PXUtils.h"
+#endif
 
 #include <bit>
 #include <cstdint>
@@ -100,6 +103,42 @@ void AppendCanonical(CFTypeRef value, std::string* text)
     *text += "\n";
 }
 
+#if defined(PX_THROUGH_UTILS)
+
+CFPropertyListRef ReadList(CFDataRef data, CFErrorRef* /*error*/)
+{
+    CFPropertyListRef list = nullptr;
+    PXUtilsCreatePropertyListFromData(data, 0, &list);
+    return list;
+}
+
+CFDataRef Written(const std::string& form, CFPropertyListRef list, CFErrorRef* /*error*/)
+{
+    if (form == "bare") return PXUtilsCreateXMLData(nullptr, list);
+    CFDataRef data = nullptr;
+    PXUtilsCreatePropertyListData(
+        list, form == "bin" ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0,
+        &data);
+    return data;
+}
+
+#else
+
+CFPropertyListRef ReadList(CFDataRef data, CFErrorRef* error)
+{
+    return CFPropertyListCreateWithData(nullptr, data, 0, nullptr, error);
+}
+
+CFDataRef Written(const std::string& form, CFPropertyListRef list, CFErrorRef* error)
+{
+    const CFPropertyListFormat format =
+        form == "bin" ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
+    return CFPropertyListCreateData(nullptr, list, format,
+                                    form == "bare" ? kPXCFPropertyListOmitDoctype : 0, error);
+}
+
+#endif
+
 std::string Converted(const std::string& form, CFPropertyListRef list, CFErrorRef* error)
 {
     std::string text;
@@ -107,10 +146,7 @@ std::string Converted(const std::string& form, CFPropertyListRef list, CFErrorRe
         AppendCanonical(list, &text);
         return text;
     }
-    const CFPropertyListFormat format =
-        form == "bin" ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
-    CFDataRef data = CFPropertyListCreateData(
-        nullptr, list, format, form == "bare" ? kPXCFPropertyListOmitDoctype : 0, error);
+    CFDataRef data = Written(form, list, error);
     if (!data) return text;
     text.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
                 static_cast<size_t>(CFDataGetLength(data)));
@@ -135,7 +171,7 @@ bool Convert(const std::string& form, const char* inputPath, const char* outputP
     CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
                                   static_cast<CFIndex>(bytes.size()));
     CFErrorRef error = nullptr;
-    CFPropertyListRef list = CFPropertyListCreateWithData(nullptr, data, 0, nullptr, &error);
+    CFPropertyListRef list = ReadList(data, &error);
     CFRelease(data);
     std::string text;
     if (list) text = Converted(form, list, &error);

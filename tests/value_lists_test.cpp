@@ -1,0 +1,335 @@
+#include "PXCore/PXUtils.h"
+#include "support/Lists.h"
+#include "support/ValueTest.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace {
+
+using px::test::ArrayOf;
+using px::test::BytesOf;
+using px::test::DataOf;
+using px::test::DictionaryOf;
+using px::test::EventLog;
+using px::test::Number;
+using px::test::Owned;
+using px::test::Text;
+using px::test::Utf8Of;
+using testing::ElementsAre;
+
+const CFStringRef kKey = CFSTR("k");
+
+class ValueLists : public px::test::ValueTest {
+protected:
+    void SetUp() override
+    {
+        ValueTest::SetUp();
+        dictionary_.Reset(PXUtilsCFDictionaryCreateMutable2());
+    }
+    void TearDown() override
+    {
+        dictionary_.Reset();
+        ValueTest::TearDown();
+    }
+
+    CFTypeRef Stored() { return CFDictionaryGetValue(dictionary_, kKey); }
+    void Store(CFTypeRef value) { CFDictionarySetValue(dictionary_, kKey, value); }
+
+    Owned<CFMutableDictionaryRef> dictionary_;
+};
+
+TEST_F(ValueLists, StoreNumbersInTheirTypes)
+{
+    const auto typeOf = [&] { return CFNumberGetType(static_cast<CFNumberRef>(Stored())); };
+    PXUtilsCFDictionarySetValueBool(dictionary_, kKey, true);
+    EXPECT_EQ(CFNumberGetTypeID(), CFGetTypeID(Stored()));
+    EXPECT_EQ(1, PXUtilsCFDictionaryGetValueInt(dictionary_, kKey));
+    EXPECT_TRUE(PXUtilsCFDictionaryGetValueBool(dictionary_, kKey));
+    PXUtilsCFDictionarySetValueInt(dictionary_, kKey, -7);
+    EXPECT_EQ(kCFNumberSInt32Type, typeOf());
+    EXPECT_EQ(-7, PXUtilsCFDictionaryGetValueLongLong(dictionary_, kKey));
+    EXPECT_TRUE(PXUtilsCFDictionaryGetValueBool(dictionary_, kKey));
+    PXUtilsCFDictionarySetValueLongLong(dictionary_, kKey, INT64_MIN);
+    EXPECT_EQ(INT64_MIN, PXUtilsCFDictionaryGetValueLongLong(dictionary_, kKey));
+    EXPECT_EQ(kCFNumberSInt64Type, typeOf());
+    PXUtilsCFDictionarySetValueFloat(dictionary_, kKey, 0.1F);
+    EXPECT_EQ(0.1F, PXUtilsCFDictionaryGetValueFloat(dictionary_, kKey));
+    EXPECT_EQ(kCFNumberFloat32Type, typeOf());
+    PXUtilsCFDictionarySetValueDouble(dictionary_, kKey, 0.1);
+    EXPECT_EQ(0.1, PXUtilsCFDictionaryGetValueDouble(dictionary_, kKey));
+    auto* pointer = reinterpret_cast<void*>(uintptr_t{0xFEDCBA9876543210});
+    PXUtilsCFDictionarySetValuePointer(dictionary_, kKey, pointer);
+    EXPECT_EQ(pointer, PXUtilsCFDictionaryGetValuePointer(dictionary_, kKey));
+
+    for (CFTypeRef other : {static_cast<CFTypeRef>(CFSTR("12")), CFTypeRef{kCFBooleanTrue}}) {
+        Store(other);
+        EXPECT_EQ(0, PXUtilsCFDictionaryGetValueInt(dictionary_, kKey));
+        EXPECT_EQ(0, PXUtilsCFDictionaryGetValueDouble(dictionary_, kKey));
+        EXPECT_FALSE(PXUtilsCFDictionaryGetValueBool(dictionary_, kKey));
+    }
+    EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetValuePointer(dictionary_, CFSTR("absent")));
+}
+
+TEST_F(ValueLists, GiveIntsOnlyWhenExact)
+{
+    const struct {
+        const char* name;
+        Owned<CFTypeRef> value;
+        bool isExact;
+        int asInt;  // of PXUtilsCFValueGetInt
+    } rows[] = {
+        {"int", Owned<CFTypeRef>(Number(int64_t{-3}).Detach()), true, -3},
+        {"whole real", Owned<CFTypeRef>(Number(4.0).Detach()), true, 4},
+        {"broken real", Owned<CFTypeRef>(Number(4.5).Detach()), false, 4},
+        {"beyond 32 bits", Owned<CFTypeRef>(Number(int64_t{1} << 33).Detach()), false, 0},
+        {"text", Owned<CFTypeRef>(Text(" 12 px").Detach()), false, 12},
+        {"boolean", Owned<CFTypeRef>(kCFBooleanTrue), false, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Store(row.value);
+        int out = 77;
+        EXPECT_EQ(row.isExact, PXUtilsCFDictionaryGetValueIntIfPresent(dictionary_, kKey, &out));
+        EXPECT_EQ(row.isExact ? row.asInt : 77, out);
+        EXPECT_EQ(row.isExact, PXUtilsCFDictionaryGetValueIntIfPresent(dictionary_, kKey, nullptr));
+        EXPECT_EQ(row.asInt, PXUtilsCFValueGetInt(row.value));
+    }
+    int out = 77;
+    EXPECT_FALSE(PXUtilsCFDictionaryGetValueIntIfPresent(dictionary_, CFSTR("absent"), &out));
+    EXPECT_EQ(77, out);
+    EventLog events;
+    EXPECT_EQ(0, PXUtilsCFValueGetInt(nullptr));
+    EXPECT_EQ(0, PXUtilsGetIntValue(nullptr));
+    EXPECT_EQ(0, PXUtilsGetDoubleValue(nullptr));
+    EXPECT_TRUE(events.Messages().empty());
+}
+
+template <class Record>
+void CheckRecord(CFMutableDictionaryRef dictionary, const Record& record,
+                 void (*set)(CFMutableDictionaryRef, CFTypeRef, Record) noexcept,
+                 Record (*get)(CFDictionaryRef, CFTypeRef) noexcept)
+{
+    SCOPED_TRACE(sizeof(Record));
+    const Record zero = {};
+    const auto isSame = [](const Record& a, const Record& b) {
+        return std::memcmp(&a, &b, sizeof(Record)) == 0;
+    };
+    set(dictionary, kKey, record);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&record), sizeof(record)),
+              BytesOf(static_cast<CFDataRef>(CFDictionaryGetValue(dictionary, kKey))));
+    EXPECT_TRUE(isSame(record, get(dictionary, kKey)));
+
+    EventLog events;
+    EXPECT_TRUE(isSame(zero, get(dictionary, CFSTR("absent"))));
+    EXPECT_EQ(1, events.Count(1003));
+    for (const size_t size : {size_t{0}, sizeof(Record) - 1, sizeof(Record) + 1}) {
+        CFDictionarySetValue(dictionary, kKey, DataOf(std::string(size, '\x5A')));
+        EXPECT_TRUE(isSame(zero, get(dictionary, kKey)));
+    }
+    CFDictionarySetValue(dictionary, kKey, CFSTR("no data at all, but text"));
+    EXPECT_TRUE(isSame(zero, get(dictionary, kKey)));
+    EXPECT_TRUE(isSame(zero, get(nullptr, kKey)));
+    EXPECT_EQ(5, events.Count(1005));
+}
+
+TEST_F(ValueLists, KeepRecordsAsTheirBytes)
+{
+#define CHECK_RECORD(Type, ...)                                                    \
+    CheckRecord<Type>(dictionary_, __VA_ARGS__, PXUtilsCFDictionarySetValue##Type, \
+                      PXUtilsCFDictionaryGetValue##Type)
+    CHECK_RECORD(PXPoint, {1, -2});
+    CHECK_RECORD(PXPointF, {0.5F, -2});
+    CHECK_RECORD(PXVec2, {1, -2});
+    CHECK_RECORD(PXVec2F, {0.5F, -2});
+    CHECK_RECORD(PXVec3, {1, -2, 3});
+    CHECK_RECORD(PXVec3F, {0.5F, -2, 3});
+    CHECK_RECORD(PXVec4, {1, -2, 3, -4});
+    CHECK_RECORD(PXVec4F, {0.5F, -2, 3, -4});
+    CHECK_RECORD(PXRect, {1, -2, 3, 4});
+    CHECK_RECORD(PXRectF, {0.5F, -2, 3, 4});
+#undef CHECK_RECORD
+}
+
+TEST_F(ValueLists, ReadVectorsInBothShapes)
+{
+    const auto one = Number(int64_t{1}), two = Number(int64_t{2}), tenth = Number(0.1);
+    const PXVec3F raw = {1, 2, 0.1F};
+    const std::string bytes(reinterpret_cast<const char*>(&raw), sizeof(raw));
+    const struct {
+        const char* name;
+        Owned<CFTypeRef> value;
+        bool isVec3, isVec4;
+    } rows[] = {
+        {"three numbers", Owned<CFTypeRef>(ArrayOf({one, two, tenth}).Detach()), true, false},
+        {"four numbers", Owned<CFTypeRef>(ArrayOf({one, two, tenth, one}).Detach()), false, true},
+        {"two numbers", Owned<CFTypeRef>(ArrayOf({one, two}).Detach()), false, false},
+        {"a text", Owned<CFTypeRef>(ArrayOf({one, two, CFSTR("0.1")}).Detach()), false, false},
+        {"12 bytes", Owned<CFTypeRef>(DataOf(bytes).Detach()), true, false},
+        {"16 bytes", Owned<CFTypeRef>(DataOf(bytes + "four").Detach()), false, true},
+        {"8 bytes", Owned<CFTypeRef>(DataOf(bytes.substr(4)).Detach()), false, false},
+        {"a number", Owned<CFTypeRef>(Number(0.1).Detach()), false, false},
+    };
+    EventLog events;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Store(row.value);
+        PXVec3F vec3 = {7, 7, 7};
+        PXVec4F vec4 = {7, 7, 7, 7};
+        EXPECT_EQ(row.isVec3,
+                  PXUtilsCFDictionaryGetValuePXVec3FIfPresent(dictionary_, kKey, &vec3));
+        EXPECT_EQ(row.isVec4,
+                  PXUtilsCFDictionaryGetValuePXVec4FIfPresent(dictionary_, kKey, &vec4));
+        EXPECT_EQ(row.isVec3,
+                  PXUtilsCFDictionaryGetValuePXVec3FIfPresent(dictionary_, kKey, nullptr));
+        EXPECT_EQ(row.isVec3 ? 0.1F : 7, vec3.z);
+        EXPECT_EQ(row.isVec4 ? 0.1F : 7, vec4.z);
+    }
+    EXPECT_TRUE(events.Messages().empty());
+}
+
+TEST_F(ValueLists, HandleContainers)
+{
+    PXUtilsCFDictionarySetKeyInt(dictionary_, 5, CFSTR("five"));
+    const Owned<CFNumberRef> five(PXUtilsCFNumberCreateSInt32(5));
+    EXPECT_EQ(CFTypeRef{CFSTR("five")}, CFDictionaryGetValue(dictionary_, five));
+    const auto inner = DictionaryOf({{kKey, five}});
+    PXUtilsCFDictionarySetCFDictionary(dictionary_, kKey, inner);
+    EXPECT_EQ(inner.Get(), PXUtilsCFDictionaryGetCFDictionary(dictionary_, kKey));
+    EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetCFDictionary(dictionary_, five));
+    const Owned<CFMutableArrayRef> keys(PXUtilsCFDictionaryGetKeysCopy(dictionary_));
+    EXPECT_TRUE(CFEqual(ArrayOf({five, kKey}), keys));
+    PXUtilsCFArrayAppendValueUInt32(keys, 0x80000000);
+    EXPECT_EQ(INT32_MIN, PXUtilsCFValueGetInt(CFArrayGetValueAtIndex(keys, 2)));
+    PXUtilsCFArrayRemoveValue(keys, Number(int64_t{5}));
+    PXUtilsCFArrayRemoveValue(keys, CFSTR("absent"));
+    EXPECT_EQ(2, CFArrayGetCount(keys));
+
+    const auto one = DictionaryOf({{kKey, five}, {CFSTR("b"), kCFNull}});
+    const auto same = DictionaryOf({{CFSTR("b"), kCFNull}, {kKey, Number(5.0)}});
+    const auto value = DictionaryOf({{CFSTR("b"), kCFNull}, {kKey, Number(5.5)}});
+    const auto key = DictionaryOf({{CFSTR("c"), kCFNull}, {kKey, five}});
+    const Owned<CFMutableDictionaryRef> empty(PXUtilsCFDictionaryCreateMutable2());
+    const auto none = DictionaryOf({});
+    EXPECT_TRUE(PXUtilsCFDictionaryEqual(one, same));
+    EXPECT_FALSE(PXUtilsCFDictionaryEqual(one, value));
+    EXPECT_FALSE(PXUtilsCFDictionaryEqual(one, key));
+    EXPECT_FALSE(PXUtilsCFDictionaryEqual(one, inner));
+    EXPECT_TRUE(PXUtilsCFDictionaryEqual(empty, none));
+}
+
+TEST_F(ValueLists, ReportNulls)
+{
+    EventLog events;
+    PXUtilsCFDictionarySetValueInt(nullptr, kKey, 1);
+    PXUtilsCFDictionarySetValueInt(dictionary_, nullptr, 1);
+    EXPECT_EQ(0, PXUtilsCFDictionaryGetValueInt(nullptr, kKey));
+    EXPECT_FALSE(PXUtilsCFDictionaryGetValueIntIfPresent(dictionary_, nullptr, nullptr));
+    EXPECT_FALSE(PXUtilsCFDictionaryEqual(dictionary_, nullptr));
+    EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetKeysCopy(nullptr));
+    EXPECT_EQ(-1, PXUtilsCFStringIndexOf(nullptr, kKey, true));
+    EXPECT_FALSE(PXUtilsCFStringEndsWith(kKey, nullptr, true));
+    PXUtilsCFStringChop(nullptr, 1);
+    PXUtilsCFArrayRemoveValue(nullptr, kKey);
+    EXPECT_EQ(nullptr, PXUtilsCreateXMLData(nullptr, nullptr));
+    EXPECT_FALSE(PXUtilsIsValidPropertyList(nullptr));
+    EXPECT_EQ(12, events.Count(1005));
+}
+
+TEST_F(ValueLists, ComeBackFromEachFormat)
+{
+    const auto list = DictionaryOf({{kKey, Text("<\xC3\xA9 & \xF0\x9F\x98\x80>")},
+                                    {CFSTR("d"), DataOf("\x01\x02")},
+                                    {CFSTR("n"), Number(0.1)}});
+    const Owned<CFDataRef> bare(PXUtilsCreateXMLData(nullptr, list));
+    EXPECT_EQ(0U, BytesOf(bare).find("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist"));
+    EXPECT_EQ(std::string::npos, BytesOf(bare).find("DOCTYPE"));
+    CFDataRef xml = nullptr, binary = nullptr;
+    ASSERT_EQ(0, PXUtilsCreatePropertyListData(list, kCFPropertyListXMLFormat_v1_0, &xml));
+    ASSERT_EQ(0, PXUtilsCreatePropertyListData(list, kCFPropertyListBinaryFormat_v1_0, &binary));
+    const Owned<CFDataRef> ownedXML(xml), ownedBinary(binary);
+    EXPECT_NE(std::string::npos, BytesOf(xml).find("DOCTYPE"));
+    for (CFDataRef data : {bare.Get(), xml, binary}) {
+        CFPropertyListRef read = nullptr;
+        ASSERT_EQ(0, PXUtilsCreatePropertyList(CFDataGetBytePtr(data), CFDataGetLength(data),
+                                               kCFPropertyListMutableContainers, &read));
+        const Owned<CFPropertyListRef> owned(read);
+        EXPECT_TRUE(CFEqual(list, read));
+        auto dictionary = px::test::As<CFMutableDictionaryRef>(read);
+        CFDictionaryRemoveAllValues(dictionary);  // it is immutable
+        EXPECT_EQ(3, CFDictionaryGetCount(dictionary));
+        CFStringRef sentence = CFSTR("stale");
+        const Owned<CFMutableDictionaryRef> changeable(PXUtilsCreateDictionaryFromXMLData(
+            nullptr, data, kCFPropertyListMutableContainers, &sentence));
+        EXPECT_EQ(nullptr, sentence);
+        CFDictionaryRemoveAllValues(changeable);
+        EXPECT_EQ(0, CFDictionaryGetCount(changeable));
+    }
+}
+
+TEST_F(ValueLists, ReportWhatCannotBeReadOrWritten)
+{
+    EventLog events;
+    CFPropertyListRef list = CFSTR("stale");
+    EXPECT_EQ(1074, PXUtilsCreatePropertyList("<plist><dict>", 13, 0, &list));
+    EXPECT_EQ(nullptr, list);
+    EXPECT_EQ(1074, PXUtilsCreatePropertyList("", 0, 0, &list));
+    EXPECT_EQ(2, events.Count(1074));
+    EXPECT_EQ(1002, PXUtilsCreatePropertyList(nullptr, 13, 0, &list));
+    EXPECT_EQ(1002, PXUtilsCreatePropertyList("", -1, 0, &list));
+    EXPECT_EQ(2, events.Count(1002));
+    EXPECT_EQ(1074, PXUtilsCreatePropertyListFromData(DataOf("<plist>"), 0, &list));
+    EXPECT_EQ(4, events.Count(1074));  // once more for the data
+    EXPECT_EQ(1005, PXUtilsCreatePropertyListFromData(nullptr, 0, &list));
+    EXPECT_EQ(1005, PXUtilsCreatePropertyList("", 0, 0, nullptr));
+    EXPECT_EQ(2, events.Count(1005));
+
+    const auto stale = DataOf("stale");
+    CFDataRef data = stale;
+    const auto bad = ArrayOf({kCFNull});
+    EXPECT_EQ(1073, PXUtilsCreatePropertyListData(bad, kCFPropertyListXMLFormat_v1_0, &data));
+    EXPECT_EQ(nullptr, data);
+    EXPECT_EQ(1073, PXUtilsCreatePropertyListData(ArrayOf({}), 7, &data));
+    EXPECT_EQ(nullptr, PXUtilsCreateXMLData(nullptr, bad));
+    EXPECT_EQ(3, events.Count(1073));
+
+    CFStringRef sentence = nullptr;
+    EXPECT_EQ(nullptr,
+              PXUtilsCreateDictionaryFromXMLData(nullptr, DataOf("<plist>"), 0, &sentence));
+    EXPECT_NE(std::string::npos, px::test::Taken(sentence).find("on line 1"));
+    EXPECT_EQ(nullptr, PXUtilsCreateDictionaryFromXMLData(
+                           nullptr, DataOf("<plist><array/></plist>"), 0, &sentence));
+    EXPECT_EQ(nullptr, sentence);
+    EXPECT_EQ(6, events.Count(1074));
+}
+
+TEST_F(ValueLists, NameTheKeysOfBadValues)
+{
+    const auto nested = DictionaryOf({{CFSTR("deep"), kCFNull}});
+    const auto list = DictionaryOf({{CFSTR("good"), CFSTR("text")},
+                                    {CFSTR("null"), kCFNull},
+                                    {CFSTR("nested"), nested},
+                                    {Number(int64_t{3}), CFSTR("text")},
+                                    {CFSTR("late"), Text("\x01")}});
+    EventLog events;
+    EXPECT_FALSE(PXUtilsIsValidPropertyList(list));
+    EXPECT_THAT(events.Messages(), ElementsAre("Property list value of key \"null\" is not valid",
+                                               "Property list value of key \"nested\" is not valid",
+                                               "Property list key \"3\" is not a string",
+                                               "Property list value of key \"late\" is not valid"));
+    EXPECT_FALSE(PXUtilsIsValidPropertyList(ArrayOf({kCFNull})));
+    // Plain pointers are not looked at.
+    const Owned<CFMutableDictionaryRef> plain(
+        CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
+    CFDictionarySetValue(plain, reinterpret_cast<void*>(1), reinterpret_cast<void*>(2));
+    EXPECT_FALSE(PXUtilsIsValidPropertyList(plain));
+    EXPECT_EQ(4U, events.Messages().size());
+    EXPECT_TRUE(PXUtilsIsValidPropertyList(DictionaryOf({{CFSTR("good"), CFSTR("text")}})));
+    EXPECT_TRUE(PXUtilsIsValidPropertyList(CFSTR("text")));
+}
+
+}  // namespace
