@@ -6,9 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <random>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -165,42 +168,215 @@ TEST(Image, BorrowsTheCallersPixels)
     EXPECT_EQ(7, pixels.back());
 }
 
+// A pixel as a number, or a bit, of rows of pixels.
+uint64_t PixelAt(const uint8_t* row, int32_t x, int32_t pixelBytes)
+{
+    if (pixelBytes == 0) return row[x / 8] >> (7 - x % 8) & 1;
+    uint64_t pixel = 0;
+    std::memcpy(&pixel, row + int64_t{x} * pixelBytes, static_cast<size_t>(pixelBytes));
+    return pixel;
+}
+
 // Random rectangles written and read against a plain array of the same pixels.
 TEST(Image, ReadAndWriteAgreeWithAPlainArray)
 {
     std::mt19937_64 random(px::test::Seed(20261121));
-    constexpr int32_t kWidth = 37;
-    constexpr int32_t kHeight = 23;
-    constexpr int32_t kPixel = 6;
-    const PXRect bounds = {-10, 100, kWidth, kHeight};
-    PXImage image = MakeInMemory(bounds, 16, 3);
-    std::vector<uint8_t> model(kWidth * kHeight * kPixel);
+    constexpr PXRect kBounds = {-10, 100, 37, 23};
     const auto within = [&](int32_t limit) {
         return static_cast<int32_t>(random() % static_cast<uint64_t>(limit));
     };
-    for (int step = 0; step < 500; ++step) {
-        const int32_t x = within(kWidth);
-        const int32_t y = within(kHeight);
-        const PXRect rect = {bounds.x + x, bounds.y + y, 1 + within(kWidth - x),
-                             1 + within(kHeight - y)};
-        const int64_t stride = rect.width * kPixel + within(5);
-        std::vector<uint8_t> buffer(static_cast<size_t>(stride * rect.height), 0xEE);
-        const bool isWrite = random() & 1;
-        if (isWrite) {
-            for (uint8_t& byte : buffer) byte = static_cast<uint8_t>(random());
-            ASSERT_EQ(PXStatus{kPXOK}, PXImageWrite2(image, rect, buffer.data(), stride));
-        } else {
-            ASSERT_EQ(PXStatus{kPXOK}, PXImageRead2(image, rect, buffer.data(), stride));
+    for (const int32_t depth : {16, 8, 1}) {
+        SCOPED_TRACE(depth);
+        const int32_t pixelBytes = depth / 8 * 3;
+        PXImage image = MakeInMemory(kBounds, depth, 3);
+        std::vector<uint64_t> model(size_t{37} * 23);
+        for (int step = 0; step < 300; ++step) {
+            const int32_t x = within(kBounds.width);
+            const int32_t y = within(kBounds.height);
+            const PXRect rect = {kBounds.x + x, kBounds.y + y, 1 + within(kBounds.width - x),
+                                 1 + within(kBounds.height - y)};
+            const int64_t stride =
+                (pixelBytes ? rect.width * pixelBytes : (rect.width + 7) / 8) + within(3);
+            std::vector<uint8_t> buffer(static_cast<size_t>(stride * rect.height), 0xEE);
+            const bool isWrite = random() & 1;
+            if (isWrite) {
+                for (uint8_t& byte : buffer) byte = static_cast<uint8_t>(random());
+                ASSERT_EQ(PXStatus{kPXOK}, PXImageWrite2(image, rect, buffer.data(), stride));
+            } else {
+                ASSERT_EQ(PXStatus{kPXOK}, PXImageRead2(image, rect, buffer.data(), stride));
+            }
+            for (int32_t i = 0; i < rect.height * rect.width; ++i) {
+                const int32_t row = i / rect.width;
+                const int32_t column = i % rect.width;
+                const uint64_t pixel = PixelAt(buffer.data() + row * stride, column, pixelBytes);
+                uint64_t& modelled = model[static_cast<size_t>((y + row) * 37 + x + column)];
+                if (isWrite) modelled = pixel;
+                ASSERT_EQ(modelled, pixel) << "step " << step;
+            }
         }
-        for (int32_t row = 0; row < rect.height; ++row) {
-            uint8_t* expected = model.data() + ((y + row) * kWidth + x) * kPixel;
-            uint8_t* actual = buffer.data() + row * stride;
-            const size_t length = static_cast<size_t>(rect.width) * kPixel;
-            if (isWrite) std::memcpy(expected, actual, length);
-            ASSERT_EQ(0, std::memcmp(expected, actual, length)) << "step " << step;
+        PXImageRelease(image);
+    }
+}
+
+std::vector<uint8_t> AllBytes(PXImage image)
+{
+    const PXRect bounds = PXImageGetBounds(image);
+    std::vector<uint8_t> bytes(
+        static_cast<size_t>(PXImageGetRowBytes64(image) * PXImageGetHeight(image)));
+    EXPECT_EQ(PXStatus{kPXOK},
+              PXImageRead2(image, bounds, bytes.data(), PXImageGetRowBytes64(image)));
+    return bytes;
+}
+
+TEST(Image, CopiesAreDeep)
+{
+    const PXRect bounds = {5, 6, 21, 9};
+    for (const PXDataSourceType source : {kPXDataSourceMemory, kPXDataSourceSolidFill}) {
+        for (const int32_t depth : {1, 8, 32}) {
+            SCOPED_TRACE(testing::Message() << "source " << source << ", depth " << depth);
+            PXImage image = nullptr;
+            ASSERT_EQ(PXStatus{kPXOK},
+                      PXImageCreateWithParams2(bounds, depth, 2, 7, 9, source, &image));
+            std::vector<uint8_t> pixels(static_cast<size_t>(PXImageGetRowBytes64(image) * 9), 0xA5);
+            if (source == kPXDataSourceMemory) {
+                EXPECT_EQ(PXStatus{kPXOK},
+                          PXImageWrite2(image, bounds, pixels.data(), PXImageGetRowBytes64(image)));
+            } else {
+                EXPECT_EQ(PXStatus{kPXOK}, PXImageSetFillColor(image, pixels.data()));
+            }
+            PXImageSetRefCon2(image, 77);
+            if (depth == 8) PXImageSetPlaneBytes(image, 2);  // colBytes is still 2
+            const std::vector<uint8_t> before = AllBytes(image);
+            PXImage copy = nullptr;
+            ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateCopy(image, &copy));
+            PXImageRelease(image);
+            EXPECT_EQ(before, AllBytes(copy));
+            EXPECT_EQ(77U, PXImageGetRefCon2(copy));
+            EXPECT_EQ(PXTransparency{9}, PXImageGetTransparency(copy));
+            EXPECT_EQ(depth == 8 ? 16 : depth, PXImageGetDepth(copy));
+            EXPECT_EQ(PXDataSourceType{source}, PXImageGetDataSourceType(copy));
+            PXImageRelease(copy);
         }
     }
+    EventLog events;
+    PXImage empty = nullptr;
+    PXImage copy = nullptr;
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreate(&empty));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageCreateCopy(empty, &copy));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageCreateCopy(nullptr, &copy));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageCreateCopy(empty, nullptr));
+    EXPECT_EQ(3, events.Count(kPXErrBadArgument));
+    PXImageRelease(empty);
+}
+
+TEST(Image, SolidFillsAreReadOnly)
+{
+    const PXRect bounds = {-3, 2, 11, 4};
+    const uint16_t fill[3] = {1, 500, 65535};
+    PXImage image = nullptr;
+    ASSERT_EQ(PXStatus{kPXOK},
+              PXImageCreateWithParams2(bounds, 16, 3, 0, 0, kPXDataSourceSolidFill, &image));
+    EXPECT_EQ(std::vector<uint8_t>(11 * 4 * 6), AllBytes(image));
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageSetFillColor(image, fill));
+    uint16_t got[3] = {};
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageGetFillColor(image, got));
+    EXPECT_EQ(0, std::memcmp(fill, got, sizeof(fill)));
+    for (const PXRect rect : {PXRect{-3, 2, 1, 1}, PXRect{0, 3, 8, 3}, bounds}) {
+        void* lent = nullptr;
+        ASSERT_EQ(PXStatus{kPXOK}, PXImageLockBuffer2(image, rect, &lent));
+        for (int32_t i = 0; i < rect.width * rect.height; ++i)
+            ASSERT_EQ(0, std::memcmp(static_cast<char*>(lent) + i * 6, fill, 6));
+        EXPECT_EQ(PXStatus{kPXOK}, PXImageUnlockBuffer2(image, rect, lent));
+    }
+
+    EventLog events;
+    void* lent = nullptr;
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageLockBuffer2(image, bounds, &lent));
+    static_cast<char*>(lent)[11 * 4 * 6 - 1] = 0;
+    EXPECT_EQ(PXStatus{kPXErrNotSupported}, PXImageUnlockBuffer2(image, bounds, lent));
+    EXPECT_EQ(PXStatus{kPXErrNotSupported}, PXImageWrite2(image, {0, 3, 1, 1}, fill, 6));
+    EXPECT_EQ(2, events.Count(kPXErrNotSupported));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageUnlockBuffer2(image, bounds, lent));
     PXImageRelease(image);
+}
+
+// The first pixel stays, what has room stays, the rest is zero.
+TEST(Image, AdjustedBoundsKeepThePixels)
+{
+    const struct {
+        const char* name;
+        PXRect rect;
+        PXStatus own, borrowed;
+    } rows[] = {
+        {"moved", {100, -100, 13, 5}, kPXOK, kPXOK},
+        {"smaller", {1, 2, 10, 3}, kPXOK, kPXErrNotSupported},
+        {"larger", {1, 2, 19, 8}, kPXOK, kPXErrNotSupported},
+        {"empty", {1, 2, 0, 8}, kPXErrBadArgument, kPXErrBadArgument},
+        {"past the numbers", {kMax - 3, 2, 8, 8}, kPXErrBadArgument, kPXErrBadArgument},
+    };
+    std::vector<uint8_t> pixels(13 * 5);
+    for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<uint8_t>(i * 37 + 1);
+    for (const auto& row : rows) {
+        for (const int32_t depth : {8, 1}) {
+            SCOPED_TRACE(row.name);
+            EventLog events;
+            const PXRect bounds = {1, 2, 13, 5};
+            PXImage own = MakeInMemory(bounds, depth, 1);
+            PXImage borrowed = nullptr;
+            PXImageCreateMemory(bounds, depth, 1, 0, 0, pixels.data(), &borrowed);
+            PXImageWrite2(own, bounds, pixels.data(), PXImageGetRowBytes64(own));
+            EXPECT_EQ(row.borrowed, PXImageAdjustBounds(borrowed, row.rect));
+            ASSERT_EQ(row.own, PXImageAdjustBounds(own, row.rect));
+            EXPECT_EQ(row.own == kPXOK ? 0 : 2, events.Count(kPXErrBadArgument));
+            const std::vector<uint8_t> after = AllBytes(own);
+            const int32_t width = PXImageGetWidth(own);
+            const int64_t stride = PXImageGetRowBytes64(own);
+            for (int32_t i = 0; i < width * PXImageGetHeight(own); ++i) {
+                const int32_t x = i % width;
+                const int32_t y = i / width;
+                const uint64_t want =
+                    x < 13 && y < 5
+                        ? PixelAt(pixels.data() + y * (depth == 8 ? 13 : 2), x, depth / 8)
+                        : 0;
+                ASSERT_EQ(want, PixelAt(after.data() + y * stride, x, depth / 8));
+            }
+            PXImageRelease(borrowed);
+            PXImageRelease(own);
+        }
+    }
+}
+
+TEST(Image, CensusCountsWhatLives)
+{
+    EventLog events;
+    PXImage before = MakeInMemory({0, 0, 4, 4}, 8, 3);
+    PXImageDumpImageReport();
+    PXImageSetLogObjectUse(true);
+    PXImage first = MakeInMemory({1, 2, 1024, 512}, 8, 3);
+    PXImage second = nullptr;
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateWithParams2({0, 0, 2048, 256}, 8, 1, 0, 0,
+                                                        kPXDataSourceSolidFill, &second));
+    EXPECT_EQ(2, PXImageGetTotalImages());
+    PXImageDumpImageReport();
+    PXImageSetLogObjectUse(false);
+    PXImageRelease(before);
+    PXImageRelease(second);
+    EXPECT_EQ(1, PXImageGetTotalImages());
+    PXImageRelease(first);
+    EXPECT_EQ(0, PXImageGetTotalImages());
+
+    const std::vector<std::string> lines = events.Messages();
+    ASSERT_EQ(6U, lines.size());
+    EXPECT_EQ("Need to turn on log image trace (PXImageSetLogObjectUse)", lines[0]);
+    EXPECT_EQ("CImageRec count is: 2", lines[2]);
+    char want[100];
+    std::snprintf(want, sizeof(want), "%p - rc:1 x:1 y:2 w:1024 h:512 planes:3, depth:8",
+                  static_cast<void*>(first));
+    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), want));
+    const bool isFirstLower = first < second;
+    EXPECT_EQ(
+        std::string("PXImage: Resident/Total MB: (1.50/2.00) ") + (isFirstLower ? "ms" : "sm"),
+        lines[5]);
 }
 
 TEST(Image, RefusesRectanglesThatAreNotItsOwn)
@@ -222,7 +398,8 @@ TEST(Image, RefusesRectanglesThatAreNotItsOwn)
         {"past the bottom", image, {0, 7, 1, 2}, 24, kPXErrBadArgument},
         {"overflowing right edge", image, {kMax, 0, kMax, 1}, 24, kPXErrBadArgument},
         {"rows too close", image, {0, 0, 8, 8}, 23, kPXErrBadArgument},
-        {"bit mask", mask, {0, 0, 8, 8}, 24, kPXErrPixelLayout},
+        {"bit mask", mask, {3, 3, 2, 2}, 1, kPXOK},
+        {"bit mask with a short row", mask, {0, 0, 8, 8}, 0, kPXErrBadArgument},
         {"no image", nullptr, {0, 0, 8, 8}, 24, kPXErrBadArgument},
     };
     for (const auto& row : rows) {

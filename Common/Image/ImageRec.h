@@ -7,6 +7,8 @@
 // atomic; fields are set by one thread at a time; what a backing's pixel operations allow it says
 // itself.
 
+#include <atomic>
+
 #include "Base/BaseCore.h"
 #include "Base/Ref.h"
 #include "PXCore/PXImage.h"
@@ -25,13 +27,14 @@ public:
     [[nodiscard]] virtual PXStatus Initialize(const PXImageCreateParams& params, bool allocate);
 
     // Pixels of a rectangle inside the bounds: *outPointer is the first one, rows are *outRowBytes
-    // apart. Every lock is followed by one unlock of the same rectangle.
+    // apart. Every lock is followed by one unlock of the same rectangle. The rectangle of a bit
+    // mask begins at a byte (kPXErrPixelLayout).
     [[nodiscard]] virtual PXStatus LockRect(const PXRect& rect, void** outPointer,
                                             int64_t* outRowBytes) = 0;
     [[nodiscard]] virtual PXStatus UnlockRect(const PXRect& rect, void* pointer) = 0;
 
     // Copies between a rectangle inside the bounds and rows of the caller's, `bufferRowBytes`
-    // apart.
+    // apart. The rows of a bit mask begin with the first pixel in the highest bit of a byte.
     [[nodiscard]] virtual PXStatus Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes);
     [[nodiscard]] virtual PXStatus Write(const PXRect& rect, const void* buffer,
                                          int64_t bufferRowBytes);
@@ -58,10 +61,29 @@ public:
     bool FindTile(int32_t x, int32_t y, int32_t* row, int32_t* column) const;
     virtual int32_t TileSize() const;  // 0 without tiles
 
+    // Gives the image another rectangle: its first pixel stays the first one, pixels that the new
+    // size has no place for go, new ones are zero. No lock may be out.
+    [[nodiscard]] virtual PXStatus SetBounds(const PXRect& rect);
+    // An image of the same backing, layout, tags and pixels.
+    [[nodiscard]] PXStatus Copy(PXRef<CImageRec>* outImage);
+    // Whether LockRect lends every rectangle in place, at the cost of a pointer.
+    virtual bool LendsInPlace() const { return false; }
+
     PXImageCreateParams CreateParams() const;
     int32_t Planes() const { return planeBytes > 0 ? colBytes / planeBytes : 0; }
+    // One bit is a pixel; the most significant bit of a byte is the leftmost of its eight.
+    bool IsBitMask() const { return colBytes == 0; }
+    // The bytes of `count` pixels in a row that begins with the first of them.
+    int64_t BytesOfPixels(int32_t count) const
+    {
+        return IsBitMask() ? (int64_t{count} + 7) / 8 : int64_t{count} * colBytes;
+    }
     // Whether the rectangle has pixels and all of them are the image's.
     bool Holds(const PXRect& rect) const;
+    // The letter of the image's kind in reports.
+    virtual char KindLetter() const { return '*'; }
+    // Bytes of pixels in memory, for reports; the backing keeps them.
+    int64_t ResidentBytes() const { return residentBytes_.load(std::memory_order_relaxed); }
 
     // The fields of the record, in their order.
     PXRect bounds = {};
@@ -91,6 +113,22 @@ protected:
 
     // Makes zeroed pixels for the layout that Initialize derived, and sets `size`.
     [[nodiscard]] virtual PXStatus Allocate() = 0;
+    // Fills a new image of the same layout. Copies the pixels in bands unless a backing can do
+    // better.
+    [[nodiscard]] virtual PXStatus CopyPixelsTo(CImageRec* copy);
+    // Whether the layout can have this rectangle.
+    [[nodiscard]] PXStatus CheckBounds(const PXRect& rect) const;
+    // Takes the new rectangle into the fields that depend on it.
+    void TakeBounds(const PXRect& rect);
+    void CountResident(int64_t change)
+    {
+        residentBytes_.fetch_add(change, std::memory_order_relaxed);
+    }
+
+private:
+    [[nodiscard]] static PXStatus MakeBacking(PXDataSourceType type, PXRef<CImageRec>* outImage);
+
+    std::atomic<int64_t> residentBytes_{0};
 };
 
 namespace px {

@@ -2,6 +2,10 @@
 
 #include "Base/Platform/Platform.h"
 #include "Base/Status.h"
+#include "Image/BitRows.h"
+#include "Image/CopyRows.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -18,11 +22,12 @@ void CImageRecMemory::UseBuffer(void* buffer)
 {
     pixels_ = buffer;
     size = rowBytes * bounds.height;
+    CountResident(size);
 }
 
 PXStatus CImageRecMemory::Allocate()
 {
-    // Initialize has checked that this product fits.
+    // The bounds were checked: this product fits.
     size = rowBytes * bounds.height;
     pixels_ = px::os::Os().allocateBlock(static_cast<size_t>(size));
     if (!pixels_) {
@@ -30,16 +35,18 @@ PXStatus CImageRecMemory::Allocate()
         return PX_FAIL(kPXErrCreate);
     }
     ownsPixels_ = true;
+    CountResident(size);
     return kPXOK;
 }
 
 PXStatus CImageRecMemory::LockRect(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
 {
     *outPointer = nullptr;
-    PX_REQUIRE(Holds(rect));
-    if (colBytes == 0) return PX_FAIL(kPXErrPixelLayout);  // pixels of a bit mask have no address
+    PX_REQUIRE(Holds(rect) && pixels_);
+    const int64_t column = int64_t{rect.x} - bounds.x;
+    if (IsBitMask() && column % 8 != 0) return PX_FAIL(kPXErrPixelLayout);
     const int64_t offset =
-        (int64_t{rect.y} - bounds.y) * rowBytes + (int64_t{rect.x} - bounds.x) * colBytes;
+        (int64_t{rect.y} - bounds.y) * rowBytes + (IsBitMask() ? column / 8 : column * colBytes);
     *outPointer = static_cast<char*>(pixels_) + offset;
     *outRowBytes = rowBytes;
     return kPXOK;
@@ -48,5 +55,41 @@ PXStatus CImageRecMemory::LockRect(const PXRect& rect, void** outPointer, int64_
 PXStatus CImageRecMemory::UnlockRect(const PXRect& rect, void* pointer)
 {
     PX_REQUIRE(Holds(rect) && pointer);
+    return kPXOK;
+}
+
+PXStatus CImageRecMemory::SetBounds(const PXRect& rect)
+{
+    PX_TRY(CheckBounds(rect));
+    PX_REQUIRE(pixels_);
+    if (rect.width == bounds.width && rect.height == bounds.height) {
+        bounds = rect;
+        return kPXOK;
+    }
+    if (!ownsPixels_) return PX_FAIL(kPXErrNotSupported);
+    return Resize(rect);
+}
+
+PXStatus CImageRecMemory::Resize(const PXRect& rect)
+{
+    const int64_t newRowBytes = BytesOfPixels(rect.width);
+    const int64_t newSize = newRowBytes * rect.height;
+    void* made = px::os::Os().allocateBlock(static_cast<size_t>(newSize));
+    if (!made) return PX_FAIL(kPXErrCreate);
+    const int32_t width = std::min(rect.width, bounds.width);
+    const int32_t height = std::min(rect.height, bounds.height);
+    if (IsBitMask()) {
+        for (int64_t row = 0; row < height; ++row) {
+            px::CopyBits(static_cast<uint8_t*>(made) + row * newRowBytes, 0,
+                         static_cast<const uint8_t*>(pixels_) + row * rowBytes, 0, width);
+        }
+    } else {
+        px::CopyRows(made, newRowBytes, pixels_, rowBytes, BytesOfPixels(width), height);
+    }
+    px::os::Os().freeBlock(pixels_, static_cast<size_t>(size));
+    CountResident(newSize - size);
+    pixels_ = made;
+    size = newSize;
+    TakeBounds(rect);
     return kPXOK;
 }

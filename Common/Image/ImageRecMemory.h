@@ -3,7 +3,7 @@
 // ImageRecMemory — an image whose pixels are one block in memory, its own or the caller's.
 //
 // Locks hand out the block itself, so reading from several threads and writing rectangles that
-// share no pixel is safe.
+// share no pixel is safe (of a bit mask: that share no byte).
 
 #include "Image/ImageRec.h"
 
@@ -18,11 +18,17 @@ public:
     [[nodiscard]] PXStatus LockRect(const PXRect& rect, void** outPointer,
                                     int64_t* outRowBytes) override;
     [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, void* pointer) override;
+    // The caller's pixels can be moved, but not take another size: kPXErrNotSupported.
+    [[nodiscard]] PXStatus SetBounds(const PXRect& rect) override;
+    bool LendsInPlace() const override { return true; }
+    char KindLetter() const override { return ownsPixels_ ? 'm' : pixels_ ? 'p' : 'd'; }
 
 protected:
     [[nodiscard]] PXStatus Allocate() override;
 
 private:
+    [[nodiscard]] PXStatus Resize(const PXRect& rect);
+
     void* pixels_ = nullptr;
     bool ownsPixels_ = false;
 };

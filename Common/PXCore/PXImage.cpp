@@ -1,8 +1,10 @@
 #include "PXCore/PXImage.h"
 
 #include "Base/Status.h"
+#include "Image/ImageCensus.h"
 #include "Image/ImageRec.h"
 #include "Image/ImageRecMemory.h"
+#include "Image/ImageRecSolidFill.h"
 
 #include <new>
 
@@ -81,6 +83,17 @@ PXStatus PXImageCreateMemory(PXRect bounds, int32_t depth, int32_t planes,
     PX_TRY(made->Initialize(
         {bounds, depth, planes, colorSpaceType, transparency, kPXDataSourceMemory}, false));
     made->UseBuffer(buffer);
+    px::ImageCensus::Shared().Update(*made);
+    *outImage = ToHandle(made.Detach());
+    return kPXOK;
+}
+
+PXStatus PXImageCreateCopy(PXImage image, PXImage* outImage) noexcept
+{
+    if (outImage) *outImage = nullptr;
+    PX_REQUIRE(image && outImage);
+    PXRef<CImageRec> made;
+    PX_TRY(ToRec(image)->Copy(&made));
     *outImage = ToHandle(made.Detach());
     return kPXOK;
 }
@@ -118,6 +131,14 @@ PXStatus PXImageGetCreateParams(PXImage image, PXImageCreateParams* outParams) n
 PXRect PXImageGetBounds(PXImage image) noexcept
 {
     return Get(image, &CImageRec::bounds, PXRect{});
+}
+
+PXStatus PXImageAdjustBounds(PXImage image, PXRect rect) noexcept
+{
+    PX_REQUIRE(image);
+    PX_TRY(ToRec(image)->SetBounds(rect));
+    px::ImageCensus::Shared().Update(*ToRec(image));
+    return kPXOK;
 }
 
 int32_t PXImageGetWidth(PXImage image) noexcept
@@ -289,7 +310,26 @@ int32_t PXImageSetPlaneBytes(PXImage image, int32_t bytes) noexcept
     // colBytes, rowBytes and size stay as they are on purpose: the caller re-derives them.
     record->planeBytes = bytes;
     record->depth = bytes * 8;
+    px::ImageCensus::Shared().Update(*record);
     return record->depth;
+}
+
+PXStatus PXImageSetFillColor(PXImage image, const void* pixel) noexcept
+{
+    PX_REQUIRE(image && pixel);
+    auto* fill = dynamic_cast<CImageRecSolidFill*>(ToRec(image));
+    if (!fill) return PX_FAIL(kPXErrNotSupported);
+    fill->SetFill(pixel);
+    return kPXOK;
+}
+
+PXStatus PXImageGetFillColor(PXImage image, void* pixel) noexcept
+{
+    PX_REQUIRE(image && pixel);
+    const auto* fill = dynamic_cast<const CImageRecSolidFill*>(ToRec(image));
+    if (!fill) return PX_FAIL(kPXErrNotSupported);
+    fill->GetFill(pixel);
+    return kPXOK;
 }
 
 PXStatus PXImageRead2(PXImage image, PXRect rect, void* buffer, int64_t rowBytes) noexcept
@@ -317,4 +357,19 @@ PXStatus PXImageUnlockBuffer2(PXImage image, PXRect rect, void* pointer) noexcep
 {
     PX_REQUIRE(image);
     return ToRec(image)->UnlockRect(rect, pointer);
+}
+
+void PXImageSetLogObjectUse(bool isOn) noexcept
+{
+    px::ImageCensus::Shared().SetTracking(isOn);
+}
+
+int32_t PXImageGetTotalImages() noexcept
+{
+    return px::ImageCensus::Shared().TotalImages();
+}
+
+void PXImageDumpImageReport() noexcept
+{
+    px::ImageCensus::Shared().LogReport();
 }

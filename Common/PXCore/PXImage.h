@@ -25,7 +25,7 @@ PX_EXTERN_C_BEGIN
 typedef struct PXImageCreateParams {
     PXRect bounds;
     int32_t depth;  /* bits per channel: 1 for a bit mask, else a multiple of 8 up to 64 */
-    int32_t planes; /* channels per pixel, 1 and more */
+    int32_t planes; /* channels per pixel, 1 and more; of a bit mask any number, read as 0 */
     PXColorSpaceType colorSpaceType;
     PXTransparency transparency;
     PXDataSourceType dataSourceType;
@@ -34,11 +34,13 @@ typedef struct PXImageCreateParams {
 /* An empty image in memory without bounds or pixels. kPXErrBadArgument for a null argument. */
 PX_API PXStatus PXImageCreate(PXImage* outImage) PX_NOEXCEPT;
 
-/* An image with zeroed pixels.
+/* An image with zeroed pixels. A bit mask (depth 1 or 0) is one bit a pixel, the most significant
+ * bit of a byte being the leftmost, and rows begin at a byte; asked for in tiles it is kept in
+ * memory in one piece.
  *
  * Returns kPXErrBadArgument when width or height is 0 or less, when depth or planes is out of range
  * or when the pixels could not be counted in 63 bits; kPXErrCreate for an unknown data source type
- * or a lack of memory; kPXErrNotSupported for a data source this build does not have. */
+ * or a lack of memory. */
 PX_API PXStatus PXImageCreateWithParams(PXRect bounds, int32_t depth, int32_t planes,
                                         PXImage* outImage) PX_NOEXCEPT;
 PX_API PXStatus PXImageCreateWithParams2(PXRect bounds, int32_t depth, int32_t planes,
@@ -55,6 +57,10 @@ PX_API PXStatus PXImageCreateMemory(PXRect bounds, int32_t depth, int32_t planes
                                     PXColorSpaceType colorSpaceType, PXTransparency transparency,
                                     void* buffer, PXImage* outImage) PX_NOEXCEPT;
 
+/* An image of its own with the same data source, layout, tags and pixels. kPXErrBadArgument for a
+ * null argument and for an image without pixels. */
+PX_API PXStatus PXImageCreateCopy(PXImage image, PXImage* outImage) PX_NOEXCEPT;
+
 /* Returns its argument. */
 PX_API PXImage PXImageRetain(PXImage image) PX_NOEXCEPT;
 PX_API void PXImageRelease(PXImage image) PX_NOEXCEPT;
@@ -69,6 +75,11 @@ PX_API PXStatus PXImageGetCreateParams(PXImage image, PXImageCreateParams* outPa
 
 /* An empty rectangle for null. */
 PX_API PXRect PXImageGetBounds(PXImage image) PX_NOEXCEPT;
+/* Gives the image another rectangle. The first pixel stays the first one: with the same size the
+ * image is moved, otherwise rows and columns at the right and bottom go or come, those that come
+ * being zero. Not while any lock is out. kPXErrBadArgument for a rectangle that cannot be created;
+ * kPXErrNotSupported for another size of a caller's buffer. */
+PX_API PXStatus PXImageAdjustBounds(PXImage image, PXRect rect) PX_NOEXCEPT;
 
 /* 0 for null. Sizes are in pixels, bytes and bits; the two byte sums read as 32 bits, their wide
  * forms below do not. */
@@ -112,20 +123,44 @@ PX_API void PXImageSetTransparency(PXImage image, PXTransparency transparency) P
  * colBytes, rowBytes and size as they are: whoever changes the channel width derives those. */
 PX_API int32_t PXImageSetPlaneBytes(PXImage image, int32_t bytes) PX_NOEXCEPT;
 
+/* The pixel that every read of a solid fill yields: colBytes bytes in the image's own format, or,
+ * of a bit mask, one byte that is 0 or not. Zero at first. Set while nobody reads.
+ * kPXErrNotSupported for other images. */
+PX_API PXStatus PXImageSetFillColor(PXImage image, const void* pixel) PX_NOEXCEPT;
+PX_API PXStatus PXImageGetFillColor(PXImage image, void* pixel) PX_NOEXCEPT;
+
 /* Copies a rectangle between the image and a caller's buffer in the image's own pixel format.
  *
  * `rowBytes` is the distance between the buffer's rows in bytes, at least those of a row of the
- * rectangle. The rectangle must lie inside the bounds and not be empty: kPXErrBadArgument. Images
- * of bit masks are not supported: kPXErrPixelLayout. */
+ * rectangle. Rows of a bit mask begin at a byte; bits after the last pixel are read as 0. The
+ * rectangle must lie inside the bounds and not be empty: kPXErrBadArgument. A solid fill cannot be
+ * written: kPXErrNotSupported. */
 PX_API PXStatus PXImageRead2(PXImage image, PXRect rect, void* buffer,
                              int64_t rowBytes) PX_NOEXCEPT;
 PX_API PXStatus PXImageWrite2(PXImage image, PXRect rect, const void* buffer,
                               int64_t rowBytes) PX_NOEXCEPT;
 
-/* Lends the pixels of a rectangle: *outPointer is its first pixel; rows are PXImageGetRowBytes64
- * apart. Changes made through the pointer are changes of the image. Each lock is undone by one
- * unlock with the same rectangle. Fails as PXImageRead2 does. */
+/* Lends the pixels of a rectangle: *outPointer is its first pixel; rows are
+ * PXImageGetLockedRowBytes apart. Each lock is undone by one unlock with the same rectangle and
+ * pointer. Fails as PXImageRead2 does.
+ *
+ * In memory, and inside one tile of a tiled image, the pixels are lent in place: changes are seen
+ * by others at once, byte by byte. A rectangle that spans tiles is lent as a copy, whose changes
+ * are written back when it is unlocked, one tile after the other; when that fails, the lock stays
+ * out so that unlocking can be tried again. Of a solid fill a copy is lent that must not be
+ * changed: unlocking it then gives kPXErrNotSupported. The rectangle of a bit mask begins at a
+ * multiple of 8 pixels from the left (kPXErrPixelLayout). */
 PX_API PXStatus PXImageLockBuffer2(PXImage image, PXRect rect, void** outPointer) PX_NOEXCEPT;
 PX_API PXStatus PXImageUnlockBuffer2(PXImage image, PXRect rect, void* pointer) PX_NOEXCEPT;
+
+/* The census. While it is on, images are counted and listed as they are made, each with the line
+ * "CImageRec count is: N" in the log. Images that were made while it was off are not in it; those
+ * in it leave it when they are freed, on or off. */
+PX_API void PXImageSetLogObjectUse(bool isOn) PX_NOEXCEPT;
+PX_API int32_t PXImageGetTotalImages(void) PX_NOEXCEPT;
+/* Logs a line for each image of the census, in the order of their addresses, and the sums of bytes
+ * in memory and of all pixels, followed by one letter an image: m memory, p a caller's buffer,
+ * f tiles with a file, s solid fill, d without pixels, * other. Says what to do when it is off. */
+PX_API void PXImageDumpImageReport(void) PX_NOEXCEPT;
 
 PX_EXTERN_C_END
