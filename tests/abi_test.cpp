@@ -2,6 +2,7 @@
 
 #include "Base/BaseCore.h"
 #include "Base/PXLog.h"
+#include "PXAccelerate/PXBlitter.h"
 #include "PXCore/PXColorProfile.h"
 #include "PXCore/PXDictionary.h"
 #include "PXCore/PXImage.h"
@@ -119,6 +120,21 @@ TEST(Abi, DictionariesKeepTheirFields)
     EXPECT_EQ(keys, fields[3]);
     EXPECT_EQ(values, fields[4]);
     EXPECT_EQ(1, reinterpret_cast<const char*>(&dictionary)[40]);
+}
+
+TEST(Abi, BlittersKeepTheirSlots)
+{
+    PXBlitter blitter = nullptr;
+    ASSERT_EQ(0, PXBlitterCreate({0, 0, 40, 30}, {0, 0, 20, 10}, 2, 8, 1, &blitter));
+    EXPECT_EQ(2, CallSlot<int32_t>(blitter, 2));
+    EXPECT_EQ(1, CallSlot<int32_t>(blitter, 3));
+    const PXRect rect = {3, 4, 5, 6};
+    PXRect rois[4] = {};
+    EXPECT_EQ(0, CallSlot<int>(blitter, 5, &rect, &rois[0], &rois[1]));
+    EXPECT_EQ(0, PXBlitterGetSourceROI(blitter, rect, &rois[2], &rois[3]));
+    EXPECT_EQ(0, std::memcmp(&rois[0], &rois[2], 2 * sizeof(PXRect)));
+    EXPECT_EQ(6, rois[0].x);
+    PXBlitterRelease(blitter);
 }
 
 }  // namespace

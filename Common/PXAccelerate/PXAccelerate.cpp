@@ -4,6 +4,7 @@
 #include "PXAccelerate/AccelerateState.h"
 #include "PXAccelerate/CPUCapabilities.h"
 #include "PXAccelerate/DotProducts.h"
+#include "PXAccelerate/ResizePrimitives.h"
 
 #include <cstring>
 
@@ -36,6 +37,7 @@ int PXAccelerateInit() noexcept
     state.capabilities = px::DetectCPUCapabilities();
     state.alignmentShift = state.capabilities & kPXCPUAVX ? 5 : 4;
     PXAccelerateDSPInit();
+    px::FillResizeTable(&px::ResizeTable());
     state.isOn = true;
     return 0;
 }

@@ -1,0 +1,416 @@
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "PXAccelerate/BlitKernels.cpp"
+
+#include "PXAccelerate/BlitKernels.h"
+
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include <algorithm>
+#include <cstring>
+
+HWY_BEFORE_NAMESPACE();
+namespace px::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Floats = hn::CappedTag<float, 16>;
+constexpr size_t kLanes = hn::MaxLanes(Floats());
+
+// Gathering: square blocks of 16 bytes by as many rows are transposed, then widened.
+
+#if HWY_TARGET == HWY_SCALAR
+
+template <class T, size_t kUnit>
+void Gather(const uint8_t* const* rows, size_t offset, size_t units, size_t lanes, float* columns)
+{
+    for (size_t i = 0; i < units; ++i) {
+        for (size_t lane = 0; lane < lanes; ++lane) {
+            T sample;
+            std::memcpy(&sample,
+                        rows[lane / kUnit] + offset + (i * kUnit + lane % kUnit) * sizeof(T),
+                        sizeof(T));
+            columns[i * kBlockLanes + lane] = sample;
+        }
+    }
+}
+
+#else
+
+template <size_t kBytes>
+struct WordOf;
+template <>
+struct WordOf<1> {
+    using Type = uint8_t;
+};
+template <>
+struct WordOf<2> {
+    using Type = uint16_t;
+};
+template <>
+struct WordOf<4> {
+    using Type = uint32_t;
+};
+template <>
+struct WordOf<8> {
+    using Type = uint64_t;
+};
+
+using Bytes16 = hn::FixedTag<uint8_t, 16>;
+using Block = hn::Vec<Bytes16>;
+
+// Rows of 16 / kWordBytes words become columns: interleaving each row with the one half the rows
+// below, as often as the number of rows can be halved, is the transposition.
+template <size_t kWordBytes>
+HWY_INLINE void Transpose(Block* blocks)
+{
+    constexpr size_t kRows = 16 / kWordBytes;
+    const hn::FixedTag<typename WordOf<kWordBytes>::Type, kRows> d;
+    const Bytes16 bytes;
+    Block other[kRows];
+    HWY_UNROLL(4)
+    for (size_t step = 1; step < kRows; step *= 2) {
+        HWY_UNROLL(8)
+        for (size_t i = 0; i < kRows / 2; ++i) {
+            const auto upper = hn::BitCast(d, blocks[i]);
+            const auto lower = hn::BitCast(d, blocks[i + kRows / 2]);
+            other[2 * i] = hn::BitCast(bytes, hn::InterleaveLower(d, upper, lower));
+            other[2 * i + 1] = hn::BitCast(bytes, hn::InterleaveUpper(d, upper, lower));
+        }
+        HWY_UNROLL(16)
+        for (size_t i = 0; i < kRows; ++i) blocks[i] = other[i];
+    }
+}
+
+// The samples of a block as floats.
+template <class T>
+HWY_INLINE void Widen(Block block, float* HWY_RESTRICT out)
+{
+    constexpr size_t kSamples = 16 / sizeof(T);
+    constexpr size_t kPart = HWY_MIN(kSamples, kLanes);
+    const hn::FixedTag<T, kSamples> d;
+    const hn::FixedTag<T, kPart> part;
+    const hn::FixedTag<int32_t, kPart> numbers;
+    const hn::FixedTag<float, kPart> floats;
+    if constexpr (kPart == kSamples) {
+        const auto wide = hn::PromoteTo(numbers, hn::BitCast(d, block));
+        hn::Store(hn::ConvertTo(floats, wide), floats, out);
+    } else {
+        HWY_ALIGN T samples[kSamples];
+        hn::Store(hn::BitCast(d, block), d, samples);
+        HWY_UNROLL(4)
+        for (size_t i = 0; i < kSamples; i += kPart) {
+            const auto wide = hn::PromoteTo(numbers, hn::LoadU(part, samples + i));
+            hn::Store(hn::ConvertTo(floats, wide), floats, out + i);
+        }
+    }
+}
+
+// `units` columns (at most a block of them) of one group of rows.
+template <class T, size_t kUnit>
+HWY_INLINE void GatherBlock(const uint8_t* const* rows, size_t offset, size_t units,
+                            float* HWY_RESTRICT columns)
+{
+    constexpr size_t kWordBytes = kUnit * sizeof(T);
+    constexpr size_t kRows = 16 / kWordBytes;
+    const Bytes16 bytes;
+    Block blocks[kRows];
+    HWY_UNROLL(16)
+    for (size_t row = 0; row < kRows; ++row) blocks[row] = hn::LoadU(bytes, rows[row] + offset);
+    Transpose<kWordBytes>(blocks);
+    if (HWY_LIKELY(units == kRows)) {
+        HWY_UNROLL(16)
+        for (size_t i = 0; i < kRows; ++i) Widen<T>(blocks[i], columns + i * kBlockLanes);
+    } else {
+        for (size_t i = 0; i < units; ++i) Widen<T>(blocks[i], columns + i * kBlockLanes);
+    }
+}
+
+// The last columns: what is left of each row is copied, so that no load passes its end.
+template <class T, size_t kUnit>
+HWY_NOINLINE void GatherRest(const uint8_t* const* rows, size_t offset, size_t units,
+                             float* columns)
+{
+    constexpr size_t kRows = 16 / (kUnit * sizeof(T));
+    HWY_ALIGN uint8_t copies[kRows][16] = {};
+    const uint8_t* starts[kRows];
+    for (size_t row = 0; row < kRows; ++row) {
+        std::memcpy(copies[row], rows[row] + offset, units * kUnit * sizeof(T));
+        starts[row] = copies[row];
+    }
+    GatherBlock<T, kUnit>(starts, 0, units, columns);
+}
+
+template <class T, size_t kUnit>
+void Gather(const uint8_t* const* rows, size_t offset, size_t units, size_t lanes, float* columns)
+{
+    constexpr size_t kRows = 16 / (kUnit * sizeof(T));  // also the columns of a block
+    for (size_t lane = 0; lane < lanes; lane += kRows * kUnit) {
+        const uint8_t* const* group = rows + lane / kUnit;
+        size_t i = 0;
+        for (; i + kRows <= units; i += kRows) {
+            GatherBlock<T, kUnit>(group, offset + i * 16 / kRows, kRows,
+                                  columns + i * kBlockLanes + lane);
+        }
+        if (i < units) {
+            GatherRest<T, kUnit>(group, offset + i * 16 / kRows, units - i,
+                                 columns + i * kBlockLanes + lane);
+        }
+    }
+}
+
+#endif
+
+// Clamps and truncates; the result is a whole number.
+template <class V>
+HWY_INLINE V Finish(V sum, float highest)
+{
+    const Floats d;
+    return hn::Trunc(hn::Min(hn::Max(sum, hn::Zero(d)), hn::Set(d, highest)));
+}
+
+// kVectors vectors of one column.
+template <size_t kVectors>
+HWY_INLINE void FilterLanes(const ColumnTaps& taps, size_t lane, size_t stride, float highest,
+                            float* HWY_RESTRICT out)
+{
+    const Floats d;
+    const float* HWY_RESTRICT in = taps.columns + lane;
+    hn::Vec<Floats> sums[kVectors];
+    auto weight = hn::Set(d, taps.weights[0]);
+    HWY_UNROLL(16)
+    for (size_t v = 0; v < kVectors; ++v) sums[v] = hn::Mul(hn::Load(d, in + v * kLanes), weight);
+    for (size_t tap = 1; tap < taps.count; ++tap) {
+        in += stride;
+        weight = hn::Set(d, taps.weights[tap]);
+        HWY_UNROLL(16)
+        for (size_t v = 0; v < kVectors; ++v) {
+            sums[v] = hn::Add(sums[v], hn::Mul(hn::Load(d, in + v * kLanes), weight));
+        }
+    }
+    HWY_UNROLL(16)
+    for (size_t v = 0; v < kVectors; ++v) {
+        hn::Store(Finish(sums[v], highest), d, out + lane + v * kLanes);
+    }
+}
+
+constexpr size_t kColumnVectors = HWY_MIN(size_t{8}, kBlockLanes / kLanes);
+
+void FilterColumn(const ColumnTaps& taps, const ColumnJob& job, float* HWY_RESTRICT out)
+{
+    const size_t stride = job.unitsPerPixel * kBlockLanes;
+    size_t lane = 0;
+    for (; lane + kColumnVectors * kLanes <= job.lanes; lane += kColumnVectors * kLanes) {
+        FilterLanes<kColumnVectors>(taps, lane, stride, job.highest, out);
+    }
+    for (; lane < job.lanes; lane += kLanes) {
+        FilterLanes<1>(taps, lane, stride, job.highest, out);
+    }
+}
+
+// Scattering: filtered columns back to rows, four floats of a row at a time.
+
+#if HWY_TARGET == HWY_SCALAR
+
+template <size_t kUnit>
+void Scatter(const float* columns, size_t lanes, float* const* rows, size_t at)
+{
+    for (size_t lane = 0; lane < lanes; ++lane) {
+        for (size_t i = 0; i < 4 / kUnit; ++i) {
+            rows[lane / kUnit][at + i * kUnit + lane % kUnit] = columns[i * kBlockLanes + lane];
+        }
+    }
+}
+
+#else
+
+// Blocks of four floats go to rows that are `step` apart.
+HWY_INLINE void StoreBlocks(hn::FixedTag<float, 4> d, hn::Vec<hn::FixedTag<float, 4> > v,
+                            float* const* rows, size_t /*step*/, size_t at)
+{
+    hn::StoreU(v, d, rows[0] + at);
+}
+
+template <class D>
+HWY_INLINE void StoreBlocks(D, hn::Vec<D> v, float* const* rows, size_t step, size_t at)
+{
+    const hn::Half<D> half;
+    StoreBlocks(half, hn::LowerHalf(half, v), rows, step, at);
+    StoreBlocks(half, hn::UpperHalf(half, v), rows + hn::MaxLanes(half) / 4 * step, step, at);
+}
+
+// Takes 4 / kUnit columns.
+template <size_t kUnit>
+HWY_INLINE void Scatter(const float* HWY_RESTRICT columns, size_t lanes, float* const* rows,
+                        size_t at)
+{
+    const Floats d;
+    for (size_t lane = 0; lane < lanes; lane += kLanes) {
+        float* const* to = rows + lane / kUnit;
+        const auto c0 = hn::Load(d, columns + lane);
+        if constexpr (kUnit == 4) {
+            StoreBlocks(d, c0, to, 1, at);
+        } else if constexpr (kUnit == 2) {
+            const hn::RepartitionToWide<Floats> pairs;
+            const auto p0 = hn::BitCast(pairs, c0);
+            const auto p1 = hn::BitCast(pairs, hn::Load(d, columns + kBlockLanes + lane));
+            StoreBlocks(d, hn::BitCast(d, hn::InterleaveLower(pairs, p0, p1)), to, 2, at);
+            StoreBlocks(d, hn::BitCast(d, hn::InterleaveUpper(pairs, p0, p1)), to + 1, 2, at);
+        } else {
+            const auto c1 = hn::Load(d, columns + kBlockLanes + lane);
+            const auto c2 = hn::Load(d, columns + 2 * kBlockLanes + lane);
+            const auto c3 = hn::Load(d, columns + 3 * kBlockLanes + lane);
+            const auto lower02 = hn::InterleaveLower(d, c0, c2);
+            const auto lower13 = hn::InterleaveLower(d, c1, c3);
+            const auto upper02 = hn::InterleaveUpper(d, c0, c2);
+            const auto upper13 = hn::InterleaveUpper(d, c1, c3);
+            StoreBlocks(d, hn::InterleaveLower(d, lower02, lower13), to, 4, at);
+            StoreBlocks(d, hn::InterleaveUpper(d, lower02, lower13), to + 1, 4, at);
+            StoreBlocks(d, hn::InterleaveLower(d, upper02, upper13), to + 2, 4, at);
+            StoreBlocks(d, hn::InterleaveUpper(d, upper02, upper13), to + 3, 4, at);
+        }
+    }
+}
+
+#endif
+
+template <size_t kUnit>
+void FilterColumns(const ColumnJob& job)
+{
+    constexpr size_t kBatch = 4 / kUnit;
+    HWY_ALIGN float filtered[kBatch * kBlockLanes] = {};
+    size_t ready = 0;
+    size_t at = 0;
+    for (size_t pixel = 0; pixel < job.pixels; ++pixel) {
+        ColumnTaps taps = job.taps[pixel];
+        for (size_t unit = 0; unit < job.unitsPerPixel; ++unit, taps.columns += kBlockLanes) {
+            FilterColumn(taps, job, filtered + ready * kBlockLanes);
+            if (++ready < kBatch) continue;
+            Scatter<kUnit>(filtered, job.lanes, job.rows, at);
+            at += 4;
+            ready = 0;
+        }
+    }
+    if (ready > 0) Scatter<kUnit>(filtered, job.lanes, job.rows, at);
+}
+
+template <class T>
+struct Highest;
+template <>
+struct Highest<uint8_t> {
+    static constexpr float kValue = 255.0F;
+};
+template <>
+struct Highest<uint16_t> {
+    static constexpr float kValue = 65535.0F;
+};
+
+template <class T>
+HWY_INLINE void StoreSamples(hn::Vec<Floats> finished, uint8_t* HWY_RESTRICT out, size_t count)
+{
+    const hn::RebindToSigned<Floats> numbers;
+    const hn::Rebind<T, Floats> samples;
+    const auto narrow = hn::DemoteTo(samples, hn::ConvertTo(numbers, finished));
+    // As bytes, because the caller's rows need not be aligned.
+    if constexpr (kLanes > 1) {
+        if (HWY_LIKELY(count >= kLanes)) {
+            const hn::Repartition<uint8_t, decltype(samples)> bytes;
+            return hn::StoreU(hn::BitCast(bytes, narrow), bytes, out);
+        }
+    }
+    HWY_ALIGN T some[kLanes];
+    hn::Store(narrow, samples, some);
+    std::memcpy(out, some, std::min(count, kLanes) * sizeof(T));
+}
+
+template <class T, size_t kVectors>
+HWY_INLINE void FilterFloats(const RowJob& job, size_t at)
+{
+    const Floats d;
+    const size_t from = job.offset + at;
+    hn::Vec<Floats> sums[kVectors];
+    auto weight = hn::Set(d, job.weights[0]);
+    HWY_UNROLL(16)
+    for (size_t v = 0; v < kVectors; ++v) {
+        sums[v] = hn::Mul(hn::Load(d, job.rows[0] + from + v * kLanes), weight);
+    }
+    for (size_t tap = 1; tap < job.taps; ++tap) {
+        const float* HWY_RESTRICT in = job.rows[tap] + from;
+        weight = hn::Set(d, job.weights[tap]);
+        HWY_UNROLL(16)
+        for (size_t v = 0; v < kVectors; ++v) {
+            sums[v] = hn::Add(sums[v], hn::Mul(hn::Load(d, in + v * kLanes), weight));
+        }
+    }
+    HWY_UNROLL(16)
+    for (size_t v = 0; v < kVectors; ++v) {
+        const size_t done = at + v * kLanes;
+        StoreSamples<T>(Finish(sums[v], Highest<T>::kValue), job.out + done * sizeof(T),
+                        job.count - done);
+    }
+}
+
+template <class T>
+void FilterRows(const RowJob& job)
+{
+    constexpr size_t kVectors = 8;
+    size_t at = 0;
+    for (; at + kVectors * kLanes <= job.count; at += kVectors * kLanes) {
+        FilterFloats<T, kVectors>(job, at);
+    }
+    for (; at < job.count; at += kLanes) FilterFloats<T, 1>(job, at);
+}
+
+constexpr BlitKernels kTable = {
+    &HWY_STR(HWY_NAMESPACE)[2],  // without its "N_"
+    {{Gather<uint8_t, 1>, Gather<uint8_t, 2>, Gather<uint8_t, 4>},
+     {Gather<uint16_t, 1>, Gather<uint16_t, 2>, Gather<uint16_t, 4>}},
+    {FilterColumns<1>, FilterColumns<2>, FilterColumns<4>},
+    {FilterRows<uint8_t>, FilterRows<uint16_t>},
+};
+
+}  // namespace
+
+const BlitKernels* BlitTable()
+{
+    return &kTable;
+}
+
+}  // namespace px::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+#include "PXAccelerate/KernelChoice.h"
+
+namespace px {
+
+HWY_EXPORT(BlitTable);
+
+namespace {
+
+KernelChoice<BlitKernels>& Choice()
+{
+    static KernelChoice<BlitKernels> choice([] { return HWY_DYNAMIC_DISPATCH(BlitTable)(); });
+    return choice;
+}
+
+}  // namespace
+
+const BlitKernels& SelectBlitKernels()
+{
+    return Choice().Select();
+}
+
+const BlitKernels* const* AllBlitKernels()
+{
+    return Choice().All();
+}
+
+void ForceBlitKernels(const BlitKernels* kernels)
+{
+    Choice().Force(kernels);
+}
+
+}  // namespace px
+#endif

@@ -1,0 +1,505 @@
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "PXAccelerate/ResizeKernels.cpp"
+
+#include "PXAccelerate/ResizeKernels.h"
+
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+HWY_BEFORE_NAMESPACE();
+namespace px::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr int kFractionBits = 6;
+constexpr int kRowShift = kWeightBits - kFractionBits;
+constexpr int kColumnShift = kWeightBits + kFractionBits;
+
+template <class T>
+struct Sample;
+template <>
+struct Sample<uint8_t> {
+    static constexpr float kHighest = 255.0F;
+};
+template <>
+struct Sample<uint16_t> {
+    static constexpr float kHighest = 65535.0F;
+};
+
+#if HWY_TARGET == HWY_SCALAR
+
+float AsFloat(uint32_t lane)
+{
+    float value;
+    std::memcpy(&value, &lane, sizeof(value));
+    return value;
+}
+
+int32_t PairSum(uint32_t lane, uint32_t weights)
+{
+    return static_cast<int16_t>(lane) * static_cast<int16_t>(weights) +
+           static_cast<int16_t>(lane >> 16) * static_cast<int16_t>(weights >> 16);
+}
+
+void PairRows(const uint8_t* first, const uint8_t* second, size_t count, uint32_t* lanes)
+{
+    for (size_t i = 0; i < count; ++i) lanes[i] = first[i] | uint32_t{second[i]} << 16;
+}
+
+template <class T>
+void FloatRow(const uint8_t* row, size_t count, uint32_t* lanes)
+{
+    for (size_t i = 0; i < count; ++i) {
+        T sample;
+        std::memcpy(&sample, row + i * sizeof(T), sizeof(T));
+        const float value = sample;
+        std::memcpy(lanes + i, &value, sizeof(value));
+    }
+}
+
+void FilterNumberRows(const ResizeRowJob& job)
+{
+    auto* out = static_cast<int16_t*>(job.out);
+    for (size_t i = 0; i < job.count; ++i) {
+        int32_t sum = 1 << (kRowShift - 1);
+        for (size_t s = 0; s < job.steps; ++s) {
+            sum += PairSum(job.rows[s][job.at + i], job.weights[s]);
+        }
+        out[i] = static_cast<int16_t>(std::clamp(sum >> kRowShift, -32768, 32767));
+    }
+}
+
+void FilterFloatRows(const ResizeRowJob& job)
+{
+    auto* out = static_cast<float*>(job.out);
+    for (size_t i = 0; i < job.count; ++i) {
+        float sum = 0;
+        for (size_t s = 0; s < job.steps; ++s) {
+            sum += AsFloat(job.rows[s][job.at + i]) * AsFloat(job.weights[s]);
+        }
+        out[i] = sum;
+    }
+}
+
+template <size_t kChannels>
+void SpreadNumbers(const void* pixels, size_t steps, uint32_t* lanes)
+{
+    const auto* in = static_cast<const uint16_t*>(pixels);
+    for (size_t s = 0; s < steps; ++s, in += 2 * kChannels, lanes += 4) {
+        for (size_t c = 0; c < kChannels; ++c) {
+            lanes[c] = in[c] | uint32_t{in[kChannels + c]} << 16;
+        }
+    }
+}
+
+void SpreadFloats(const void* pixels, size_t steps, uint32_t* lanes)
+{
+    for (size_t s = 0; s < steps; ++s) {
+        std::memcpy(lanes + 4 * s, static_cast<const float*>(pixels) + 3 * s, 3 * sizeof(float));
+    }
+}
+
+template <class T, size_t kChannels, bool kNumbers>
+void FilterColumns(const ResizeColumnJob& job)
+{
+    constexpr size_t kLanesPerStep = kChannels == 1 ? 1 : 4;
+    for (size_t row = 0; row < kColumnRows; ++row) {
+        uint8_t* out = job.out[row];
+        for (size_t p = 0; p < job.pixels; ++p) {
+            const uint32_t* weights = job.weights + p * job.stride;
+            const uint32_t* in = job.rows[row] + job.steps[p].first * int64_t{kLanesPerStep};
+            for (size_t c = 0; c < kChannels; ++c, out += sizeof(T)) {
+                int32_t number = 1 << (kColumnShift - 1);
+                float sum = 0.5F;
+                for (int32_t s = 0; s < job.steps[p].count; ++s) {
+                    const uint32_t lane = in[static_cast<size_t>(s) * kLanesPerStep + c];
+                    if (kNumbers) number += PairSum(lane, weights[s]);
+                    if (!kNumbers) sum += AsFloat(lane) * AsFloat(weights[s]);
+                }
+                const float value = kNumbers ? static_cast<float>(number >> kColumnShift) : sum;
+                const T sample = static_cast<T>(std::clamp(value, 0.0F, Sample<T>::kHighest));
+                std::memcpy(out, &sample, sizeof(T));
+            }
+        }
+    }
+}
+
+#else
+
+using Floats = hn::CappedTag<float, 16>;
+using Ints = hn::RebindToSigned<Floats>;
+using Shorts = hn::Repartition<int16_t, Ints>;
+using Bytes = hn::Repartition<uint8_t, Ints>;
+using IntVec = hn::Vec<Ints>;
+using FloatVec = hn::Vec<Floats>;
+constexpr size_t kLanes = hn::MaxLanes(Floats());
+
+using Ints4 = hn::FixedTag<int32_t, 4>;
+using Floats4 = hn::FixedTag<float, 4>;
+
+// A vector type of sums, and how a vector of lanes times weights is added to it.
+struct Numbers {
+    using D = Ints;
+    using V = IntVec;
+    using V4 = hn::Vec<Ints4>;
+
+    static HWY_INLINE V LoadLanes(const uint32_t* lanes)
+    {
+        return hn::LoadU(Ints(), reinterpret_cast<const int32_t*>(lanes));
+    }
+    static HWY_INLINE V Weight(uint32_t weight)
+    {
+        return hn::Set(Ints(), static_cast<int32_t>(weight));
+    }
+    // x86 adds the two products of each 32-bit lane there, whatever the operation's name allows.
+    static HWY_INLINE V MulAdd(V lanes, V weights, V sum)
+    {
+        V unused = hn::Zero(Ints());
+        return hn::ReorderWidenMulAccumulate(Ints(), hn::BitCast(Shorts(), lanes),
+                                             hn::BitCast(Shorts(), weights), sum, unused);
+    }
+};
+
+struct Reals {
+    using D = Floats;
+    using V = FloatVec;
+    using V4 = hn::Vec<Floats4>;
+
+    static HWY_INLINE V LoadLanes(const uint32_t* lanes)
+    {
+        return hn::LoadU(Floats(), reinterpret_cast<const float*>(lanes));
+    }
+    static HWY_INLINE V Weight(uint32_t weight)
+    {
+        return hn::BitCast(Floats(), Numbers::Weight(weight));
+    }
+    static HWY_INLINE V MulAdd(V lanes, V weights, V sum)
+    {
+        return hn::MulAdd(lanes, weights, sum);
+    }
+};
+
+// One group of 2 * kLanes samples.
+HWY_INLINE void PairGroup(const uint8_t* HWY_RESTRICT first, const uint8_t* HWY_RESTRICT second,
+                          uint32_t* HWY_RESTRICT lanes)
+{
+    const Shorts d;
+    const hn::Rebind<uint8_t, Shorts> bytes;
+    const auto a = hn::PromoteTo(d, hn::LoadU(bytes, first));
+    const auto b = hn::PromoteTo(d, hn::LoadU(bytes, second));
+    auto* out = reinterpret_cast<int16_t*>(lanes);
+    hn::Store(hn::InterleaveLower(d, a, b), d, out);
+    hn::Store(hn::InterleaveUpper(d, a, b), d, out + 2 * kLanes);
+}
+
+void PairRows(const uint8_t* first, const uint8_t* second, size_t count, uint32_t* lanes)
+{
+    size_t i = 0;
+    for (; i + 2 * kLanes <= count; i += 2 * kLanes) PairGroup(first + i, second + i, lanes + i);
+    if (i < count) {
+        HWY_ALIGN uint8_t rest[2][2 * kLanes] = {};
+        std::memcpy(rest[0], first + i, count - i);
+        std::memcpy(rest[1], second + i, count - i);
+        PairGroup(rest[0], rest[1], lanes + i);
+    }
+}
+
+template <class T>
+HWY_INLINE void FloatGroup(const uint8_t* HWY_RESTRICT row, uint32_t* HWY_RESTRICT lanes)
+{
+    const hn::Rebind<T, Floats> samples;
+    const hn::Repartition<uint8_t, decltype(samples)> bytes;
+    const auto loaded = hn::BitCast(samples, hn::LoadU(bytes, row));
+    hn::Store(hn::ConvertTo(Floats(), hn::PromoteTo(Ints(), loaded)), Floats(),
+              reinterpret_cast<float*>(lanes));
+}
+
+template <class T>
+void FloatRow(const uint8_t* row, size_t count, uint32_t* lanes)
+{
+    size_t i = 0;
+    for (; i + kLanes <= count; i += kLanes) FloatGroup<T>(row + i * sizeof(T), lanes + i);
+    if (i < count) {
+        HWY_ALIGN uint8_t rest[kLanes * sizeof(T)] = {};
+        std::memcpy(rest, row + i * sizeof(T), (count - i) * sizeof(T));
+        FloatGroup<T>(rest, lanes + i);
+    }
+}
+
+template <class Sums, size_t kVectors>
+HWY_INLINE void SumRows(const ResizeRowJob& job, size_t at, typename Sums::V* sums)
+{
+    for (size_t step = 0; step < job.steps; ++step) {
+        const uint32_t* HWY_RESTRICT in = job.rows[step] + at;
+        const auto weight = Sums::Weight(job.weights[step]);
+        HWY_UNROLL(16)
+        for (size_t v = 0; v < kVectors; ++v) {
+            sums[v] = Sums::MulAdd(Sums::LoadLanes(in + v * kLanes), weight, sums[v]);
+        }
+    }
+}
+
+template <size_t kVectors>
+HWY_INLINE void NumberRows(const ResizeRowJob& job, size_t i)
+{
+    const Ints d;
+    const Shorts shorts;
+    IntVec sums[kVectors];
+    HWY_UNROLL(16)
+    for (size_t v = 0; v < kVectors; ++v) sums[v] = hn::Set(d, 1 << (kRowShift - 1));
+    SumRows<Numbers, kVectors>(job, job.at + i, sums);
+    auto* out = static_cast<int16_t*>(job.out) + i;
+    HWY_UNROLL(8)
+    for (size_t v = 0; v < kVectors; v += 2) {
+        const auto lower = hn::ShiftRight<kRowShift>(sums[v]);
+        const auto upper = hn::ShiftRight<kRowShift>(sums[v + 1]);
+        hn::StoreU(hn::ReorderDemote2To(shorts, lower, upper), shorts, out + v * kLanes);
+    }
+}
+
+void FilterNumberRows(const ResizeRowJob& job)
+{
+    size_t i = 0;
+    for (; i + 8 * kLanes <= job.count; i += 8 * kLanes) NumberRows<8>(job, i);
+    for (; i < job.count; i += 2 * kLanes) NumberRows<2>(job, i);
+}
+
+template <size_t kVectors>
+HWY_INLINE void FloatRows(const ResizeRowJob& job, size_t i)
+{
+    FloatVec sums[kVectors];
+    HWY_UNROLL(16)
+    for (size_t v = 0; v < kVectors; ++v) sums[v] = hn::Zero(Floats());
+    SumRows<Reals, kVectors>(job, job.at + i, sums);
+    auto* out = static_cast<float*>(job.out) + i;
+    HWY_UNROLL(16)
+    for (size_t v = 0; v < kVectors; ++v) hn::StoreU(sums[v], Floats(), out + v * kLanes);
+}
+
+void FilterFloatRows(const ResizeRowJob& job)
+{
+    size_t i = 0;
+    for (; i + 8 * kLanes <= job.count; i += 8 * kLanes) FloatRows<8>(job, i);
+    for (; i < job.count; i += kLanes) FloatRows<1>(job, i);
+}
+
+template <size_t kChannels>
+void SpreadNumbers(const void* pixels, size_t steps, uint32_t* lanes)
+{
+    alignas(16) static constexpr uint8_t kOrder[2][16] = {
+        {0, 1, 6, 7, 2, 3, 8, 9, 4, 5, 10, 11, 4, 5, 10, 11},
+        {0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15},
+    };
+    const hn::FixedTag<uint8_t, 16> d;
+    const auto order = hn::Load(d, kOrder[kChannels - 3]);
+    const auto* in = static_cast<const uint8_t*>(pixels);
+    auto* out = reinterpret_cast<uint8_t*>(lanes);
+    for (size_t s = 0; s < steps; ++s) {
+        const auto pair = hn::LoadU(d, in + s * 4 * kChannels);
+        hn::Store(hn::TableLookupBytes(pair, order), d, out + 16 * s);
+    }
+}
+
+void SpreadFloats(const void* pixels, size_t steps, uint32_t* lanes)
+{
+    const Floats4 d;
+    const auto* in = static_cast<const float*>(pixels);
+    auto* out = reinterpret_cast<float*>(lanes);
+    for (size_t s = 0; s < steps; ++s) hn::Store(hn::LoadU(d, in + 3 * s), d, out + 4 * s);
+}
+
+// The sum of the blocks of four lanes.
+template <class D>
+HWY_INLINE auto SumBlocks(D d, hn::Vec<D> v)
+{
+    if constexpr (hn::MaxLanes(D()) <= 4) {
+        (void)d;
+        return v;
+    } else {
+        const hn::Half<D> half;
+        return SumBlocks(half, hn::Add(hn::LowerHalf(half, v), hn::UpperHalf(half, v)));
+    }
+}
+
+// Whole numbers in range.
+template <class T>
+HWY_INLINE hn::Vec<Ints4> Round(hn::Vec<Ints4> sum)
+{
+    return hn::ShiftRight<kColumnShift>(hn::Add(sum, hn::Set(Ints4(), 1 << (kColumnShift - 1))));
+}
+template <class T>
+HWY_INLINE hn::Vec<Ints4> Round(hn::Vec<Floats4> sum)
+{
+    const Floats4 d;
+    const auto raised = hn::Add(sum, hn::Set(d, 0.5F));
+    const auto inside = hn::Min(hn::Max(raised, hn::Zero(d)), hn::Set(d, Sample<T>::kHighest));
+    return hn::ConvertTo(Ints4(), inside);
+}
+
+// Four channels of one pixel, of which `bytes` bytes are stored.
+template <class T>
+HWY_INLINE void StorePixel(hn::Vec<Ints4> rounded, uint8_t* out, size_t bytes)
+{
+    const hn::FixedTag<T, 4> d;
+    T samples[4];
+    hn::StoreU(hn::DemoteTo(d, rounded), d, samples);
+    std::memcpy(out, samples, bytes);
+}
+
+// Pixels of 3 and 4 channels. The fourth channel of three is stored, too, and overwritten by the
+// next pixel; the last pixel stores its own bytes only.
+template <class T, size_t kChannels, class Sums>
+void FilterWideColumns(const ResizeColumnJob& job)
+{
+    using V = typename Sums::V;
+    constexpr size_t kSteps = kLanes / 4;
+    alignas(64) int32_t order[kLanes];
+    for (size_t i = 0; i < kLanes; ++i) order[i] = static_cast<int32_t>(i / 4);
+    const auto spread = hn::SetTableIndices(typename Sums::D(), order);
+    for (size_t p = 0; p < job.pixels; ++p) {
+        const ResizeSteps at = job.steps[p];
+        const ptrdiff_t offset = ptrdiff_t{at.first} * 4;
+        const uint32_t* weights = job.weights + p * job.stride;
+        V sums[kColumnRows];
+        HWY_UNROLL(4)
+        for (size_t row = 0; row < kColumnRows; ++row) sums[row] = hn::Zero(typename Sums::D());
+        for (size_t s = 0; s < static_cast<size_t>(at.count); s += kSteps) {
+            const V weight = hn::TableLookupLanes(Sums::LoadLanes(weights + s), spread);
+            HWY_UNROLL(4)
+            for (size_t row = 0; row < kColumnRows; ++row) {
+                const V lanes = Sums::LoadLanes(job.rows[row] + offset + 4 * s);
+                sums[row] = Sums::MulAdd(lanes, weight, sums[row]);
+            }
+        }
+        constexpr size_t kBytes = kChannels * sizeof(T);
+        const size_t bytes = p + 1 < job.pixels ? 4 * sizeof(T) : kBytes;
+        HWY_UNROLL(4)
+        for (size_t row = 0; row < kColumnRows; ++row) {
+            const auto rounded = Round<T>(SumBlocks(typename Sums::D(), sums[row]));
+            uint8_t* out = job.out[row] + p * kBytes;
+            if (HWY_LIKELY(bytes == 4 * sizeof(T))) {
+                StorePixel<T>(rounded, out, 4 * sizeof(T));
+            } else {
+                StorePixel<T>(rounded, out, bytes);
+            }
+        }
+    }
+}
+
+// Lane k of the result is the sum of the four lanes of sums[k].
+template <class D, class V>
+HWY_INLINE V TransposeAndAdd(D d, V s0, V s1, V s2, V s3)
+{
+    const auto lower = hn::Add(hn::InterleaveLower(d, s0, s2), hn::InterleaveUpper(d, s0, s2));
+    const auto upper = hn::Add(hn::InterleaveLower(d, s1, s3), hn::InterleaveUpper(d, s1, s3));
+    return hn::Add(hn::InterleaveLower(d, lower, upper), hn::InterleaveUpper(d, lower, upper));
+}
+
+template <class T, class Sums>
+void FilterGreyColumns(const ResizeColumnJob& job)
+{
+    using V = typename Sums::V;
+    const typename Sums::D d;
+    for (size_t p = 0; p < job.pixels; ++p) {
+        const ResizeSteps at = job.steps[p];
+        const ptrdiff_t offset = at.first;
+        const uint32_t* weights = job.weights + p * job.stride;
+        V sums[kColumnRows];
+        HWY_UNROLL(4)
+        for (size_t row = 0; row < kColumnRows; ++row) sums[row] = hn::Zero(d);
+        for (size_t s = 0; s < static_cast<size_t>(at.count); s += kLanes) {
+            const V weight = Sums::LoadLanes(weights + s);
+            HWY_UNROLL(4)
+            for (size_t row = 0; row < kColumnRows; ++row) {
+                const V lanes = Sums::LoadLanes(job.rows[row] + offset + s);
+                sums[row] = Sums::MulAdd(lanes, weight, sums[row]);
+            }
+        }
+        const auto sum = SumBlocks(d, TransposeAndAdd(d, sums[0], sums[1], sums[2], sums[3]));
+        const hn::FixedTag<T, 4> samples;
+        T four[4];
+        hn::StoreU(hn::DemoteTo(samples, Round<T>(sum)), samples, four);
+        HWY_UNROLL(4)
+        for (size_t row = 0; row < kColumnRows; ++row) {
+            std::memcpy(job.out[row] + p * sizeof(T), four + row, sizeof(T));
+        }
+    }
+}
+
+template <class T, size_t kChannels, bool kNumbers>
+void FilterColumns(const ResizeColumnJob& job)
+{
+    using Sums = std::conditional_t<kNumbers, Numbers, Reals>;
+    if constexpr (kChannels == 1) {
+        FilterGreyColumns<T, Sums>(job);
+    } else {
+        FilterWideColumns<T, kChannels, Sums>(job);
+    }
+}
+
+#endif
+
+constexpr ResizeKernels kTable = {
+    &HWY_STR(HWY_NAMESPACE)[2],  // without its "N_"
+    PairRows,
+    {FloatRow<uint8_t>, FloatRow<uint16_t>},
+    {FilterFloatRows, FilterNumberRows},
+    {{SpreadFloats, nullptr}, {SpreadNumbers<3>, SpreadNumbers<4>}},
+    {{FilterColumns<uint8_t, 1, false>, FilterColumns<uint8_t, 3, false>,
+      FilterColumns<uint8_t, 4, false>},
+     {FilterColumns<uint16_t, 1, false>, FilterColumns<uint16_t, 3, false>,
+      FilterColumns<uint16_t, 4, false>},
+     {FilterColumns<uint8_t, 1, true>, FilterColumns<uint8_t, 3, true>,
+      FilterColumns<uint8_t, 4, true>}},
+};
+
+}  // namespace
+
+const ResizeKernels* ResizeTableOfTarget()
+{
+    return &kTable;
+}
+
+}  // namespace px::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+#include "PXAccelerate/KernelChoice.h"
+
+namespace px {
+
+HWY_EXPORT(ResizeTableOfTarget);
+
+namespace {
+
+KernelChoice<ResizeKernels>& Choice()
+{
+    static KernelChoice<ResizeKernels> choice(
+        [] { return HWY_DYNAMIC_DISPATCH(ResizeTableOfTarget)(); });
+    return choice;
+}
+
+}  // namespace
+
+const ResizeKernels& SelectResizeKernels()
+{
+    return Choice().Select();
+}
+
+const ResizeKernels* const* AllResizeKernels()
+{
+    return Choice().All();
+}
+
+void ForceResizeKernels(const ResizeKernels* kernels)
+{
+    Choice().Force(kernels);
+}
+
+}  // namespace px
+#endif

@@ -1,0 +1,62 @@
+#pragma once
+
+// ResizeKernels — the loops of the resize primitives, once per instruction set.
+//
+// Rows are filtered first, columns after. Lanes are 32 bits: floats, or pairs of 16-bit numbers
+// ("numbers") that one multiplication turns into a sum of two products. Numbers take 8-bit samples
+// with 14-bit weights and keep 6 fractional bits between the passes.
+//
+// Rows of lanes are multiples of kLaneGroup long. Numbers of a row pair lie in an order of the
+// table's own inside each group, which its filterRows undoes.
+
+#include "PXAccelerate/ResizeSpec.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace px {
+
+inline constexpr size_t kLaneGroup = 32;
+// Rows that the column filter works on together.
+inline constexpr size_t kColumnRows = 4;
+
+struct ResizeRowJob {
+    const uint32_t* const* rows;  // one per step
+    const uint32_t* weights;
+    size_t steps;
+    size_t at, count;  // lanes, multiples of kLaneGroup
+    void* out;         // floats or int16_t, one per lane, from lane `at` on
+};
+
+struct ResizeColumnJob {
+    const uint32_t* rows[kColumnRows];  // lanes of step 0, which may lie outside the block
+    const ResizeSteps* steps;           // of the first pixel
+    const uint32_t* weights;
+    size_t stride;
+    size_t pixels;
+    uint8_t* out[kColumnRows];
+};
+
+struct ResizeKernels {
+    const char* name;
+
+    // Samples of two rows, or of one (index: 16-bit samples), as lanes; the last group is filled.
+    void (*pairRows)(const uint8_t* first, const uint8_t* second, size_t count, uint32_t* lanes);
+    void (*floatRow[2])(const uint8_t* row, size_t count, uint32_t* lanes);
+
+    // Index: as numbers.
+    void (*filterRows[2])(const ResizeRowJob& job);
+
+    // Pixels of 3 (index 0) or 4 channels become steps of four lanes: a pixel each as floats, two
+    // (an even count in all) as numbers. Index: as numbers, channels less 3. Null: nothing to do.
+    void (*spread[2][2])(const void* pixels, size_t steps, uint32_t* lanes);
+
+    // Index: floats to 8 bits, floats to 16 bits, numbers to 8 bits; 1, 3, 4 channels.
+    void (*filterColumns[3][3])(const ResizeColumnJob& job);
+};
+
+const ResizeKernels& SelectResizeKernels();
+const ResizeKernels* const* AllResizeKernels();         // as AllBlitKernels
+void ForceResizeKernels(const ResizeKernels* kernels);  // as ForceBlitKernels, at once
+
+}  // namespace px

@@ -1,0 +1,303 @@
+// The walk of the antialiasing primitives: strips of columns, rows filtered before columns, because
+// that way only the rows of the result are turned into columns.
+
+#include "PXAccelerate/ResizeKernels.h"
+#include "PXAccelerate/ResizeSpec.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+namespace px {
+
+namespace {
+
+// Rows of the result filtered together: lanes of source rows are then read from near memory.
+constexpr int64_t kBatchRows = 8;
+constexpr size_t kStretchLanes = 256;
+// Source columns of a strip, about; a ring of rows of them stays in the second-level cache.
+constexpr int64_t kStripColumns = 1024;
+constexpr int64_t kFewestPixels = 16;
+constexpr int64_t kMostPixels = 512;
+
+size_t Size(int64_t value)
+{
+    return static_cast<size_t>(value);
+}
+
+size_t RoundUp(size_t value, size_t multiple)
+{
+    return (value + multiple - 1) / multiple * multiple;
+}
+
+// Sizes of the parts of a work buffer; those of a whole image hold for every rectangle in it.
+struct Layout {
+    Layout(const ResizeSpec& spec, ResizeSize size, uint32_t channels, bool asNumbers);
+
+    // Source positions that `count` neighbouring destination positions read, at most.
+    static int64_t Span(const ResizeAxis& axis, int64_t count)
+    {
+        const double ratio = static_cast<double>(axis.sourceSize) / axis.destinationSize;
+        return static_cast<int64_t>(std::ceil(ratio * static_cast<double>(count - 1))) +
+               axis.before + axis.after + 4;
+    }
+
+    int64_t stripPixels;
+    size_t rowLanes;  // of a ring row
+    size_t ringSteps;
+    size_t filteredBytes;  // of a filtered row, with room around it
+    size_t spreadLanes;    // of a row of steps
+    size_t pointers;
+    size_t bytes;
+};
+
+Layout::Layout(const ResizeSpec& spec, ResizeSize size, uint32_t channels, bool asNumbers)
+{
+    const double ratio = static_cast<double>(spec.x.sourceSize) / spec.x.destinationSize;
+    const int64_t around = spec.x.before + spec.x.after;
+    const auto pixels = static_cast<int64_t>(static_cast<double>(kStripColumns - around) / ratio);
+    stripPixels = std::min<int64_t>(std::clamp(pixels, kFewestPixels, kMostPixels), size.width);
+    const auto columns = Size(Span(spec.x, stripPixels)) + 4;
+    rowLanes = RoundUp(columns * channels, kLaneGroup) + 16;  // staggered by a cache line
+    const auto rows = Size(Span(spec.y, std::min<int64_t>(kBatchRows, size.height)));
+    ringSteps = asNumbers ? rows / 2 + 2 : rows;
+    filteredBytes = RoundUp((columns * channels + 4 * kLaneGroup) * (asNumbers ? 2 : 4), 64) + 64;
+    const size_t lanesPerStep = channels == 1 ? 1 : 4;
+    const size_t steps = asNumbers ? columns / 2 + 2 : columns;
+    spreadLanes = RoundUp((steps + 2 * kWeightPadding) * lanesPerStep, kLaneGroup) + 16;
+    pointers = Size(kBatchRows) * ringSteps;
+    bytes = ringSteps * rowLanes * 4 + Size(kBatchRows) * filteredBytes +
+            kColumnRows * spreadLanes * 4 + pointers * sizeof(void*) + 64;
+}
+
+template <class T>
+class Strips {
+public:
+    Strips(const ResizeSpec& spec, uint32_t channels, ResizePoint offset, ResizeSize size,
+           uint32_t border, bool asNumbers, uint8_t* buffer)
+        : spec_(spec),
+          kernels_(SelectResizeKernels()),
+          layout_(spec, size, channels, asNumbers),
+          channels_(channels),
+          numbers_(asNumbers),
+          lanesPerStep_(channels == 1 ? 1 : 4),
+          offset_(offset),
+          size_(size)
+    {
+        x_ = SourceRange(spec.x, false, offset.x, size.width);
+        y_ = SourceRange(spec.y, false, offset.y, size.height);
+        fromX_ = x_.first - (border & kResizeInMemoryLeft ? spec.x.before : 0);
+        toX_ = x_.last + (border & kResizeInMemoryRight ? spec.x.after : 0);
+        fromY_ = y_.first - (border & kResizeInMemoryTop ? spec.y.before : 0);
+        toY_ = y_.last + (border & kResizeInMemoryBottom ? spec.y.after : 0);
+        const uint8_t* const start = buffer;
+        ring_ = reinterpret_cast<uint32_t*>(buffer);
+        buffer += layout_.ringSteps * layout_.rowLanes * 4;
+        spread_ = reinterpret_cast<uint32_t*>(buffer);
+        buffer += kColumnRows * layout_.spreadLanes * 4;
+        filtered_ = buffer;
+        buffer += Size(kBatchRows) * layout_.filteredBytes;
+        pointers_ = reinterpret_cast<const uint32_t**>(buffer);
+        // Lanes beyond the last step are read with weights of 0: they must not be infinite.
+        if (!numbers_) std::memset(ring_, 0, static_cast<size_t>(buffer - start));
+    }
+
+    void Run(const uint8_t* src, int64_t srcStep, uint8_t* dst, int64_t dstStep)
+    {
+        src_ = src;
+        srcStep_ = srcStep;
+        dst_ = dst;
+        dstStep_ = dstStep;
+        for (int64_t x = 0; x < size_.width; x += layout_.stripPixels) {
+            RunStrip(x, std::min(layout_.stripPixels, size_.width - x));
+        }
+    }
+
+private:
+    void RunStrip(int64_t firstPixel, int64_t pixels);
+    void LoadSteps(int64_t end);
+    void FilterRows(int64_t firstRow, int64_t rows);
+    void RepeatEdges(uint8_t* filtered) const;
+    void FilterColumns(int64_t firstRow, int64_t rows);
+
+    const ResizeSteps* RowSteps() const { return spec_.Steps(spec_.y, numbers_) + offset_.y; }
+    const ResizeSteps* ColumnSteps() const { return spec_.Steps(spec_.x, numbers_) + offset_.x; }
+    int64_t Positions(int64_t step) const { return numbers_ ? 2 * step : step; }
+
+    // A source row as bytes at the strip's first real column.
+    const uint8_t* SourceRow(int64_t row) const
+    {
+        const int64_t at = std::clamp(row, fromY_, toY_);
+        return src_ + (at - y_.first) * srcStep_ + (realBegin_ - x_.first) * PixelBytes();
+    }
+    uint32_t* RingRow(int64_t step) const
+    {
+        // Steps begin a little below 0.
+        const auto slot = Size(step + int64_t{1 << 30}) % layout_.ringSteps;
+        return ring_ + slot * layout_.rowLanes;
+    }
+    uint8_t* Filtered(int64_t row) const { return filtered_ + Size(row) * layout_.filteredBytes; }
+    int64_t PixelBytes() const { return int64_t{channels_} * int64_t{sizeof(T)}; }
+    size_t FilteredPixelBytes() const { return channels_ * (numbers_ ? 2U : 4U); }
+
+    const ResizeSpec& spec_;
+    const ResizeKernels& kernels_;
+    const Layout layout_;
+    const uint32_t channels_;
+    const bool numbers_;
+    const size_t lanesPerStep_;
+    const ResizePoint offset_;
+    const ResizeSize size_;
+
+    ResizeRange x_, y_;
+    int64_t fromX_, toX_, fromY_, toY_;  // source positions that may be read
+    uint32_t* ring_;
+    uint32_t* spread_;
+    uint8_t* filtered_;
+    const uint32_t** pointers_;
+
+    const uint8_t* src_ = nullptr;
+    int64_t srcStep_ = 0;
+    uint8_t* dst_ = nullptr;
+    int64_t dstStep_ = 0;
+
+    // Of the strip: pixels of the result, the steps they read, and the columns of these, of which
+    // the real ones are read and the others repeat the edges.
+    int64_t firstPixel_ = 0, pixels_ = 0;
+    int64_t stepBegin_ = 0, stepEnd_ = 0;
+    int64_t realBegin_ = 0, realEnd_ = 0;
+    int64_t loaded_ = 0;  // steps of rows below this one are in the ring
+};
+
+template <class T>
+void Strips<T>::RunStrip(int64_t firstPixel, int64_t pixels)
+{
+    firstPixel_ = firstPixel;
+    pixels_ = pixels;
+    const ResizeSteps* columns = ColumnSteps() + firstPixel;
+    stepBegin_ = columns[0].first;
+    stepEnd_ = int64_t{columns[pixels - 1].first} + columns[pixels - 1].count;
+    realBegin_ = std::clamp(Positions(stepBegin_), fromX_, toX_);
+    realEnd_ = std::clamp(Positions(stepEnd_) - 1, fromX_, toX_) + 1;
+    loaded_ = RowSteps()[0].first;
+    for (int64_t row = 0; row < size_.height; row += kBatchRows) {
+        const int64_t rows = std::min(kBatchRows, size_.height - row);
+        const ResizeSteps last = RowSteps()[row + rows - 1];
+        loaded_ = std::max<int64_t>(loaded_, RowSteps()[row].first);
+        LoadSteps(int64_t{last.first} + last.count);
+        FilterRows(row, rows);
+        for (int64_t i = 0; i < rows; i += int64_t{kColumnRows}) {
+            FilterColumns(row + i, std::min<int64_t>(kColumnRows, rows - i));
+        }
+    }
+}
+
+// Brings steps of rows up to `end` into the ring.
+template <class T>
+void Strips<T>::LoadSteps(int64_t end)
+{
+    const size_t samples = Size(realEnd_ - realBegin_) * channels_;
+    for (; loaded_ < end; ++loaded_) {
+        const int64_t row = Positions(loaded_);
+        if (numbers_) {
+            kernels_.pairRows(SourceRow(row), SourceRow(row + 1), samples, RingRow(loaded_));
+        } else {
+            kernels_.floatRow[sizeof(T) - 1](SourceRow(row), samples, RingRow(loaded_));
+        }
+    }
+}
+
+// Filters rows of the result, still of the source's width.
+template <class T>
+void Strips<T>::FilterRows(int64_t firstRow, int64_t rows)
+{
+    const size_t lanes = RoundUp(Size(realEnd_ - realBegin_) * channels_, kLaneGroup);
+    const size_t before = Size(realBegin_ - Positions(stepBegin_)) * FilteredPixelBytes();
+    for (int64_t i = 0; i < rows; ++i) {
+        const ResizeSteps steps = RowSteps()[firstRow + i];
+        const uint32_t** pointers = pointers_ + Size(i) * layout_.ringSteps;
+        for (int64_t s = 0; s < steps.count; ++s) pointers[s] = RingRow(steps.first + s);
+    }
+    for (size_t at = 0; at < lanes; at += kStretchLanes) {
+        for (int64_t i = 0; i < rows; ++i) {
+            const int64_t row = firstRow + i;
+            uint8_t* out = Filtered(i) + before + at * (numbers_ ? 2 : 4);
+            kernels_.filterRows[numbers_](
+                {pointers_ + Size(i) * layout_.ringSteps,
+                 spec_.Weights(spec_.y, numbers_, static_cast<int32_t>(offset_.y + row)),
+                 Size(RowSteps()[row].count), at, std::min(kStretchLanes, lanes - at), out});
+        }
+    }
+    for (int64_t i = 0; i < rows; ++i) RepeatEdges(Filtered(i));
+}
+
+template <class T>
+void Strips<T>::RepeatEdges(uint8_t* filtered) const
+{
+    const size_t pixel = FilteredPixelBytes();
+    const size_t before = Size(realBegin_ - Positions(stepBegin_)) * pixel;
+    const size_t real = Size(realEnd_ - realBegin_) * pixel;
+    const size_t all = Size(Positions(stepEnd_) - Positions(stepBegin_)) * pixel;
+    for (size_t at = before; at > 0; at -= pixel) {
+        std::memcpy(filtered + at - pixel, filtered + before, pixel);
+    }
+    for (size_t at = before + real; at < all; at += pixel) {
+        std::memcpy(filtered + at, filtered + before + real - pixel, pixel);
+    }
+}
+
+// Filters the columns of up to kColumnRows filtered rows; a missing row repeats the last one.
+template <class T>
+void Strips<T>::FilterColumns(int64_t firstRow, int64_t rows)
+{
+    ResizeColumnJob job = {};
+    const auto spread = channels_ == 1 ? nullptr : kernels_.spread[numbers_][channels_ - 3];
+    for (size_t i = 0; i < kColumnRows; ++i) {
+        const int64_t row = firstRow + std::min<int64_t>(static_cast<int64_t>(i), rows - 1);
+        const auto* lanes = reinterpret_cast<const uint32_t*>(Filtered(row % kBatchRows));
+        if (spread) {
+            uint32_t* out = spread_ + i * layout_.spreadLanes;
+            spread(lanes, Size(stepEnd_ - stepBegin_), out);
+            lanes = out;
+        }
+        job.rows[i] = lanes - stepBegin_ * static_cast<int64_t>(lanesPerStep_);
+        job.out[i] = dst_ + row * dstStep_ + firstPixel_ * PixelBytes();
+    }
+    const auto first = static_cast<int32_t>(offset_.x + firstPixel_);
+    job.steps = ColumnSteps() + firstPixel_;
+    job.weights = spec_.Weights(spec_.x, numbers_, first);
+    job.stride = spec_.x.stride[numbers_];
+    job.pixels = Size(pixels_);
+    const size_t kind = numbers_ ? 2 : sizeof(T) - 1;
+    kernels_.filterColumns[kind][channels_ == 1 ? 0 : channels_ - 2](job);
+}
+
+}  // namespace
+
+int64_t ResizeBufferBytes(const ResizeSpec& spec, ResizeSize size, uint32_t channels)
+{
+    const int64_t floats = static_cast<int64_t>(Layout(spec, size, channels, false).bytes);
+    return spec.hasNumbers
+               ? std::max(floats, static_cast<int64_t>(Layout(spec, size, channels, true).bytes))
+               : floats;
+}
+
+template <class T>
+int ResizeAntialiased(const T* src, int32_t srcStep, T* dst, int32_t dstStep, ResizePoint dstOffset,
+                      ResizeSize dstSize, uint32_t border, const ResizeSpec& spec,
+                      uint32_t channels, uint8_t* buffer)
+{
+    const bool asNumbers = sizeof(T) == 1 && spec.hasNumbers;
+    Strips<T> strips(spec, channels, dstOffset, dstSize, border, asNumbers, buffer);
+    strips.Run(reinterpret_cast<const uint8_t*>(src), srcStep, reinterpret_cast<uint8_t*>(dst),
+               dstStep);
+    return kResizeOK;
+}
+
+template int ResizeAntialiased(const uint8_t*, int32_t, uint8_t*, int32_t, ResizePoint, ResizeSize,
+                               uint32_t, const ResizeSpec&, uint32_t, uint8_t*);
+template int ResizeAntialiased(const uint16_t*, int32_t, uint16_t*, int32_t, ResizePoint,
+                               ResizeSize, uint32_t, const ResizeSpec&, uint32_t, uint8_t*);
+
+}  // namespace px

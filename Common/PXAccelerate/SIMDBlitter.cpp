@@ -1,0 +1,244 @@
+#include "PXAccelerate/SIMDBlitter.h"
+
+#include "Base/Status.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace px {
+
+namespace {
+
+constexpr char kEventSource[] = "SIMDBlitter";
+
+constexpr int64_t kTileWidth = 128;
+// Floats of converted source columns at a time: half of a 64 KiB share of the second-level cache.
+constexpr size_t kColumnFloats = 8192;
+// Destination rows filtered together, so that each stretch of ring rows is read from near memory.
+constexpr size_t kBatchRows = 16;
+constexpr size_t kStretchFloats = 128;
+
+size_t RoundUp(size_t value, size_t multiple)
+{
+    return (value + multiple - 1) / multiple * multiple;
+}
+
+size_t Size(int64_t value)
+{
+    return static_cast<size_t>(value);
+}
+
+// One tile's columns, from the first destination row of the rectangle to the last.
+class Strip {
+public:
+    Strip(const BlitShape& shape, const BlitAxis& x, const BlitAxis& y, BlitScratch& scratch,
+          const BlitKernels& kernels, const BlitView& view)
+        : shape_(shape),
+          x_(x),
+          y_(y),
+          scratch_(scratch),
+          kernels_(kernels),
+          view_(view),
+          blockRows_(BlockRows(shape.Unit()))
+    {
+    }
+
+    // Fails when there is no memory. `widest` is the most columns of a strip.
+    bool Reserve(size_t widest);
+    void Run(int64_t column, size_t width);
+
+private:
+    void FilterBlock(int64_t firstRow, size_t rows);
+    void FilterPixels(size_t firstPixel, size_t pixels, const uint8_t* const* rows, size_t rowCount,
+                      float* const* ringRows);
+    void GatherColumns(int64_t first, int64_t last, const uint8_t* const* rows, size_t lanes);
+    void EmitRows(int64_t firstRow, size_t rows);
+
+    float* RingRow(int64_t sourceRow) const
+    {
+        return ring_ + Size(sourceRow) % ringRows_ * ringStride_;
+    }
+    const uint8_t* SourceRow(int64_t row) const
+    {
+        return view_.src + Size(row - view_.buffer.y) * view_.srcRowBytes;
+    }
+
+    const BlitShape shape_;
+    const BlitAxis& x_;
+    const BlitAxis& y_;
+    BlitScratch& scratch_;
+    const BlitKernels& kernels_;
+    const BlitView& view_;
+    const size_t blockRows_;
+
+    size_t mostPixels_ = 0;  // whose columns fit the scratch
+    float* columns_ = nullptr;
+    float* ring_ = nullptr;
+    size_t ringRows_ = 0;
+    size_t ringStride_ = 0;
+    const float** taps_ = nullptr;
+
+    int64_t column_ = 0;
+    size_t width_ = 0;
+};
+
+bool Strip::Reserve(size_t widest)
+{
+    // At least one output pixel's taps fit; an enlarging filter's neighbours share most of theirs.
+    const size_t pixelFloats = shape_.UnitsPerPixel() * kBlockLanes;
+    const size_t window = Size(x_.MaxCount());
+    const size_t columns = std::max(kColumnFloats / pixelFloats, 2 * window);
+    mostPixels_ = columns;
+    columns_ = scratch_.columns.Reserve(columns * pixelFloats);
+
+    // The last row takes what belongs to no row. Rows are staggered by a cache line.
+    ringRows_ = Size(y_.MaxCount()) + blockRows_;
+    ringStride_ = RoundUp(widest * shape_.channels, 16) + 16;
+    ring_ = scratch_.ring.Reserve((ringRows_ + 1) * ringStride_);
+    taps_ = scratch_.taps.Reserve(kBatchRows * Size(y_.MaxCount()));
+    return columns_ && ring_ && taps_;
+}
+
+void Strip::Run(int64_t column, size_t width)
+{
+    column_ = column;
+    width_ = width;
+    const int64_t end = int64_t{view_.rect.y} + view_.rect.height;
+    int64_t next = y_.FirstRead(view_.rect.y);
+    const int64_t lastRead = y_.LastRead(end - 1);
+    for (int64_t row = view_.rect.y; row < end;) {
+        // A block begins only when every row that could still be emitted has been, so that the ring
+        // holds one window and one block.
+        while (next <= y_.LastRead(row)) {
+            next = std::max(next, y_.FirstRead(row));
+            const size_t rows = std::min(blockRows_, Size(lastRead - next + 1));
+            FilterBlock(next, rows);
+            next += static_cast<int64_t>(rows);
+        }
+        size_t ready = 1;
+        while (ready < kBatchRows && row + static_cast<int64_t>(ready) < end &&
+               y_.LastRead(row + static_cast<int64_t>(ready)) < next) {
+            ++ready;
+        }
+        EmitRows(row, ready);
+        row += static_cast<int64_t>(ready);
+    }
+}
+
+// Filters source rows horizontally into the ring.
+void Strip::FilterBlock(int64_t firstRow, size_t rows)
+{
+    std::array<const uint8_t*, kBlockLanes> sources;
+    std::array<float*, kBlockLanes> targets;
+    for (size_t i = 0; i < blockRows_; ++i) {
+        const size_t row = std::min(i, rows - 1);
+        sources[i] = SourceRow(firstRow + static_cast<int64_t>(row));
+        targets[i] = i < rows ? RingRow(firstRow + static_cast<int64_t>(i))
+                              : ring_ + ringRows_ * ringStride_;
+    }
+    for (size_t pixel = 0; pixel < width_;) {
+        const int64_t first = x_.Taps(column_ + static_cast<int64_t>(pixel)).first;
+        size_t pixels = 1;
+        while (pixel + pixels < width_) {
+            const BlitTaps taps = x_.Taps(column_ + static_cast<int64_t>(pixel + pixels));
+            if (Size(taps.first + taps.count - first) > mostPixels_) break;
+            ++pixels;
+        }
+        FilterPixels(pixel, pixels, sources.data(), rows, targets.data());
+        pixel += pixels;
+    }
+}
+
+void Strip::FilterPixels(size_t firstPixel, size_t pixels, const uint8_t* const* rows,
+                         size_t rowCount, float* const* ringRows)
+{
+    const size_t pixelFloats = shape_.UnitsPerPixel() * kBlockLanes;
+    const size_t lanes = RoundUp(rowCount * shape_.Unit(), 16);
+    std::array<ColumnTaps, kTileWidth> taps;
+    int64_t first = 0;
+    int64_t end = 0;
+    for (size_t i = 0; i < pixels; ++i) {
+        const BlitTaps of = x_.Taps(column_ + static_cast<int64_t>(firstPixel + i));
+        if (i == 0) first = of.first;
+        end = std::max(end, of.first + of.count);
+        taps[i] = {columns_ + Size(of.first - first) * pixelFloats, of.weights, Size(of.count)};
+    }
+    GatherColumns(first, end - 1, rows, lanes);
+
+    std::array<float*, kBlockLanes> targets;
+    for (size_t i = 0; i < blockRows_; ++i) {
+        targets[i] = ringRows[i] + firstPixel * shape_.channels;
+    }
+    const float highest = shape_.sampleBytes == 1 ? 255.0F : 65535.0F;
+    kernels_.filterColumns[shape_.UnitLog2()](
+        {taps.data(), pixels, shape_.UnitsPerPixel(), lanes, highest, targets.data()});
+}
+
+// Converts the source columns first … last; those beyond the source repeat its edges.
+void Strip::GatherColumns(int64_t first, int64_t last, const uint8_t* const* rows, size_t lanes)
+{
+    const size_t pixelFloats = shape_.UnitsPerPixel() * kBlockLanes;
+    const int64_t from = std::clamp<int64_t>(first, 0, x_.SourceSize() - 1);
+    const int64_t to = std::clamp<int64_t>(last, 0, x_.SourceSize() - 1);
+    float* inside =
+        columns_ + Size(std::clamp<int64_t>(from - first, 0, last - first)) * pixelFloats;
+    const size_t count = Size(to - from + 1);
+    kernels_.gather[shape_.sampleBytes - 1][shape_.UnitLog2()](
+        rows, Size(from - view_.buffer.x) * shape_.PixelBytes(), count * shape_.UnitsPerPixel(),
+        lanes, inside);
+    const size_t bytes = pixelFloats * sizeof(float);
+    for (float* at = inside; at > columns_;) {
+        at -= pixelFloats;
+        std::memcpy(at, inside, bytes);
+    }
+    float* const end = columns_ + Size(last - first + 1) * pixelFloats;
+    const float* const edge = inside + (count - 1) * pixelFloats;
+    for (float* at = inside + count * pixelFloats; at < end; at += pixelFloats) {
+        std::memcpy(at, edge, bytes);
+    }
+}
+
+// Filters destination rows vertically from the ring.
+void Strip::EmitRows(int64_t firstRow, size_t rows)
+{
+    const size_t most = Size(y_.MaxCount());
+    for (size_t i = 0; i < rows; ++i) {
+        const BlitTaps taps = y_.Taps(firstRow + static_cast<int64_t>(i));
+        for (int64_t tap = 0; tap < taps.count; ++tap) {
+            const int64_t row = std::clamp<int64_t>(taps.first + tap, 0, y_.SourceSize() - 1);
+            taps_[i * most + Size(tap)] = RingRow(row);
+        }
+    }
+    const size_t floats = width_ * shape_.channels;
+    for (size_t at = 0; at < floats; at += kStretchFloats) {
+        const size_t count = std::min(kStretchFloats, floats - at);
+        for (size_t i = 0; i < rows; ++i) {
+            const int64_t row = firstRow + static_cast<int64_t>(i);
+            const BlitTaps taps = y_.Taps(row);
+            uint8_t* out = view_.dst + Size(row - view_.rect.y) * view_.dstRowBytes +
+                           Size(column_ - view_.rect.x) * shape_.PixelBytes() +
+                           at * shape_.sampleBytes;
+            kernels_.filterRows[shape_.sampleBytes - 1](
+                {taps_ + i * most, taps.weights, Size(taps.count), at, count, out});
+        }
+    }
+}
+
+}  // namespace
+
+PXStatus RunBlit(const BlitShape& shape, const BlitAxis& x, const BlitAxis& y, BlitScratch& scratch,
+                 const BlitKernels& kernels, const BlitView& view)
+{
+    Strip strip(shape, x, y, scratch, kernels, view);
+    if (!strip.Reserve(Size(std::min<int64_t>(kTileWidth, view.rect.width)))) {
+        return PX_FAIL(kPXErrCreate);
+    }
+    const int64_t end = int64_t{view.rect.x} + view.rect.width;
+    for (int64_t column = view.rect.x; column < end; column += kTileWidth) {
+        strip.Run(column, Size(std::min(kTileWidth, end - column)));
+    }
+    return kPXOK;
+}
+
+}  // namespace px
