@@ -1,7 +1,10 @@
 // The table behind CFSTR: one immortal string for each text, for the life of the process.
 
 #include "CoreFoundation/CFError.h"
+#include "CoreFoundation/CFLocale.h"
+#include "CoreFoundation/CFNumberFormatter.h"
 #include "CoreFoundation/CFStream.h"
+#include "CoreFoundation/CFURL.h"
 #include "StringStorage.h"
 
 #include <mutex>

@@ -274,6 +274,15 @@ struct Table {
     void* (*reserveBlock)(size_t size);
     // Gives the memory of a part of it back to the system; the part reads as zeros again.
     void (*discardBlock)(void* part, size_t size);
+    // What values need besides: folders and time zones.
+    // Removes an empty folder.
+    int (*removeFolder)(const char* path);
+    // The folder with the system's files on time zones, in the binary form of the tz database, one
+    // for each zone and named like it (environment TZDIR first). ENOENT on Windows unless TZDIR is
+    // set.
+    int (*zoneFolder)(char* buffer, size_t size);
+    // The short name that the system's zone has at a moment ("CEST").
+    int (*localZoneAbbreviation)(int64_t utcSeconds, char* buffer, size_t size);
 };
 
 // The unit of reserveBlock, in bytes.

@@ -4,6 +4,8 @@
 #include "Base/Platform/Platform_linux_process.h"
 #include "Base/Platform/Platform_linux_waits.h"
 
+#include "Base/Platform/Platform_linux_values.h"
+
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -466,6 +468,10 @@ constexpr Table kLinuxTable = {
     .writeAt = WriteAt,
     .reserveBlock = ReserveBlock,
     .discardBlock = DiscardBlock,
+
+    .removeFolder = linux_values::RemoveFolder,
+    .zoneFolder = linux_values::ZoneFolder,
+    .localZoneAbbreviation = linux_values::LocalZoneAbbreviation,
 };
 
 }  // namespace
