@@ -41,10 +41,13 @@ constinit Allocator nullAllocator;
 constinit Allocator useContextMarker;
 constinit __CFNull nullObject;
 
+// Retained; null for the system's.
+constinit thread_local const Allocator* threadDefault = nullptr;
+
 // The allocator that really acts for `ref`; null when `ref` is no allocator at all.
 const Allocator* Resolve(CFAllocatorRef ref, const char* function)
 {
-    if (!ref) return &systemAllocator;
+    if (!ref) return threadDefault ? threadDefault : &systemAllocator;
     return Check<const Allocator>(ref, function);
 }
 
@@ -61,7 +64,7 @@ bool IsNullDeallocator(CFAllocatorRef deallocator)
 
 void DeallocateWith(CFAllocatorRef deallocator, const void* bytes)
 {
-    CFAllocatorDeallocate(deallocator, const_cast<void*>(bytes));
+    CFAllocatorDeallocate(deallocator ? deallocator : &systemAllocator, const_cast<void*>(bytes));
 }
 
 }  // namespace px::cf
@@ -95,7 +98,14 @@ CFAllocatorRef CFGetAllocator(CFTypeRef cf)
 
 CFAllocatorRef CFAllocatorGetDefault(void)
 {
-    return kCFAllocatorSystemDefault;
+    return threadDefault ? threadDefault : &systemAllocator;
+}
+
+void CFAllocatorSetDefault(CFAllocatorRef allocator)
+{
+    if (allocator && !Check<const Allocator>(allocator, __func__)) return;
+    CFRetain(allocator);
+    CFRelease(std::exchange(threadDefault, allocator));
 }
 
 CFAllocatorRef CFAllocatorCreate(CFAllocatorRef, CFAllocatorContext* context)
@@ -129,6 +139,39 @@ void CFAllocatorDeallocate(CFAllocatorRef allocator, void* ptr)
     } else if (acting->context.deallocate) {
         acting->context.deallocate(ptr, acting->context.info);
     }
+}
+
+void* CFAllocatorReallocate(CFAllocatorRef allocator, void* ptr, CFIndex newsize,
+                            CFOptionFlags hint)
+{
+    if (!ptr) return CFAllocatorAllocate(allocator, newsize, hint);
+    if (newsize == 0) {
+        CFAllocatorDeallocate(allocator, ptr);
+        return nullptr;
+    }
+    const Allocator* acting = Resolve(allocator, __func__);
+    if (!acting || newsize < 0 || acting == &nullAllocator) return nullptr;
+    if (acting->flags & kImmortal) return ReallocateBytes(ptr, newsize);
+    const CFAllocatorContext& context = acting->context;
+    return context.reallocate ? context.reallocate(ptr, newsize, hint, context.info) : nullptr;
+}
+
+CFIndex CFAllocatorGetPreferredSizeForSize(CFAllocatorRef allocator, CFIndex size,
+                                           CFOptionFlags hint)
+{
+    const Allocator* acting = Resolve(allocator, __func__);
+    if (!acting || size <= 0 || acting == &nullAllocator) return 0;
+    const CFAllocatorContext& context = acting->context;
+    if (!context.preferredSize) return size;
+    const CFIndex preferred = context.preferredSize(size, hint, context.info);
+    return preferred < size ? size : preferred;
+}
+
+void CFAllocatorGetContext(CFAllocatorRef allocator, CFAllocatorContext* context)
+{
+    const Allocator* acting = Resolve(allocator, __func__);
+    if (!acting || !context || context->version != 0) return;
+    *context = acting->context;
 }
 
 }  // extern "C"

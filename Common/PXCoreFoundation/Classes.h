@@ -25,14 +25,30 @@ extern const ClassInfo kBundleClass;
 extern const ClassInfo kReadStreamClass;
 extern const ClassInfo kWriteStreamClass;
 extern const ClassInfo kErrorClass;
+extern const ClassInfo kCharacterSetClass;
 
 inline constexpr const ClassInfo* kClasses[] = {
-    nullptr,       &kAllocatorClass,  &kNullClass,        &kStringClass,
-    &kArrayClass,  &kDictionaryClass, &kSetClass,         &kDataClass,
-    &kNumberClass, &kBooleanClass,    &kDateClass,        &kTimeZoneClass,
-    &kURLClass,    &kUUIDClass,       &kLocaleClass,      &kNumberFormatterClass,
-    &kBundleClass, &kReadStreamClass, &kWriteStreamClass, &kErrorClass,
-    nullptr,  // character sets come with the wider interface
+    nullptr,
+    &kAllocatorClass,
+    &kNullClass,
+    &kStringClass,
+    &kArrayClass,
+    &kDictionaryClass,
+    &kSetClass,
+    &kDataClass,
+    &kNumberClass,
+    &kBooleanClass,
+    &kDateClass,
+    &kTimeZoneClass,
+    &kURLClass,
+    &kUUIDClass,
+    &kLocaleClass,
+    &kNumberFormatterClass,
+    &kBundleClass,
+    &kReadStreamClass,
+    &kWriteStreamClass,
+    &kErrorClass,
+    &kCharacterSetClass,
 };
 static_assert(sizeof(kClasses) / sizeof(kClasses[0]) == static_cast<size_t>(Type::kCount));
 

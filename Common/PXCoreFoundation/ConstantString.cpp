@@ -39,6 +39,16 @@ const CFStringRef* const kExportedConstants[] = {
     &kCFErrorFilePathKey,
     &kCFStreamPropertyDataWritten,
     &kCFStreamPropertyFileCurrentOffset,
+    &kCFLocaleIdentifier,
+    &kCFLocaleLanguageCode,
+    &kCFLocaleCountryCode,
+    &kCFLocaleDecimalSeparator,
+    &kCFLocaleGroupingSeparator,
+    &kCFNumberFormatterUseGroupingSeparator,
+    &kCFNumberFormatterMinIntegerDigits,
+    &kCFNumberFormatterMinFractionDigits,
+    &kCFNumberFormatterMaxFractionDigits,
+    &kCFNumberFormatterAlwaysShowDecimalSeparator,
 };
 
 CFStringRef* SlotFor(CFStringRef* slots, size_t capacity, CFStringRef string)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace px::cf {
 inline constexpr uint8_t kDataIsLent = kClassFlagA;  // the caller's bytes; `deallocator` frees them
@@ -277,6 +278,31 @@ void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* ne
         CheckBytes(newBytes, newLength, __func__)) {
         Replace(data, range, newBytes, newLength);
     }
+}
+
+CFRange CFDataFind(CFDataRef theData, CFDataRef dataToFind, CFRange searchRange,
+                   CFDataSearchFlags compareOptions)
+{
+    constexpr CFRange kNowhere = {kCFNotFound, 0};
+    auto* data = Check<const Data>(theData, __func__);
+    auto* sought = Check<const Data>(dataToFind, __func__);
+    if (!data || !sought || !CheckRange(searchRange, data->length, __func__)) return kNowhere;
+    if (sought->length == 0 || sought->length > searchRange.length) return kNowhere;
+    const auto textOf = [](const UInt8* bytes, CFIndex count) {
+        return std::string_view(reinterpret_cast<const char*>(bytes), static_cast<size_t>(count));
+    };
+    const std::string_view text = textOf(data->bytes + searchRange.location, searchRange.length);
+    const std::string_view needle = textOf(sought->bytes, sought->length);
+    const bool isBackwards = (compareOptions & kCFDataSearchBackwards) != 0;
+    const size_t last = text.size() - needle.size();
+    size_t at = isBackwards ? last : 0;
+    if (!(compareOptions & kCFDataSearchAnchored)) {
+        at = isBackwards ? text.rfind(needle) : text.find(needle);
+    } else if (text.compare(at, needle.size(), needle) != 0) {
+        at = text.npos;
+    }
+    if (at == text.npos) return kNowhere;
+    return {searchRange.location + static_cast<CFIndex>(at), sought->length};
 }
 
 }  // extern "C"

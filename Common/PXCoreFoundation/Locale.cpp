@@ -6,7 +6,11 @@
 #include "Classes.h"
 #include "CoreFoundation/CFArray.h"
 #include "String_p.h"
+#include "URL_p.h"
 
+#include <algorithm>
+
+// Immutable. Language and country are null when the identifier has none.
 struct __CFLocale : px::cf::Object {
     static constexpr px::cf::Type kType = px::cf::Type::kLocale;
     constexpr explicit __CFLocale(const __CFString* constant)
@@ -17,6 +21,8 @@ struct __CFLocale : px::cf::Object {
     __CFLocale(Adopt, CFStringRef adopted) : Object(kType, 0), identifier(adopted) {}
 
     CFStringRef identifier;
+    CFStringRef language = nullptr;
+    CFStringRef country = nullptr;
 };
 
 namespace px::cf {
@@ -25,6 +31,14 @@ namespace {
 
 constinit const __CFString emptyIdentifier{""};
 constinit __CFLocale systemLocale(&emptyIdentifier);
+
+constinit __CFString identifierKey{"kCFLocaleIdentifier"};
+constinit __CFString languageCodeKey{"kCFLocaleLanguageCode"};
+constinit __CFString countryCodeKey{"kCFLocaleCountryCode"};
+constinit __CFString decimalSeparatorKey{"kCFLocaleDecimalSeparator"};
+constinit __CFString groupingSeparatorKey{"kCFLocaleGroupingSeparator"};
+constinit __CFString decimalSeparator{"."};
+constinit __CFString groupingSeparator{","};
 
 constexpr char kDefaultIdentifier[] = "en_US";
 constexpr const char* kLocaleVariables[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
@@ -48,6 +62,8 @@ void DestroyLocale(Object* object)
 {
     auto* locale = static_cast<__CFLocale*>(object);
     CFRelease(locale->identifier);
+    CFRelease(locale->language);
+    CFRelease(locale->country);
     FreeObject(locale);
 }
 
@@ -57,6 +73,64 @@ std::string CutToIdentifier(const std::string& name)
     std::string identifier = name.substr(0, name.find_first_of(".@"));
     if (identifier == "C" || identifier == "POSIX") identifier.clear();
     return identifier;
+}
+
+char Lower(char character)
+{
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + 0x20) : character;
+}
+
+char Upper(char character)
+{
+    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 0x20) : character;
+}
+
+// A part between "-" and "_" in the form that its place and length give it: a script has four
+// letters and stands behind the language, a region and what follows it are in capitals.
+std::string CanonicalPart(std::string part, bool isLanguage, bool mayBeScript)
+{
+    const bool isScript = mayBeScript && part.size() == 4;
+    for (size_t i = 0; i < part.size(); ++i) {
+        const bool isCapital = isScript ? i == 0 : !isLanguage;
+        part[i] = isCapital ? Upper(part[i]) : Lower(part[i]);
+    }
+    if (isLanguage) return part;
+    return (isScript ? "-" : "_") + part;
+}
+
+std::string Canonical(const std::string& name)
+{
+    const std::string identifier = CutToIdentifier(name);
+    if (identifier.empty() && !name.empty()) return kDefaultIdentifier;
+    std::string canonical;
+    size_t count = 0;
+    for (size_t begin = 0; begin <= identifier.size();) {
+        const size_t end = std::min(identifier.find_first_of("-_", begin), identifier.size());
+        const std::string part = identifier.substr(begin, end - begin);
+        if (!part.empty()) {
+            canonical += CanonicalPart(part, count == 0, count == 1);
+            ++count;
+        }
+        begin = end + 1;
+    }
+    return canonical;
+}
+
+// Takes over the parts of a canonical identifier. Null when memory runs out.
+CFLocaleRef NewLocale(const std::string& canonical)
+{
+    Owned<CFStringRef> identifier(NewStringFrom(canonical));
+    if (!identifier) return nullptr;
+    __CFLocale* made = NewObject<__CFLocale>(0, __CFLocale::Adopt{}, identifier.Get());
+    if (!made) return nullptr;
+    static_cast<void>(identifier.Detach());
+    const std::string language = canonical.substr(0, canonical.find_first_of("-_"));
+    if (!language.empty()) made->language = NewStringFrom(language);
+    if (const size_t mark = canonical.find('_'); mark != std::string::npos) {
+        made->country =
+            NewStringFrom(canonical.substr(mark + 1, canonical.find('_', mark + 1) - mark - 1));
+    }
+    return made;
 }
 
 std::string CurrentIdentifier()
@@ -105,6 +179,16 @@ std::vector<std::string> PreferredLanguages()
 
 using namespace px::cf;
 
+extern "C" {
+
+constinit const CFLocaleKey kCFLocaleIdentifier = &identifierKey;
+constinit const CFLocaleKey kCFLocaleLanguageCode = &languageCodeKey;
+constinit const CFLocaleKey kCFLocaleCountryCode = &countryCodeKey;
+constinit const CFLocaleKey kCFLocaleDecimalSeparator = &decimalSeparatorKey;
+constinit const CFLocaleKey kCFLocaleGroupingSeparator = &groupingSeparatorKey;
+
+}  // extern "C"
+
 CFTypeID CFLocaleGetTypeID(void)
 {
     return static_cast<CFTypeID>(Type::kLocale);
@@ -117,13 +201,51 @@ CFLocaleRef CFLocaleGetSystem(void)
 
 CFLocaleRef CFLocaleCopyCurrent(void)
 {
-    const std::string identifier = CurrentIdentifier();
-    CFStringRef text = NewUTF8String(identifier.data(), static_cast<CFIndex>(identifier.size()));
-    if (!text) text = NewAsciiString(kDefaultIdentifier, sizeof(kDefaultIdentifier) - 1);
-    if (!text) return nullptr;
-    __CFLocale* made = NewObject<__CFLocale>(0, __CFLocale::Adopt{}, text);
-    if (!made) CFRelease(text);
-    return made;
+    CFLocaleRef made = NewLocale(CurrentIdentifier());
+    return made ? made : NewLocale(kDefaultIdentifier);  // the environment may hold any bytes
+}
+
+CFLocaleRef CFLocaleCreate(CFAllocatorRef, CFLocaleIdentifier localeIdentifier)
+{
+    std::string name;
+    if (!Check<const String>(localeIdentifier, __func__) || !PathBytes(localeIdentifier, &name)) {
+        return nullptr;
+    }
+    return NewLocale(Canonical(name));
+}
+
+CFLocaleRef CFLocaleCreateCopy(CFAllocatorRef, CFLocaleRef locale)
+{
+    if (!Check<const __CFLocale>(locale, __func__)) return nullptr;
+    return static_cast<CFLocaleRef>(CFRetain(locale));
+}
+
+CFLocaleIdentifier CFLocaleCreateCanonicalLocaleIdentifierFromString(CFAllocatorRef,
+                                                                     CFStringRef localeIdentifier)
+{
+    std::string name;
+    if (!Check<const String>(localeIdentifier, __func__) || !PathBytes(localeIdentifier, &name)) {
+        return nullptr;
+    }
+    return NewStringFrom(Canonical(name));
+}
+
+CFTypeRef CFLocaleGetValue(CFLocaleRef locale, CFLocaleKey key)
+{
+    if (!Check<const __CFLocale>(locale, __func__)) return nullptr;
+    if (!Check<const String>(key, __func__)) return nullptr;
+    const struct {
+        const __CFString* key;
+        CFStringRef value;
+    } rows[] = {
+        {&identifierKey, locale->identifier},        {&languageCodeKey, locale->language},
+        {&countryCodeKey, locale->country},          {&decimalSeparatorKey, &decimalSeparator},
+        {&groupingSeparatorKey, &groupingSeparator},
+    };
+    for (const auto& row : rows) {
+        if (StringsEqual(key, row.key)) return row.value;
+    }
+    return nullptr;
 }
 
 CFLocaleIdentifier CFLocaleGetIdentifier(CFLocaleRef locale)

@@ -1,6 +1,6 @@
-// Number formatters: numbers from text, with "." and "," in every locale.
+// Number formatters: their class, and numbers from text, with "." and "," in every locale.
 
-#include "CoreFoundation/CFNumberFormatter.h"
+#include "NumberFormatter_p.h"
 
 #include "Classes.h"
 #include "CoreFoundation/CFLocale.h"
@@ -10,17 +10,6 @@
 
 #include <charconv>
 #include <cstring>
-
-struct __CFNumberFormatter : px::cf::Object {
-    static constexpr px::cf::Type kType = px::cf::Type::kNumberFormatter;
-    __CFNumberFormatter(CFLocaleRef adopted, CFNumberFormatterStyle givenStyle)
-        : Object(kType, 0), locale(adopted), style(givenStyle)
-    {
-    }
-
-    CFLocaleRef locale;
-    CFNumberFormatterStyle style;
-};
 
 namespace px::cf {
 
@@ -143,6 +132,11 @@ CFNumberRef Parse(CFNumberFormatterRef formatter, CFStringRef string, CFRange* r
     return result;
 }
 
+}  // namespace
+
+const ClassInfo kNumberFormatterClass = {
+    "CFNumberFormatter", DestroyFormatter, nullptr, nullptr, nullptr, false};
+
 bool IsRealType(CFNumberType type)
 {
     return type == kCFNumberFloat32Type || type == kCFNumberFloat64Type ||
@@ -170,11 +164,6 @@ size_t SizeOfType(CFNumberType type)
             return type >= kCFNumberSInt8Type && type <= kCFNumberMaxType ? 8 : 0;
     }
 }
-
-}  // namespace
-
-const ClassInfo kNumberFormatterClass = {
-    "CFNumberFormatter", DestroyFormatter, nullptr, nullptr, nullptr, false};
 
 }  // namespace px::cf
 

@@ -12,6 +12,8 @@ namespace {
 
 using UnitBuffer = GrowingBuffer<UniChar>;
 
+constexpr size_t kMostBytes = 12;  // of one character, in any encoding
+
 // The members of a set that a caller gives as a string: a table for ASCII, the string for the rest.
 class CharacterList {
 public:
@@ -67,7 +69,7 @@ void AppendUnits(UnitBuffer& out, const StringView& text, CFIndex begin, CFIndex
 
 // The bytes of one character in an encoding; 0 when it has none.
 CFIndex BytesOfCharacter(CFStringRef text, CFIndex at, CFIndex units, CFStringEncoding encoding,
-                         UInt8 (&bytes)[8])
+                         UInt8 (&bytes)[kMostBytes])
 {
     CFIndex used = 0;
     const CFIndex done = CFStringGetBytes(text, CFRangeMake(at, units), encoding, 0, false, bytes,
@@ -90,7 +92,7 @@ bool AppendDecoded(UnitBuffer& out, const GrowingBuffer<UInt8>& run, const Strin
     CFIndex byteOffset = 0;
     for (CFIndex i = 0; i < view.length;) {
         const CFIndex units = UnitsOfCharacter(view, i);
-        UInt8 bytes[8];
+        UInt8 bytes[kMostBytes];
         const CFIndex byteCount = BytesOfCharacter(text.Get(), i, units, encoding, bytes);
         const CFIndex escapeBegin = runBegin + byteOffset * 3;
         if (kept.Has(view, i, units)) {
@@ -132,7 +134,7 @@ CFStringRef CFURLCreateStringByAddingPercentEscapes(CFAllocatorRef, CFStringRef 
         if (isPlain) {
             AppendUnits(out, text, i, i + units);
         } else {
-            UInt8 bytes[8];
+            UInt8 bytes[kMostBytes];
             const CFIndex count = BytesOfCharacter(originalString, i, units, encoding, bytes);
             if (count == 0) return nullptr;
             for (CFIndex byte = 0; byte < count; ++byte) AppendEscape(out, bytes[byte]);
@@ -149,6 +151,8 @@ CFStringRef CFURLCreateStringByReplacingPercentEscapesUsingEncoding(CFAllocatorR
 {
     if (!Check<const String>(origString, __func__)) return nullptr;
     if (!charsToLeaveEscaped) return CFStringCreateCopy(nullptr, origString);
+    // Its own escapes have several forms, so that what is kept could not be found in the source.
+    if (encoding == kCFStringEncodingNonLossyASCII) return nullptr;
     const CharacterList kept(charsToLeaveEscaped);
     const StringView text = ViewOf(origString);
     UnitBuffer out;

@@ -152,6 +152,11 @@ CFTypeRef CFRetain(CFTypeRef cf)
     return cf;
 }
 
+CFTypeRef CFMakeCollectable(CFTypeRef cf)
+{
+    return cf;
+}
+
 void CFRelease(CFTypeRef cf)
 {
     if (cf) [[likely]]

@@ -162,10 +162,36 @@ int PutLower(char32_t character, bool isFinalSigma, UniChar* units)
                         units);
 }
 
-// Changes ASCII text in place; false when the string holds more than that.
-bool MapAscii(MutableString* string, bool isUpper)
+// As PutUpper, with all but the first letter in lower case.
+int PutTitle(char32_t character, UniChar* units)
 {
-    if (!(string->flags & kStringAscii)) return false;
+    constexpr UniChar kIota = 0x0399;
+    constexpr UniChar kIotaBelow = 0x0345;
+    const auto single = utf8proc_totitle(static_cast<int32_t>(character));
+    const bool isTitle = utf8proc_category(single) == UTF8PROC_CATEGORY_LT;
+    if (isTitle || !FindLongUpper(character)) {
+        return PutCharacter(static_cast<char32_t>(single), units);
+    }
+    const int count = PutUpper(character, units);
+    bool isFirst = true;
+    for (int i = 0; i < count; ++i) {
+        if (!isFirst && units[i] == kIota) {
+            units[i] = kIotaBelow;
+        } else if (!isFirst) {
+            units[i] = static_cast<UniChar>(utf8proc_tolower(units[i]));
+        }
+        if (IsCased(units[i])) isFirst = false;
+    }
+    return count;
+}
+
+enum class Casing : uint8_t { kLower, kUpper, kTitle };
+
+// Changes ASCII text in place; false when the string holds more than that.
+bool MapAscii(MutableString* string, Casing casing)
+{
+    if (!(string->flags & kStringAscii) || casing == Casing::kTitle) return false;
+    const bool isUpper = casing == Casing::kUpper;
     uint8_t* bytes = NarrowUnitsOf(string);
     const uint8_t first = isUpper ? 'a' : 'A';
     for (CFIndex i = 0; i < string->length; ++i) {
@@ -177,19 +203,44 @@ bool MapAscii(MutableString* string, bool isUpper)
 // Collects the mapped text in pieces of this many units.
 constexpr int kPieceUnits = 128;
 
-bool MapInto(MutableString* mapped, StringView text, bool isUpper)
+bool IsWordPart(char32_t character)
+{
+    switch (utf8proc_category(static_cast<int32_t>(character))) {
+        case UTF8PROC_CATEGORY_LO:
+        case UTF8PROC_CATEGORY_MC:
+        case UTF8PROC_CATEGORY_ND:
+        case UTF8PROC_CATEGORY_NL:
+        case UTF8PROC_CATEGORY_NO:
+            return true;
+        default:
+            return IsCased(character);
+    }
+}
+
+bool MapInto(MutableString* mapped, StringView text, Casing casing)
 {
     UniChar piece[kPieceUnits + 4];
     int used = 0;
     bool followsLetter = false;
+    bool isTitled = false;  // the word has its capital
     for (CFIndex at = 0; at < text.length;) {
         int unitCount;
         const char32_t character = CharacterAt(text, at, &unitCount);
-        const bool isFinal =
-            !isUpper && character == kCapitalSigma && IsFinalSigma(text, at, followsLetter);
-        used += isUpper ? PutUpper(character, piece + used)
-                        : PutLower(character, isFinal, piece + used);
-        if (!isUpper && !IsCaseIgnorable(character)) followsLetter = IsCased(character);
+        const bool isCased = casing != Casing::kUpper && IsCased(character);
+        if (casing == Casing::kUpper) {
+            used += PutUpper(character, piece + used);
+        } else if (casing == Casing::kTitle && isCased && !isTitled) {
+            used += PutTitle(character, piece + used);
+            isTitled = true;
+        } else {
+            const bool isFinal =
+                character == kCapitalSigma && IsFinalSigma(text, at, followsLetter);
+            used += PutLower(character, isFinal, piece + used);
+        }
+        if (casing != Casing::kUpper && !IsCaseIgnorable(character)) {
+            followsLetter = isCased;
+            if (!IsWordPart(character)) isTitled = false;
+        }
         at += unitCount;
         if (used >= kPieceUnits || at >= text.length) {
             if (!AppendView(mapped, ViewOfUnits(piece, used))) return false;
@@ -199,13 +250,13 @@ bool MapInto(MutableString* mapped, StringView text, bool isUpper)
     return true;
 }
 
-void MapCase(CFMutableStringRef ref, bool isUpper, const char* function)
+void MapCase(CFMutableStringRef ref, Casing casing, const char* function)
 {
     auto* string = static_cast<MutableString*>(CheckMutable<String>(ref, function));
-    if (!string || MapAscii(string, isUpper)) return;
+    if (!string || MapAscii(string, casing)) return;
     MutableString* mapped = NewMutableString();
     const Owned<CFStringRef> owner(mapped);
-    if (mapped && MapInto(mapped, ViewOf(string), isUpper)) {
+    if (mapped && MapInto(mapped, ViewOf(string), casing)) {
         static_cast<void>(ReplaceUnits(string, {0, string->length}, ViewOf(mapped)));
     }
 }
@@ -220,12 +271,17 @@ extern "C" {
 
 void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef)
 {
-    MapCase(theString, false, __func__);
+    MapCase(theString, Casing::kLower, __func__);
 }
 
 void CFStringUppercase(CFMutableStringRef theString, CFLocaleRef)
 {
-    MapCase(theString, true, __func__);
+    MapCase(theString, Casing::kUpper, __func__);
+}
+
+void CFStringCapitalize(CFMutableStringRef theString, CFLocaleRef)
+{
+    MapCase(theString, Casing::kTitle, __func__);
 }
 
 }  // extern "C"

@@ -127,9 +127,8 @@ bool CompareAsciiCase(StringView left, StringView right, CFIndex* at, int* order
     return true;
 }
 
-int CompareFolded(StringView left, StringView right, CFStringCompareFlags flags)
+int CompareFolded(StringView left, StringView right, CFStringCompareFlags flags, FoldRules rules)
 {
-    const FoldRules rules = RulesOf(flags);
     const bool isNumeric = (flags & kCFCompareNumerically) != 0;
     if (rules.IsLiteral() && !isNumeric) return CompareViews(left, right);
     CFIndex start = 0;
@@ -165,13 +164,24 @@ CFComparisonResult CFStringCompareWithOptions(CFStringRef theString1, CFStringRe
                                               CFRange rangeToCompare,
                                               CFStringCompareFlags compareOptions)
 {
+    return CFStringCompareWithOptionsAndLocale(theString1, theString2, rangeToCompare,
+                                               compareOptions, nullptr);
+}
+
+CFComparisonResult CFStringCompareWithOptionsAndLocale(CFStringRef theString1,
+                                                       CFStringRef theString2,
+                                                       CFRange rangeToCompare,
+                                                       CFStringCompareFlags compareOptions,
+                                                       CFLocaleRef locale)
+{
     if (!theString1 && !theString2) return kCFCompareEqualTo;
     const auto* left = Check<const String>(theString1, __func__);
     const auto* right = Check<const String>(theString2, __func__);
     if (!left || !right) return left ? kCFCompareGreaterThan : kCFCompareLessThan;
     if (!CheckRange(rangeToCompare, left->length, __func__)) return kCFCompareEqualTo;
     const StringView text = Part(ViewOf(left), rangeToCompare);
-    const int order = CompareFolded(text, ViewOf(right), compareOptions);
+    const int order =
+        CompareFolded(text, ViewOf(right), compareOptions, RulesFor(compareOptions, locale));
     if (order != 0 || !(compareOptions & kCFCompareForcedOrdering)) return order;
     return CompareViews(text, ViewOf(right));
 }

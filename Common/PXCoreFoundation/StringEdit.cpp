@@ -250,6 +250,30 @@ void CFStringReplaceAll(CFMutableStringRef theString, CFStringRef replacement)
     CFStringReplace(theString, CFRangeMake(0, CFStringGetLength(theString)), replacement);
 }
 
+void CFStringPad(CFMutableStringRef theString, CFStringRef padString, CFIndex length,
+                 CFIndex indexIntoPad)
+{
+    MutableString* string = Changeable(theString, __func__);
+    if (!string || length < 0) return;
+    if (length <= string->length) {
+        Replace(string, {length, string->length - length}, {});
+        return;
+    }
+    const auto* pad = Check<const String>(padString, __func__);
+    if (!pad || indexIntoPad < 0 || indexIntoPad >= pad->length) return;
+    // A copy, for the string may pad itself; unit by unit would shift its own text meanwhile.
+    const Owned<CFStringRef> copy(NewStringFromView(ViewOf(pad)));
+    if (!copy || length > kMaxUnits) return;
+    const StringView text = ViewOf(copy.Get());
+    const CFIndex before = string->length;
+    for (CFIndex at = indexIntoPad; string->length < length; at = 0) {
+        const CFIndex count = std::min(text.length - at, length - string->length);
+        if (AppendView(string, Part(text, {at, count}))) continue;
+        Replace(string, {before, string->length - before}, {});
+        return;
+    }
+}
+
 void CFStringTrim(CFMutableStringRef theString, CFStringRef trimString)
 {
     MutableString* string = Changeable(theString, __func__);

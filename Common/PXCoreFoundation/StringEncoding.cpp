@@ -1,6 +1,7 @@
 #include "StringEncoding.h"
 
 #include "CoreFoundation/CFData.h"
+#include "StringCharsets.h"
 #include "Utf8.h"
 
 #include <algorithm>
@@ -169,6 +170,7 @@ int ByteOf(char32_t character, Charset charset)
 {
     if (character < 0x80) return static_cast<int>(character);
     if (charset == Charset::kAscii) return -1;
+    if (charset == Charset::kMacRoman) return MacRomanByte(character);
     const bool isHole = charset == Charset::kWindows && character < 0xA0;
     if (character < 0x100 && !isHole) return static_cast<int>(character);
     if (charset == Charset::kLatin1 || isHole) return -1;
@@ -177,7 +179,8 @@ int ByteOf(char32_t character, Charset charset)
     return at == end ? -1 : static_cast<int>(at - kWindowsUnits) + 0x80;
 }
 
-// Writes the bytes of one character, at most four; 0 when the encoding does not have it.
+// Writes the bytes of one character, at most kMostEscapedBytes; 0 when the encoding does not have
+// it.
 CFIndex EncodeCharacter(char32_t character, Encoding encoding, uint8_t* bytes)
 {
     const bool isSurrogate = (character & 0xFFFFF800) == 0xD800;
@@ -194,6 +197,8 @@ CFIndex EncodeCharacter(char32_t character, Encoding encoding, uint8_t* bytes)
             if (isSurrogate) return 0;
             Store32(character, encoding.isSwapped, bytes);
             return 4;
+        case Charset::kEscapedAscii:
+            return EncodeEscapedAscii(character, bytes);
         default: {
             const int byte = ByteOf(character, encoding.charset);
             if (byte < 0) return 0;
@@ -248,6 +253,10 @@ bool FindEncoding(CFStringEncoding number, Encoding* encoding)
             return set(Charset::kLatin1);
         case kCFStringEncodingWindowsLatin1:
             return set(Charset::kWindows);
+        case kCFStringEncodingMacRoman:
+            return set(Charset::kMacRoman);
+        case kCFStringEncodingNonLossyASCII:
+            return set(Charset::kEscapedAscii);
         case kCFStringEncodingUTF8:
             return set(Charset::kUtf8);
         case kCFStringEncodingUTF16:
@@ -277,6 +286,10 @@ CFStringRef Decode(const uint8_t* bytes, CFIndex count, Encoding encoding, bool 
             return DecodeUtf16(bytes, count, encoding.isSwapped);
         case Charset::kUtf32:
             return DecodeUtf32(bytes, count, encoding.isSwapped);
+        case Charset::kMacRoman:
+            return DecodeMacRoman(bytes, count);
+        case Charset::kEscapedAscii:
+            return DecodeEscapedAscii(bytes, count);
         default:
             return DecodeBytewise(bytes, count, encoding.charset);
     }
@@ -293,14 +306,13 @@ Encoded Encode(StringView text, Encoding encoding, uint8_t lossByte, bool isExte
         done.bytes += count;
         return true;
     };
-    constexpr CFIndex kMostBytes = 4;  // of one character
-    uint8_t bytes[kMostBytes];
+    uint8_t bytes[kMostEscapedBytes];
     if (isExternal && !encoding.IsByteWise() && !encoding.hasFixedOrder &&
         !put(bytes, EncodeCharacter(kMark, encoding, bytes))) {
         return done;
     }
     while (done.units < text.length) {
-        if (encoding.IsByteWise() && text[done.units] < 0x80) {
+        if (encoding.KeepsAscii() && text[done.units] < 0x80) {
             const CFIndex run =
                 CopyAsciiRun(PartFrom(text, done.units), buffer ? buffer + done.bytes : nullptr,
                              capacity - done.bytes);
@@ -311,7 +323,7 @@ Encoded Encode(StringView text, Encoding encoding, uint8_t lossByte, bool isExte
         }
         int unitCount;
         const char32_t character = CharacterAt(text, done.units, &unitCount);
-        const bool isInPlace = buffer && capacity - done.bytes >= kMostBytes;
+        const bool isInPlace = buffer && capacity - done.bytes >= kMostEscapedBytes;
         uint8_t* const place = isInPlace ? buffer + done.bytes : bytes;
         CFIndex byteCount = EncodeCharacter(character, encoding, place);
         if (byteCount == 0 && lossByte != 0) byteCount = EncodeLoss(lossByte, encoding, place);
@@ -411,7 +423,7 @@ const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encodi
     Encoding found;
     // Only the storage of immutable strings ends with a zero.
     if (!string || string->flags & kMutable || !(string->flags & kStringAscii)) return nullptr;
-    if (!FindEncoding(encoding, &found) || !found.IsByteWise()) return nullptr;
+    if (!FindEncoding(encoding, &found) || !found.KeepsAscii()) return nullptr;
     return static_cast<const char*>(string->units);
 }
 
@@ -434,7 +446,7 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 {
     Encoding found;
     if (length < 0 || !FindEncoding(encoding, &found)) return 0;
-    const CFIndex factor = found.charset == Charset::kUtf8 ? 3 : found.UnitSize();
+    const CFIndex factor = found.MostBytesOfUnit();
     if (length > std::numeric_limits<CFIndex>::max() / factor) return kCFNotFound;
     return length * factor;
 }

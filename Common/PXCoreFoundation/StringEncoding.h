@@ -6,17 +6,33 @@
 
 namespace px::cf {
 
-enum class Charset : uint8_t { kAscii, kLatin1, kWindows, kUtf8, kUtf16, kUtf32 };
+enum class Charset : uint8_t {
+    kAscii,
+    kLatin1,
+    kWindows,
+    kMacRoman,
+    kUtf8,
+    kUtf16,
+    kUtf32,
+    kEscapedAscii
+};
 
 struct Encoding {
     Charset charset;
     bool hasFixedOrder;  // the …BE and …LE forms: no mark is written
     bool isSwapped;      // the units are not in the order of this machine
 
-    bool IsByteWise() const { return charset <= Charset::kUtf8; }
+    bool IsByteWise() const { return UnitSize() == 1; }
+    // Characters below U+0080 are the byte of their number.
+    bool KeepsAscii() const { return charset <= Charset::kUtf8; }
     CFIndex UnitSize() const
     {
         return charset == Charset::kUtf16 ? 2 : charset == Charset::kUtf32 ? 4 : 1;
+    }
+    CFIndex MostBytesOfUnit() const
+    {
+        if (charset == Charset::kEscapedAscii) return 6;
+        return charset == Charset::kUtf8 ? 3 : UnitSize();
     }
 };
 

@@ -1,7 +1,5 @@
 #include "StringFind.h"
 
-#include "StringFold.h"
-
 namespace px::cf {
 
 namespace {
@@ -135,7 +133,7 @@ private:
         if (rules_.isCanonical && start + 1 < text_.length && text_[start + 1] >= 0x300) {
             return false;
         }
-        return (rules_.foldsCase ? LowerAsciiUnit(unit) : unit) != needle_.Units()[0];
+        return rules_.FoldAscii(unit) != needle_.Units()[0];
     }
 
     Match MatchAt(CFIndex start)
@@ -187,9 +185,9 @@ private:
     FoldedText needle_;
 };
 
-CFRange FindFolded(StringView text, StringView needle, CFStringCompareFlags flags)
+CFRange FindFolded(StringView text, StringView needle, CFStringCompareFlags flags, FoldRules rules)
 {
-    FoldedSearch search(text, RulesOf(flags));
+    FoldedSearch search(text, rules);
     if (!search.Prepare(needle)) return kNowhere;
     const bool isAnchored = (flags & kCFCompareAnchored) != 0;
     if (flags & kCFCompareBackwards) return search.Backward(isAnchored);
@@ -212,9 +210,33 @@ bool StartsWith(StringView text, StringView prefix)
 
 CFRange FindInView(StringView text, StringView needle, CFStringCompareFlags flags)
 {
+    return FindInView(text, needle, flags, RulesOf(flags));
+}
+
+CFRange FindInView(StringView text, StringView needle, CFStringCompareFlags flags, FoldRules rules)
+{
     if (needle.length == 0 || text.length == 0) return kNowhere;
-    return RulesOf(flags).IsLiteral() ? FindLiteral(text, needle, flags)
-                                      : FindFolded(text, needle, flags);
+    return rules.IsLiteral() ? FindLiteral(text, needle, flags)
+                             : FindFolded(text, needle, flags, rules);
+}
+
+bool FindAll(StringView text, StringView needle, CFRange range, CFStringCompareFlags flags,
+             RangeList* places)
+{
+    CFIndex begin = range.location;
+    CFIndex end = range.location + range.length;
+    for (;;) {
+        CFRange found = FindInView(Part(text, {begin, end - begin}), needle, flags);
+        if (found.location == kCFNotFound) return true;
+        found.location += begin;
+        if (!places->Add(found)) return false;
+        if (flags & kCFCompareAnchored) return true;
+        if (flags & kCFCompareBackwards) {
+            end = found.location;
+        } else {
+            begin = found.location + found.length;
+        }
+    }
 }
 
 }  // namespace px::cf
@@ -236,11 +258,20 @@ Boolean CFStringFindWithOptions(CFStringRef theString, CFStringRef stringToFind,
                                 CFRange rangeToSearch, CFStringCompareFlags searchOptions,
                                 CFRange* result)
 {
+    return CFStringFindWithOptionsAndLocale(theString, stringToFind, rangeToSearch, searchOptions,
+                                            nullptr, result);
+}
+
+Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind,
+                                         CFRange rangeToSearch, CFStringCompareFlags searchOptions,
+                                         CFLocaleRef locale, CFRange* result)
+{
     CFRange found = kNowhere;
     const auto* string = Check<const String>(theString, __func__);
     const auto* needle = Check<const String>(stringToFind, __func__);
     if (string && needle && CheckRange(rangeToSearch, string->length, __func__)) {
-        found = FindInView(Part(ViewOf(string), rangeToSearch), ViewOf(needle), searchOptions);
+        found = FindInView(Part(ViewOf(string), rangeToSearch), ViewOf(needle), searchOptions,
+                           RulesFor(searchOptions, locale));
         if (found.location != kCFNotFound) found.location += rangeToSearch.location;
     }
     if (result) *result = found;

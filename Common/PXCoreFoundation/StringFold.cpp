@@ -1,5 +1,7 @@
 #include "StringFold.h"
 
+#include "CoreFoundation/CFLocale.h"
+
 #include <utf8proc.h>
 
 #include <algorithm>
@@ -77,7 +79,8 @@ int CombiningClass(char32_t character)
     return utf8proc_get_property(static_cast<int32_t>(character))->combining_class;
 }
 
-// Sorts every run of combining characters by class, keeping equal ones in order.
+}  // namespace
+
 void OrderMarks(char32_t* points, size_t count)
 {
     const auto isStarter = [](char32_t point) { return CombiningClass(point) == 0; };
@@ -94,8 +97,6 @@ void OrderMarks(char32_t* points, size_t count)
     }
 }
 
-}  // namespace
-
 FoldRules RulesOf(CFStringCompareFlags flags)
 {
     FoldRules rules;
@@ -103,6 +104,17 @@ FoldRules RulesOf(CFStringCompareFlags flags)
     rules.dropsMarks = (flags & kCFCompareDiacriticInsensitive) != 0;
     rules.isCanonical = rules.dropsMarks || (flags & kCFCompareNonliteral) != 0;
     rules.foldsWidth = (flags & kCFCompareWidthInsensitive) != 0;
+    return rules;
+}
+
+FoldRules RulesFor(CFStringCompareFlags flags, CFLocaleRef locale)
+{
+    FoldRules rules = RulesOf(flags);
+    if (!rules.foldsCase || !(flags & kCFCompareLocalized) || !locale) return rules;
+    auto language = static_cast<CFStringRef>(CFLocaleGetValue(locale, kCFLocaleLanguageCode));
+    if (!language || language->length != 2) return rules;
+    const StringView code = ViewOf(language);
+    rules.isTurkic = (code[0] == 't' && code[1] == 'r') || (code[0] == 'a' && code[1] == 'z');
     return rules;
 }
 
@@ -128,8 +140,7 @@ bool FoldCursor::Next()
     end_ += unitCount;
     const bool standsAlone = !rules_.isCanonical || end_ == text_.length || text_[end_] < 0x300;
     if (character < 0x80 && standsAlone) {
-        const auto unit = static_cast<UniChar>(character);
-        units_.Items()[0] = rules_.foldsCase ? LowerAsciiUnit(unit) : unit;
+        units_.Items()[0] = rules_.FoldAscii(static_cast<UniChar>(character));
         count_ = 1;
         return true;
     }
@@ -155,6 +166,7 @@ bool FoldCursor::NextSequence(char32_t character)
         end_ += unitCount;
         previous = next;
     }
+    if (rules_.isTurkic) count = FoldTurkic(points.Items(), count);
     count = Arrange(points.Items(), count);
     if (!rules_.foldsCase) return Emit(points.Items(), count);
     Points folded;
@@ -172,6 +184,10 @@ bool FoldCursor::Decompose(char32_t character, bool foldsCase, Points* points, s
     char32_t* items = points->Reserve(*count + kMostPoints, *count);
     if (!items) return false;
     if (rules_.foldsWidth) character = OrdinaryWidth(character);
+    if (foldsCase && rules_.isTurkic && !rules_.isCanonical) {
+        if (character == 'I') character = 0x0131;
+        if (character == 0x0130) character = 'i';
+    }
     int options = foldsCase ? UTF8PROC_CASEFOLD : 0;
     if (rules_.isCanonical) options |= UTF8PROC_DECOMPOSE;
     utf8proc_int32_t mapped[kMostPoints];
@@ -187,6 +203,27 @@ bool FoldCursor::Decompose(char32_t character, bool foldsCase, Points* points, s
         items[(*count)++] = static_cast<char32_t>(mapped[i]);
     }
     return true;
+}
+
+// Folds the capital I, which is dotted when a dot above belongs to it. All points are decomposed.
+size_t FoldCursor::FoldTurkic(char32_t* points, size_t count) const
+{
+    constexpr char32_t kDotAbove = 0x0307;
+    constexpr int kClassAbove = 230;
+    for (size_t i = 0; i < count; ++i) {
+        if (points[i] != 'I') continue;
+        size_t mark = i + 1;
+        const auto isPassed = [](char32_t point) {
+            return CombiningClass(point) != 0 && CombiningClass(point) != kClassAbove;
+        };
+        while (mark < count && isPassed(points[mark])) ++mark;
+        points[i] = 0x0131;
+        if (mark == count || points[mark] != kDotAbove) continue;
+        points[i] = 'i';
+        std::copy(points + mark + 1, points + count, points + mark);
+        --count;
+    }
+    return count;
 }
 
 // Puts marks in canonical order, or takes them out, and returns how many points remain.

@@ -16,16 +16,32 @@ struct FoldRules {
     bool isCanonical = false;  // equivalence of composed and decomposed text
     bool dropsMarks = false;   // implies isCanonical
     bool foldsWidth = false;
+    bool isTurkic =
+        false;  // with foldsCase: I and dotless i are a pair, and so are the dotted ones
 
     bool IsLiteral() const { return !foldsCase && !isCanonical && !foldsWidth; }
-    bool IsCaseOnly() const { return foldsCase && !isCanonical && !foldsWidth; }
+    // ASCII letters fold to ASCII and nothing is decomposed.
+    bool IsCaseOnly() const { return foldsCase && !isCanonical && !foldsWidth && !isTurkic; }
+    UniChar FoldAscii(UniChar unit) const;
 };
 
 FoldRules RulesOf(CFStringCompareFlags flags);
+// The same with the rules of a language: of Turkish and Azerbaijani, with kCFCompareLocalized. The
+// locale may be null.
+FoldRules RulesFor(CFStringCompareFlags flags, CFLocaleRef locale);
+
+// Sorts every run of combining characters by class, keeping equal ones in order.
+void OrderMarks(char32_t* points, size_t count);
 
 constexpr UniChar LowerAsciiUnit(UniChar unit)
 {
     return unit >= 'A' && unit <= 'Z' ? static_cast<UniChar>(unit + 0x20) : unit;
+}
+
+inline UniChar FoldRules::FoldAscii(UniChar unit) const
+{
+    if (!foldsCase) return unit;
+    return isTurkic && unit == 'I' ? UniChar{0x0131} : LowerAsciiUnit(unit);
 }
 
 // The start of the character or composed sequence that ends at `end` (more than 0).
@@ -54,6 +70,7 @@ private:
 
     bool NextSequence(char32_t character);
     bool Decompose(char32_t character, bool foldsCase, Points* points, size_t* count);
+    size_t FoldTurkic(char32_t* points, size_t count) const;
     size_t Arrange(char32_t* points, size_t count) const;
     bool Emit(const char32_t* points, size_t count);
 

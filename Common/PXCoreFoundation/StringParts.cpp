@@ -7,48 +7,6 @@ namespace px::cf {
 
 namespace {
 
-// Ranges of a text in ascending order.
-class RangeList {
-public:
-    [[nodiscard]] bool Add(CFRange range)
-    {
-        CFRange* ranges = ranges_.Reserve(count_ + 1, count_);
-        if (ranges) ranges[count_++] = range;
-        return ranges != nullptr;
-    }
-    size_t Count() const { return count_; }
-    // As they were added, or the other way round.
-    CFRange At(size_t index, bool isReversed)
-    {
-        return ranges_.Items()[isReversed ? count_ - 1 - index : index];
-    }
-
-private:
-    Scratch<CFRange, 32> ranges_;
-    size_t count_ = 0;
-};
-
-// All places where the needle is, none overlapping another, within `range`. False when memory runs
-// out.
-bool FindAll(StringView text, StringView needle, CFRange range, CFStringCompareFlags flags,
-             RangeList* places)
-{
-    CFIndex begin = range.location;
-    CFIndex end = range.location + range.length;
-    for (;;) {
-        CFRange found = FindInView(Part(text, {begin, end - begin}), needle, flags);
-        if (found.location == kCFNotFound) return true;
-        found.location += begin;
-        if (!places->Add(found)) return false;
-        if (flags & kCFCompareAnchored) return true;
-        if (flags & kCFCompareBackwards) {
-            end = found.location;
-        } else {
-            begin = found.location + found.length;
-        }
-    }
-}
-
 // Builds the text with every place replaced and puts it into the string.
 bool ReplacePlaces(MutableString* string, RangeList& places, bool isReversed,
                    StringView replacement)

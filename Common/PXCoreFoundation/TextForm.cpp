@@ -268,14 +268,11 @@ void AppendTextForm(CFMutableStringRef string, CFTypeRef object)
 
 using namespace px::cf;
 
-extern "C" void CFShow(CFTypeRef obj)
+namespace {
+
+// One call, so that lines of several threads do not mix.
+void PrintLine(MutableString* line)
 {
-    MutableString* line = NewMutableString();
-    const Owned<CFStringRef> owner(line);
-    if (!line) return;
-    const bool isPlain = !obj || ObjectOf(obj)->type == Type::kString;
-    const Owned<CFStringRef> description(isPlain ? nullptr : CFCopyDescription(obj));
-    AppendTextForm(line, isPlain ? obj : description.Get());
     static_cast<void>(AppendAscii(line, "\n", 1));
     const Encoding utf8 = {Charset::kUtf8, false, false};
     const StringView text = ViewOf(line);
@@ -285,7 +282,41 @@ extern "C" void CFShow(CFTypeRef obj)
     if (!room) return;
     Encode(text, utf8, '?', false, room, needed.bytes);
     const int savedErrno = errno;
-    // One call, so that lines of several threads do not mix.
     std::fwrite(room, 1, static_cast<size_t>(needed.bytes), stderr);
     errno = savedErrno;
 }
+
+}  // namespace
+
+extern "C" {
+
+void CFShow(CFTypeRef obj)
+{
+    MutableString* line = NewMutableString();
+    const Owned<CFStringRef> owner(line);
+    if (!line) return;
+    const bool isPlain = !obj || ObjectOf(obj)->type == Type::kString;
+    const Owned<CFStringRef> description(isPlain ? nullptr : CFCopyDescription(obj));
+    AppendTextForm(line, isPlain ? obj : description.Get());
+    PrintLine(line);
+}
+
+void CFShowStr(CFStringRef str)
+{
+    if (!str || ObjectOf(str)->type != Type::kString) {
+        CFShow(str);
+        return;
+    }
+    MutableString* line = NewMutableString();
+    const Owned<CFStringRef> owner(line);
+    if (!line) return;
+    const char* storage = str->flags & kStringWide    ? "16-bit"
+                          : str->flags & kStringAscii ? "ASCII"
+                                                      : "8-bit";
+    CFStringAppendFormat(line, nullptr, CFSTR("Length %lld, %s, %s: %@"),
+                         static_cast<long long>(str->length), storage,
+                         str->flags & kMutable ? "mutable" : "immutable", str);
+    PrintLine(line);
+}
+
+}  // extern "C"

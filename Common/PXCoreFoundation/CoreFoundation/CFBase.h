@@ -165,6 +165,8 @@ CF_EXPORT const CFNullRef kCFNull;
 // Adds a reference and returns its argument; constants and cached small values are immortal and
 // are not written to.
 CF_EXPORT CFTypeRef CFRetain(CFTypeRef cf);
+// Returns its argument: there is no collector.
+CF_EXPORT CFTypeRef CFMakeCollectable(CFTypeRef cf);
 // Gives a reference back; the last one destroys the object. NULL is ignored.
 CF_EXPORT void CFRelease(CFTypeRef cf);
 // Exact for ordinary objects, the greatest CFIndex for immortal ones, 0 for NULL.
@@ -184,16 +186,33 @@ CF_EXPORT CFHashCode CFHash(CFTypeRef cf);
 CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef cf);
 // Writes a string's own text, else the description, and a line feed to standard error in one write.
 CF_EXPORT void CFShow(CFTypeRef obj);
+// The same with a string's length and storage in front of its text.
+CF_EXPORT void CFShowStr(CFStringRef str);
 
 CF_EXPORT CFAllocatorRef CFGetAllocator(CFTypeRef cf);
 CF_EXPORT CFTypeID CFNullGetTypeID(void);
 CF_EXPORT CFTypeID CFAllocatorGetTypeID(void);
+// The allocator that a NULL stands for in the functions below, on this thread: the one that was set
+// last, else kCFAllocatorSystemDefault. Setting retains it, and NULL restores the system's. As a
+// deallocator NULL means free() all the same.
 CF_EXPORT CFAllocatorRef CFAllocatorGetDefault(void);
+CF_EXPORT void CFAllocatorSetDefault(CFAllocatorRef allocator);
 // An allocator that serves as deallocator; the context is copied, its info retained by its
 // callback.
 CF_EXPORT CFAllocatorRef CFAllocatorCreate(CFAllocatorRef allocator, CFAllocatorContext* context);
 CF_EXPORT void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint);
 CF_EXPORT void CFAllocatorDeallocate(CFAllocatorRef allocator, void* ptr);
+// Moves a block to a new size; a NULL block is allocated, and size 0 deallocates and gives NULL.
+// NULL, and the block as it was, when there is no memory or the allocator cannot reallocate.
+CF_EXPORT void* CFAllocatorReallocate(CFAllocatorRef allocator, void* ptr, CFIndex newsize,
+                                      CFOptionFlags hint);
+// The size that a request is rounded up to: the request itself unless the allocator says otherwise;
+// 0 for none.
+CF_EXPORT CFIndex CFAllocatorGetPreferredSizeForSize(CFAllocatorRef allocator, CFIndex size,
+                                                     CFOptionFlags hint);
+// Copies what the allocator was made from into *context, whose version must be 0; nothing but the
+// version for the allocators of the library.
+CF_EXPORT void CFAllocatorGetContext(CFAllocatorRef allocator, CFAllocatorContext* context);
 
 #ifdef __cplusplus
 }

@@ -50,6 +50,17 @@ CF_EXPORT void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range);
 CF_EXPORT void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* newBytes,
                                   CFIndex newLength);
 
+// How data is searched for.
+enum {
+    kCFDataSearchBackwards = 1,  // the last place
+    kCFDataSearchAnchored = 2    // only at the start of the range, or backwards at its end
+};
+
+// The first place of some bytes within a range; {kCFNotFound, 0} without one, and for no bytes at
+// all.
+CF_EXPORT CFRange CFDataFind(CFDataRef theData, CFDataRef dataToFind, CFRange searchRange,
+                             CFDataSearchFlags compareOptions);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,10 +1,15 @@
 #pragma once
 
-// CFNumberFormatter — numbers from text, with "." and "," in every locale.
+// CFNumberFormatter — numbers from text and as text, with "." and "," in every locale.
 //
 // A number is an optional sign, ASCII digits, and unless only integers are wanted a "." with digits
 // and an exponent; the decimal style also takes "," between groups of three. No white space is
-// skipped. Threads: a formatter is immutable.
+// skipped.
+//
+// Writing rounds the exact value of the number, halves to even. Without a style there is no
+// fraction and no grouping; the decimal style writes up to three digits of fraction and groups of
+// three. Properties change that. Threads: setting a property is a change of the formatter, all else
+// reads it.
 
 #include "CFBase.h"
 
@@ -40,6 +45,35 @@ CF_EXPORT CFNumberRef CFNumberFormatterCreateNumberFromString(CFAllocatorRef all
 CF_EXPORT Boolean CFNumberFormatterGetValueFromString(CFNumberFormatterRef formatter,
                                                       CFStringRef string, CFRange* rangep,
                                                       CFNumberType numberType, void* valuePtr);
+
+// "1,234.568", "NaN", "∞", "-∞". A zero has no sign. Owned by the caller; NULL for a null or
+// foreign argument, an unknown type, or when memory runs out.
+CF_EXPORT CFStringRef CFNumberFormatterCreateStringWithNumber(CFAllocatorRef allocator,
+                                                              CFNumberFormatterRef formatter,
+                                                              CFNumberRef number);
+CF_EXPORT CFStringRef CFNumberFormatterCreateStringWithValue(CFAllocatorRef allocator,
+                                                             CFNumberFormatterRef formatter,
+                                                             CFNumberType numberType,
+                                                             const void* valuePtr);
+
+// Borrowed.
+CF_EXPORT CFLocaleRef CFNumberFormatterGetLocale(CFNumberFormatterRef formatter);
+CF_EXPORT CFNumberFormatterStyle CFNumberFormatterGetStyle(CFNumberFormatterRef formatter);
+
+// How numbers are written. Numbers of digits are 0…100; a least number of fraction digits raises
+// the greatest one, and a greatest number lowers the least one.
+CF_EXPORT const CFNumberFormatterKey kCFNumberFormatterUseGroupingSeparator;        // CFBoolean
+CF_EXPORT const CFNumberFormatterKey kCFNumberFormatterMinIntegerDigits;            // CFNumber
+CF_EXPORT const CFNumberFormatterKey kCFNumberFormatterMinFractionDigits;           // CFNumber
+CF_EXPORT const CFNumberFormatterKey kCFNumberFormatterMaxFractionDigits;           // CFNumber
+CF_EXPORT const CFNumberFormatterKey kCFNumberFormatterAlwaysShowDecimalSeparator;  // CFBoolean
+
+// An unknown key, a value of another class and a number out of range change nothing.
+CF_EXPORT void CFNumberFormatterSetProperty(CFNumberFormatterRef formatter,
+                                            CFNumberFormatterKey key, CFTypeRef value);
+// Owned by the caller; NULL for an unknown key.
+CF_EXPORT CFTypeRef CFNumberFormatterCopyProperty(CFNumberFormatterRef formatter,
+                                                  CFNumberFormatterKey key);
 
 #ifdef __cplusplus
 }

@@ -35,7 +35,10 @@ enum {
     kCFStringEncodingUTF16LE = 0x14000100,
     kCFStringEncodingUTF32 = 0x0C000100,
     kCFStringEncodingUTF32BE = 0x18000100,
-    kCFStringEncodingUTF32LE = 0x1C000100
+    kCFStringEncodingUTF32LE = 0x1C000100,
+    kCFStringEncodingMacRoman = 0,
+    // ASCII with \ooo and \uhhhh for other units and two backslashes for one: any text fits.
+    kCFStringEncodingNonLossyASCII = 0x0BFF
 };
 #define kCFStringEncodingInvalidId (0xFFFFFFFFU)
 
@@ -45,11 +48,21 @@ enum {
     kCFCompareBackwards = 4,        // find: the last match
     kCFCompareAnchored = 8,         // find: only at the start of the range, or backwards at its end
     kCFCompareNonliteral = 16,      // canonical equivalence: "é" equals "e" and U+0301
-    kCFCompareLocalized = 32,       // accepted; there are no collation tables
-    kCFCompareNumerically = 64,     // compare: runs of ASCII digits by value, leading zeros ignored
+    // There are no collation tables. With a locale of Turkish or Azerbaijani and CaseInsensitive
+    // I pairs with dotless i and dotted I with i.
+    kCFCompareLocalized = 32,
+    kCFCompareNumerically = 64,  // compare: runs of ASCII digits by value, leading zeros ignored
     kCFCompareDiacriticInsensitive = 128,  // decomposed, then without non-spacing marks
     kCFCompareWidthInsensitive = 256,      // full-width ASCII, half-width katakana as ordinary ones
     kCFCompareForcedOrdering = 512         // compare: equal but different text is ordered literally
+};
+
+// How text can be normalised: decomposed or composed, canonically or by compatibility.
+enum {
+    kCFStringNormalizationFormD = 0,
+    kCFStringNormalizationFormKD = 1,
+    kCFStringNormalizationFormC = 2,
+    kCFStringNormalizationFormKC = 3
 };
 
 // CFSTR takes a literal and gives the one immortal string of that text, equal across modules.
@@ -93,6 +106,19 @@ CF_EXPORT CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8*
 // Any units are accepted.
 CF_EXPORT CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars,
                                                    CFIndex numChars);
+// The same over text of the caller. A string always makes a copy of it, so the text is given to the
+// deallocator at once: NULL means free(), kCFAllocatorNull leaves it to the caller. Without a
+// result it stays the caller's.
+CF_EXPORT CFStringRef CFStringCreateWithBytesNoCopy(CFAllocatorRef alloc, const UInt8* bytes,
+                                                    CFIndex numBytes, CFStringEncoding encoding,
+                                                    Boolean isExternalRepresentation,
+                                                    CFAllocatorRef contentsDeallocator);
+CF_EXPORT CFStringRef CFStringCreateWithCStringNoCopy(CFAllocatorRef alloc, const char* cStr,
+                                                      CFStringEncoding encoding,
+                                                      CFAllocatorRef contentsDeallocator);
+CF_EXPORT CFStringRef CFStringCreateWithCharactersNoCopy(CFAllocatorRef alloc, const UniChar* chars,
+                                                         CFIndex numChars,
+                                                         CFAllocatorRef contentsDeallocator);
 // Immutable copies; the copy of a whole immutable string is the string itself, retained.
 CF_EXPORT CFStringRef CFStringCreateWithSubstring(CFAllocatorRef alloc, CFStringRef str,
                                                   CFRange range);
@@ -158,6 +184,31 @@ CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEnco
 // UTF-8.
 CF_EXPORT CFStringEncoding CFStringGetSystemEncoding(void);
 CF_EXPORT Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding);
+// The first of ASCII, Latin-1, windows-1252 and Mac OS Roman that has all characters, else UTF-16;
+// and the encoding to which no unit has to be changed. kCFStringEncodingInvalidId for no string.
+CF_EXPORT CFStringEncoding CFStringGetSmallestEncoding(CFStringRef theString);
+CF_EXPORT CFStringEncoding CFStringGetFastestEncoding(CFStringRef theString);
+// All encodings, ended by kCFStringEncodingInvalidId.
+CF_EXPORT const CFStringEncoding* CFStringGetListOfAvailableEncodings(void);
+// An English name for people ("Unicode (UTF-8)"), borrowed; NULL for an unknown encoding.
+CF_EXPORT CFStringRef CFStringGetNameOfEncoding(CFStringEncoding encoding);
+// Registered names, in lower case and borrowed; NULL when there is none. Reading a name takes
+// either case and the common aliases; kCFStringEncodingInvalidId for any other.
+CF_EXPORT CFStringRef CFStringConvertEncodingToIANACharSetName(CFStringEncoding encoding);
+CF_EXPORT CFStringEncoding CFStringConvertIANACharSetNameToEncoding(CFStringRef theString);
+// Code pages of Windows; kCFStringEncodingInvalidId, either way, when there is none. The pages 1200
+// and 12000 are little-endian.
+CF_EXPORT UInt32 CFStringConvertEncodingToWindowsCodepage(CFStringEncoding encoding);
+CF_EXPORT CFStringEncoding CFStringConvertWindowsCodepageToEncoding(UInt32 codepage);
+
+// Names of files, in UTF-8. NULL for bytes that are not; false when the name and its terminator do
+// not fit, or when the text holds U+0000 or an unpaired surrogate.
+CF_EXPORT CFStringRef CFStringCreateWithFileSystemRepresentation(CFAllocatorRef alloc,
+                                                                 const char* buffer);
+CF_EXPORT Boolean CFStringGetFileSystemRepresentation(CFStringRef string, char* buffer,
+                                                      CFIndex maxBufLen);
+// In bytes, with the terminator.
+CF_EXPORT CFIndex CFStringGetMaximumSizeOfFileSystemRepresentation(CFStringRef string);
 
 // The decimal number behind leading white space, up to the first character that does not belong to
 // it; 0 when there is none. Integers stop at the limits of SInt32. A double may have a fraction
@@ -173,6 +224,10 @@ CF_EXPORT CFComparisonResult CFStringCompareWithOptions(CFStringRef theString1,
                                                         CFStringRef theString2,
                                                         CFRange rangeToCompare,
                                                         CFStringCompareFlags compareOptions);
+// The locale matters with kCFCompareLocalized only; NULL is none.
+CF_EXPORT CFComparisonResult CFStringCompareWithOptionsAndLocale(
+    CFStringRef theString1, CFStringRef theString2, CFRange rangeToCompare,
+    CFStringCompareFlags compareOptions, CFLocaleRef locale);
 
 // The first match, or the last, which may overlap others. An empty string is never found. Folded
 // text matches in whole characters, with Nonliteral and DiacriticInsensitive in whole composed
@@ -183,6 +238,30 @@ CF_EXPORT CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind,
 CF_EXPORT Boolean CFStringFindWithOptions(CFStringRef theString, CFStringRef stringToFind,
                                           CFRange rangeToSearch, CFStringCompareFlags searchOptions,
                                           CFRange* result);
+CF_EXPORT Boolean CFStringFindWithOptionsAndLocale(CFStringRef theString, CFStringRef stringToFind,
+                                                   CFRange rangeToSearch,
+                                                   CFStringCompareFlags searchOptions,
+                                                   CFLocaleRef locale, CFRange* result);
+// All matches in the order of the search, none overlapping another: an array of pointers to
+// CFRange, which live as long as the array or a copy of it. NULL when there is none.
+CF_EXPORT CFArrayRef CFStringCreateArrayWithFindResults(CFAllocatorRef alloc, CFStringRef theString,
+                                                        CFStringRef stringToFind,
+                                                        CFRange rangeToSearch,
+                                                        CFStringCompareFlags compareOptions);
+// The first or last character (of two units, when it is a pair of surrogates) that is in the set;
+// Backwards and Anchored are obeyed.
+CF_EXPORT Boolean CFStringFindCharacterFromSet(CFStringRef theString, CFCharacterSetRef theSet,
+                                               CFRange rangeToSearch,
+                                               CFStringCompareFlags searchOptions, CFRange* result);
+// The character as people see it that covers an index: with its marks, a Hangul syllable, a joined
+// emoji, CR LF (Unicode's extended grapheme cluster). {kCFNotFound, 0} outside the string.
+CF_EXPORT CFRange CFStringGetRangeOfComposedCharactersAtIndex(CFStringRef theString,
+                                                              CFIndex theIndex);
+// The lines that a range touches: where the first one begins, where the last one's text ends, and
+// what follows its end. Lines end with LF, CR, CR LF, U+0085, U+2028 or U+2029. The pointers may be
+// NULL and get 0 for a bad range.
+CF_EXPORT void CFStringGetLineBounds(CFStringRef theString, CFRange range, CFIndex* lineBeginIndex,
+                                     CFIndex* lineEndIndex, CFIndex* contentsEndIndex);
 // Literally; false for an empty prefix or suffix.
 CF_EXPORT Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix);
 CF_EXPORT Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix);
@@ -227,6 +306,94 @@ CF_EXPORT void CFStringTrimWhitespace(CFMutableStringRef theString);
 // word becomes the final one.
 CF_EXPORT void CFStringLowercase(CFMutableStringRef theString, CFLocaleRef locale);
 CF_EXPORT void CFStringUppercase(CFMutableStringRef theString, CFLocaleRef locale);
+// The first cased character of each word in title case, the others in lower case. Words are letters
+// and digits with the marks, apostrophes and dots between them.
+CF_EXPORT void CFStringCapitalize(CFMutableStringRef theString, CFLocaleRef locale);
+
+// Cuts the string to `length` units, or fills it up with repetitions of `padString`, whose first
+// unit to be used is at `indexIntoPad`. Nothing for a bad index or an empty pad.
+CF_EXPORT void CFStringPad(CFMutableStringRef theString, CFStringRef padString, CFIndex length,
+                           CFIndex indexIntoPad);
+CF_EXPORT void CFStringNormalize(CFMutableStringRef theString, CFStringNormalizationForm theForm);
+// Makes the text what comparisons with these flags see. Folding marks away leaves Form C.
+CF_EXPORT void CFStringFold(CFMutableStringRef theString, CFStringCompareFlags theFlags,
+                            CFLocaleRef theLocale);
+
+// Reads a part of a string unit by unit without a call for each. The string must not change.
+typedef struct {
+    CFStringRef theString;
+    CFRange rangeToBuffer;
+    const UniChar* wideUnits;  // of the range, when the string hands them out
+    const char* narrowUnits;
+    CFIndex bufferedBegin;  // the part in `buffer`, counted from the start of the range
+    CFIndex bufferedEnd;
+    UniChar buffer[64];
+} CFStringInlineBuffer;
+
+// The range must lie inside the string; otherwise the buffer is empty.
+CF_INLINE void CFStringInitInlineBuffer(CFStringRef str, CFStringInlineBuffer* buf, CFRange range)
+{
+    const CFIndex length = CFStringGetLength(str);
+    if (range.location < 0 || range.length < 0 || range.location > length ||
+        range.length > length - range.location) {
+        range = CFRangeMake(0, 0);
+    }
+    buf->theString = str;
+    buf->rangeToBuffer = range;
+    buf->wideUnits = CFStringGetCharactersPtr(str);
+    buf->narrowUnits = buf->wideUnits ? NULL : CFStringGetCStringPtr(str, kCFStringEncodingASCII);
+    if (buf->wideUnits) buf->wideUnits += range.location;
+    if (buf->narrowUnits) buf->narrowUnits += range.location;
+    buf->bufferedBegin = 0;
+    buf->bufferedEnd = 0;
+}
+
+// `idx` counts from the start of the range; 0 outside of it.
+CF_INLINE UniChar CFStringGetCharacterFromInlineBuffer(CFStringInlineBuffer* buf, CFIndex idx)
+{
+    if (idx < 0 || idx >= buf->rangeToBuffer.length) return 0;
+    if (buf->wideUnits) return buf->wideUnits[idx];
+    if (buf->narrowUnits) return (UniChar)(unsigned char)buf->narrowUnits[idx];
+    if (idx < buf->bufferedBegin || idx >= buf->bufferedEnd) {
+        // A little before the index, for readers that look back.
+        buf->bufferedBegin = idx > 4 ? idx - 4 : 0;
+        buf->bufferedEnd = buf->bufferedBegin + (CFIndex)(sizeof(buf->buffer) / sizeof(UniChar));
+        if (buf->bufferedEnd > buf->rangeToBuffer.length) {
+            buf->bufferedEnd = buf->rangeToBuffer.length;
+        }
+        CFStringGetCharacters(buf->theString,
+                              CFRangeMake(buf->rangeToBuffer.location + buf->bufferedBegin,
+                                          buf->bufferedEnd - buf->bufferedBegin),
+                              buf->buffer);
+    }
+    return buf->buffer[idx - buf->bufferedBegin];
+}
+
+CF_INLINE Boolean CFStringIsSurrogateHighCharacter(UniChar character)
+{
+    return (Boolean)((character & 0xFC00U) == 0xD800U);
+}
+CF_INLINE Boolean CFStringIsSurrogateLowCharacter(UniChar character)
+{
+    return (Boolean)((character & 0xFC00U) == 0xDC00U);
+}
+// The character of a pair; the arguments must be one.
+CF_INLINE UTF32Char CFStringGetLongCharacterForSurrogatePair(UniChar surrogateHigh,
+                                                             UniChar surrogateLow)
+{
+    return 0x10000U + ((surrogateHigh & 0x3FFU) << 10) + (surrogateLow & 0x3FFU);
+}
+// Writes the pair of a character above U+FFFF and answers true; else one unit and false.
+CF_INLINE Boolean CFStringGetSurrogatePairForLongCharacter(UTF32Char character, UniChar* surrogates)
+{
+    if (character < 0x10000U) {
+        surrogates[0] = (UniChar)character;
+        return 0;
+    }
+    surrogates[0] = (UniChar)(0xD7C0U + (character >> 10));
+    surrogates[1] = (UniChar)(0xDC00U + (character & 0x3FFU));
+    return 1;
+}
 
 #ifdef __cplusplus
 }

@@ -6,6 +6,7 @@
 #include "CFBase.h"
 #include "CFBundle.h"
 #include "CFByteOrder.h"
+#include "CFCharacterSet.h"
 #include "CFData.h"
 #include "CFDate.h"
 #include "CFDictionary.h"

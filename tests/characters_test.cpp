@@ -1,0 +1,463 @@
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "support/CF.h"
+#include "support/Seed.h"
+
+namespace {
+
+using namespace px::test;
+using namespace std::string_literals;
+
+using CharacterSet = Owned<CFCharacterSetRef>;
+
+class Characters : public LeakCheck {};
+
+// One bit for each predefined set that has the character, the lowest for set 1.
+unsigned SetsOf(UTF32Char character)
+{
+    unsigned sets = 0;
+    for (CFIndex set = kCFCharacterSetControl; set <= kCFCharacterSetNewline; ++set) {
+        const CFCharacterSetRef predefined = CFCharacterSetGetPredefined(set);
+        if (CFCharacterSetIsLongCharacterMember(predefined, character)) sets |= 1U << (set - 1);
+    }
+    return sets;
+}
+
+constexpr unsigned Sets(std::initializer_list<int> numbers)
+{
+    unsigned sets = 0;
+    for (const int number : numbers) sets |= 1U << (number - 1);
+    return sets;
+}
+
+TEST_F(Characters, BelongToThePredefinedSetsOfTheirCategory)
+{
+    const struct {
+        UTF32Char character;
+        unsigned sets;
+    } rows[] = {
+        {'\t', Sets({1, 2, 3})},
+        {'\n', Sets({1, 3, 15})},
+        {' ', Sets({2, 3})},
+        {0x85, Sets({1, 3, 15})},
+        {0x2028, Sets({3, 15})},
+        {0x200B, Sets({1})},
+        {0xA0, Sets({2, 3})},
+        {'7', Sets({4, 10})},
+        {0xBD, Sets({10})},
+        {'a', Sets({5, 6, 10})},
+        {0xE9, Sets({5, 6, 9, 10})},
+        {'Q', Sets({5, 7, 10})},
+        {0x1C5, Sets({5, 7, 10, 13})},
+        {0x301, Sets({5, 8, 10})},
+        {0xAC00, Sets({5, 9, 10})},
+        {'!', Sets({11})},
+        {'+', Sets({14})},
+        {0x1F600, Sets({14})},
+        {0x1D7CE, Sets({4, 10})},
+        {0xFFFF, Sets({12})},
+        {0x10FFFF, Sets({12})},
+        {0x110000, 0},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.sets, SetsOf(row.character)) << std::hex << row.character;
+    EXPECT_EQ(nullptr, CFCharacterSetGetPredefined(0));
+    EXPECT_EQ(nullptr, CFCharacterSetGetPredefined(16));
+}
+
+TEST_F(Characters, OwnSetsAgreeWithTheListOfTheirMembers)
+{
+    std::mt19937_64 random(Seed(71));
+    for (int step = 0; step < 60; ++step) {
+        std::vector<bool> members(0x110000);
+        std::u16string text;
+        for (size_t i = random() % 20; i > 0; --i) {
+            const auto character =
+                static_cast<UTF32Char>(random() % (random() % 2 ? 0x60 : 0x110000));
+            UniChar units[2];
+            const bool isPair = CFStringGetSurrogatePairForLongCharacter(character, units);
+            text.append(reinterpret_cast<char16_t*>(units), isPair ? 2 : 1);
+        }
+        for (CFIndex i = 0; i < CFIndex(text.size()); ++i) {
+            const UniChar unit = text[size_t(i)];
+            const UniChar next =
+                size_t(i) + 1 < text.size() ? UniChar(text[size_t(i) + 1]) : UniChar{0};
+            const bool isPair =
+                CFStringIsSurrogateHighCharacter(unit) && CFStringIsSurrogateLowCharacter(next);
+            members[isPair ? CFStringGetLongCharacterForSurrogatePair(unit, next) : unit] = true;
+            if (isPair) ++i;
+        }
+        const CharacterSet set(CFCharacterSetCreateWithCharactersInString(nullptr, Text(text)));
+        const CharacterSet inverted(CFCharacterSetCreateInvertedSet(nullptr, set));
+        for (UTF32Char character = 0; character < 0x110000;
+             character += character < 0x80 ? 1 : 97) {
+            ASSERT_EQ(members[character], CFCharacterSetIsLongCharacterMember(set, character));
+            ASSERT_NE(members[character], CFCharacterSetIsLongCharacterMember(inverted, character));
+        }
+        for (const char16_t unit : text) {
+            ASSERT_EQ(members[unit], CFCharacterSetIsCharacterMember(set, unit));
+        }
+        const CharacterSet back(CFCharacterSetCreateInvertedSet(nullptr, inverted));
+        ASSERT_TRUE(CFEqual(set, back));
+        ASSERT_EQ(CFHash(set), CFHash(back));
+        ASSERT_FALSE(CFEqual(set, inverted));
+    }
+    const CharacterSet all(
+        CFCharacterSetCreateWithCharactersInRange(nullptr, CFRangeMake(0, 0x110000)));
+    const CharacterSet none(CFCharacterSetCreateInvertedSet(nullptr, all));
+    EXPECT_FALSE(CFCharacterSetIsCharacterMember(none, 'a'));
+    EXPECT_TRUE(CFEqual(
+        none, CharacterSet(CFCharacterSetCreateWithCharactersInString(nullptr, CFSTR("")))));
+    EXPECT_FALSE(
+        CharacterSet(CFCharacterSetCreateWithCharactersInRange(nullptr, CFRangeMake(5, 0x110000))));
+    EXPECT_FALSE(CFCharacterSetIsCharacterMember(As<CFCharacterSetRef>(CFSTR("a")), 'a'));
+}
+
+std::string TextOf(CFRange range)
+{
+    return std::to_string(range.location) + "," + std::to_string(range.length);
+}
+
+TEST_F(Characters, AreFoundBySet)
+{
+    const struct {
+        const char16_t* text;
+        const char16_t* members;
+        CFRange range;
+        CFStringCompareFlags flags;
+        const char* found;
+    } rows[] = {
+        {u"abcb", u"bc", {0, 4}, 0, "1,1"},
+        {u"abcb", u"b", {0, 4}, kCFCompareBackwards, "3,1"},
+        {u"abcb", u"b", {0, 4}, kCFCompareAnchored, "-1,0"},
+        {u"abcb", u"b", {1, 2}, kCFCompareAnchored, "1,1"},
+        {u"abcb", u"b", {0, 4}, kCFCompareAnchored | kCFCompareBackwards, "3,1"},
+        {u"a\U0001F600b", u"\U0001F600", {0, 4}, 0, "1,2"},
+        {u"a\U0001F600b", u"\U0001F600", {0, 3}, kCFCompareBackwards, "1,2"},
+        {u"a\U0001F600b", u"\U0001F600", {2, 2}, 0, "-1,0"},
+        {u"abc", u"c", {0, 4}, 0, "-1,0"},
+        {u"abc", u"", {0, 3}, 0, "-1,0"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.found);
+        const CharacterSet set(
+            CFCharacterSetCreateWithCharactersInString(nullptr, Text(row.members)));
+        CFRange found = {7, 7};
+        const bool isFound =
+            CFStringFindCharacterFromSet(Text(row.text), set, row.range, row.flags, &found);
+        EXPECT_EQ(row.found, TextOf(found));
+        EXPECT_EQ(found.length > 0, isFound);
+    }
+}
+
+// The text cut into composed characters, joined by bars.
+std::string Composed(std::u16string_view units)
+{
+    const Owned<CFStringRef> text = Text(units);
+    std::u16string cut;
+    for (CFIndex at = 0; at < CFStringGetLength(text);) {
+        const CFRange range = CFStringGetRangeOfComposedCharactersAtIndex(text, at);
+        EXPECT_EQ(at, range.location);
+        for (CFIndex i = at; i < at + range.length; ++i) {
+            EXPECT_EQ(TextOf(range), TextOf(CFStringGetRangeOfComposedCharactersAtIndex(text, i)));
+        }
+        if (range.length <= 0) break;
+        cut += units.substr(size_t(at), size_t(range.length));
+        cut += u'|';
+        at += range.length;
+    }
+    return Utf8Of(Text(cut));
+}
+
+TEST_F(Characters, AreCutWhereReadersSeeThemEnd)
+{
+    const struct {
+        const char16_t* text;
+        const char* cut;
+    } rows[] = {
+        {u"abc", "a|b|c|"},
+        {u"e\u0301e", "e\u0301|e|"},
+        {u"a\r\nb", "a|\r\n|b|"},
+        {u"\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7", "\U0001F1E9\U0001F1EA|\U0001F1EB\U0001F1F7|"},
+        {u"\U0001F468\u200D\U0001F469\u200D\U0001F467x",
+         "\U0001F468\u200D\U0001F469\u200D\U0001F467|x|"},
+        {u"\u1112\u1161\u11AB\uD55C", "\u1112\u1161\u11AB|\uD55C|"},
+        {u"", ""},
+    };
+    for (const auto& row : rows) EXPECT_EQ(row.cut, Composed(row.text));
+    EXPECT_EQ("-1,0", TextOf(CFStringGetRangeOfComposedCharactersAtIndex(CFSTR("a"), 1)));
+    EXPECT_EQ("0,1", TextOf(CFStringGetRangeOfComposedCharactersAtIndex(Text(u"\xD800z"), 0)));
+}
+
+TEST_F(Characters, LinesEndAtEveryKindOfEnd)
+{
+    const struct {
+        const char16_t* text;
+        CFRange range;
+        CFIndex begin, end, contentsEnd;
+    } rows[] = {
+        {u"ab\ncd\n", {0, 0}, 0, 3, 2},
+        {u"ab\ncd\n", {3, 1}, 3, 6, 5},
+        {u"ab\ncd\n", {1, 3}, 0, 6, 5},
+        {u"ab\ncd\n", {0, 3}, 0, 3, 2},
+        {u"ab\ncd\n", {6, 0}, 6, 6, 6},
+        {u"ab\r\ncd", {3, 0}, 0, 4, 2},
+        {u"ab\r\ncd", {2, 1}, 0, 4, 2},
+        {u"ab\r\ncd", {4, 0}, 4, 6, 6},
+        {u"a\rb\u2028c\u0085", {2, 1}, 2, 4, 3},
+        {u"a\rb\u2028c\u0085", {4, 2}, 4, 6, 5},
+        {u"\n\n", {1, 0}, 1, 2, 1},
+        {u"\n\r", {1, 1}, 1, 2, 1},
+        {u"", {0, 0}, 0, 0, 0},
+        {u"ab", {1, 5}, 0, 0, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(Utf8Of(Text(row.text)) + " " + TextOf(row.range));
+        CFIndex begin = -1, end = -1, contentsEnd = -1;
+        CFStringGetLineBounds(Text(row.text), row.range, &begin, &end, &contentsEnd);
+        EXPECT_EQ(row.begin, begin);
+        EXPECT_EQ(row.end, end);
+        EXPECT_EQ(row.contentsEnd, contentsEnd);
+        CFStringGetLineBounds(Text(row.text), row.range, nullptr, nullptr, nullptr);
+    }
+}
+
+TEST_F(Characters, WordsGetOneCapital)
+{
+    const struct {
+        const char *text, *want;
+    } rows[] = {
+        {"hello wORLD", "Hello World"},
+        {"don't", "Don't"},
+        {"well-known (so)", "Well-Known (So)"},
+        {"3d 2nd", "3D 2Nd"},
+        {"ﬁve ßa", "Five Ssa"},
+        {"ǆ Ǆ", "ǅ ǅ"},
+        {"ΟΔΟΣ ὀδός", "Οδος Ὀδός"},
+        {"İ", "İ"},
+        {"e\u0301A", "E\u0301a"},
+        {"ŉa", "ʼNa"},
+        {"\U00010428\U00010400", "\U00010400\U00010428"},
+        {"", ""},
+    };
+    for (const auto& row : rows) {
+        const MutableText text(CFStringCreateMutableCopy(nullptr, 0, Text(std::string(row.text))));
+        CFStringCapitalize(text, nullptr);
+        EXPECT_EQ(row.want, Utf8Of(text)) << row.text;
+    }
+}
+
+TEST_F(Characters, TextIsPaddedAndCut)
+{
+    const struct {
+        const char *text, *pad;
+        CFIndex length, index;
+        const char* want;
+    } rows[] = {
+        {"abc", " ", 9, 0, "abc      "},
+        {"abc", ".", 9, 0, "abc......"},
+        {"abc", ". ", 9, 1, "abc . . ."},
+        {"abc", nullptr, 2, 0, "ab"},
+        {"abc", "x", 3, 0, "abc"},
+        {"abc", "xy", 5, 2, "abc"},
+        {"abc", "xy", 5, -1, "abc"},
+        {"abc", "", 5, 0, "abc"},
+        {"abc", "\u00E9\u20AC", 6, 1, "abc\u20AC\u00E9\u20AC"},
+        {"abc", "x", -1, 0, "abc"},
+    };
+    for (const auto& row : rows) {
+        const MutableText text(CFStringCreateMutableCopy(nullptr, 0, Text(std::string(row.text))));
+        CFStringPad(text, row.pad ? Text(std::string(row.pad)) : Owned<CFStringRef>(), row.length,
+                    row.index);
+        EXPECT_EQ(row.want, Utf8Of(text));
+    }
+    const MutableText own = ChangeableText(u"ab");
+    CFStringPad(own, own, 5, 1);
+    EXPECT_EQ("abbab", Utf8Of(own));
+}
+
+MutableText Normalized(std::u16string_view units, CFStringNormalizationForm form)
+{
+    MutableText text = ChangeableText(units);
+    CFStringNormalize(text, form);
+    return text;
+}
+
+TEST_F(Characters, NormalizationHasFourForms)
+{
+    const struct {
+        const char16_t *text, *d, *kd, *c, *kc;
+    } rows[] = {
+        {u"\u00E9", u"e\u0301", u"e\u0301", u"\u00E9", u"\u00E9"},
+        {u"\uFB01\u00B2", u"\uFB01\u00B2", u"fi2", u"\uFB01\u00B2", u"fi2"},
+        {u"\u212B", u"A\u030A", u"A\u030A", u"\u00C5", u"\u00C5"},
+        {u"q\u0307\u0323", u"q\u0323\u0307", u"q\u0323\u0307", u"q\u0323\u0307", u"q\u0323\u0307"},
+        {u"\u1E9B\u0323", u"\u017F\u0323\u0307", u"s\u0323\u0307", u"\u1E9B\u0323", u"\u1E69"},
+        {u"\uD55C", u"\u1112\u1161\u11AB", u"\u1112\u1161\u11AB", u"\uD55C", u"\uD55C"},
+        {u"\u0958", u"\u0915\u093C", u"\u0915\u093C", u"\u0915\u093C", u"\u0915\u093C"},
+        {u"\uFDFA", u"\uFDFA",
+         u"\u0635\u0644\u0649 \u0627\u0644\u0644\u0647 \u0639\u0644\u064A\u0647 "
+         u"\u0648\u0633\u0644\u0645",
+         u"\uFDFA",
+         u"\u0635\u0644\u0649 \u0627\u0644\u0644\u0647 \u0639\u0644\u064A\u0647 "
+         u"\u0648\u0633\u0644\u0645"},
+        {u"\xD800"
+         u"e\u0301",
+         u"\xD800"
+         u"e\u0301",
+         u"\xD800"
+         u"e\u0301",
+         u"\xD800\u00E9", u"\xD800\u00E9"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.d, UnitsOf(Normalized(row.text, kCFStringNormalizationFormD)));
+        EXPECT_EQ(row.kd, UnitsOf(Normalized(row.text, kCFStringNormalizationFormKD)));
+        EXPECT_EQ(row.c, UnitsOf(Normalized(row.text, kCFStringNormalizationFormC)));
+        EXPECT_EQ(row.kc, UnitsOf(Normalized(row.text, kCFStringNormalizationFormKC)));
+    }
+    EXPECT_EQ(u"\u00E9", UnitsOf(Normalized(u"\u00E9", 4)));
+}
+
+TEST_F(Characters, NormalizedTextStaysEquivalentAndAsItIs)
+{
+    std::mt19937_64 random(Seed(72));
+    const char16_t pieces[] = {u'a',      u'e',      u'\u0301', u'\u0323', u'\u0307',
+                               u'\u00E9', u'\u1E69', u'\uD55C', u'\u1161', u'\u11AB',
+                               u'\u1112', u'\u212B', u'\xD834', u'\xDD5E', u' '};
+    for (int step = 0; step < 2000; ++step) {
+        std::u16string units;
+        for (size_t i = random() % 12; i > 0; --i) units += pieces[random() % std::size(pieces)];
+        const std::u16string c = UnitsOf(Normalized(units, kCFStringNormalizationFormC));
+        const std::u16string d = UnitsOf(Normalized(units, kCFStringNormalizationFormD));
+        ASSERT_EQ(c, UnitsOf(Normalized(c, kCFStringNormalizationFormC)));
+        ASSERT_EQ(d, UnitsOf(Normalized(d, kCFStringNormalizationFormD)));
+        ASSERT_EQ(c, UnitsOf(Normalized(d, kCFStringNormalizationFormC)));
+        ASSERT_EQ(d, UnitsOf(Normalized(c, kCFStringNormalizationFormD)));
+        ASSERT_EQ(kCFCompareEqualTo, CFStringCompare(Text(units), Text(c), kCFCompareNonliteral));
+    }
+}
+
+Owned<CFLocaleRef> Locale(const char* name)
+{
+    return Owned<CFLocaleRef>(CFLocaleCreate(nullptr, Text(std::string(name))));
+}
+
+TEST_F(Characters, TurkicLettersFoldInTheirLanguageOnly)
+{
+    constexpr CFStringCompareFlags kFlags = kCFCompareCaseInsensitive | kCFCompareLocalized;
+    const struct {
+        const char *left, *right;
+        CFStringCompareFlags more;
+        bool isTurkish, isOther;
+    } rows[] = {
+        {"I", "i", 0, false, true},
+        {"I", "\u0131", 0, true, false},
+        {"\u0130", "i", 0, true, false},
+        {"\u0130", "i\u0307", 0, false, true},
+        {"KALIN", "kal\u0131n", 0, true, false},
+        {"\u0130", "i", kCFCompareNonliteral, true, false},
+        {"I\u0323\u0307", "i\u0323", kCFCompareNonliteral, true, false},
+        {"\u0130", "\u0131", kCFCompareDiacriticInsensitive, false, false},
+        {"\u0130", "i", kCFCompareDiacriticInsensitive, true, true},
+        {"I", "\u0131", kCFCompareDiacriticInsensitive, true, false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.left + " and "s + row.right);
+        const Owned<CFStringRef> left = Text(std::string(row.left)),
+                                 right = Text(std::string(row.right));
+        const auto agree = [&](CFLocaleRef locale, CFStringCompareFlags flags) {
+            const CFRange all = CFRangeMake(0, CFStringGetLength(left));
+            const bool isEqual =
+                CFStringCompareWithOptionsAndLocale(left, right, all, flags | row.more, locale) ==
+                kCFCompareEqualTo;
+            CFRange found;
+            const bool isFound = CFStringFindWithOptionsAndLocale(left, right, all,
+                                                                  flags | row.more, locale, &found);
+            EXPECT_EQ(isEqual, isFound && found.length == all.length);
+            const MutableText foldedLeft(CFStringCreateMutableCopy(nullptr, 0, left));
+            const MutableText foldedRight(CFStringCreateMutableCopy(nullptr, 0, right));
+            CFStringFold(foldedLeft, flags | row.more, locale);
+            CFStringFold(foldedRight, flags | row.more, locale);
+            EXPECT_EQ(isEqual, CFEqual(foldedLeft, foldedRight));
+            return isEqual;
+        };
+        EXPECT_EQ(row.isTurkish, agree(Locale("tr_TR"), kFlags));
+        EXPECT_EQ(row.isTurkish, agree(Locale("az"), kFlags));
+        EXPECT_EQ(row.isOther, agree(Locale("de_DE"), kFlags));
+        EXPECT_EQ(row.isOther, agree(nullptr, kFlags));
+        EXPECT_EQ(row.isOther, agree(Locale("tr"), kCFCompareCaseInsensitive));
+    }
+}
+
+TEST_F(Characters, FoldingLeavesWhatComparisonsSee)
+{
+    const struct {
+        const char* text;
+        CFStringCompareFlags flags;
+        const char* want;
+    } rows[] = {
+        {"Straße K", kCFCompareCaseInsensitive, "strasse k"},
+        {"Crème Brûlée 한", kCFCompareDiacriticInsensitive, "Creme Brulee 한"},
+        {"ＡＢＣ　ｱ", kCFCompareWidthInsensitive, "ABC ア"},
+        {"É", kCFCompareCaseInsensitive | kCFCompareDiacriticInsensitive, "e"},
+        {"É", 0, "É"},
+    };
+    for (const auto& row : rows) {
+        const MutableText text(CFStringCreateMutableCopy(nullptr, 0, Text(std::string(row.text))));
+        CFStringFold(text, row.flags, nullptr);
+        EXPECT_EQ(row.want, Utf8Of(text));
+    }
+}
+
+std::string FoundRanges(CFStringRef text, CFStringRef needle, CFStringCompareFlags flags)
+{
+    Owned<CFArrayRef> found(CFStringCreateArrayWithFindResults(
+        nullptr, text, needle, CFRangeMake(0, CFStringGetLength(text)), flags));
+    if (!found) return "none";
+    // The ranges live on in a copy.
+    const Owned<CFMutableArrayRef> copy(CFArrayCreateMutableCopy(nullptr, 0, found));
+    found.Reset();
+    std::string ranges;
+    for (CFIndex i = 0; i < CFArrayGetCount(copy); ++i) {
+        const void* range = CFArrayGetValueAtIndex(copy, i);
+        EXPECT_EQ(i, CFArrayGetFirstIndexOfValue(copy, CFRangeMake(0, i + 1), range));
+        ranges += TextOf(*static_cast<const CFRange*>(range)) + " ";
+    }
+    return ranges;
+}
+
+TEST_F(Characters, AllPlacesAreFoundInTheOrderOfTheSearch)
+{
+    const Owned<CFStringRef> text = Text("abcABCabab"s);
+    EXPECT_EQ("0,2 6,2 8,2 ", FoundRanges(text, CFSTR("ab"), 0));
+    EXPECT_EQ("8,2 6,2 0,2 ", FoundRanges(text, CFSTR("ab"), kCFCompareBackwards));
+    EXPECT_EQ("0,2 3,2 6,2 8,2 ", FoundRanges(text, CFSTR("AB"), kCFCompareCaseInsensitive));
+    EXPECT_EQ("none", FoundRanges(text, CFSTR("x"), 0));
+    EXPECT_EQ("0,2 ", FoundRanges(CFSTR("aaa"), CFSTR("aa"), 0));
+}
+
+TEST_F(Characters, AnInlineBufferReadsLikeTheString)
+{
+    std::u16string units;
+    for (int i = 0; i < 300; ++i) units += static_cast<char16_t>(i * 37 % 251 + 1);
+    const Owned<CFStringRef> narrow = Text(units);
+    const Owned<CFStringRef> wide = Text(units + u"\u20AC");
+    const Owned<CFStringRef> ascii = Text(std::string(300, 'x'));
+    for (const CFStringRef text : {narrow.Get(), wide.Get(), ascii.Get()}) {
+        std::mt19937_64 random(Seed(73));
+        CFStringInlineBuffer buffer;
+        CFStringInitInlineBuffer(text, &buffer, CFRangeMake(10, 280));
+        for (int i = 0; i < 2000; ++i) {
+            const CFIndex at = CFIndex(random() % 300) - 10;
+            const bool isInside = at >= 0 && at < 280;
+            const UniChar want = isInside ? CFStringGetCharacterAtIndex(text, at + 10) : UniChar{0};
+            ASSERT_EQ(want, CFStringGetCharacterFromInlineBuffer(&buffer, at)) << at;
+        }
+        CFStringInitInlineBuffer(text, &buffer, CFRangeMake(290, 20));
+        EXPECT_EQ(0, CFStringGetCharacterFromInlineBuffer(&buffer, 0));
+    }
+}
+
+}  // namespace

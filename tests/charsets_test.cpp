@@ -1,0 +1,212 @@
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "support/CF.h"
+#include "support/Seed.h"
+
+namespace {
+
+using namespace px::test;
+using namespace std::string_literals;
+
+class Charsets : public LeakCheck {};
+
+constexpr CFStringEncoding kNone = kCFStringEncodingInvalidId;
+
+std::vector<CFStringEncoding> Available()
+{
+    std::vector<CFStringEncoding> encodings;
+    for (const CFStringEncoding* at = CFStringGetListOfAvailableEncodings(); *at != kNone; ++at) {
+        encodings.push_back(*at);
+    }
+    return encodings;
+}
+
+TEST_F(Charsets, NamesAndNumbersLeadBackToTheEncoding)
+{
+    EXPECT_EQ(12u, Available().size());
+    for (const CFStringEncoding encoding : Available()) {
+        SCOPED_TRACE(Utf8Of(CFStringGetNameOfEncoding(encoding)));
+        EXPECT_TRUE(CFStringIsEncodingAvailable(encoding));
+        const CFStringRef name = CFStringConvertEncodingToIANACharSetName(encoding);
+        EXPECT_EQ(encoding == kCFStringEncodingNonLossyASCII, !name);
+        if (!name) continue;
+        EXPECT_EQ(encoding, CFStringConvertIANACharSetNameToEncoding(name));
+        const MutableText upper(CFStringCreateMutableCopy(nullptr, 0, name));
+        CFStringUppercase(upper, nullptr);
+        EXPECT_EQ(encoding, CFStringConvertIANACharSetNameToEncoding(upper));
+        const UInt32 page = CFStringConvertEncodingToWindowsCodepage(encoding);
+        // The pages of encodings in machine order are those with a fixed one.
+        CFStringEncoding want = encoding;
+        if (encoding == kCFStringEncodingUTF16) want = kCFStringEncodingUTF16LE;
+        if (encoding == kCFStringEncodingUTF32) want = kCFStringEncodingUTF32LE;
+        EXPECT_EQ(want, CFStringConvertWindowsCodepageToEncoding(page));
+    }
+    const struct {
+        const char* name;
+        CFStringEncoding encoding;
+    } rows[] = {{"Latin1", kCFStringEncodingISOLatin1},
+                {"UTF8", kCFStringEncodingUTF8},
+                {"x-mac-roman", kCFStringEncodingMacRoman},
+                {"cp1252", kCFStringEncodingWindowsLatin1},
+                {"", kNone},
+                {"utf-9", kNone},
+                {"utf-8 ", kNone}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.encoding,
+                  CFStringConvertIANACharSetNameToEncoding(Text(std::string(row.name))));
+    }
+    EXPECT_EQ(nullptr, CFStringGetNameOfEncoding(0x0B01));
+    EXPECT_EQ(kNone, CFStringConvertEncodingToWindowsCodepage(0x0B01));
+    EXPECT_EQ(kNone, CFStringConvertWindowsCodepageToEncoding(437));
+    EXPECT_EQ(kNone, CFStringConvertWindowsCodepageToEncoding(kNone));
+}
+
+TEST_F(Charsets, MacRomanBytesAreWhatTheyAreElsewhere)
+{
+    // All upper bytes in order, as other decoders have them.
+    const std::u16string upper =
+        u"ÄÅÇÉÑÖÜáàâäãåçéèêëíìîïñóòôöõúùûü†°¢£§•¶ß®©™´¨≠ÆØ∞±≤≥¥µ∂∑∏π∫ªºΩæø¿¡¬√ƒ≈∆«»…\u00A0ÀÃÕŒœ–—“”"
+        u"‘’÷◊ÿŸ⁄€‹›ﬁﬂ‡·‚„‰"
+        u"ÂÊÁËÈÍÎÏÌÓÔ\uF8FFÒÚÛÙıˆ˜¯˘˙˚¸˝˛ˇ";
+    std::string bytes;
+    for (int byte = 0x80; byte <= 0xFF; ++byte) bytes += static_cast<char>(byte);
+    const Owned<CFStringRef> text(
+        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()), 128,
+                                kCFStringEncodingMacRoman, false));
+    EXPECT_EQ(upper, UnitsOf(text));
+    const Owned<CFDataRef> back(
+        CFStringCreateExternalRepresentation(nullptr, text, kCFStringEncodingMacRoman, 0));
+    EXPECT_EQ(bytes, BytesOf(back));
+    EXPECT_FALSE(Owned<CFDataRef>(CFStringCreateExternalRepresentation(
+        nullptr, Text(u"\u00BD"), kCFStringEncodingMacRoman, 0)));
+}
+
+std::string Escaped(CFStringRef text)
+{
+    const Owned<CFDataRef> data(
+        CFStringCreateExternalRepresentation(nullptr, text, kCFStringEncodingNonLossyASCII, 0));
+    return BytesOf(data);
+}
+
+TEST_F(Charsets, EscapedAsciiCarriesAnyText)
+{
+    EXPECT_EQ("a\\\\b\\351\\u20ac\\ud83d\\ude00", Escaped(Text(u"a\\b\u00E9\u20AC\U0001F600")));
+    std::mt19937_64 random(Seed(74));
+    for (int step = 0; step < 500; ++step) {
+        std::u16string units;
+        for (size_t i = random() % 20; i > 0; --i) {
+            units += static_cast<char16_t>(random() >> (random() % 2 ? 57 : 48));
+        }
+        const Owned<CFStringRef> text = Text(units);
+        const std::string bytes = Escaped(text);
+        ASSERT_LE(CFIndex(bytes.size()),
+                  CFStringGetMaximumSizeForEncoding(CFIndex(units.size()),
+                                                    kCFStringEncodingNonLossyASCII));
+        const Owned<CFStringRef> back(
+            CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                    CFIndex(bytes.size()), kCFStringEncodingNonLossyASCII, false));
+        ASSERT_EQ(units, UnitsOf(back));
+    }
+    for (const char* bad : {"\\", "\\8", "\\40", "\\u12", "\\u12g4", "\\400", "\xE9"}) {
+        EXPECT_FALSE(Owned<CFStringRef>(
+            CFStringCreateWithCString(nullptr, bad, kCFStringEncodingNonLossyASCII)))
+            << bad;
+    }
+    EXPECT_FALSE(Owned<CFStringRef>(CFURLCreateStringByReplacingPercentEscapesUsingEncoding(
+        nullptr, CFSTR("%41"), CFSTR("B"), kCFStringEncodingNonLossyASCII)));
+}
+
+TEST_F(Charsets, TheSmallestEncodingHoldsTheText)
+{
+    const struct {
+        const char16_t* text;
+        CFStringEncoding smallest, fastest;
+    } rows[] = {
+        {u"abc", kCFStringEncodingASCII, kCFStringEncodingASCII},
+        {u"\u00E9", kCFStringEncodingISOLatin1, kCFStringEncodingISOLatin1},
+        {u"\u20AC", kCFStringEncodingWindowsLatin1, kCFStringEncodingUTF16},
+        {u"\u2260", kCFStringEncodingMacRoman, kCFStringEncodingUTF16},
+        {u"\u3042", kCFStringEncodingUTF16, kCFStringEncodingUTF16},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.smallest, CFStringGetSmallestEncoding(Text(row.text)));
+        EXPECT_EQ(row.fastest, CFStringGetFastestEncoding(Text(row.text)));
+    }
+    EXPECT_EQ(kNone, CFStringGetSmallestEncoding(nullptr));
+    EXPECT_EQ(kNone, CFStringGetFastestEncoding(nullptr));
+}
+
+int given = 0;
+
+TEST_F(Charsets, LentTextGoesBackOnceAndOnlyWithAString)
+{
+    CFAllocatorContext context = {};
+    context.deallocate = [](void*, void*) { ++given; };
+    const Owned<CFAllocatorRef> counter(CFAllocatorCreate(nullptr, &context));
+    const UInt8 good[] = {'a', 0}, bad[] = {0xC0, 0x80};
+    const UniChar units[] = {u'a'};
+    const char* badText = "\xC0";
+    given = 0;
+    EXPECT_EQ("a", Taken(CFStringCreateWithBytesNoCopy(nullptr, good, 1, kCFStringEncodingUTF8,
+                                                       false, counter)));
+    EXPECT_EQ("a",
+              Taken(CFStringCreateWithCStringNoCopy(nullptr, "a", kCFStringEncodingUTF8, counter)));
+    EXPECT_EQ("a", Taken(CFStringCreateWithCharactersNoCopy(nullptr, units, 1, counter)));
+    EXPECT_EQ(3, given);
+    EXPECT_EQ("<null>", Taken(CFStringCreateWithBytesNoCopy(nullptr, bad, 2, kCFStringEncodingUTF8,
+                                                            false, counter)));
+    EXPECT_EQ("<null>", Taken(CFStringCreateWithCStringNoCopy(nullptr, badText,
+                                                              kCFStringEncodingUTF8, counter)));
+    EXPECT_EQ("<null>", Taken(CFStringCreateWithCharactersNoCopy(nullptr, units, -1, counter)));
+    EXPECT_EQ(3, given);
+    EXPECT_EQ("a", Taken(CFStringCreateWithBytesNoCopy(nullptr, good, 1, kCFStringEncodingUTF8,
+                                                       false, kCFAllocatorNull)));
+    EXPECT_EQ("<null>", Taken(CFStringCreateWithCStringNoCopy(nullptr, "a", kCFStringEncodingUTF8,
+                                                              As<CFAllocatorRef>(kCFNull))));
+    EXPECT_EQ("a", Taken(CFStringCreateWithCStringNoCopy(nullptr, strdup("a"),
+                                                         kCFStringEncodingUTF8, nullptr)));
+}
+
+TEST_F(Charsets, FileNamesAreUtf8WithoutZeros)
+{
+    char name[8];
+    EXPECT_TRUE(CFStringGetFileSystemRepresentation(Text("aé"s), name, 4));
+    EXPECT_STREQ("aé", name);
+    EXPECT_EQ("aé", Taken(CFStringCreateWithFileSystemRepresentation(nullptr, name)));
+    EXPECT_FALSE(CFStringGetFileSystemRepresentation(Text("aé"s), name, 3));
+    EXPECT_FALSE(CFStringGetFileSystemRepresentation(Text("a\0b"s), name, 8));
+    EXPECT_FALSE(CFStringGetFileSystemRepresentation(Text(u"\xD800"), name, 8));
+    EXPECT_EQ(7, CFStringGetMaximumSizeOfFileSystemRepresentation(Text("aé"s)));
+    EXPECT_EQ("<null>", Taken(CFStringCreateWithFileSystemRepresentation(nullptr, "\xFF")));
+}
+
+TEST_F(Charsets, DataIsFoundLikeText)
+{
+    std::mt19937_64 random(Seed(75));
+    for (int step = 0; step < 2000; ++step) {
+        std::string bytes, needle;
+        for (size_t i = random() % 12; i > 0; --i) bytes += "ab"[random() % 2];
+        for (size_t i = random() % 4; i > 0; --i) needle += "ab"[random() % 2];
+        const size_t from = random() % (bytes.size() + 1);
+        const size_t count = random() % (bytes.size() - from + 1);
+        const CFDataSearchFlags flags = random() % 4;
+        CFIndex want = kCFNotFound;
+        for (size_t at = from; at + needle.size() <= from + count && !needle.empty(); ++at) {
+            const bool isHere = bytes.compare(at, needle.size(), needle) == 0;
+            const bool isEnd =
+                flags & kCFDataSearchBackwards ? at + needle.size() == from + count : at == from;
+            if (!isHere || (flags & kCFDataSearchAnchored && !isEnd)) continue;
+            if (want == kCFNotFound || flags & kCFDataSearchBackwards) want = CFIndex(at);
+        }
+        const CFRange found = CFDataFind(DataOf(bytes), DataOf(needle),
+                                         CFRangeMake(CFIndex(from), CFIndex(count)), flags);
+        ASSERT_EQ(want, found.location) << bytes << " " << needle;
+        ASSERT_EQ(want == kCFNotFound ? 0 : CFIndex(needle.size()), found.length);
+    }
+    EXPECT_EQ(kCFNotFound, CFDataFind(DataOf("a"), DataOf("a"), CFRangeMake(0, 2), 0).location);
+}
+
+}  // namespace

@@ -1,0 +1,229 @@
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+
+#include "support/CF.h"
+#include "support/Seed.h"
+
+namespace {
+
+using namespace px::test;
+using namespace std::string_literals;
+
+using Formatter = Owned<CFNumberFormatterRef>;
+
+class Locales : public LeakCheck {};
+
+TEST_F(Locales, IdentifiersHaveOneForm)
+{
+    const struct {
+        const char *name, *identifier, *language, *country;
+    } rows[] = {
+        {"de", "de", "de", "<null>"},
+        {"EN-us", "en_US", "en", "US"},
+        {"zh-hans-cn", "zh-Hans_CN", "zh", "CN"},
+        {"ZH_HANT", "zh-Hant", "zh", "<null>"},
+        {"de_DE.UTF-8@euro", "de_DE", "de", "DE"},
+        {"de_CH_1996", "de_CH_1996", "de", "CH"},
+        {"C", "en_US", "en", "US"},
+        {"POSIX", "en_US", "en", "US"},
+        {"", "", "<null>", "<null>"},
+        {"__de__de_", "de_DE", "de", "DE"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Owned<CFStringRef> name = Text(std::string(row.name));
+        const Owned<CFLocaleRef> locale(CFLocaleCreate(nullptr, name));
+        EXPECT_EQ(row.identifier, Utf8Of(CFLocaleGetIdentifier(locale)));
+        EXPECT_EQ(row.identifier,
+                  Taken(CFLocaleCreateCanonicalLocaleIdentifierFromString(nullptr, name)));
+        const auto value = [&](CFLocaleKey key) {
+            return Utf8Of(static_cast<CFStringRef>(CFLocaleGetValue(locale, key)));
+        };
+        EXPECT_EQ(row.identifier, value(kCFLocaleIdentifier));
+        EXPECT_EQ(row.language, value(kCFLocaleLanguageCode));
+        EXPECT_EQ(row.country, value(kCFLocaleCountryCode));
+        EXPECT_EQ(".", value(kCFLocaleDecimalSeparator));
+        EXPECT_EQ(",", value(kCFLocaleGroupingSeparator));
+        EXPECT_EQ("<null>", value(CFSTR("colour")));
+        EXPECT_TRUE(CFEqual(locale, Owned<CFLocaleRef>(CFLocaleCreateCopy(nullptr, locale))));
+    }
+    EXPECT_FALSE(Owned<CFLocaleRef>(CFLocaleCreate(nullptr, Text(u"\xD800"))));
+    EXPECT_EQ(CFSTR("kCFLocaleLanguageCode"), kCFLocaleLanguageCode);
+}
+
+std::string Format(CFNumberFormatterRef formatter, double value)
+{
+    return Taken(
+        CFNumberFormatterCreateStringWithValue(nullptr, formatter, kCFNumberDoubleType, &value));
+}
+
+void Set(CFNumberFormatterRef formatter, CFNumberFormatterKey key, int64_t digits)
+{
+    CFNumberFormatterSetProperty(formatter, key, Number(digits));
+}
+
+TEST_F(Locales, NumbersAreWrittenInTheirStyle)
+{
+    const struct {
+        double value;
+        const char *plain, *decimal;
+    } rows[] = {
+        {0, "0", "0"},
+        {-0.0, "0", "0"},
+        {1234567, "1234567", "1,234,567"},
+        {-1234.5678, "-1235", "-1,234.568"},
+        {0.5, "0", "0.5"},
+        {1.5, "2", "1.5"},
+        {2.5, "2", "2.5"},
+        {-0.0004, "0", "0"},
+        {999.9996, "1000", "1,000"},
+        {100, "100", "100"},
+        {NAN, "NaN", "NaN"},
+        {-INFINITY, "-∞", "-∞"},
+        {1e21, "1000000000000000000000", "1,000,000,000,000,000,000,000"},
+    };
+    const Formatter plain(CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterNoStyle));
+    const Formatter decimal(
+        CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterDecimalStyle));
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.plain, Format(plain, row.value)) << row.value;
+        EXPECT_EQ(row.decimal, Format(decimal, row.value)) << row.value;
+    }
+    const Owned<CFNumberRef> most(PXCFNumberCreateUInt64(nullptr, UINT64_MAX));
+    EXPECT_EQ("18,446,744,073,709,551,615",
+              Taken(CFNumberFormatterCreateStringWithNumber(nullptr, decimal, most)));
+    const SInt8 small = -7;
+    EXPECT_EQ("-7", Taken(CFNumberFormatterCreateStringWithValue(nullptr, decimal,
+                                                                 kCFNumberSInt8Type, &small)));
+    EXPECT_EQ("<null>",
+              Taken(CFNumberFormatterCreateStringWithValue(nullptr, decimal, 17, &small)));
+    EXPECT_EQ("<null>", Taken(CFNumberFormatterCreateStringWithNumber(
+                            nullptr, decimal, As<CFNumberRef>(kCFBooleanTrue))));
+    EXPECT_EQ(kCFNumberFormatterDecimalStyle, CFNumberFormatterGetStyle(decimal));
+    const Owned<CFLocaleRef> locale(CFLocaleCreate(nullptr, CFSTR("de_DE")));
+    const Formatter german(
+        CFNumberFormatterCreate(nullptr, locale, kCFNumberFormatterDecimalStyle));
+    EXPECT_EQ(locale.Get(), CFNumberFormatterGetLocale(german));
+    EXPECT_EQ("1,234.5", Format(german, 1234.5));
+}
+
+TEST_F(Locales, PropertiesShapeTheText)
+{
+    const Formatter formatter(
+        CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterDecimalStyle));
+    Set(formatter, kCFNumberFormatterMinFractionDigits, 2);
+    EXPECT_EQ("1,000.00", Format(formatter, 1000));
+    Set(formatter, kCFNumberFormatterMinIntegerDigits, 6);
+    EXPECT_EQ("001,000.00", Format(formatter, 1000));
+    CFNumberFormatterSetProperty(formatter, kCFNumberFormatterUseGroupingSeparator,
+                                 kCFBooleanFalse);
+    EXPECT_EQ("001000.00", Format(formatter, 1000));
+    Set(formatter, kCFNumberFormatterMinIntegerDigits, 0);
+    EXPECT_EQ(".50", Format(formatter, 0.5));
+    Set(formatter, kCFNumberFormatterMaxFractionDigits, 0);
+    CFNumberFormatterSetProperty(formatter, kCFNumberFormatterAlwaysShowDecimalSeparator,
+                                 kCFBooleanTrue);
+    EXPECT_EQ("-7.", Format(formatter, -7));
+    EXPECT_EQ("0.", Format(formatter, 0));
+    const auto copied = [&](CFNumberFormatterKey key) {
+        return Owned<CFTypeRef>(CFNumberFormatterCopyProperty(formatter, key));
+    };
+    EXPECT_TRUE(CFEqual(Number(int64_t{0}), copied(kCFNumberFormatterMinFractionDigits)));
+    EXPECT_TRUE(CFEqual(Number(int64_t{0}), copied(kCFNumberFormatterMaxFractionDigits)));
+    EXPECT_TRUE(CFEqual(kCFBooleanFalse, copied(kCFNumberFormatterUseGroupingSeparator)));
+    EXPECT_FALSE(copied(CFSTR("colour")));
+    for (const int64_t bad : {-1, 101}) Set(formatter, kCFNumberFormatterMaxFractionDigits, bad);
+    CFNumberFormatterSetProperty(formatter, kCFNumberFormatterMaxFractionDigits, CFSTR("3"));
+    CFNumberFormatterSetProperty(formatter, kCFNumberFormatterAlwaysShowDecimalSeparator,
+                                 CFSTR("3"));
+    EXPECT_EQ("7.", Format(formatter, 7));
+}
+
+TEST_F(Locales, RoundingIsThatOfTheCLibrary)
+{
+    std::mt19937_64 random(Seed(91));
+    const Formatter formatter(CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterNoStyle));
+    for (int step = 0; step < 5000; ++step) {
+        const int digits = int(random() % 20);
+        double value = std::ldexp(double(int64_t(random())), int(random() % 80) - 90);
+        if (step % 2) value = double(int64_t(random() % 2000) - 1000) / 8;  // many exact halves
+        Set(formatter, kCFNumberFormatterMaxFractionDigits, digits);
+        Set(formatter, kCFNumberFormatterMinFractionDigits, digits);
+        char want[512];
+        std::snprintf(want, sizeof(want), "%.*f", digits, value);
+        const bool isZero = std::strpbrk(want, "123456789") == nullptr;
+        ASSERT_EQ(want + (isZero && want[0] == '-' ? 1 : 0), Format(formatter, value));
+    }
+}
+
+int64_t allocated = 0;
+
+TEST_F(Locales, AllocatorsCarryOutWhatTheirContextSays)
+{
+    CFAllocatorContext context = {};
+    context.allocate = [](CFIndex size, CFOptionFlags, void*) {
+        ++allocated;
+        return std::malloc(size_t(size));
+    };
+    context.reallocate = [](void* block, CFIndex size, CFOptionFlags, void*) {
+        return std::realloc(block, size_t(size));
+    };
+    context.deallocate = [](void* block, void*) {
+        --allocated;
+        std::free(block);
+    };
+    context.preferredSize = [](CFIndex size, CFOptionFlags, void*) {
+        return (size + 15) / 16 * 16;
+    };
+    const Owned<CFAllocatorRef> own(CFAllocatorCreate(nullptr, &context));
+    allocated = 0;
+    void* block = CFAllocatorReallocate(own, nullptr, 10, 0);
+    std::memcpy(block, "abc", 4);
+    block = CFAllocatorReallocate(own, block, 100000, 0);
+    EXPECT_STREQ("abc", static_cast<char*>(block));
+    EXPECT_EQ(1, allocated);
+    EXPECT_EQ(nullptr, CFAllocatorReallocate(own, block, 0, 0));
+    EXPECT_EQ(0, allocated);
+    EXPECT_EQ(32, CFAllocatorGetPreferredSizeForSize(own, 17, 0));
+    EXPECT_EQ(17, CFAllocatorGetPreferredSizeForSize(nullptr, 17, 0));
+    EXPECT_EQ(0, CFAllocatorGetPreferredSizeForSize(own, -1, 0));
+    EXPECT_EQ(nullptr, CFAllocatorReallocate(kCFAllocatorNull, nullptr, 8, 0));
+
+    CFAllocatorContext copy = {};
+    CFAllocatorGetContext(own, &copy);
+    EXPECT_EQ(context.allocate, copy.allocate);
+    CFAllocatorGetContext(nullptr, &copy);
+    EXPECT_EQ(nullptr, copy.allocate);
+
+    CFAllocatorSetDefault(own);
+    EXPECT_EQ(own.Get(), CFAllocatorGetDefault());
+    CFAllocatorDeallocate(nullptr, CFAllocatorAllocate(nullptr, 8, 0));
+    EXPECT_EQ(0, allocated);
+    block = CFAllocatorAllocate(nullptr, 8, 0);
+    EXPECT_EQ(1, allocated);
+    // As a deallocator NULL stays free().
+    const Owned<CFDataRef> data(
+        CFDataCreateWithBytesNoCopy(nullptr, static_cast<UInt8*>(std::malloc(4)), 4, nullptr));
+    CFAllocatorSetDefault(As<CFAllocatorRef>(CFSTR("x")));
+    CFAllocatorDeallocate(nullptr, block);
+    CFAllocatorSetDefault(nullptr);
+    EXPECT_EQ(kCFAllocatorSystemDefault, CFAllocatorGetDefault());
+    EXPECT_EQ(own.Get(), CFMakeCollectable(own));
+}
+
+TEST_F(Locales, ShownStringsTellTheirStorage)
+{
+    testing::internal::CaptureStderr();
+    CFShowStr(CFSTR("ab"));
+    CFShowStr(Text(u"\u20AC"));
+    CFShowStr(ChangeableText(u"\u00E9"));
+    CFShowStr(nullptr);
+    EXPECT_EQ(
+        "Length 2, ASCII, immutable: ab\nLength 1, 16-bit, immutable: €\nLength 1, 8-bit, mutable: "
+        "é\n(null)\n",
+        testing::internal::GetCapturedStderr());
+}
+
+}  // namespace
