@@ -4,6 +4,7 @@
 
 #include "Base/Platform/Platform.h"
 #include "Classes.h"
+#include "Date_p.h"
 #include "Description_p.h"
 #include "Runtime.h"
 #include "TimeZone_p.h"
@@ -24,7 +25,6 @@ namespace {
 
 using Date = __CFDate;
 
-constexpr int64_t kSecondsPerDay = 86400;
 constexpr int64_t kMicrosFrom1970To2001 = 978307200LL * 1'000'000;
 
 // Years are counted from March here, so that a leap day ends its year.
@@ -33,25 +33,6 @@ constexpr int64_t kDaysFromMarch0To2001 = 730791;  // 0000-03-01 to 2001-01-01
 
 // Seconds since 2001 whose year certainly fits SInt32.
 constexpr double kTimeLimit = 6.7e16;
-
-int64_t FloorDivide(int64_t a, int64_t b)
-{
-    return a / b - (a % b < 0 ? 1 : 0);
-}
-
-// Days since 2001-01-01; the month may be out of range and then carries into the year.
-int64_t DaysFromCivil(int64_t year, int64_t month, int64_t day)
-{
-    const int64_t monthsFromMarch = year * 12 + month - 3;
-    const int64_t marchYear = FloorDivide(monthsFromMarch, 12);
-    const int64_t marchMonth = monthsFromMarch - marchYear * 12;
-    const int64_t era = FloorDivide(marchYear, 400);
-    const int64_t yearOfEra = marchYear - era * 400;
-    // From March on months have 31, 30, 31, 30, 31 days, over and over.
-    const int64_t dayOfYear = (153 * marchMonth + 2) / 5 + day - 1;
-    const int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    return era * kDaysPer400Years + dayOfEra - kDaysFromMarch0To2001;
-}
 
 void CivilFromDays(int64_t daysSince2001, CFGregorianDate* date)
 {
@@ -97,6 +78,27 @@ bool CheckZone(CFTimeZoneRef zone, const char* function)
 }
 
 }  // namespace
+
+int64_t DaysFromCivil(int64_t year, int64_t month, int64_t day)
+{
+    const int64_t monthsFromMarch = year * 12 + month - 3;
+    const int64_t marchYear = FloorDivide(monthsFromMarch, 12);
+    const int64_t marchMonth = monthsFromMarch - marchYear * 12;
+    const int64_t era = FloorDivide(marchYear, 400);
+    const int64_t yearOfEra = marchYear - era * 400;
+    // From March on months have 31, 30, 31, 30, 31 days, over and over.
+    const int64_t dayOfYear = (153 * marchMonth + 2) / 5 + day - 1;
+    const int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+    return era * kDaysPer400Years + dayOfEra - kDaysFromMarch0To2001;
+}
+
+int64_t YearOfDay(int64_t daysSince2001)
+{
+    int64_t year = 2001 + FloorDivide(daysSince2001 * 400, kDaysPer400Years);
+    while (DaysFromCivil(year + 1, 1, 1) <= daysSince2001) ++year;
+    while (DaysFromCivil(year, 1, 1) > daysSince2001) --year;
+    return year;
+}
 
 const ClassInfo kDateClass = {
     "CFDate",           [](Object* object) { FreeObject(static_cast<Date*>(object)); },

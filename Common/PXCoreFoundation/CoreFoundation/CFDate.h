@@ -66,6 +66,31 @@ CF_EXPORT CFGregorianDate CFAbsoluteTimeGetGregorianDate(CFAbsoluteTime at, CFTi
 // or repeats is read as standard time. 0 for a foreign zone.
 CF_EXPORT CFAbsoluteTime CFGregorianDateGetAbsoluteTime(CFGregorianDate gdate, CFTimeZoneRef tz);
 
+// Whether the fields of the given units are in their ranges. Every year is; a day must exist in its
+// month when the month is asked for, too, where February has 29 days unless the year is.
+CF_EXPORT Boolean CFGregorianDateIsValid(CFGregorianDate gdate, CFOptionFlags unitFlags);
+
+// Adds years and months first, which keep the day or take the last one of a shorter month, then
+// days; all of that keeps the local time of the day. Hours, minutes and seconds then pass as time
+// does. A time that is not finite, or out of the calendar, is returned as it is.
+CF_EXPORT CFAbsoluteTime CFAbsoluteTimeAddGregorianUnits(CFAbsoluteTime at, CFTimeZoneRef tz,
+                                                         CFGregorianUnits units);
+
+// The distance from `at2` to `at1` in the given units: as many as fit of each, from the greatest
+// down, so that adding them to `at2` does not pass `at1`. Only seconds have a fraction. All are
+// negative when `at1` lies before `at2`, zero for times out of the calendar.
+CF_EXPORT CFGregorianUnits CFAbsoluteTimeGetDifferenceAsGregorianUnits(CFAbsoluteTime at1,
+                                                                       CFAbsoluteTime at2,
+                                                                       CFTimeZoneRef tz,
+                                                                       CFOptionFlags unitFlags);
+
+// Monday is 1, Sunday 7; the first of January is 1; weeks are those of ISO 8601, 1…53, so that the
+// first days of a year may belong to the last week of the year before. 0 for times out of the
+// calendar and foreign zones.
+CF_EXPORT SInt32 CFAbsoluteTimeGetDayOfWeek(CFAbsoluteTime at, CFTimeZoneRef tz);
+CF_EXPORT SInt32 CFAbsoluteTimeGetDayOfYear(CFAbsoluteTime at, CFTimeZoneRef tz);
+CF_EXPORT SInt32 CFAbsoluteTimeGetWeekOfYear(CFAbsoluteTime at, CFTimeZoneRef tz);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,6 +1,6 @@
 #pragma once
 
-// CFTimeZone — the system's time zone and zones at a fixed distance from GMT.
+// CFTimeZone — the system's time zone, zones by name, and zones at a fixed distance from GMT.
 //
 // Offsets are in seconds east of GMT. Zones are immutable, but the system's own follows its
 // settings (the environment variable TZ first). Zones are equal by name and offset. Create and Copy
@@ -25,11 +25,26 @@ CF_EXPORT void CFTimeZoneSetDefault(CFTimeZoneRef tz);
 CF_EXPORT CFTimeZoneRef CFTimeZoneCreateWithTimeIntervalFromGMT(CFAllocatorRef allocator,
                                                                 CFTimeInterval ti);
 
+// Forgets what was found out about the system's zone. Nothing is kept here, so the system's zone
+// follows its settings without this call, too.
+CF_EXPORT void CFTimeZoneResetSystem(void);
+
+// A zone by one of the names above, "UTC", or the name of a file among the system's time zones
+// ("Europe/Berlin", "EST"); NULL for all others. Such zones know all changes of clocks, past and by
+// rule to come. `tryAbbrev` makes no difference: there are no other abbreviations.
+CF_EXPORT CFTimeZoneRef CFTimeZoneCreateWithName(CFAllocatorRef allocator, CFStringRef name,
+                                                 Boolean tryAbbrev);
+
 // Borrowed.
 CF_EXPORT CFStringRef CFTimeZoneGetName(CFTimeZoneRef tz);
 
 // What the zone keeps at that moment; 0 for NULL.
 CF_EXPORT CFTimeInterval CFTimeZoneGetSecondsFromGMT(CFTimeZoneRef tz, CFAbsoluteTime at);
+
+// "CEST"; the name of a fixed zone, "GMT" for NULL. NULL for a foreign zone and for a time that is
+// not finite.
+CF_EXPORT CFStringRef CFTimeZoneCopyAbbreviation(CFTimeZoneRef tz, CFAbsoluteTime at);
+CF_EXPORT Boolean CFTimeZoneIsDaylightSavingTime(CFTimeZoneRef tz, CFAbsoluteTime at);
 
 #ifdef __cplusplus
 }
