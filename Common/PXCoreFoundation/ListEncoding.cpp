@@ -20,8 +20,10 @@ constexpr EncodingName kEncodings[] = {
     {"us-ascii", "US-ASCII"},     {"ascii", "US-ASCII"},
     {"iso-8859-1", "ISO-8859-1"}, {"latin1", "ISO-8859-1"},
     {"latin-1", "ISO-8859-1"},    {"windows-1252", "windows-1252"},
-    {"cp1252", "windows-1252"},   {"utf-16", "UTF-16"},
-    {"utf-16le", "UTF-16LE"},     {"utf-16be", "UTF-16BE"},
+    {"cp1252", "windows-1252"},   {"macintosh", "macintosh"},
+    {"x-mac-roman", "macintosh"}, {"macroman", "macintosh"},
+    {"utf-16", "UTF-16"},         {"utf-16le", "UTF-16LE"},
+    {"utf-16be", "UTF-16BE"},
 };
 
 bool StartsWith(ListBytes input, std::string_view prefix)
@@ -60,9 +62,9 @@ void GuessWidth(ListDocument* document)
 {
     const ListBytes whole = document->whole;
     if (whole.size < 2) return;
-    if (whole.bytes[1] == 0 && (whole.bytes[0] == '<' || IsListSpace(whole.bytes[0]))) {
+    if (whole.bytes[1] == 0 && whole.bytes[0] != 0) {
         SetWide(document, false);
-    } else if (whole.bytes[0] == 0 && (whole.bytes[1] == '<' || IsListSpace(whole.bytes[1]))) {
+    } else if (whole.bytes[0] == 0 && whole.bytes[1] != 0) {
         SetWide(document, true);
     }
 }

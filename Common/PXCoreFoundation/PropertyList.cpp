@@ -2,6 +2,7 @@
 
 #include "CoreFoundation/CFData.h"
 #include "Error_p.h"
+#include "ListEncoding.h"
 #include "PropertyList_p.h"
 #include "Stream_p.h"
 #include "String_p.h"
@@ -46,17 +47,35 @@ bool IsBinary(ListBytes input)
     return input.size >= 6 && std::memcmp(input.bytes, "bplist", 6) == 0;
 }
 
+// The first character tells XML from the older text form.
+CFPropertyListRef ReadTextual(ListBytes input, Mutability mutability, CFPropertyListFormat* format,
+                              ListFailure* failure)
+{
+    ListDocument document;
+    if (!FindListDocument(input, &document, failure)) return nullptr;
+    if (document.size < static_cast<size_t>(document.unitSize)) {
+        failure->Set(kCFPropertyListReadCorruptError, "The list is empty on line %llu",
+                     static_cast<unsigned long long>(document.LineAt(document.start)));
+        return nullptr;
+    }
+    const bool isXML = document.UnitAt(document.start) == '<';
+    *format = isXML ? kCFPropertyListXMLFormat_v1_0 : kCFPropertyListOpenStepFormat;
+    return isXML ? ReadXMLList(document, mutability, failure)
+                 : ReadTextList(document, mutability, failure);
+}
+
 CFPropertyListRef ReadBytes(ListBytes input, CFOptionFlags options, CFPropertyListFormat* format,
                             FailureSink sink)
 {
     ListFailure failure;
-    const bool isBinary = IsBinary(input);
-    CFPropertyListRef list = isBinary ? ReadBinaryList(input, MutabilityOf(options), &failure)
-                                      : ReadXMLList(input, MutabilityOf(options), &failure);
+    CFPropertyListFormat found = kCFPropertyListBinaryFormat_v1_0;
+    CFPropertyListRef list = IsBinary(input)
+                                 ? ReadBinaryList(input, MutabilityOf(options), &failure)
+                                 : ReadTextual(input, MutabilityOf(options), &found, &failure);
     if (!list) {
         sink.Report(failure);
     } else if (format) {
-        *format = isBinary ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
+        *format = found;
     }
     return list;
 }

@@ -13,6 +13,7 @@
 #include "ListText.h"
 #include "Number_p.h"
 #include "PropertyList_p.h"
+#include "StringCharsets.h"
 #include "String_p.h"
 
 #include "Base/Platform/Platform.h"
@@ -312,9 +313,11 @@ void Reader::OnSkipped(void* reader, const char* name, int)
 
 int Reader::OnEncoding(void*, const char* name, XML_Encoding* encoding)
 {
-    if (std::string_view(name) != "windows-1252") return XML_STATUS_ERROR;
-    for (int byte = 0; byte < 256; ++byte) {
-        encoding->map[byte] = Windows1252Character(static_cast<uint8_t>(byte));
+    const bool isMacRoman = std::string_view(name) == "macintosh";
+    if (!isMacRoman && std::string_view(name) != "windows-1252") return XML_STATUS_ERROR;
+    for (int i = 0; i < 256; ++i) {
+        const auto byte = static_cast<uint8_t>(i);
+        encoding->map[i] = isMacRoman ? MacRomanCharacter(byte) : Windows1252Character(byte);
     }
     encoding->data = nullptr;
     encoding->convert = nullptr;
@@ -565,17 +568,9 @@ void Reader::Place(CFTypeRef value)
 
 }  // namespace
 
-CFPropertyListRef ReadXMLList(ListBytes input, Mutability mutability, ListFailure* failure)
+CFPropertyListRef ReadXMLList(const ListDocument& document, Mutability mutability,
+                              ListFailure* failure)
 {
-    ListDocument document;
-    if (!FindListDocument(input, &document, failure)) return nullptr;
-    const auto width = static_cast<size_t>(document.unitSize);
-    if (document.size < width || document.UnitAt(document.start) != '<') {
-        failure->Set(kCFPropertyListReadCorruptError, "%s on line %llu",
-                     document.size < width ? "The list is empty" : "This is no property list",
-                     static_cast<unsigned long long>(document.LineAt(document.start)));
-        return nullptr;
-    }
     const int savedErrno = errno;
     Reader reader(document, mutability, failure);
     CFPropertyListRef list = reader.Read();

@@ -43,8 +43,13 @@ struct ListBytes {
     size_t size;
 };
 
-// Both give an owned list, or null and the reason.
-CFPropertyListRef ReadXMLList(ListBytes input, Mutability mutability, ListFailure* failure);
+struct ListDocument;
+
+// All give an owned list, or null and the reason. Documents are not empty.
+CFPropertyListRef ReadXMLList(const ListDocument& document, Mutability mutability,
+                              ListFailure* failure);
+CFPropertyListRef ReadTextList(const ListDocument& document, Mutability mutability,
+                               ListFailure* failure);
 CFPropertyListRef ReadBinaryList(ListBytes input, Mutability mutability, ListFailure* failure);
 
 // Both append to `out`; on failure its contents are of no use.

@@ -1,6 +1,7 @@
 #pragma once
 
-// CFPropertyList — values read from and written to XML and binary property lists.
+// CFPropertyList — values read from and written to property lists: XML, binary, and the older text
+// form, which is read only.
 //
 // A property list is a string, data, date, number, boolean, an array of lists, or a dictionary from
 // strings to lists; at most 512 containers stand inside each other and none holds itself. Arrays
@@ -24,7 +25,7 @@ enum {
     kCFPropertyListMutableContainersAndLeaves = 2
 };
 
-// The OpenStep format can be asked about only.
+// The OpenStep format is read, not written.
 enum {
     kCFPropertyListOpenStepFormat = 1,
     kCFPropertyListXMLFormat_v1_0 = 100,
@@ -42,12 +43,15 @@ enum {
 // Option of the writing functions: leave out the DOCTYPE line and its line feed.
 enum { kPXCFPropertyListOmitDoctype = 1 << 16 };
 
-// The readers tell the format by the first bytes: "bplist" is binary, all else must be XML, in
-// UTF-8, UTF-16, ASCII, Latin-1 or windows-1252. A byte-order mark decides over a declared
-// encoding. White space around an XML list and zero bytes behind it are skipped; the DOCTYPE may be
-// missing and is never fetched; entity declarations are refused. Of a repeated key the last value
-// wins, in the first one's place. *format is set on success only and may be NULL. `options` is one
-// of the mutability constants.
+// The readers tell the format by the first bytes: "bplist" is binary, "<" is XML, in UTF-8, UTF-16,
+// ASCII, Latin-1, windows-1252 or Mac OS Roman, and all else the OpenStep form, in UTF-8 or UTF-16:
+// { key = value; }, ( a, b ), <0fbd 77>, "text" with the escapes of C and \Uhhhh, or a word of
+// letters, digits and _.$/:- (but not one word alone), with comments as in C++. Lines of key =
+// value; without braces are a dictionary, as in tables of texts. A byte-order mark decides over a
+// declared encoding. White space around an XML list and zero bytes behind it are skipped; the
+// DOCTYPE may be missing and is never fetched; entity declarations are refused. Of a repeated key
+// the last value wins, in the first one's place. *format is set on success only and may be NULL.
+// `options` is one of the mutability constants.
 //
 // The writers sort dictionaries by the units of their keys, so equal lists give equal bytes. They
 // serialise first and write then: a list that cannot be written leaves nothing behind. XML is UTF-8
