@@ -39,6 +39,7 @@ const CFStringRef* const kExportedConstants[] = {
     &kCFErrorFilePathKey,
     &kCFStreamPropertyDataWritten,
     &kCFStreamPropertyFileCurrentOffset,
+    &kCFStreamPropertyAppendToFile,
     &kCFLocaleIdentifier,
     &kCFLocaleLanguageCode,
     &kCFLocaleCountryCode,

@@ -94,6 +94,12 @@ CFStringRef CopyText(const Error* error)
     return text ? CFStringCreateCopy(nullptr, text) : DescribeWithoutText(error);
 }
 
+CFStringRef CopyInfoText(const Error* error, CFStringRef key)
+{
+    CFStringRef text = error ? TextFor(error, key) : nullptr;
+    return text ? CFStringCreateCopy(nullptr, text) : nullptr;
+}
+
 CFStringRef DescribeError(const Object* object)
 {
     Owned<CFStringRef> text(CopyText(static_cast<const Error*>(object)));
@@ -165,6 +171,18 @@ CFErrorRef CFErrorCreate(CFAllocatorRef, CFErrorDomain domain, CFIndex code,
     return made;
 }
 
+CFErrorRef CFErrorCreateWithUserInfoKeysAndValues(CFAllocatorRef allocator, CFErrorDomain domain,
+                                                  CFIndex code, const void* const* userInfoKeys,
+                                                  const void* const* userInfoValues,
+                                                  CFIndex numUserInfoValues)
+{
+    // Neither array is written to.
+    const Owned<CFDictionaryRef> info(CFDictionaryCreate(
+        nullptr, const_cast<const void**>(userInfoKeys), const_cast<const void**>(userInfoValues),
+        numUserInfoValues, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    return info ? CFErrorCreate(allocator, domain, code, info.Get()) : nullptr;
+}
+
 CFErrorDomain CFErrorGetDomain(CFErrorRef err)
 {
     const Error* error = Check<const Error>(err, __func__);
@@ -189,6 +207,16 @@ CFStringRef CFErrorCopyDescription(CFErrorRef err)
 {
     const Error* error = Check<const Error>(err, __func__);
     return error ? CopyText(error) : nullptr;
+}
+
+CFStringRef CFErrorCopyFailureReason(CFErrorRef err)
+{
+    return CopyInfoText(Check<const Error>(err, __func__), &localizedFailureReasonKey);
+}
+
+CFStringRef CFErrorCopyRecoverySuggestion(CFErrorRef err)
+{
+    return CopyInfoText(Check<const Error>(err, __func__), &localizedRecoverySuggestionKey);
 }
 
 }  // extern "C"

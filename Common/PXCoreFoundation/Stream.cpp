@@ -59,6 +59,7 @@ struct __CFWriteStream : px::cf::StreamObject {
     CFIndex capacity = 0;
     CFIndex used = 0;
     px::cf::GrowingBuffer<UInt8> grown;
+    bool appends = false;  // to what the file holds already
 };
 
 namespace px::cf {
@@ -70,6 +71,7 @@ using WriteStream = __CFWriteStream;
 
 constinit __CFString dataWrittenKey{"kCFStreamPropertyDataWritten"};
 constinit __CFString fileCurrentOffsetKey{"kCFStreamPropertyFileCurrentOffset"};
+constinit __CFString appendToFileKey{"kCFStreamPropertyAppendToFile"};
 
 // Longer than any path the system opens.
 constexpr CFIndex kPathCapacity = 8192;
@@ -101,6 +103,11 @@ bool Open(StreamObject* stream, os::OpenMode mode)
         }
     }
     stream->status = kCFStreamStatusOpen;
+    // Writes go to the end by themselves; this is for those who ask for the offset before.
+    os::FileFacts facts;
+    if (mode == os::OpenMode::kAppend && os::Os().factsOfFile(stream->file, &facts) == 0) {
+        (void)os::Os().seekFile(stream->file, facts.size);
+    }
     return true;
 }
 
@@ -133,6 +140,18 @@ CFTypeRef CopyOffset(const StreamObject* stream)
         return nullptr;
     }
     return NewInteger(offset);
+}
+
+bool SetOffset(StreamObject* stream, CFTypeRef value)
+{
+    int64_t offset = 0;
+    if (stream->file == os::kNoFile || CFGetTypeID(value) != CFNumberGetTypeID()) return false;
+    if (!CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &offset)) {
+        return false;
+    }
+    if (offset < 0 || os::Os().seekFile(stream->file, offset) != 0) return false;
+    if (stream->status == kCFStreamStatusAtEnd) stream->status = kCFStreamStatusOpen;
+    return stream->IsOpen();
 }
 
 CFIndex ReadMemory(ReadStream* stream, UInt8* buffer, CFIndex length)
@@ -223,6 +242,7 @@ extern "C" {
 
 constinit const CFStreamPropertyKey kCFStreamPropertyDataWritten = &dataWrittenKey;
 constinit const CFStreamPropertyKey kCFStreamPropertyFileCurrentOffset = &fileCurrentOffsetKey;
+constinit const CFStreamPropertyKey kCFStreamPropertyAppendToFile = &appendToFileKey;
 
 CFTypeID CFReadStreamGetTypeID(void)
 {
@@ -294,7 +314,8 @@ Boolean CFReadStreamOpen(CFReadStreamRef stream)
 Boolean CFWriteStreamOpen(CFWriteStreamRef stream)
 {
     WriteStream* opened = Check<WriteStream>(stream, __func__);
-    return opened && Open(opened, px::os::OpenMode::kCreate);
+    if (!opened) return false;
+    return Open(opened, opened->appends ? px::os::OpenMode::kAppend : px::os::OpenMode::kCreate);
 }
 
 void CFReadStreamClose(CFReadStreamRef stream)
@@ -318,6 +339,23 @@ CFIndex CFReadStreamRead(CFReadStreamRef stream, UInt8* buffer, CFIndex bufferLe
                                        : ReadMemory(source, buffer, bufferLength);
     if (count == 0) source->status = kCFStreamStatusAtEnd;
     return count;
+}
+
+const UInt8* CFReadStreamGetBuffer(CFReadStreamRef stream, CFIndex maxBytesToRead,
+                                   CFIndex* numBytesRead)
+{
+    if (numBytesRead) *numBytesRead = 0;
+    ReadStream* source = Check<ReadStream>(stream, __func__);
+    if (!source || source->path || !source->IsOpen() || maxBytesToRead < 0) return nullptr;
+    const UInt8* bytes = nullptr;
+    CFIndex count = 0;
+    TakeInPlace(stream, maxBytesToRead, &bytes, &count);
+    if (count == 0) {
+        source->status = kCFStreamStatusAtEnd;
+        return nullptr;
+    }
+    if (numBytesRead) *numBytesRead = count;
+    return bytes;
 }
 
 CFIndex CFWriteStreamWrite(CFWriteStreamRef stream, const UInt8* buffer, CFIndex bufferLength)
@@ -399,11 +437,36 @@ CFTypeRef CFWriteStreamCopyProperty(CFWriteStreamRef stream, CFStreamPropertyKey
     const WriteStream* sink = Check<const WriteStream>(stream, __func__);
     if (!sink) return nullptr;
     if (CFEqual(propertyName, &fileCurrentOffsetKey)) return CopyOffset(sink);
+    if (sink->target == Target::kFile && CFEqual(propertyName, &appendToFileKey)) {
+        return sink->appends ? kCFBooleanTrue : kCFBooleanFalse;
+    }
     const bool wasOpened = sink->status != kCFStreamStatusNotOpen;
     if (!wasOpened || sink->target != Target::kGrowing || !CFEqual(propertyName, &dataWrittenKey)) {
         return nullptr;
     }
     return CFDataCreate(nullptr, sink->grown.Elements(), sink->grown.Count());
+}
+
+Boolean CFReadStreamSetProperty(CFReadStreamRef stream, CFStreamPropertyKey propertyName,
+                                CFTypeRef propertyValue)
+{
+    ReadStream* source = Check<ReadStream>(stream, __func__);
+    return source && CFEqual(propertyName, &fileCurrentOffsetKey) &&
+           SetOffset(source, propertyValue);
+}
+
+Boolean CFWriteStreamSetProperty(CFWriteStreamRef stream, CFStreamPropertyKey propertyName,
+                                 CFTypeRef propertyValue)
+{
+    WriteStream* sink = Check<WriteStream>(stream, __func__);
+    if (!sink || sink->target != Target::kFile) return false;
+    if (CFEqual(propertyName, &fileCurrentOffsetKey)) return SetOffset(sink, propertyValue);
+    if (!CFEqual(propertyName, &appendToFileKey) || sink->status != kCFStreamStatusNotOpen ||
+        CFGetTypeID(propertyValue) != CFBooleanGetTypeID()) {
+        return false;
+    }
+    sink->appends = CFBooleanGetValue(static_cast<CFBooleanRef>(propertyValue));
+    return true;
 }
 
 }  // extern "C"

@@ -8,6 +8,8 @@
 #include "String_p.h"
 
 #include <cstring>
+#include <mutex>
+#include <vector>
 
 struct __CFUUID : px::cf::Object {
     static constexpr px::cf::Type kType = px::cf::Type::kUUID;
@@ -50,6 +52,28 @@ CFStringRef DescribeUUID(const Object* object)
 {
     return CFUUIDCreateString(nullptr, AsUUID(object));
 }
+
+// Constants are never destroyed, and no live objects for leak tests.
+class ConstantUUIDs {
+public:
+    CFUUIDRef Find(const CFUUIDBytes& bytes)
+    {
+        const std::lock_guard lock(mutex_);
+        for (const __CFUUID* known : known_) {
+            if (std::memcmp(&known->bytes, &bytes, sizeof(bytes)) == 0) return known;
+        }
+        __CFUUID* made = NewObject<__CFUUID>(0, bytes);
+        if (!made) return nullptr;
+        made->flags |= kImmortal;
+        CountDestroyed(Type::kUUID);
+        known_.push_back(made);
+        return made;
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<const __CFUUID*> known_;
+};
 
 void DestroyUUID(Object* object)
 {
@@ -127,4 +151,25 @@ CFStringRef CFUUIDCreateString(CFAllocatorRef, CFUUIDRef uuid)
 CFUUIDBytes CFUUIDGetUUIDBytes(CFUUIDRef uuid)
 {
     return Check<const __CFUUID>(uuid, __func__) ? uuid->bytes : CFUUIDBytes{};
+}
+
+CFUUIDRef CFUUIDCreateWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte1, UInt8 byte2, UInt8 byte3,
+                                UInt8 byte4, UInt8 byte5, UInt8 byte6, UInt8 byte7, UInt8 byte8,
+                                UInt8 byte9, UInt8 byte10, UInt8 byte11, UInt8 byte12, UInt8 byte13,
+                                UInt8 byte14, UInt8 byte15)
+{
+    return NewObject<__CFUUID>(
+        0, CFUUIDBytes{byte0, byte1, byte2, byte3, byte4, byte5, byte6, byte7, byte8, byte9, byte10,
+                       byte11, byte12, byte13, byte14, byte15});
+}
+
+CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte1, UInt8 byte2,
+                                         UInt8 byte3, UInt8 byte4, UInt8 byte5, UInt8 byte6,
+                                         UInt8 byte7, UInt8 byte8, UInt8 byte9, UInt8 byte10,
+                                         UInt8 byte11, UInt8 byte12, UInt8 byte13, UInt8 byte14,
+                                         UInt8 byte15)
+{
+    static auto* const constants = new ConstantUUIDs;
+    return constants->Find({byte0, byte1, byte2, byte3, byte4, byte5, byte6, byte7, byte8, byte9,
+                            byte10, byte11, byte12, byte13, byte14, byte15});
 }

@@ -33,6 +33,13 @@ CF_EXPORT CFTypeID CFErrorGetTypeID(void);
 // for a null domain or when memory runs out.
 CF_EXPORT CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
                                    CFDictionaryRef userInfo);
+// The same from keys and their values, which are retained; a repeated key counts once, with its
+// first value. NULL for a negative count, and for missing keys or values.
+CF_EXPORT CFErrorRef CFErrorCreateWithUserInfoKeysAndValues(CFAllocatorRef allocator,
+                                                            CFErrorDomain domain, CFIndex code,
+                                                            const void* const* userInfoKeys,
+                                                            const void* const* userInfoValues,
+                                                            CFIndex numUserInfoValues);
 // Borrowed from the error.
 CF_EXPORT CFErrorDomain CFErrorGetDomain(CFErrorRef err);
 CF_EXPORT CFIndex CFErrorGetCode(CFErrorRef err);
@@ -41,6 +48,9 @@ CF_EXPORT CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef err);
 // A sentence for people, owned by the caller: the localised description when there is one, else
 // "<domain> error <code>" with the failure reason or description behind it.
 CF_EXPORT CFStringRef CFErrorCopyDescription(CFErrorRef err);
+// What the user info says of it, owned by the caller; NULL when it says nothing.
+CF_EXPORT CFStringRef CFErrorCopyFailureReason(CFErrorRef err);
+CF_EXPORT CFStringRef CFErrorCopyRecoverySuggestion(CFErrorRef err);
 
 #ifdef __cplusplus
 }

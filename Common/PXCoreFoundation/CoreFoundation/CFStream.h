@@ -36,6 +36,9 @@ typedef struct {
 CF_EXPORT const CFStreamPropertyKey kCFStreamPropertyDataWritten;
 // A CFNumber, the offset in bytes of the next read or write of an open file stream.
 CF_EXPORT const CFStreamPropertyKey kCFStreamPropertyFileCurrentOffset;
+// A CFBoolean, set before a file is opened for writing: true keeps what it holds and writes behind
+// its end.
+CF_EXPORT const CFStreamPropertyKey kCFStreamPropertyAppendToFile;
 
 CF_EXPORT CFTypeID CFReadStreamGetTypeID(void);
 CF_EXPORT CFTypeID CFWriteStreamGetTypeID(void);
@@ -71,6 +74,11 @@ CF_EXPORT void CFWriteStreamClose(CFWriteStreamRef stream);
 // The number of bytes read; 0 at the end, which becomes the status, or for a length of 0; -1 when
 // the stream is not open or fails. A file may give fewer bytes than asked before its end.
 CF_EXPORT CFIndex CFReadStreamRead(CFReadStreamRef stream, UInt8* buffer, CFIndex bufferLength);
+// The next bytes of a memory stream without a copy, at most `maxBytesToRead` (0: all there are),
+// and their number in *numBytesRead. They count as read and live as long as the stream. NULL and 0
+// at the end, which becomes the status, when the stream is not open, and for streams over files.
+CF_EXPORT const UInt8* CFReadStreamGetBuffer(CFReadStreamRef stream, CFIndex maxBytesToRead,
+                                             CFIndex* numBytesRead);
 // The number of bytes taken: all of them but for a fixed buffer, which takes what fits and is at
 // its end when full; -1 when the stream is not open or fails. A failed write may have written part.
 CF_EXPORT CFIndex CFWriteStreamWrite(CFWriteStreamRef stream, const UInt8* buffer,
@@ -93,6 +101,15 @@ CF_EXPORT CFTypeRef CFReadStreamCopyProperty(CFReadStreamRef stream,
                                              CFStreamPropertyKey propertyName);
 CF_EXPORT CFTypeRef CFWriteStreamCopyProperty(CFWriteStreamRef stream,
                                               CFStreamPropertyKey propertyName);
+
+// Sets the offset of an open file stream (a read stream at its end is open again then), or whether
+// a file is to be appended to before it is opened. False for all else: such a property cannot be
+// set now, the value is of another class, the offset negative, or the system refuses it.
+CF_EXPORT Boolean CFReadStreamSetProperty(CFReadStreamRef stream, CFStreamPropertyKey propertyName,
+                                          CFTypeRef propertyValue);
+CF_EXPORT Boolean CFWriteStreamSetProperty(CFWriteStreamRef stream,
+                                           CFStreamPropertyKey propertyName,
+                                           CFTypeRef propertyValue);
 
 #ifdef __cplusplus
 }

@@ -43,6 +43,19 @@ CF_EXPORT CFStringRef CFUUIDCreateString(CFAllocatorRef alloc, CFUUIDRef uuid);
 CF_EXPORT CFUUIDBytes CFUUIDGetUUIDBytes(CFUUIDRef uuid);
 CF_EXPORT CFUUIDRef CFUUIDCreateFromUUIDBytes(CFAllocatorRef alloc, CFUUIDBytes bytes);
 
+// The same from single bytes. The constant one is made once for these bytes, immortal and borrowed.
+CF_EXPORT CFUUIDRef CFUUIDCreateWithBytes(CFAllocatorRef alloc, UInt8 byte0, UInt8 byte1,
+                                          UInt8 byte2, UInt8 byte3, UInt8 byte4, UInt8 byte5,
+                                          UInt8 byte6, UInt8 byte7, UInt8 byte8, UInt8 byte9,
+                                          UInt8 byte10, UInt8 byte11, UInt8 byte12, UInt8 byte13,
+                                          UInt8 byte14, UInt8 byte15);
+CF_EXPORT CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef alloc, UInt8 byte0, UInt8 byte1,
+                                                   UInt8 byte2, UInt8 byte3, UInt8 byte4,
+                                                   UInt8 byte5, UInt8 byte6, UInt8 byte7,
+                                                   UInt8 byte8, UInt8 byte9, UInt8 byte10,
+                                                   UInt8 byte11, UInt8 byte12, UInt8 byte13,
+                                                   UInt8 byte14, UInt8 byte15);
+
 #ifdef __cplusplus
 }
 #endif
