@@ -1,36 +1,16 @@
-// The main bundle: the running program's resource folder, its Info.plist and its string tables.
+// Bundles: the running program's resource folder, the information and string tables of bundles.
 
-#include "CoreFoundation/CFBundle.h"
+#include "Bundle_p.h"
 
-#include "Base/Platform/Platform.h"
 #include "Classes.h"
 #include "CoreFoundation/CFData.h"
 #include "CoreFoundation/CFDictionary.h"
 #include "CoreFoundation/CFPropertyList.h"
 #include "CoreFoundation/CFURL.h"
-#include "GrowingBuffer.h"
+#include "FileData.h"
 #include "Locale_p.h"
 #include "String_p.h"
 #include "URL_p.h"
-
-#include <map>
-#include <mutex>
-#include <string>
-#include <vector>
-
-struct __CFBundle : px::cf::Object {
-    static constexpr px::cf::Type kType = px::cf::Type::kBundle;
-    __CFBundle() : Object(kType, px::cf::kImmortal) {}
-
-    std::string folder;      // of the executable
-    std::string executable;  // path
-    std::string resources;   // folder
-    CFDictionaryRef info = nullptr;
-    std::vector<std::string> languageFolders;  // in the order of the search, the last one plain
-
-    std::mutex tablesMutex;
-    std::map<std::string, CFDictionaryRef> tables;  // by path; null for a table that is not there
-};
 
 namespace px::cf {
 
@@ -42,40 +22,10 @@ constexpr char kDefaultTable[] = "Localizable";
 
 void NeverDestroyed(Object*) {}
 
-bool IsFolder(const std::string& path)
-{
-    os::FileFacts facts;
-    return os::Os().factsOfPath(path.c_str(), &facts) == 0 && facts.isFolder;
-}
-
-bool IsFile(const std::string& path)
-{
-    os::FileFacts facts;
-    return os::Os().factsOfPath(path.c_str(), &facts) == 0 && !facts.isFolder;
-}
-
-CFDataRef ReadFile(const std::string& path)
-{
-    constexpr CFIndex kPiece = 16 << 10;
-    os::File file = os::kNoFile;
-    if (os::Os().openFile(path.c_str(), os::OpenMode::kRead, &file) != 0) return nullptr;
-    GrowingBuffer<UInt8> bytes;
-    size_t got = 0;
-    int error = 0;
-    do {
-        UInt8 piece[kPiece];
-        error = os::Os().readFile(file, piece, sizeof(piece), &got);
-        if (!error) bytes.Append(piece, static_cast<CFIndex>(got));
-    } while (!error && got > 0 && !bytes.HasFailed());
-    os::Os().closeFile(file);
-    if (error || bytes.HasFailed()) return nullptr;
-    return CFDataCreate(nullptr, bytes.Elements(), bytes.Count());
-}
-
 // A dictionary from a property-list file of any readable format; null when there is none.
 CFDictionaryRef ReadDictionary(const std::string& path)
 {
-    const Owned<CFDataRef> bytes(ReadFile(path));
+    const Owned<CFDataRef> bytes(ReadWholeFile(path.c_str()));
     if (!bytes) return nullptr;
     CFPropertyListRef list = CFPropertyListCreateWithData(
         nullptr, bytes.Get(), kCFPropertyListImmutable, nullptr, nullptr);
@@ -99,14 +49,6 @@ std::string FindResources(const __CFBundle& bundle)
         if (IsFolder(candidate)) return candidate;
     }
     return bundle.folder;
-}
-
-std::string TextIn(CFDictionaryRef dictionary, CFStringRef key, const char* otherwise)
-{
-    auto value = static_cast<CFStringRef>(CFDictionaryGetValue(dictionary, key));
-    std::string text;
-    const bool isText = value && CFGetTypeID(value) == CFStringGetTypeID();
-    return isText && PathBytes(value, &text) && !text.empty() ? text : otherwise;
 }
 
 // For each preferred language its exact name, with a hyphen and with an underscore, and then the
@@ -139,19 +81,14 @@ std::vector<std::string> LanguageFolders(const __CFBundle& bundle)
 __CFBundle* MakeMainBundle()
 {
     auto* bundle = new __CFBundle;
+    bundle->isMain = true;
     char path[kMaxPath];
     if (os::Os().executablePath(path, sizeof(path)) == 0) bundle->executable = path;
     const size_t slash = bundle->executable.rfind('/');
     if (slash == std::string::npos) bundle->executable = "./" + bundle->executable;
     bundle->folder = bundle->executable.substr(0, bundle->executable.rfind('/'));
     bundle->resources = FindResources(*bundle);
-    bundle->info = ReadDictionary(bundle->resources + "/Info.plist");
-    if (!bundle->info) {
-        bundle->info =
-            CFDictionaryCreate(nullptr, nullptr, nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                               &kCFTypeDictionaryValueCallBacks);
-    }
-    bundle->languageFolders = LanguageFolders(*bundle);
+    ReadBundle(bundle);
     return bundle;
 }
 
@@ -168,6 +105,39 @@ CFStringRef FindInTable(__CFBundle& bundle, const std::string& path, CFStringRef
     return value && CFGetTypeID(value) == CFStringGetTypeID() ? value : nullptr;
 }
 
+}  // namespace
+
+bool IsFolder(const std::string& path)
+{
+    os::FileFacts facts;
+    return os::Os().factsOfPath(path.c_str(), &facts) == 0 && facts.isFolder;
+}
+
+bool IsFile(const std::string& path)
+{
+    os::FileFacts facts;
+    return os::Os().factsOfPath(path.c_str(), &facts) == 0 && !facts.isFolder;
+}
+
+std::string TextIn(CFDictionaryRef dictionary, CFStringRef key, const char* otherwise)
+{
+    auto value = static_cast<CFStringRef>(CFDictionaryGetValue(dictionary, key));
+    std::string text;
+    const bool isText = value && CFGetTypeID(value) == CFStringGetTypeID();
+    return isText && PathBytes(value, &text) && !text.empty() ? text : otherwise;
+}
+
+void ReadBundle(__CFBundle* bundle)
+{
+    bundle->info = ReadDictionary(bundle->resources + "/Info.plist");
+    if (!bundle->info) {
+        bundle->info =
+            CFDictionaryCreate(nullptr, nullptr, nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                               &kCFTypeDictionaryValueCallBacks);
+    }
+    bundle->languageFolders = LanguageFolders(*bundle);
+}
+
 CFURLRef NewFolderURL(const std::string& path)
 {
     return CFURLCreateFromFileSystemRepresentation(nullptr,
@@ -182,14 +152,11 @@ CFURLRef NewPathURL(const std::string& path)
                                                    static_cast<CFIndex>(path.size()), false);
 }
 
-// Optional text: null and empty read alike.
 bool OptionalText(CFStringRef text, std::string* bytes)
 {
     bytes->clear();
     return !text || (CFGetTypeID(text) == CFStringGetTypeID() && PathBytes(text, bytes));
 }
-
-}  // namespace
 
 const ClassInfo kBundleClass = {"CFBundle", NeverDestroyed, nullptr, nullptr, nullptr, false};
 
@@ -250,7 +217,8 @@ CFURLRef CFBundleCopyBundleURL(CFBundleRef bundle)
 
 CFURLRef CFBundleCopyExecutableURL(CFBundleRef bundle)
 {
-    return Check<__CFBundle>(bundle, __func__) ? NewPathURL(bundle->executable) : nullptr;
+    if (!Check<__CFBundle>(bundle, __func__) || bundle->executable.empty()) return nullptr;
+    return NewPathURL(bundle->executable);
 }
 
 CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef bundle)

@@ -50,6 +50,11 @@ const CFStringRef* const kExportedConstants[] = {
     &kCFNumberFormatterMinFractionDigits,
     &kCFNumberFormatterMaxFractionDigits,
     &kCFNumberFormatterAlwaysShowDecimalSeparator,
+    &kCFURLFileExists,
+    &kCFURLFileDirectoryContents,
+    &kCFURLFileLength,
+    &kCFURLFileLastModificationTime,
+    &kCFURLFilePOSIXMode,
 };
 
 CFStringRef* SlotFor(CFStringRef* slots, size_t capacity, CFStringRef string)

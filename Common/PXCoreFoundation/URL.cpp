@@ -71,37 +71,45 @@ CFURLRef NewCurrentFolder()
     return NewURL(text, nullptr);
 }
 
-// A file URL of a path whose separators are "/". `host` may be empty.
-CFURLRef NewFileURL(std::string path, const std::string& host, bool isDirectory)
+// What a file URL is made of besides its path. The host may be empty; a null base is the current
+// folder.
+struct FilePlace {
+    std::string host;
+    bool isDirectory = false;
+    CFURLRef base = nullptr;
+};
+
+// A file URL of a path whose separators are "/".
+CFURLRef NewFileURL(std::string path, const FilePlace& place)
 {
-    if (isDirectory) {
+    if (place.isDirectory) {
         while (path.size() > 1 && path.back() == '/') path.pop_back();
         if (path.back() != '/') path += '/';
     }
     std::string escaped = EscapePath(path);
-    if (path.front() == '/') return NewURL("file://" + host + escaped, nullptr);
+    if (path.front() == '/') return NewURL("file://" + place.host + escaped, nullptr);
     // A colon in the first segment would read as the end of a scheme.
     const size_t slash = std::min(escaped.find('/'), escaped.size());
     for (size_t colon; (colon = escaped.find(':')) < slash;) escaped.replace(colon, 1, "%3A");
-    const Owned<CFURLRef> base(NewCurrentFolder());
+    const Owned<CFURLRef> base(place.base ? CFURLCopyAbsoluteURL(place.base) : NewCurrentFolder());
     return NewURL(escaped, base.Get());
 }
 
-CFURLRef NewWindowsURL(std::string path, bool isDirectory)
+CFURLRef NewWindowsURL(std::string path, FilePlace place)
 {
     for (char& character : path) {
         if (character == '\\') character = '/';
     }
     const bool hasDrive =
         path.size() >= 2 && path[1] == ':' && ((path[0] | 0x20) >= 'a' && (path[0] | 0x20) <= 'z');
-    if (hasDrive) return NewFileURL("/" + path, "", isDirectory);
+    if (hasDrive) return NewFileURL("/" + path, place);
     if (path.compare(0, 2, "//") == 0) {
         const size_t slash = std::min(path.find('/', 2), path.size());
-        const std::string host = EscapePath(path.substr(2, slash - 2));
+        place.host = EscapePath(path.substr(2, slash - 2));
         const std::string rest = path.substr(slash);
-        return NewFileURL(rest.empty() ? "/" : rest, host, isDirectory);
+        return NewFileURL(rest.empty() ? "/" : rest, place);
     }
-    return NewFileURL(path, "", isDirectory);
+    return NewFileURL(path, place);
 }
 
 // The path where its last component begins and ends, a trailing slash left out.
@@ -175,24 +183,43 @@ CFURLRef CFURLCreateWithString(CFAllocatorRef, CFStringRef URLString, CFURLRef b
     return base ? NewURL(text, base.Get()) : nullptr;
 }
 
-CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef, CFStringRef filePath,
+CFURLRef CFURLCreateWithFileSystemPath(CFAllocatorRef allocator, CFStringRef filePath,
                                        CFURLPathStyle pathStyle, Boolean isDirectory)
 {
-    if (!Check<const String>(filePath, __func__)) return nullptr;
-    std::string path;
-    if (!PathBytes(filePath, &path) || path.empty()) return nullptr;
-    if (pathStyle == kCFURLPOSIXPathStyle) return NewFileURL(path, "", isDirectory);
-    return pathStyle == kCFURLWindowsPathStyle ? NewWindowsURL(path, isDirectory) : nullptr;
+    return CFURLCreateWithFileSystemPathRelativeToBase(allocator, filePath, pathStyle, isDirectory,
+                                                       nullptr);
 }
 
-CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef, const UInt8* buffer,
+CFURLRef CFURLCreateWithFileSystemPathRelativeToBase(CFAllocatorRef, CFStringRef filePath,
+                                                     CFURLPathStyle pathStyle, Boolean isDirectory,
+                                                     CFURLRef baseURL)
+{
+    if (!Check<const String>(filePath, __func__)) return nullptr;
+    if (baseURL && !Check<const __CFURL>(baseURL, __func__)) return nullptr;
+    std::string path;
+    if (!PathBytes(filePath, &path) || path.empty()) return nullptr;
+    const FilePlace place = {"", isDirectory != 0, baseURL};
+    if (pathStyle == kCFURLPOSIXPathStyle) return NewFileURL(path, place);
+    return pathStyle == kCFURLWindowsPathStyle ? NewWindowsURL(path, place) : nullptr;
+}
+
+CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef allocator, const UInt8* buffer,
                                                  CFIndex bufLen, Boolean isDirectory)
 {
+    return CFURLCreateFromFileSystemRepresentationRelativeToBase(allocator, buffer, bufLen,
+                                                                 isDirectory, nullptr);
+}
+
+CFURLRef CFURLCreateFromFileSystemRepresentationRelativeToBase(CFAllocatorRef, const UInt8* buffer,
+                                                               CFIndex bufLen, Boolean isDirectory,
+                                                               CFURLRef baseURL)
+{
+    if (baseURL && !Check<const __CFURL>(baseURL, __func__)) return nullptr;
     if (!buffer || bufLen <= 0 || std::memchr(buffer, 0, static_cast<size_t>(bufLen))) {
         return nullptr;
     }
-    return NewFileURL(std::string(reinterpret_cast<const char*>(buffer), size_t(bufLen)), "",
-                      isDirectory);
+    return NewFileURL(std::string(reinterpret_cast<const char*>(buffer), size_t(bufLen)),
+                      {"", isDirectory != 0, baseURL});
 }
 
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer,

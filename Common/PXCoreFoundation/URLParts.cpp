@@ -22,15 +22,6 @@ bool IsSchemeCharacter(char character, bool isFirst)
            character == '.';
 }
 
-bool EqualsIgnoringCase(std::string_view a, std::string_view b)
-{
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-        if ((a[i] | 0x20) != (b[i] | 0x20)) return false;
-    }
-    return true;
-}
-
 // Removes "." and ".." segments of a merged path.
 std::string RemoveDotSegments(std::string_view path)
 {
@@ -83,6 +74,15 @@ std::string WindowsPath(const URLParts& parts, const std::string& decoded)
 }
 
 }  // namespace
+
+bool EqualsIgnoringCase(std::string_view a, std::string_view b)
+{
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if ((a[i] | 0x20) != (b[i] | 0x20)) return false;
+    }
+    return true;
+}
 
 std::string_view TextOf(CFURLRef url)
 {

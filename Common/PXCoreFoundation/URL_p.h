@@ -48,6 +48,9 @@ std::string EscapePath(std::string_view path);
 // Decodes a path; false when an escape is malformed or stands for a zero byte.
 bool DecodePath(std::string_view escaped, std::string* path);
 
+// Compares ASCII letters in either case.
+bool EqualsIgnoringCase(std::string_view a, std::string_view b);
+
 // The native path of a file URL in the style of this library's path calls; false when it has none.
 bool PathOf(CFURLRef url, bool resolveAgainstBase, CFURLPathStyle style, std::string* path);
 
