@@ -274,8 +274,8 @@ struct Table {
     void* (*reserveBlock)(size_t size);
     // Gives the memory of a part of it back to the system; the part reads as zeros again.
     void (*discardBlock)(void* part, size_t size);
-    // What values need besides: folders and time zones.
-    // Removes an empty folder.
+
+    // What values need besides: folders and time zones. Removes an empty folder.
     int (*removeFolder)(const char* path);
     // The folder with the system's files on time zones, in the binary form of the tz database, one
     // for each zone and named like it (environment TZDIR first). ENOENT on Windows unless TZDIR is
