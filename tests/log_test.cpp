@@ -6,6 +6,7 @@
 #include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Seed.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -91,15 +92,6 @@ TEST(Log, LineCarriesTimeSourceErrorNumberAndEnd)
         EXPECT_TRUE(std::regex_match(recorder.calls[i], std::regex(patterns[i])))
             << recorder.calls[i];
     }
-}
-
-TEST(Log, DropsWhatIsAboveTheLevel)
-{
-    EventLog events;
-    PXLogWithParams(5, nullptr, 0, CFSTR("too fine"));
-    PXLogWithParams(4, nullptr, 0, CFSTR("fine"));
-    PXLogError(CFSTR("Any"), 1, "a", 2);
-    EXPECT_EQ(2U, events.Messages().size());
 }
 
 TEST(Log, LoggersAreCalledInOrderOpenedAndClosed)
@@ -232,6 +224,7 @@ TEST(Log, TakesAnyContent)
 TEST(Log, LevelDecidesAndHasAName)
 {
     EventLog events;
+    PXLogWithParams(5, nullptr, 0, CFSTR("too fine"));
     PXLogSetLevel(2);
     PXLogNoArgs(CFSTR("dropped"));
     PXLogWithParams(2, nullptr, 0, CFSTR("kept"));
@@ -277,33 +270,20 @@ TEST(Log, IgnoresWhatALoggerDoesToTheLog)
 constexpr PXLogStyle kBare = {1, 0, 0, 0, 0, 4};
 constexpr PXLogStyle kUrgent = {1, 0, 0, 0, 0, 1};
 
-class LogFile : public testing::Test {
+class LogFile : public px::test::TempFolder {
 protected:
-    LogFile() : root_(fs::temp_directory_path() / ("px_log_" + std::to_string(Os().processId())))
-    {
-        fs::create_directories(root_);
-    }
     ~LogFile() override
     {
         PXLogRemoveAllLoggers();
         PXLogSetFileLimits(16 << 20, 3);
-        fs::remove_all(root_);
     }
 
-    std::string Path(const char* name = "log.txt") const { return (root_ / name).string(); }
     void Add() const
     {
-        EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(px::URLOf(Path(), false).Get()));
+        EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(px::URLOf(path_, false).Get()));
     }
 
-    static std::string Content(const std::string& path)
-    {
-        std::ostringstream text;
-        text << std::ifstream(path, std::ios::binary).rdbuf();
-        return text.str();
-    }
-
-    fs::path root_;
+    const std::string path_ = Path("log.txt");
 };
 
 TEST_F(LogFile, AppendsWholeLinesAtOnceWhenUrgentAndWhenRemoved)
@@ -311,15 +291,15 @@ TEST_F(LogFile, AppendsWholeLinesAtOnceWhenUrgentAndWhenRemoved)
     Add();
     PXLogWithStyle(&kBare, CFSTR("first"));
     PXLogWithStyle(&kUrgent, CFSTR("urgent \u00E9"));
-    EXPECT_EQ("first\nurgent \xC3\xA9\n", Content(Path()));
+    EXPECT_EQ("first\nurgent \xC3\xA9\n", Content(path_));
     PXLogWithStyle(&kBare, CFSTR("last"));
     PXLogRemoveAllLoggers();
     Add();
-    fs::remove(Path());
+    fs::remove(path_);
     PXLogWithStyle(&kBare, CFSTR("in a new file"));
     PXLogFlush();
-    EXPECT_EQ("in a new file\n", Content(Path()));
-    const PXLogger logger = PXLoggerCreateFile(px::URLOf(Path(), false).Get());
+    EXPECT_EQ("in a new file\n", Content(path_));
+    const PXLogger logger = PXLoggerCreateFile(px::URLOf(path_, false).Get());
     EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXLoggerSetProcs(logger, nullptr, nullptr));
     PXLoggerRelease(logger);
     EXPECT_EQ(nullptr, PXLoggerCreateFile(nullptr));
@@ -330,10 +310,10 @@ TEST_F(LogFile, WritesWaitingLinesByItself)
     Add();
     for (const char* line : {"a", "b"}) {
         PXLogWithStyle(&kBare, CFSTR("%s"), line);
-        while (Content(Path()).find(std::string(line) + "\n") == std::string::npos)
+        while (Content(path_).find(std::string(line) + "\n") == std::string::npos)
             std::this_thread::yield();
     }
-    EXPECT_EQ("a\nb\n", Content(Path()));
+    EXPECT_EQ("a\nb\n", Content(path_));
 }
 
 TEST_F(LogFile, IsWrittenAtExitOnceByEachProcess)
@@ -347,7 +327,7 @@ TEST_F(LogFile, IsWrittenAtExitOnceByEachProcess)
         },
         testing::ExitedWithCode(0), "");
     PXLogRemoveAllLoggers();
-    const std::string content = Content(Path());
+    const std::string content = Content(path_);
     EXPECT_TRUE(content == "child\nparent\n" || content == "parent\nchild\n") << content;
 }
 
@@ -375,7 +355,7 @@ TEST_F(LogFile, RotatesAtTheLimit)
     px::test::FakePlatform fake(px::test::Faulty::kRename, EACCES);
     Add();
     for (int i = 10; i < 60; ++i) PXLogWithStyle(&kUrgent, CFSTR("line number %d"), i);
-    EXPECT_EQ(50U * 15, Content(Path()).size());
+    EXPECT_EQ(50U * 15, Content(path_).size());
     EXPECT_LE(fake.Calls(), 2 * 8);  // not tried again with every line
 }
 
@@ -410,7 +390,7 @@ TEST_F(LogFile, CountsTheLinesOfAFullDisk)
     space = SIZE_MAX;
     PXLogRemoveAllLoggers();
 
-    std::istringstream lines(Content(Path()));
+    std::istringstream lines(Content(path_));
     int next = 0;
     int notices = 0;
     for (std::string line; std::getline(lines, line);) {
@@ -430,12 +410,7 @@ TEST_F(LogFile, CountsTheLinesOfAFullDisk)
 
 TEST_F(LogFile, DefaultFileLiesInTheUsersDataFolder)
 {
-    static std::map<std::string, std::string> variables;
     FakeTable fake;
-    fake->environment = [](const char* name) -> const char* {
-        const auto found = variables.find(name);
-        return found == variables.end() ? nullptr : found->second.c_str();
-    };
     const struct {
         const char* name;
         std::map<std::string, std::string> variables;
@@ -449,7 +424,7 @@ TEST_F(LogFile, DefaultFileLiesInTheUsersDataFolder)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        variables = row.variables;
+        fake.SetEnvironment(row.variables);
         const Owned<CFURLRef> url(PXLogGetLogFilePathCopy());
         EXPECT_EQ(row.folder + "/Quarvo/QuarvoLog.txt", px::PathOf(url));
         EXPECT_EQ(fs::perms::owner_all, fs::status(row.folder + "/Quarvo").permissions());
@@ -458,13 +433,13 @@ TEST_F(LogFile, DefaultFileLiesInTheUsersDataFolder)
         EventLog events;
         EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(nullptr));  // not the first: adds nothing
         fake->makePrivateFolder = [](const char*) { return EACCES; };
-        variables = {{"HOME", Path("refused")}};
+        fake.SetEnvironment({{"HOME", Path("refused")}});
         EXPECT_EQ(nullptr, PXLogGetLogFilePathCopy());
-        variables = {};
+        fake.SetEnvironment({});
         EXPECT_EQ(nullptr, PXLogGetLogFilePathCopy());
         EXPECT_EQ(2, events.Count(1003));
     }
-    variables = rows[0].variables;
+    fake.SetEnvironment(rows[0].variables);
     EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(nullptr));
     PXLogWithStyle(&kUrgent, CFSTR("x"));
     EXPECT_EQ("x\n", Content(rows[0].folder + "/Quarvo/QuarvoLog.txt"));
@@ -511,7 +486,7 @@ TEST_F(LogFile, ThreadsLinesStayWholeAndInOrderForEveryLogger)
         ASSERT_TRUE(thread >= 0 && thread < kThreads);
         EXPECT_EQ(next[static_cast<size_t>(thread)]++, number);
     }
-    EXPECT_EQ(text, Content(Path()));
+    EXPECT_EQ(text, Content(path_));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "support/CF.h"
 #include "support/EventLog.h"
 #include "support/FakePlatform.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -29,17 +30,7 @@ using px::test::Taken;
 using px::test::Text;
 using px::test::Utf8Of;
 
-class Process : public testing::Test {
-protected:
-    Process()
-        : root_(fs::temp_directory_path() / ("px_process_" + std::to_string(Os().processId())))
-    {
-        fs::create_directories(root_);
-    }
-    ~Process() override { fs::remove_all(root_); }
-
-    fs::path root_;
-};
+class Process : public px::test::TempFolder {};
 
 bool Holds(CFSetRef ids, int64_t id)
 {
@@ -226,11 +217,7 @@ TEST_F(Process, TellsWhatItIs)
 TEST_F(Process, KnowsMachineAndSandboxByTheirMarks)
 {
     px::test::FakeSystemFiles fake(root_);
-    static std::map<std::string, std::string> variables;
-    fake->environment = [](const char* name) -> const char* {
-        const auto found = variables.find(name);
-        return found == variables.end() ? nullptr : found->second.c_str();
-    };
+    fake.SetEnvironment({});
     EXPECT_FALSE(PXProcessGetSandboxed());
     EXPECT_EQ(nullptr, PXProcessGetCopyHWMachineModel());
     for (const char* mark : {"/.flatpak-info", "/.dockerenv", "/run/.containerenv"}) {
@@ -238,9 +225,9 @@ TEST_F(Process, KnowsMachineAndSandboxByTheirMarks)
         EXPECT_TRUE(PXProcessGetSandboxed()) << mark;
         fs::remove(root_.string() + mark);
     }
-    variables = {{"SNAP", ""}};
+    fake.SetEnvironment({{"SNAP", ""}});
     EXPECT_FALSE(PXProcessGetSandboxed());
-    variables = {{"SNAP", "/snap/x"}};
+    fake.SetEnvironment({{"SNAP", "/snap/x"}});
     EXPECT_TRUE(PXProcessGetSandboxed());
 
     fake.Write("/proc/device-tree/model", std::string("Board 5\0", 8));

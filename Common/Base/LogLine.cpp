@@ -64,7 +64,7 @@ int32_t LogLineComposer::Ordinal(bool wraps)
 CFRef<CFStringRef> LogLineComposer::Compose(const PXLogStyle& style, const LogMessage& message)
 {
     CFMutableStringRef line = CFStringCreateMutable(nullptr, 0);
-    const auto owned = CFRef<CFStringRef>::Adopt(line);
+    auto owned = CFRef<CFStringRef>::Adopt(line);
     if (!line) return {};
     if (style.threadIndent) AppendBlanks(line, Ordinal(style.wrapIndent != 0));
     if (style.threadTag) AppendThreadTag(line);

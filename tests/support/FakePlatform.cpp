@@ -4,6 +4,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 namespace px::test {
 
@@ -105,6 +106,7 @@ int FakePlatform::Calls() const
 namespace {
 
 std::string systemRoot;
+std::map<std::string, std::string> environment;
 
 std::string Redirected(const char* path)
 {
@@ -115,6 +117,15 @@ std::string Redirected(const char* path)
 }
 
 }  // namespace
+
+void FakeTable::SetEnvironment(std::map<std::string, std::string> variables)
+{
+    environment = std::move(variables);
+    table_.environment = [](const char* name) -> const char* {
+        const auto found = environment.find(name);
+        return found == environment.end() ? nullptr : found->second.c_str();
+    };
+}
 
 FakeSystemFiles::FakeSystemFiles(const std::string& root)
 {

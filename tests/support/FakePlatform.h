@@ -4,6 +4,7 @@
 //
 // While it lives the library calls the fake; one at a time, and not while other threads use files.
 
+#include <map>
 #include <string>
 
 #include "Base/Platform/Platform.h"
@@ -41,6 +42,8 @@ public:
     FakeTable& operator=(const FakeTable&) = delete;
 
     os::Table* operator->() { return &table_; }
+    // From now on the environment holds these variables alone.
+    void SetEnvironment(std::map<std::string, std::string> variables);
 
 protected:
     os::Table table_;
