@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -467,6 +469,8 @@ protected:
 void ProcessThreads::LaunchesWatchesAndKills()
 {
     const std::string quoted = "'" + root_.string() + "'";
+    std::FILE* open = std::fopen("/dev/null", "r");
+    std::signal(SIGPIPE, SIG_IGN);
     const struct {
         const char* name;
         std::string script;
@@ -476,6 +480,8 @@ void ProcessThreads::LaunchesWatchesAndKills()
         {"signal", "kill -TERM $$", -15},
         {"folder", "[ \"$(pwd)\" = " + quoted + " ] && exit 3", 3},
         {"no input", "read line || exit 4", 4},
+        {"no other file", "[ -e /proc/self/fd/" + std::to_string(fileno(open)) + " ] || exit 6", 6},
+        {"no ignored signal", "kill -PIPE $$; exit 1", -13},
     };
     const CFRef<CFURLRef> folder = px::URLOf(root_, true);
     for (const auto& row : rows) {
@@ -488,6 +494,8 @@ void ProcessThreads::LaunchesWatchesAndKills()
         EXPECT_FALSE(Os().isProcessRunning(processId));
         EXPECT_EQ(PXStatus{kPXErrNotFound}, second.Watch(processId));  // and forgotten
     }
+    std::fclose(open);
+    std::signal(SIGPIPE, SIG_DFL);
 
     Report killed;
     Report also;
