@@ -140,7 +140,10 @@ TEST_F(Calendars, UnreadableZoneFilesGiveNoZone)
 {
     {
         FakePlatform platform(Faulty::kRead, EIO);
+        errno = 7;
         EXPECT_FALSE(Named("Europe/Berlin"));
+        EXPECT_FALSE(Named("Nowhere"));
+        EXPECT_EQ(7, errno);
     }
     {
         FakePlatform platform(Faulty::kOpen, EACCES);

@@ -1,5 +1,6 @@
-#include <cstring>
+#include <atomic>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "support/CF.h"
@@ -65,6 +66,25 @@ TEST_F(Characters, BelongToThePredefinedSetsOfTheirCategory)
         EXPECT_EQ(row.sets, SetsOf(row.character)) << std::hex << row.character;
     EXPECT_EQ(nullptr, CFCharacterSetGetPredefined(0));
     EXPECT_EQ(nullptr, CFCharacterSetGetPredefined(16));
+}
+
+TEST_F(Characters, ThreadsFindTheSamePredefinedSets)
+{
+    std::atomic<int> differences{0};
+    std::vector<std::thread> threads;
+    std::atomic<CFCharacterSetRef> first[16] = {};
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (CFIndex set = kCFCharacterSetControl; set <= kCFCharacterSetNewline; ++set) {
+                const CFCharacterSetRef found = CFCharacterSetGetPredefined(set);
+                CFCharacterSetRef expected = nullptr;
+                const bool isFirst = first[set].compare_exchange_strong(expected, found);
+                if (!isFirst && expected != found) ++differences;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(0, differences);
 }
 
 TEST_F(Characters, OwnSetsAgreeWithTheListOfTheirMembers)

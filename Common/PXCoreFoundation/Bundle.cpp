@@ -109,12 +109,14 @@ CFStringRef FindInTable(__CFBundle& bundle, const std::string& path, CFStringRef
 
 bool IsFolder(const std::string& path)
 {
+    const ErrnoKeeper errnoKeeper;
     os::FileFacts facts;
     return os::Os().factsOfPath(path.c_str(), &facts) == 0 && facts.isFolder;
 }
 
 bool IsFile(const std::string& path)
 {
+    const ErrnoKeeper errnoKeeper;
     os::FileFacts facts;
     return os::Os().factsOfPath(path.c_str(), &facts) == 0 && !facts.isFolder;
 }

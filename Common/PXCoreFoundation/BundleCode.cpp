@@ -1,6 +1,7 @@
 // The code of bundles: loading it, and finding functions and variables in it.
 
 #include "Bundle_p.h"
+#include "FileData.h"
 #include "String_p.h"
 #include "URL_p.h"
 
@@ -21,6 +22,7 @@ bool Load(__CFBundle* bundle, os::Module* module)
     *module = 0;
     if (bundle->isMain || FindModule(bundle, module)) return true;
     if (bundle->executable.empty()) return false;
+    const ErrnoKeeper errnoKeeper;
     // Without the lock, because the code that is loaded runs its initialisers meanwhile.
     if (os::Os().openModule(bundle->executable.c_str(), false, module) != 0) return false;
     const std::lock_guard lock(bundle->moduleMutex);

@@ -4,13 +4,13 @@
 #include "GrowingBuffer.h"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace px::cf {
 
 CFDataRef ReadWholeFile(const char* path, int* error)
 {
     constexpr CFIndex kPiece = 64 << 10;
+    const ErrnoKeeper errnoKeeper;
     os::File file = os::kNoFile;
     int failure = os::Os().openFile(path, os::OpenMode::kRead, &file);
     CFDataRef data = nullptr;
@@ -33,6 +33,7 @@ CFDataRef ReadWholeFile(const char* path, int* error)
 
 int ListNames(const std::string& folder, std::vector<std::string>* names)
 {
+    const ErrnoKeeper errnoKeeper;
     const auto collect = [](const char* name, void* context) {
         static_cast<std::vector<std::string>*>(context)->emplace_back(name);
         return true;

@@ -21,7 +21,7 @@ bool Decompose(StringView text, bool isCompatible, Points* points, size_t* count
         int unitCount;
         const char32_t character = CharacterAt(text, at, &unitCount);
         at += unitCount;
-        char32_t* items = points->Reserve(*count + kMostPoints, *count + 1);
+        char32_t* items = points->Reserve(*count + kMostPoints, *count);
         if (!items) return false;
         utf8proc_int32_t mapped[kMostPoints];
         int lastClass = 0;

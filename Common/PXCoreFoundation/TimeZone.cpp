@@ -301,6 +301,7 @@ CFStringRef CFTimeZoneCopyAbbreviation(CFTimeZoneRef tz, CFAbsoluteTime at)
         return NewUTF8String(name.data(), static_cast<CFIndex>(name.size()));
     }
     char name[kMostNameBytes];
+    const ErrnoKeeper errnoKeeper;
     if (os::Os().localZoneAbbreviation(since1970, name, sizeof(name)) != 0)
         std::strcpy(name, "GMT");
     return NewUTF8String(name, static_cast<CFIndex>(std::strlen(name)));
