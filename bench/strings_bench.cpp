@@ -184,6 +184,33 @@ void AppendPieces(benchmark::State& state)
 }
 BENCHMARK(AppendPieces);
 
+void NormalizeMixed(benchmark::State& state, CFStringNormalizationForm form)
+{
+    CFStringRef text = Make(MixedText());
+    for (auto _ : state) {
+        CFMutableStringRef copy = CFStringCreateMutableCopy(nullptr, 0, text);
+        CFStringNormalize(copy, form);
+        CFRelease(copy);
+    }
+    state.SetBytesProcessed(state.iterations() * CFStringGetLength(text) * 2);
+    CFRelease(text);
+}
+BENCHMARK_CAPTURE(NormalizeMixed, composed, kCFStringNormalizationFormC);
+BENCHMARK_CAPTURE(NormalizeMixed, decomposed, kCFStringNormalizationFormD);
+
+void FindAbsentSet(benchmark::State& state)
+{
+    CFStringRef text = Make(MixedText());
+    CFCharacterSetRef control = CFCharacterSetGetPredefined(kCFCharacterSetControl);
+    const CFRange all = CFRangeMake(0, CFStringGetLength(text));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(CFStringFindCharacterFromSet(text, control, all, 0, nullptr));
+    }
+    state.SetBytesProcessed(state.iterations() * all.length * 2);
+    CFRelease(text);
+}
+BENCHMARK(FindAbsentSet);
+
 const int registered = [] {
     px::cf::ForEachStringKernels(
         [](const px::cf::StringKernels& kernels, void*) {
