@@ -146,7 +146,8 @@ CF_EXPORT CFStringRef CFURLCreateStringByAddingPercentEscapes(
     CFStringRef legalURLCharactersToBeEscaped, CFStringEncoding encoding);
 
 // Decodes escapes except those of the characters to leave escaped: NULL leaves all, "" none. NULL
-// for a malformed escape and for bytes that are invalid in the encoding (UTF-8 in the first form).
+// for a malformed escape, for bytes that are invalid in the encoding (UTF-8 in the first form), and
+// for kCFStringEncodingNonLossyASCII, whose own escapes have several forms.
 CF_EXPORT CFStringRef CFURLCreateStringByReplacingPercentEscapes(
     CFAllocatorRef allocator, CFStringRef originalString, CFStringRef charactersToLeaveEscaped);
 CF_EXPORT CFStringRef CFURLCreateStringByReplacingPercentEscapesUsingEncoding(
