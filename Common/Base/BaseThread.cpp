@@ -4,7 +4,6 @@
 #include "Base/Status.h"
 #include "CoreFoundation/CFString.h"
 
-#include <exception>
 #include <new>
 
 namespace {
@@ -54,24 +53,17 @@ void CBaseThread::SetName(const char* utf8) noexcept
     if (text) (void)Os().nameThread(utf8);
 }
 
-void CBaseThread::Call(PXThreadFunction function, void* argument) noexcept
+void CBaseThread::LogThrown(const char* text) noexcept
 {
-    try {
-        function(argument);
-    } catch (const std::exception& thrown) {
-        PXLogWithParams(1, CFSTR("PXThread"), 0, CFSTR("a thread's function threw: %s"),
-                        thrown.what());
-        (void)PX_FAIL(kPXErrBadArgument);
-    } catch (...) {
-        (void)PX_FAIL(kPXErrBadArgument);
-    }
+    PXLogWithParams(1, CFSTR("PXThread"), 0, CFSTR("a thread's function threw: %s"), text);
+    (void)PX_FAIL(kPXErrBadArgument);
 }
 
 void CBaseThread::Main(void* self) noexcept
 {
     const auto thread = PXRef<CBaseThread>::Adopt(static_cast<CBaseThread*>(self));
     SetPriority(kPXThreadPriorityLowest);
-    Call(thread->function_, thread->argument_);
+    CallGuarded([&] { thread->function_(thread->argument_); });
     thread->isRunning_.store(false, std::memory_order_release);
 }
 

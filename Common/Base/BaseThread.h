@@ -5,6 +5,7 @@
 // Every thread begins at the lowest priority. Thread-safe, except that Join is for one caller.
 
 #include <atomic>
+#include <exception>
 
 #include "Base/BaseCore.h"
 #include "Base/PXThread.h"
@@ -25,9 +26,20 @@ public:
 
     // Calls the function and keeps what it throws from ending the process: the text goes to the log
     // with kPXErrBadArgument, for a function that throws breaks its contract.
-    static void Call(PXThreadFunction function, void* argument) noexcept;
+    template <class Function>
+    static void CallGuarded(const Function& function) noexcept
+    {
+        try {
+            function();
+        } catch (const std::exception& thrown) {
+            LogThrown(thrown.what());
+        } catch (...) {
+            LogThrown("something that is no std::exception");
+        }
+    }
 
 private:
+    static void LogThrown(const char* text) noexcept;
     static void Main(void* self) noexcept;
 
     std::atomic<bool> isRunning_{false};

@@ -102,4 +102,32 @@ PX_API PXCondition PXConditionRetain(PXCondition condition) PX_NOEXCEPT;
 PX_API void PXConditionRelease(PXCondition condition) PX_NOEXCEPT;
 PX_API int32_t PXConditionRefCount(PXCondition condition) PX_NOEXCEPT;
 
+/* The process-wide pool. It is made on the first push, grows a worker thread whenever none is free
+ * (there is no upper bound), and retires workers that have been idle for more than 20 seconds,
+ * looked for every 30 seconds while any is idle. All its threads have the lowest priority.
+ *
+ * A process may end at any time, with work in flight: nothing waits and nothing is torn down. While
+ * the pool exists it keeps the library loaded, whatever the host does with its own handle. */
+
+/* Calls `function` with `argument` on some pool thread later; items begin in the order of their
+ * pushes. An item may block, others do not wait for it. A C++ exception that leaves the function is
+ * logged (kPXErrBadArgument) and ends the item only. Returns 0; kPXErrBadArgument without a
+ * function. */
+PX_API int PXThreadPoolPush(PXThreadFunction function, void* argument) PX_NOEXCEPT;
+
+/* Waits until all pushed items have ended, ends every thread of the pool and lets the library be
+ * unloaded; for hosts that do so. The next push makes the pool again. Refused with
+ * kPXErrBadArgument on a thread of the pool, which would wait for itself. */
+PX_API PXStatus PXThreadPoolShutdown(void) PX_NOEXCEPT;
+
+/* Figures of the pool; the sums are those of the process. */
+typedef struct PXThreadPoolStatistics {
+    uint32_t workers;          /* worker threads */
+    uint32_t idle;             /* those that sleep */
+    uint64_t pushed;           /* items */
+    uint64_t completed;        /* items that have ended */
+    double longestWaitSeconds; /* from push to start, to the system's tick (4 to 16 ms) */
+} PXThreadPoolStatistics;
+PX_API PXStatus PXThreadPoolGetStatistics(PXThreadPoolStatistics* outStatistics) PX_NOEXCEPT;
+
 PX_EXTERN_C_END

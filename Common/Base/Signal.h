@@ -17,6 +17,11 @@ class Signal {
 public:
     // Costs a system call only when somebody waits.
     void Set();
+    // The same for callers that hold the waiters' lock; nearly free when nobody waits.
+    void SetUnderLock()
+    {
+        if (waiters_.load(std::memory_order_relaxed) > 0) Set();
+    }
 
     // Leaves the lock, waits for the next Set or `nanos` (negative: without end), and takes the
     // lock again. False when the time is over. Waiters check their predicate in a loop.

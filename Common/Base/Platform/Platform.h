@@ -226,8 +226,8 @@ struct Table {
     void (*wakeWord)(const std::atomic<uint32_t>* word, bool all);
     void (*sleepNanos)(int64_t nanos);
     void (*yieldThread)();
-    // As wallClockMicros, from the last tick of the system (4 ms at most behind), much cheaper.
-    int64_t (*coarseWallMicros)();
+    // As monotonicNanos, but of the last tick of the system: up to 16 ms behind, and much cheaper.
+    int64_t (*coarseNanos)();
 
     // The calling thread. Niceness is relative to that of the process's first thread, from -20
     // (most urgent) to 19; EACCES when the system refuses to raise it. Windows: thread priorities.

@@ -58,11 +58,11 @@ void YieldThread()
     sched_yield();
 }
 
-int64_t CoarseWallMicros()
+int64_t CoarseNanos()
 {
     timespec now = {};
-    clock_gettime(CLOCK_REALTIME_COARSE, &now);
-    return int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return int64_t{now.tv_sec} * kNanosPerSecond + now.tv_nsec;
 }
 
 int SetNiceness(int32_t niceness)

@@ -10,7 +10,7 @@ int WaitOnWord(const std::atomic<uint32_t>* word, uint32_t expected, int64_t tim
 void WakeWord(const std::atomic<uint32_t>* word, bool all);
 void SleepNanos(int64_t nanos);
 void YieldThread();
-int64_t CoarseWallMicros();
+int64_t CoarseNanos();
 int SetNiceness(int32_t niceness);
 int NameThread(const char* name);
 int StackFacts(void** base, size_t* size);
