@@ -2,6 +2,9 @@
 
 #include "Base/BaseCore.h"
 #include "Base/PXLog.h"
+#include "Base/PXThread.h"
+#include "Base/TaskQueue.h"
+#include "Base/Task.h"
 #include "PXAccelerate/PXBlitter.h"
 #include "PXCore/PXColorProfile.h"
 #include "PXCore/PXDictionary.h"
@@ -15,6 +18,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <string>
 #include <type_traits>
 
 namespace {
@@ -30,6 +34,8 @@ static_assert(offsetof(PXImageCreateParams, dataSourceType) == 32);
 static_assert(sizeof(PXLogStyle) == 12 && offsetof(PXLogStyle, level) == 8);
 static_assert(sizeof(PXLoggerProcs) == 3 * sizeof(void*));
 static_assert(sizeof(PXFolderContext) == 2 * sizeof(void*));
+static_assert(sizeof(PXThreadPoolStatistics) == 32 && kPXWaitTimeout == 258);
+static_assert(sizeof(CBaseTaskQueueStatistics) == 48);
 static_assert(kPXColorStandardSRGB == 0x73726762 && kPXColorStandardDisplay == 0x64697370);
 
 static_assert(sizeof(PXOrientation) == 28 && sizeof(PXPreviewScene) == 24);
@@ -135,6 +141,44 @@ TEST(Abi, BlittersKeepTheirSlots)
     EXPECT_EQ(0, std::memcmp(&rois[0], &rois[2], 2 * sizeof(PXRect)));
     EXPECT_EQ(6, rois[0].x);
     PXBlitterRelease(blitter);
+}
+
+// Tells which of its virtual functions was called.
+class SlotTask final : public CBaseTask {
+public:
+    char called = 0;
+
+private:
+    void Run() override { called = 'R'; }
+    void SetStop(bool) noexcept override { called = 'S'; }
+    void TaskComplete() override { called = 'T'; }
+    int Compare(CBaseTask*) override { return called = 'C'; }
+};
+
+class SlotQueue final : public CBaseTaskQueue {
+public:
+    char called = 0;
+
+private:
+    void PreprocessTask(CBaseTask*) override { called = 'b'; }
+    void PostprocessTask(CBaseTask*) override { called = 'a'; }
+    int ScheduleTask(CBaseTask*) override { return called = 's'; }
+};
+
+TEST(Abi, TasksAndQueuesKeepTheirSlots)
+{
+    SlotTask task;
+    std::string called;
+    for (size_t slot = 4; slot < 8; ++slot) {
+        CallSlot<void>(&task, slot);
+        called += task.called;
+    }
+    SlotQueue queue;
+    for (size_t slot = 4; slot < 7; ++slot) {
+        CallSlot<void>(&queue, slot);
+        called += queue.called;
+    }
+    EXPECT_EQ("RSTCbas", called);
 }
 
 }  // namespace

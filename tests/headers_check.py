@@ -12,7 +12,8 @@ flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only",
          f"-I{common}", f"-I{common / 'PXCoreFoundation'}"]
 
 flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
-classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Signal")]
+classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Signal",
+                                               "Task", "TaskQueue")]
 classes += [common / f"PXCore/{name}.h"
             for name in ("PXDictionary", "PXString", "PXVariant", "PXVariantPointerContainer")]
 flat += sorted(path for folder in ("PXCore", "Base", "PXAccelerate", "Image")

@@ -15,7 +15,7 @@ LAYERS = [
     ("Base/Platform/", 0),
     ("PXCoreFoundation/", 1),
     ("CoreFoundation/", 1),
-    ("Base/Stream", 4), ("Base/TaskQueue", 4), ("Base/ThreadPool", 4), ("Base/HTTP", 4),
+    ("Base/Stream", 4), ("Base/Task", 4), ("Base/ThreadPool", 4), ("Base/HTTP", 4),
     ("Base/Server", 4), ("Base/", 2),
     ("PXAccelerate/", 4),
     ("Image/", 5),

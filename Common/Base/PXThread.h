@@ -106,8 +106,9 @@ PX_API int32_t PXConditionRefCount(PXCondition condition) PX_NOEXCEPT;
  * (there is no upper bound), and retires workers that have been idle for more than 20 seconds,
  * looked for every 30 seconds while any is idle. All its threads have the lowest priority.
  *
- * A process may end at any time, with work in flight: nothing waits and nothing is torn down. While
- * the pool exists it keeps the library loaded, whatever the host does with its own handle. */
+ * A process may end at any time, with work in flight: nothing waits and nothing is torn down. The
+ * library stays loaded once it was, so that closing a handle of it does not pull it from under the
+ * pool's threads; but functions of the host's that are pushed must stay, too. */
 
 /* Calls `function` with `argument` on some pool thread later; items begin in the order of their
  * pushes. An item may block, others do not wait for it. A C++ exception that leaves the function is
@@ -115,8 +116,8 @@ PX_API int32_t PXConditionRefCount(PXCondition condition) PX_NOEXCEPT;
  * function. */
 PX_API int PXThreadPoolPush(PXThreadFunction function, void* argument) PX_NOEXCEPT;
 
-/* Waits until all pushed items have ended, ends every thread of the pool and lets the library be
- * unloaded; for hosts that do so. The next push makes the pool again. Refused with
+/* Waits until all pushed items have ended and ends every thread of the pool; for hosts that unload
+ * what their items call. The next push makes the pool again. Refused with
  * kPXErrBadArgument on a thread of the pool, which would wait for itself. */
 PX_API PXStatus PXThreadPoolShutdown(void) PX_NOEXCEPT;
 

@@ -85,12 +85,6 @@ void CBaseThreadPool::Start()
         return;
     }
     StartService(&reaper_, ReaperMain);
-    // Nothing of the library may be unloaded under the pool's threads.
-    char path[4096];
-    if (Os().modulePath(&replacement, path, sizeof(path)) != 0 ||
-        Os().openModule(path, true, &ownModule_) != 0) {
-        ownModule_ = {};
-    }
 }
 
 bool CBaseThreadPool::StartService(PXRef<CBaseThread>* thread, PXThreadFunction function)
@@ -142,8 +136,6 @@ void CBaseThreadPool::EndThreads()
     }
     Join(std::move(ended));
     searching_.store(0);
-    if (ownModule_ != px::os::Module{}) (void)Os().closeModule(ownModule_);
-    ownModule_ = {};
 }
 
 void CBaseThreadPool::Join(std::vector<std::unique_ptr<Worker>> ended)

@@ -109,7 +109,6 @@ private:
     px::WordLock poolLock_{px::LockRank::kPool};
     PXRef<CBaseThread> dispatcher_ PX_GUARDED_BY(poolLock_);
     PXRef<CBaseThread> reaper_ PX_GUARDED_BY(poolLock_);
-    px::os::Module ownModule_ PX_GUARDED_BY(poolLock_) = {};
 
     // Every worker is in workers_; the idle ones, those that rest, also in idle_, the one that has
     // rested shortest first: the others get their chance to be retired.

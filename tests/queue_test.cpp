@@ -1,0 +1,547 @@
+// Tasks and task queues on the thread pool.
+
+#include "Base/LockOrder.h"
+#include "Base/PXThread.h"
+#include "Base/Task.h"
+#include "Base/TaskOrder.h"
+#include "Base/TaskQueue.h"
+#include "Base/TaskScheduler.h"
+#include "support/CF.h"
+#include "support/EventLog.h"
+#include "support/Gate.h"
+#include "support/Seed.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <mutex>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+// Reaches what no caller may.
+struct TaskQueuePeer {
+    static void SetNumbersUsed(CBaseTaskQueue& queue, uint64_t used)
+    {
+        queue.scheduler_->SetNumbersUsed(used);
+    }
+};
+
+namespace {
+
+using px::test::Add;
+using px::test::EventLog;
+using px::test::Gate;
+using px::test::Text;
+using px::test::Utf8Of;
+using px::test::WaitFor;
+
+// What happened, in order.
+class Story {
+public:
+    void Tell(const std::string& what)
+    {
+        const std::lock_guard lock(mutex_);
+        text_ += what + " ";
+    }
+    std::string Text() const
+    {
+        const std::lock_guard lock(mutex_);
+        return text_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::string text_;
+};
+
+class TestTask : public CBaseTask {
+public:
+    explicit TestTask(std::function<void(TestTask&)> work) : work_(std::move(work)) {}
+    void Run() override { work_(*this); }
+    void TaskComplete() override
+    {
+        if (completed) Add(*completed);
+    }
+
+    std::atomic<int>* completed = nullptr;
+
+private:
+    std::function<void(TestTask&)> work_;
+};
+
+class TestQueue : public CBaseTaskQueue {
+public:
+    using CBaseTaskQueue::DumpQueuedTasks;
+    using CBaseTaskQueue::WaitForRunningTasksToComplete;
+
+    void PreprocessTask(CBaseTask*) override { ++preprocessed; }
+    void PostprocessTask(CBaseTask*) override { ++postprocessed; }
+
+    std::atomic<int> preprocessed{0}, postprocessed{0};
+};
+
+class Queues : public testing::Test {
+protected:
+    Queues()
+    {
+        px::LockOrder::SetHandler([](px::LockRank held, px::LockRank taken) {
+            ADD_FAILURE() << NameOf(taken) << " taken under " << NameOf(held);
+        });
+    }
+    ~Queues() override
+    {
+        gate_.Open();
+        queue_ = {};
+        PXThreadPoolShutdown();
+        px::LockOrder::SetHandler(nullptr);
+    }
+
+    void Begin(int queueLimit, int threads, int gpus = 0)
+    {
+        queue_ = PXRef<TestQueue>::Adopt(new TestQueue);
+        ASSERT_EQ(0, queue_->InitializeWithGPUTasks(CFSTR("q"), queueLimit, threads, gpus));
+    }
+
+    PXRef<TestTask> Make(std::function<void(TestTask&)> work, uint32_t priority = 0,
+                         bool canRunOnGPU = false)
+    {
+        auto task = PXRef<TestTask>::Adopt(new TestTask(std::move(work)));
+        task->SetPriority(priority);
+        task->SetCanRunOnGPU(canRunOnGPU);
+        task->completed = &completed_;
+        return task;
+    }
+    PXRef<TestTask> Push(std::function<void(TestTask&)> work, uint32_t priority = 0,
+                         bool canRunOnGPU = false)
+    {
+        auto task = Make(std::move(work), priority, canRunOnGPU);
+        EXPECT_EQ(0, queue_->Push(task.Get()));
+        return task;
+    }
+    // A task that stays until the gate opens; returns when it runs.
+    PXRef<TestTask> PushBlocker(bool canRunOnGPU = false)
+    {
+        const int before = started_;
+        auto task = Push(
+            [this](TestTask&) {
+                Add(started_);
+                gate_.Wait();
+            },
+            0, canRunOnGPU);
+        WaitFor(started_, before + 1);
+        return task;
+    }
+    PXRef<TestTask> PushNamed(const std::string& name, uint32_t priority = 0)
+    {
+        return Push([this, name](TestTask&) { story_.Tell(name); }, priority);
+    }
+    void WaitUntilTaken(CFIndex queued)
+    {
+        while (queue_->GetStatistics().queued != static_cast<uint32_t>(queued)) {
+            std::this_thread::yield();
+        }
+    }
+
+    PXRef<TestQueue> queue_;
+    Gate gate_;
+    Story story_;
+    std::atomic<int> started_{0}, completed_{0};
+};
+
+TEST(Task, BeginsAndResetsToItsInitialState)
+{
+    TestTask task([](TestTask&) {});
+    const auto facts = [&] {
+        return Utf8Of(task.GetKey()) + " " + std::to_string(task.GetID()) + " " +
+               std::to_string(task.GetSubmitTime()) + " " + std::to_string(task.GetPriority()) +
+               " " + std::to_string(task.GetStop()) + std::to_string(task.GetCanRunOnGPU()) + " " +
+               std::to_string(task.GetGPUIndex()) + " " + Utf8Of(task.GetDisplayName());
+    };
+    const std::string initial = "<null> -1 0.000000 0 00 -1 <null>";
+    EXPECT_EQ(initial, facts());
+    task.SetKey(CFSTR("key"));
+    task.SetID(4);
+    task.SetSubmitTime(2.5);
+    task.SetPriority(9);
+    task.SetStop(true);
+    task.SetCanRunOnGPU(true);
+    task.SetGPUIndex(3);
+    task.SetDisplayName(CFSTR("name"));
+    EXPECT_EQ("key 4 2.500000 9 11 3 name", facts());
+    task.Reset();
+    EXPECT_EQ(initial, facts());
+}
+
+TEST(Task, ComparesByPriorityThenTime)
+{
+    const struct {
+        const char* name;
+        uint32_t priority, otherPriority;
+        double time, otherTime;
+        int want;
+    } rows[] = {
+        {"lower", 1, 2, 0, 5, 1}, {"higher", 0xFFFFFFFF, 0, 9, 5, -1}, {"earlier", 3, 3, 1, 2, -1},
+        {"later", 3, 3, 2, 1, 1}, {"the same", 3, 3, 1, 1, 0},
+    };
+    TestTask task([](TestTask&) {}), other([](TestTask&) {});
+    EXPECT_EQ(0, task.Compare(nullptr));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        task.SetPriority(row.priority);
+        task.SetSubmitTime(row.time);
+        other.SetPriority(row.otherPriority);
+        other.SetSubmitTime(row.otherTime);
+        EXPECT_EQ(row.want, task.Compare(&other));
+    }
+}
+
+TEST(Task, OrderSurvivesTheEndOfItsNumbers)
+{
+    px::TaskOrder order(UINT32_MAX - 3);
+    std::vector<PXRef<TestTask>> tasks;
+    for (uint32_t i = 0; i < 8; ++i) {
+        tasks.push_back(PXRef<TestTask>::Adopt(new TestTask([](TestTask&) {})));
+        tasks.back()->SetPriority(i % 2);
+        order.Insert(tasks.back().Get(), i % 3 == 0);
+    }
+    for (size_t i : {1U, 3U, 5U, 7U, 0U, 2U, 4U, 6U}) EXPECT_EQ(tasks[i].Get(), order.TakeFirst());
+    EXPECT_EQ(nullptr, order.TakeFirst());
+}
+
+TEST_F(Queues, RefuseLimitsThatCannotBe)
+{
+    const struct {
+        const char* name;
+        int queueLimit, threads, gpus;
+        bool isGood;
+    } rows[] = {
+        {"no slots: inline", 0, 0, 0, true},
+        {"most GPUs", 0, 1, 32, true},
+        {"too many GPUs", 0, 1, 33, false},
+        {"negative GPUs", 0, 1, -1, false},
+        {"negative threads", 0, -1, 4, false},
+        {"negative limit", -1, 1, 0, false},
+        {"all there is", INT32_MAX, INT32_MAX, 32, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EventLog events;
+        CBaseTaskQueue queue;
+        EXPECT_EQ(0, queue.Push(Make([](TestTask&) { FAIL(); }).Get())) << "not accepting yet";
+        const int want = row.isGood ? 0 : static_cast<int>(kPXErrBadArgument);
+        EXPECT_EQ(want,
+                  queue.InitializeWithGPUTasks(CFSTR("q"), row.queueLimit, row.threads, row.gpus));
+        EXPECT_EQ(static_cast<int>(kPXErrBadArgument), queue.Initialize(CFSTR("q"), 0, -1))
+            << "again";
+        EXPECT_EQ(row.isGood ? 1 : 2, events.Count(kPXErrBadArgument));
+    }
+}
+
+TEST_F(Queues, ThreadsRunInlineWithLessThanTwoSlots)
+{
+    for (const auto& [threads, gpus] : {std::pair{1, 0}, {0, 0}, {0, 1}}) {
+        Begin(0, threads, gpus);
+        completed_ = 0;
+        std::thread::id first, second;
+        Gate gate;
+        const auto a = Push([&](TestTask& task) {
+            gate.Wait();
+            EXPECT_EQ(-1, task.GetGPUIndex());
+            first = std::this_thread::get_id();
+        });
+        const auto b = Push([&](TestTask&) { second = std::this_thread::get_id(); });
+        PushNamed("low");
+        PushNamed("high", 5);
+        gate.Open();
+        queue_->WaitForRunningTasksToComplete();
+        EXPECT_EQ(first, second) << "on the scheduler's thread";
+        EXPECT_EQ(4, queue_->preprocessed);
+        EXPECT_EQ(4, queue_->postprocessed);
+        EXPECT_EQ(4, completed_);
+        EXPECT_EQ(1, a->RetainCount());
+    }
+    EXPECT_EQ("high low high low high low ", story_.Text());
+}
+
+TEST_F(Queues, ThreadsGetGPUSlotsFirst)
+{
+    Begin(0, 2, 2);
+    std::vector<PXRef<TestTask>> blockers;
+    for (int i = 0; i < 4; ++i) blockers.push_back(PushBlocker(true));
+    const auto parked = PushNamed("parked");
+    WaitUntilTaken(0);
+    const auto waiting = PushNamed("waiting", 7);
+    WaitUntilTaken(1);
+    EXPECT_EQ(0, blockers[0]->GetGPUIndex());
+    EXPECT_EQ(1, blockers[1]->GetGPUIndex());
+    EXPECT_EQ(-1, blockers[2]->GetGPUIndex());
+    EXPECT_EQ(-1, blockers[3]->GetGPUIndex());
+    const CBaseTaskQueueStatistics now = queue_->GetStatistics();
+    EXPECT_EQ(5U, now.running) << "the one that waits for a slot counts";
+    EXPECT_EQ(6, queue_->TaskCount());
+    const px::test::Owned<CFArrayRef> queued(queue_->GetQueuedTasksCopy());
+    EXPECT_EQ(static_cast<CBaseTask*>(waiting.Get()), CFArrayGetValueAtIndex(queued, 0));
+    EXPECT_EQ(0, now.freeCPUSlots);
+    EXPECT_EQ(0U, now.freeGPUSlots);
+    gate_.Open();
+    queue_->WaitForRunningTasksToComplete();
+    EXPECT_EQ(0, queue_->preprocessed) << "only inline";
+    EXPECT_EQ(6, queue_->postprocessed);
+    EXPECT_EQ(3U, queue_->GetStatistics().freeGPUSlots);
+}
+
+TEST_F(Queues, ThreadsThatPushWaitForRoom)
+{
+    Begin(2, 1);
+    PushBlocker();
+    std::atomic<int> pushed{0};
+    for (const char* name : {"1", "2", "3"}) {
+        PushNamed(name);
+        ++pushed;
+    }
+    std::thread pusher([&] {
+        PushNamed("4");
+        ++pushed;
+    });
+    // The fourth waits until the scheduler takes one, which it does when the blocker has ended.
+    while (queue_->TaskCount() != 4) std::this_thread::yield();
+    EXPECT_EQ(3, pushed);
+    gate_.Open();
+    pusher.join();
+    queue_->WaitForRunningTasksToComplete();
+    EXPECT_EQ("1 2 3 4 ", story_.Text());
+}
+
+TEST_F(Queues, ThreadsStopAfterAllTasksHaveRunStopped)
+{
+    Begin(1, 2);
+    const auto tell = [this](TestTask& task) { story_.Tell(task.GetStop() ? "stopped" : "free"); };
+    const auto running = PushBlocker();
+    PushBlocker();
+    Push(tell);
+    WaitUntilTaken(0);
+    Push(tell);
+    Push(tell);
+    std::thread pusher([&] { Push(tell); });  // waits for room
+    std::thread stopper([&] {
+        queue_->Stop();
+        story_.Tell("end");
+    });
+    while (!running->GetStop()) std::this_thread::yield();
+    const auto ignored = PushNamed("ignored");
+    EXPECT_EQ(1, ignored->RetainCount());
+    gate_.Open();
+    stopper.join();
+    pusher.join();
+    queue_->Stop();  // not accepting: nothing happens
+    // The pusher came before or after the stop; its task ran, or was ignored.
+    const std::string story = story_.Text();
+    EXPECT_EQ(0U, story.find("stopped stopped stopped ")) << story;
+    EXPECT_EQ(0, queue_->TaskCount());
+    queue_->Start();
+    PushNamed("again");
+    queue_->WaitForRunningTasksToComplete();
+    EXPECT_EQ("again ", story_.Text().substr(story_.Text().size() - 6));
+}
+
+TEST_F(Queues, ThreadsSeeRemovedTasksNeverRun)
+{
+    Begin(0, 1);
+    const auto blocker = PushBlocker();
+    EXPECT_EQ("q-0", Utf8Of(blocker->GetKey()));
+    const auto first = PushNamed("first");
+    const auto second = PushNamed("second", 3);
+    queue_->RemoveQueuedTask(CFSTR("q-7"));
+    queue_->RemoveQueuedTask(CFSTR("q-0"));  // runs
+    queue_->RemoveQueuedTask(nullptr);
+    EXPECT_EQ(3, queue_->TaskCount());
+    second->SetKey(CFSTR("own name"));
+    queue_->RemoveQueuedTask(CFSTR("own name"));
+    EXPECT_EQ(2, queue_->TaskCount());
+    EXPECT_EQ(1, second->RetainCount());
+    queue_->RemoveQueuedTasksOnly();
+    EXPECT_EQ(1, queue_->TaskCount());
+    std::thread remover([&] {
+        queue_->RemoveQueuedTasks();
+        story_.Tell(completed_ == 1 ? "waited" : "did not wait");
+    });
+    gate_.Open();
+    remover.join();
+    EXPECT_EQ("waited ", story_.Text());
+    EXPECT_EQ(2U, queue_->GetStatistics().removed);
+}
+
+TEST_F(Queues, GiveFreshKeysAndNumbersThatComeRound)
+{
+    Begin(0, 1);
+    const auto blocker = PushBlocker();
+    const auto task = Make([](TestTask&) {});
+    queue_->AssignTaskID(task.Get());
+    EXPECT_EQ("q-1", Utf8Of(task->GetKey()));
+    queue_->SetQueueID(CFSTR("other"));
+    queue_->Push(task.Get());
+    EXPECT_EQ("other-2", Utf8Of(task->GetKey()));
+    EXPECT_EQ(2, task->GetID());
+    EXPECT_GT(task->GetSubmitTime(), blocker->GetSubmitTime());
+    TaskQueuePeer::SetNumbersUsed(*queue_, (uint64_t{1} << 31) + 0);
+    const auto negative = PushNamed("");
+    EXPECT_EQ("other--2147483648", Utf8Of(negative->GetKey()));
+    queue_->RemoveQueuedTask(CFSTR("other--2147483648"));
+    EXPECT_EQ(2, queue_->TaskCount());
+    TaskQueuePeer::SetNumbersUsed(*queue_, (uint64_t{1} << 32) + 2);
+    const auto same = PushNamed("");
+    EXPECT_EQ(2, queue_->TaskCount()) << "a queued task has the key";
+    EXPECT_EQ(1, same->RetainCount());
+    gate_.Open();
+}
+
+TEST_F(Queues, ShowQueuedTasksInOrder)
+{
+    Begin(0, 1);
+    PushBlocker();
+    PushNamed("", 2);
+    PushNamed("", 70)->SetDisplayName(CFSTR("Render"));
+    testing::internal::CaptureStderr();
+    queue_->DumpQueuedTasks();
+    EXPECT_EQ(
+        "DumpQueuedTasks - Start\nId: q-2, Priority: 70 Name:Render\n"
+        "Id: q-1, Priority: 2\nDumpQueuedTasks - End\n",
+        testing::internal::GetCapturedStderr());
+}
+
+TEST_F(Queues, ThreadsNameATaskThatWaitsForItsOwnQueue)
+{
+    EventLog events;
+    Begin(1, 1);
+    Push([this](TestTask&) {
+        queue_->RemoveQueuedTasks();
+        for (int i = 0; i < 3; ++i) PushNamed(std::to_string(i));  // the third needs room
+        queue_->Stop();
+    });
+    while (completed_ != 4) std::this_thread::yield();
+    queue_->WaitForRunningTasksToComplete();
+    EXPECT_EQ("0 1 2 ", story_.Text());
+    EXPECT_EQ(3, events.Count(kPXErrBadArgument));
+    const std::vector<std::string> lines = events.Messages();
+    EXPECT_EQ("Deadlock: task q-0 waits for its own queue", lines.at(0));
+    EXPECT_EQ("Deadlock: task q-0 waits for room in its own queue", lines.at(2));
+
+    // Two slots: only when both tasks wait for room is nobody left to make it.
+    Begin(1, 2);
+    for (int i = 0; i < 2; ++i) {
+        Push([this](TestTask&) {
+            Add(started_);
+            WaitFor(started_, 2);
+            for (int push = 0; push < 3; ++push) PushNamed("x");
+        });
+    }
+    queue_->WaitForRunningTasksToComplete();
+    EXPECT_EQ(8U, queue_->GetStatistics().completed);
+}
+
+TEST_F(Queues, ThreadsMayGiveBackTheirQueueInATask)
+{
+    EventLog events;
+    Begin(0, 2);
+    TestQueue* queue = queue_.Get();
+    Gate gate;
+    Push([&, queue](TestTask&) {
+        gate.Wait();
+        queue->Release();
+    });
+    PushNamed("other");
+    queue_.Detach();
+    gate.Open();
+    PXThreadPoolShutdown();  // the queue is destroyed on a pool thread
+    EXPECT_EQ(1, events.Count(kPXErrBadArgument));
+    EXPECT_EQ(2, completed_);
+}
+
+TEST_F(Queues, ThreadsSurviveWhatTasksThrow)
+{
+    EventLog events;
+    Begin(0, 2);
+    Push([](TestTask&) { throw std::runtime_error("no ink"); });
+    Push([](TestTask&) { throw 5; });
+    queue_->WaitForRunningTasksToComplete();
+    EXPECT_EQ(2, events.Count(kPXErrBadArgument));
+    EXPECT_EQ(2, completed_) << "their completion is told all the same";
+    EXPECT_EQ(2, queue_->GetStatistics().freeCPUSlots);
+}
+
+// A queue that looks at each task when it has its slot, which the scheduler must wait for.
+class LookingQueue final : public CBaseTaskQueue {
+public:
+    std::vector<int> slots;
+
+private:
+    int ScheduleTask(CBaseTask* task) override
+    {
+        const int status = CBaseTaskQueue::ScheduleTask(task);
+        slots.push_back(task->GetGPUIndex());
+        return status;
+    }
+};
+
+TEST_F(Queues, ThreadsWaitInAScheduleTaskOfTheirOwn)
+{
+    auto queue = PXRef<LookingQueue>::Adopt(new LookingQueue);
+    ASSERT_EQ(0, queue->InitializeWithGPUTasks(CFSTR("q"), 0, 1, 1));
+    std::vector<PXRef<TestTask>> tasks;
+    for (int i = 0; i < 50; ++i) {
+        tasks.push_back(Make([](TestTask& task) { EXPECT_EQ(0, task.GetGPUIndex()); }, 0, i != 0));
+        if (i == 0) tasks[0] = Make([this](TestTask&) { gate_.Wait(); });
+        queue->Push(tasks.back().Get());
+    }
+    while (queue->GetStatistics().completed < 49) std::this_thread::yield();
+    gate_.Open();
+    queue->Stop();
+    EXPECT_EQ(50U, queue->slots.size());
+    EXPECT_EQ(-1, queue->slots.at(0));
+}
+
+// Many threads push, remove and stop at once; every accepted task runs once or is removed.
+TEST_F(Queues, ThreadsNeitherLoseNorRepeatTasks)
+{
+    constexpr int kThreads = 3, kTasks = 2'000;
+    const uint64_t seed = px::test::Seed(5);
+    for (const auto& [threads, gpus] : {std::pair{1, 0}, {2, 0}, {1, 2}}) {
+        Begin(20, threads, gpus);
+        std::atomic<int> ran{0}, most{0}, now{0};
+        std::vector<std::thread> pushers;
+        for (int thread = 0; thread < kThreads; ++thread) {
+            pushers.emplace_back([&, thread] {
+                std::mt19937_64 random(seed + static_cast<uint64_t>(thread));
+                for (int i = 0; i < kTasks; ++i) {
+                    const auto task = Push(
+                        [&](TestTask&) {
+                            const int at = ++now;
+                            for (int top = most;
+                                 at > top && !most.compare_exchange_weak(top, at);) {
+                            }
+                            ++ran;
+                            --now;
+                        },
+                        static_cast<uint32_t>(random() % 4), random() % 2 == 0);
+                    if (random() % 8 == 0) queue_->RemoveQueuedTask(task->GetKey());
+                    if (random() % 500 == 0) queue_->SignalAllTasksStop();
+                    if (random() % 900 == 0) queue_->Start();
+                }
+            });
+        }
+        for (std::thread& pusher : pushers) pusher.join();
+        queue_->Stop();
+        const CBaseTaskQueueStatistics end = queue_->GetStatistics();
+        EXPECT_EQ(static_cast<uint64_t>(kThreads) * kTasks, end.pushed);
+        EXPECT_EQ(end.pushed, end.completed + end.removed);
+        EXPECT_EQ(end.completed, static_cast<uint64_t>(ran.load()));
+        EXPECT_LE(most, std::max(1, threads + gpus));
+        EXPECT_EQ(threads, end.freeCPUSlots);
+        EXPECT_EQ((1U << gpus) - 1, end.freeGPUSlots);
+    }
+}
+
+}  // namespace
