@@ -111,8 +111,8 @@ TEST_F(ValueLists, GiveIntsOnlyWhenExact)
 
 template <class Record>
 void CheckRecord(CFMutableDictionaryRef dictionary, const Record& record,
-                 void (*set)(CFMutableDictionaryRef, CFTypeRef, Record) noexcept,
-                 Record (*get)(CFDictionaryRef, CFTypeRef) noexcept)
+                 void (*set)(CFMutableDictionaryRef, CFStringRef, Record) noexcept,
+                 Record (*get)(CFDictionaryRef, CFStringRef) noexcept)
 {
     SCOPED_TRACE(sizeof(Record));
     const Record zero = {};
@@ -200,7 +200,7 @@ TEST_F(ValueLists, HandleContainers)
     const auto inner = DictionaryOf({{kKey, five}});
     PXUtilsCFDictionarySetCFDictionary(dictionary_, kKey, inner);
     EXPECT_EQ(inner.Get(), PXUtilsCFDictionaryGetCFDictionary(dictionary_, kKey));
-    EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetCFDictionary(dictionary_, five));
+    EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetCFDictionary(inner, kKey));
     const Owned<CFMutableArrayRef> keys(PXUtilsCFDictionaryGetKeysCopy(dictionary_));
     EXPECT_TRUE(CFEqual(ArrayOf({five, kKey}), keys));
     PXUtilsCFArrayAppendValueUInt32(keys, 0x80000000);

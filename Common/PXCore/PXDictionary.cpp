@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kEventSource[] = "PXString";
 
-CFTypeRef Find(CFDictionaryRef dictionary, CFTypeRef key)
+CFTypeRef Find(CFDictionaryRef dictionary, CFStringRef key)
 {
     PX_REQUIRE_OR(key, nullptr);
     return CFDictionaryGetValue(dictionary, key);
@@ -208,7 +208,7 @@ void PXDictionary::setBooleanValue(CFStringRef key, bool value) noexcept
     Set(mutableDictionary_, key, value ? kCFBooleanTrue : kCFBooleanFalse);
 }
 
-unsigned char PXDictionary::containsKey(CFTypeRef key) const noexcept
+unsigned char PXDictionary::containsKey(CFStringRef key) const noexcept
 {
     PX_REQUIRE_OR(key, 0);
     return CFDictionaryContainsKey(dictionary_, key);

@@ -63,7 +63,7 @@ public:
     void setBooleanValue(CFStringRef key, bool value) noexcept;
 
     // 0 or 1.
-    unsigned char containsKey(CFTypeRef key) const noexcept;
+    unsigned char containsKey(CFStringRef key) const noexcept;
     unsigned char containsValue(CFTypeRef value) const noexcept;
 
 protected:

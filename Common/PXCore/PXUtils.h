@@ -44,84 +44,85 @@ PX_API void PXUtilsCFStringChop(CFMutableStringRef string, int n) PX_NOEXCEPT;
 /* Numbers by key; 0 for an absent key or a value that is no number. A bool is stored as the int 0
  * or 1, not as a CFBoolean, and any number but 0 is read as true; a pointer is stored as 64 bits.
  */
-PX_API void PXUtilsCFDictionarySetValueBool(CFMutableDictionaryRef dictionary, CFTypeRef key,
+PX_API void PXUtilsCFDictionarySetValueBool(CFMutableDictionaryRef dictionary, CFStringRef key,
                                             bool value) PX_NOEXCEPT;
-PX_API bool PXUtilsCFDictionaryGetValueBool(CFDictionaryRef dictionary, CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValueInt(CFMutableDictionaryRef dictionary, CFTypeRef key,
+PX_API bool PXUtilsCFDictionaryGetValueBool(CFDictionaryRef dictionary,
+                                            CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValueInt(CFMutableDictionaryRef dictionary, CFStringRef key,
                                            int value) PX_NOEXCEPT;
-PX_API int PXUtilsCFDictionaryGetValueInt(CFDictionaryRef dictionary, CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValueLongLong(CFMutableDictionaryRef dictionary, CFTypeRef key,
+PX_API int PXUtilsCFDictionaryGetValueInt(CFDictionaryRef dictionary, CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValueLongLong(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                 long long value) PX_NOEXCEPT;
 PX_API long long PXUtilsCFDictionaryGetValueLongLong(CFDictionaryRef dictionary,
-                                                     CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValueFloat(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                     CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValueFloat(CFMutableDictionaryRef dictionary, CFStringRef key,
                                              float value) PX_NOEXCEPT;
 PX_API float PXUtilsCFDictionaryGetValueFloat(CFDictionaryRef dictionary,
-                                              CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValueDouble(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                              CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValueDouble(CFMutableDictionaryRef dictionary, CFStringRef key,
                                               double value) PX_NOEXCEPT;
 PX_API double PXUtilsCFDictionaryGetValueDouble(CFDictionaryRef dictionary,
-                                                CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePointer(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePointer(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                void* value) PX_NOEXCEPT;
 PX_API void* PXUtilsCFDictionaryGetValuePointer(CFDictionaryRef dictionary,
-                                                CFTypeRef key) PX_NOEXCEPT;
+                                                CFStringRef key) PX_NOEXCEPT;
 
 /* True, with *out written, when the key holds a number that is exactly an int; `out` may be null.
  */
-PX_API bool PXUtilsCFDictionaryGetValueIntIfPresent(CFDictionaryRef dictionary, CFTypeRef key,
+PX_API bool PXUtilsCFDictionaryGetValueIntIfPresent(CFDictionaryRef dictionary, CFStringRef key,
                                                     int* out) PX_NOEXCEPT;
 
 /* Records by key, kept as a CFData of their raw bytes in host order. The key must be present and
  * hold a CFData of just that length: an absent key logs 1003, another value 1005, and both give a
  * record of zeros. */
-PX_API void PXUtilsCFDictionarySetValuePXPoint(CFMutableDictionaryRef dictionary, CFTypeRef key,
+PX_API void PXUtilsCFDictionarySetValuePXPoint(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                PXPoint value) PX_NOEXCEPT;
 PX_API PXPoint PXUtilsCFDictionaryGetValuePXPoint(CFDictionaryRef dictionary,
-                                                  CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXPointF(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                  CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXPointF(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                 PXPointF value) PX_NOEXCEPT;
 PX_API PXPointF PXUtilsCFDictionaryGetValuePXPointF(CFDictionaryRef dictionary,
-                                                    CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXVec2(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                    CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXVec2(CFMutableDictionaryRef dictionary, CFStringRef key,
                                               PXVec2 value) PX_NOEXCEPT;
 PX_API PXVec2 PXUtilsCFDictionaryGetValuePXVec2(CFDictionaryRef dictionary,
-                                                CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXVec2F(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXVec2F(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                PXVec2F value) PX_NOEXCEPT;
 PX_API PXVec2F PXUtilsCFDictionaryGetValuePXVec2F(CFDictionaryRef dictionary,
-                                                  CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXVec3(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                  CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXVec3(CFMutableDictionaryRef dictionary, CFStringRef key,
                                               PXVec3 value) PX_NOEXCEPT;
 PX_API PXVec3 PXUtilsCFDictionaryGetValuePXVec3(CFDictionaryRef dictionary,
-                                                CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXVec3F(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXVec3F(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                PXVec3F value) PX_NOEXCEPT;
 PX_API PXVec3F PXUtilsCFDictionaryGetValuePXVec3F(CFDictionaryRef dictionary,
-                                                  CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXVec4(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                  CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXVec4(CFMutableDictionaryRef dictionary, CFStringRef key,
                                               PXVec4 value) PX_NOEXCEPT;
 PX_API PXVec4 PXUtilsCFDictionaryGetValuePXVec4(CFDictionaryRef dictionary,
-                                                CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXVec4F(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXVec4F(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                PXVec4F value) PX_NOEXCEPT;
 PX_API PXVec4F PXUtilsCFDictionaryGetValuePXVec4F(CFDictionaryRef dictionary,
-                                                  CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXRect(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                  CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXRect(CFMutableDictionaryRef dictionary, CFStringRef key,
                                               PXRect value) PX_NOEXCEPT;
 PX_API PXRect PXUtilsCFDictionaryGetValuePXRect(CFDictionaryRef dictionary,
-                                                CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetValuePXRectF(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetValuePXRectF(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                PXRectF value) PX_NOEXCEPT;
 PX_API PXRectF PXUtilsCFDictionaryGetValuePXRectF(CFDictionaryRef dictionary,
-                                                  CFTypeRef key) PX_NOEXCEPT;
+                                                  CFStringRef key) PX_NOEXCEPT;
 
 /* The tolerant forms also read what other tools write: true, with *out written, when the key holds
  * a CFData of just that length or a CFArray of just that many numbers. Anything else is false, in
  * silence, and leaves *out as it was. `out` may be null. */
-PX_API bool PXUtilsCFDictionaryGetValuePXVec3FIfPresent(CFDictionaryRef dictionary, CFTypeRef key,
+PX_API bool PXUtilsCFDictionaryGetValuePXVec3FIfPresent(CFDictionaryRef dictionary, CFStringRef key,
                                                         PXVec3F* out) PX_NOEXCEPT;
-PX_API bool PXUtilsCFDictionaryGetValuePXVec4FIfPresent(CFDictionaryRef dictionary, CFTypeRef key,
+PX_API bool PXUtilsCFDictionaryGetValuePXVec4FIfPresent(CFDictionaryRef dictionary, CFStringRef key,
                                                         PXVec4F* out) PX_NOEXCEPT;
 
 /* Sets a value under a key that is an int number. */
@@ -129,8 +130,8 @@ PX_API void PXUtilsCFDictionarySetKeyInt(CFMutableDictionaryRef dictionary, int 
                                          CFTypeRef value) PX_NOEXCEPT;
 /* A nested dictionary, borrowed; null for an absent key or a value of another class. */
 PX_API CFDictionaryRef PXUtilsCFDictionaryGetCFDictionary(CFDictionaryRef dictionary,
-                                                          CFTypeRef key) PX_NOEXCEPT;
-PX_API void PXUtilsCFDictionarySetCFDictionary(CFMutableDictionaryRef dictionary, CFTypeRef key,
+                                                          CFStringRef key) PX_NOEXCEPT;
+PX_API void PXUtilsCFDictionarySetCFDictionary(CFMutableDictionaryRef dictionary, CFStringRef key,
                                                CFDictionaryRef value) PX_NOEXCEPT;
 /* A new empty dictionary of objects. */
 PX_API CFMutableDictionaryRef PXUtilsCFDictionaryCreateMutable2(void) PX_NOEXCEPT;

@@ -25,14 +25,14 @@ T ValueOf(CFTypeRef number, CFNumberType type)
 }
 
 template <class T>
-void Set(CFMutableDictionaryRef dictionary, CFTypeRef key, CFNumberType type, T value)
+void Set(CFMutableDictionaryRef dictionary, CFStringRef key, CFNumberType type, T value)
 {
     PX_REQUIRE_OR(dictionary && key, );
     CFDictionarySetValue(dictionary, key, Number(type, value).Get());
 }
 
 template <class T>
-T Get(CFDictionaryRef dictionary, CFTypeRef key, CFNumberType type)
+T Get(CFDictionaryRef dictionary, CFStringRef key, CFNumberType type)
 {
     PX_REQUIRE_OR(dictionary && key, 0);
     return ValueOf<T>(CFDictionaryGetValue(dictionary, key), type);
@@ -63,75 +63,75 @@ void CompareEntry(const void* key, const void* value, void* context)
 
 }  // namespace
 
-void PXUtilsCFDictionarySetValueBool(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValueBool(CFMutableDictionaryRef dictionary, CFStringRef key,
                                      bool value) noexcept
 {
     Set<int>(dictionary, key, kCFNumberIntType, value ? 1 : 0);
 }
 
-bool PXUtilsCFDictionaryGetValueBool(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+bool PXUtilsCFDictionaryGetValueBool(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<int>(dictionary, key, kCFNumberIntType) != 0;
 }
 
-void PXUtilsCFDictionarySetValueInt(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValueInt(CFMutableDictionaryRef dictionary, CFStringRef key,
                                     int value) noexcept
 {
     Set(dictionary, key, kCFNumberIntType, value);
 }
 
-int PXUtilsCFDictionaryGetValueInt(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+int PXUtilsCFDictionaryGetValueInt(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<int>(dictionary, key, kCFNumberIntType);
 }
 
-void PXUtilsCFDictionarySetValueLongLong(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValueLongLong(CFMutableDictionaryRef dictionary, CFStringRef key,
                                          long long value) noexcept
 {
     Set(dictionary, key, kCFNumberLongLongType, value);
 }
 
-long long PXUtilsCFDictionaryGetValueLongLong(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+long long PXUtilsCFDictionaryGetValueLongLong(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<long long>(dictionary, key, kCFNumberLongLongType);
 }
 
-void PXUtilsCFDictionarySetValueFloat(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValueFloat(CFMutableDictionaryRef dictionary, CFStringRef key,
                                       float value) noexcept
 {
     Set(dictionary, key, kCFNumberFloatType, value);
 }
 
-float PXUtilsCFDictionaryGetValueFloat(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+float PXUtilsCFDictionaryGetValueFloat(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<float>(dictionary, key, kCFNumberFloatType);
 }
 
-void PXUtilsCFDictionarySetValueDouble(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValueDouble(CFMutableDictionaryRef dictionary, CFStringRef key,
                                        double value) noexcept
 {
     Set(dictionary, key, kCFNumberDoubleType, value);
 }
 
-double PXUtilsCFDictionaryGetValueDouble(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+double PXUtilsCFDictionaryGetValueDouble(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<double>(dictionary, key, kCFNumberDoubleType);
 }
 
-void PXUtilsCFDictionarySetValuePointer(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePointer(CFMutableDictionaryRef dictionary, CFStringRef key,
                                         void* value) noexcept
 {
     Set(dictionary, key, kCFNumberSInt64Type,
         static_cast<int64_t>(reinterpret_cast<uintptr_t>(value)));
 }
 
-void* PXUtilsCFDictionaryGetValuePointer(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+void* PXUtilsCFDictionaryGetValuePointer(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return reinterpret_cast<void*>(
         static_cast<uintptr_t>(Get<int64_t>(dictionary, key, kCFNumberSInt64Type)));
 }
 
-bool PXUtilsCFDictionaryGetValueIntIfPresent(CFDictionaryRef dictionary, CFTypeRef key,
+bool PXUtilsCFDictionaryGetValueIntIfPresent(CFDictionaryRef dictionary, CFStringRef key,
                                              int* out) noexcept
 {
     PX_REQUIRE_OR(dictionary && key, false);
@@ -152,14 +152,14 @@ void PXUtilsCFDictionarySetKeyInt(CFMutableDictionaryRef dictionary, int key,
 }
 
 CFDictionaryRef PXUtilsCFDictionaryGetCFDictionary(CFDictionaryRef dictionary,
-                                                   CFTypeRef key) noexcept
+                                                   CFStringRef key) noexcept
 {
     PX_REQUIRE_OR(dictionary && key, nullptr);
     const void* value = CFDictionaryGetValue(dictionary, key);
     return IsA(value, CFDictionaryGetTypeID()) ? static_cast<CFDictionaryRef>(value) : nullptr;
 }
 
-void PXUtilsCFDictionarySetCFDictionary(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetCFDictionary(CFMutableDictionaryRef dictionary, CFStringRef key,
                                         CFDictionaryRef value) noexcept
 {
     PX_REQUIRE_OR(dictionary && key && value, );

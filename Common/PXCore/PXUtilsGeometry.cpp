@@ -13,7 +13,7 @@ namespace {
 constexpr char kEventSource[] = "PXString";
 
 template <class Record>
-void Set(CFMutableDictionaryRef dictionary, CFTypeRef key, const Record& record)
+void Set(CFMutableDictionaryRef dictionary, CFStringRef key, const Record& record)
 {
     PX_REQUIRE_OR(dictionary && key, );
     const auto data = CFRef<CFDataRef>::Adopt(
@@ -34,7 +34,7 @@ bool ReadData(CFTypeRef value, Record* out)
 }
 
 template <class Record>
-Record Get(CFDictionaryRef dictionary, CFTypeRef key)
+Record Get(CFDictionaryRef dictionary, CFStringRef key)
 {
     Record record = {};
     PX_REQUIRE_OR(dictionary && key, record);
@@ -69,7 +69,7 @@ bool ReadArray(CFTypeRef value, Record* out)
 }
 
 template <class Record>
-bool GetIfPresent(CFDictionaryRef dictionary, CFTypeRef key, Record* out)
+bool GetIfPresent(CFDictionaryRef dictionary, CFStringRef key, Record* out)
 {
     PX_REQUIRE_OR(dictionary && key, false);
     Record record;
@@ -81,123 +81,123 @@ bool GetIfPresent(CFDictionaryRef dictionary, CFTypeRef key, Record* out)
 
 }  // namespace
 
-void PXUtilsCFDictionarySetValuePXPoint(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXPoint(CFMutableDictionaryRef dictionary, CFStringRef key,
                                         PXPoint value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXPoint PXUtilsCFDictionaryGetValuePXPoint(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXPoint PXUtilsCFDictionaryGetValuePXPoint(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXPoint>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXPointF(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXPointF(CFMutableDictionaryRef dictionary, CFStringRef key,
                                          PXPointF value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXPointF PXUtilsCFDictionaryGetValuePXPointF(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXPointF PXUtilsCFDictionaryGetValuePXPointF(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXPointF>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXVec2(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXVec2(CFMutableDictionaryRef dictionary, CFStringRef key,
                                        PXVec2 value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXVec2 PXUtilsCFDictionaryGetValuePXVec2(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXVec2 PXUtilsCFDictionaryGetValuePXVec2(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXVec2>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXVec2F(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXVec2F(CFMutableDictionaryRef dictionary, CFStringRef key,
                                         PXVec2F value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXVec2F PXUtilsCFDictionaryGetValuePXVec2F(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXVec2F PXUtilsCFDictionaryGetValuePXVec2F(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXVec2F>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXVec3(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXVec3(CFMutableDictionaryRef dictionary, CFStringRef key,
                                        PXVec3 value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXVec3 PXUtilsCFDictionaryGetValuePXVec3(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXVec3 PXUtilsCFDictionaryGetValuePXVec3(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXVec3>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXVec3F(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXVec3F(CFMutableDictionaryRef dictionary, CFStringRef key,
                                         PXVec3F value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXVec3F PXUtilsCFDictionaryGetValuePXVec3F(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXVec3F PXUtilsCFDictionaryGetValuePXVec3F(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXVec3F>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXVec4(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXVec4(CFMutableDictionaryRef dictionary, CFStringRef key,
                                        PXVec4 value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXVec4 PXUtilsCFDictionaryGetValuePXVec4(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXVec4 PXUtilsCFDictionaryGetValuePXVec4(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXVec4>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXVec4F(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXVec4F(CFMutableDictionaryRef dictionary, CFStringRef key,
                                         PXVec4F value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXVec4F PXUtilsCFDictionaryGetValuePXVec4F(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXVec4F PXUtilsCFDictionaryGetValuePXVec4F(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXVec4F>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXRect(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXRect(CFMutableDictionaryRef dictionary, CFStringRef key,
                                        PXRect value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXRect PXUtilsCFDictionaryGetValuePXRect(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXRect PXUtilsCFDictionaryGetValuePXRect(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXRect>(dictionary, key);
 }
 
-void PXUtilsCFDictionarySetValuePXRectF(CFMutableDictionaryRef dictionary, CFTypeRef key,
+void PXUtilsCFDictionarySetValuePXRectF(CFMutableDictionaryRef dictionary, CFStringRef key,
                                         PXRectF value) noexcept
 {
     Set(dictionary, key, value);
 }
 
-PXRectF PXUtilsCFDictionaryGetValuePXRectF(CFDictionaryRef dictionary, CFTypeRef key) noexcept
+PXRectF PXUtilsCFDictionaryGetValuePXRectF(CFDictionaryRef dictionary, CFStringRef key) noexcept
 {
     return Get<PXRectF>(dictionary, key);
 }
 
-bool PXUtilsCFDictionaryGetValuePXVec3FIfPresent(CFDictionaryRef dictionary, CFTypeRef key,
+bool PXUtilsCFDictionaryGetValuePXVec3FIfPresent(CFDictionaryRef dictionary, CFStringRef key,
                                                  PXVec3F* out) noexcept
 {
     return GetIfPresent(dictionary, key, out);
 }
 
-bool PXUtilsCFDictionaryGetValuePXVec4FIfPresent(CFDictionaryRef dictionary, CFTypeRef key,
+bool PXUtilsCFDictionaryGetValuePXVec4FIfPresent(CFDictionaryRef dictionary, CFStringRef key,
                                                  PXVec4F* out) noexcept
 {
     return GetIfPresent(dictionary, key, out);
