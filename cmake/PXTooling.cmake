@@ -4,7 +4,7 @@ find_program(CLANG_FORMAT clang-format)
 find_program(RUN_CLANG_TIDY run-clang-tidy NAMES run-clang-tidy run-clang-tidy-14)
 
 file(GLOB_RECURSE px_style_sources CONFIGURE_DEPENDS
-    Common/*.h Common/*.cpp tests/*.h tests/*.cpp tests/*.c bench/*.cpp fuzz/*.cpp
+    Common/*.h Common/*.cpp tests/*.h tests/*.cpp tests/*.c bench/*.h bench/*.cpp fuzz/*.cpp
     tools/*.h tools/*.cpp examples/*.c examples/*.cpp)
 if(CLANG_FORMAT)
     add_custom_target(format-check
