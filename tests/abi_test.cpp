@@ -109,6 +109,8 @@ TEST(Abi, VariantsKeepTheirSlotsAndFields)
     CallSlot<void>(&variant, kClear);
     CallSlot<void>(&variant, kCreators + 22 - 1, &container);
     EXPECT_EQ(3, container.RetainCount());
+    CallSlot<void>(&variant, kClear);
+    CallSlot<void>(&variant, kReset);
 }
 
 TEST(Abi, DictionariesKeepTheirFields)
