@@ -347,22 +347,32 @@ TEST_F(LogFile, IsWrittenAtExitOnceByEachProcess)
 
 TEST_F(LogFile, RotatesAtTheLimit)
 {
-    for (const uint32_t kept : {0U, 2U}) {
-        SCOPED_TRACE(kept);
-        PXLogSetFileLimits(100, kept);
+    const struct {
+        const char* name;
+        uint32_t kept;
+        const PXLogStyle* style;
+        size_t leastLines;  // six fill a file
+    } rows[] = {{"none kept", 0, &kUrgent, 2},
+                {"two kept", 2, &kUrgent, 14},
+                {"lines that wait", 2, &kBare, 3}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        PXLogSetFileLimits(100, row.kept);
         Add();
-        for (int i = 10; i < 60; ++i) PXLogWithStyle(&kUrgent, CFSTR("line number %d"), i);
+        for (int i = 10; i < 60; ++i) PXLogWithStyle(row.style, CFSTR("line number %d"), i);
+        PXLogRemoveAllLoggers();
         std::string all;
         for (const char* name : {"log.txt.2", "log.txt.1", "log.txt"}) {
             EXPECT_LE(Content(Path(name)).size(), 100U);
             all += Content(Path(name));
         }
+        const size_t count = all.size() / 15;
+        EXPECT_TRUE(row.style == &kUrgent ? count == row.leastLines : count >= row.leastLines);
         std::string wanted;
-        for (int i = kept ? 46 : 58; i < 60; ++i)
+        for (size_t i = 60 - count; i < 60; ++i)
             wanted += "line number " + std::to_string(i) + "\n";
-        EXPECT_EQ(wanted, all);  // six lines fill a file
-        EXPECT_FALSE(fs::exists(Path(kept ? "log.txt.3" : "log.txt.1")));
-        PXLogRemoveAllLoggers();
+        EXPECT_EQ(wanted, all);
+        EXPECT_FALSE(fs::exists(Path(row.kept ? "log.txt.3" : "log.txt.1")));
         fs::remove_all(root_);
         fs::create_directories(root_);
     }

@@ -15,6 +15,7 @@ using px::os::Os;
 // 64 KiB: a few hundred lines, far more than a second usually brings.
 constexpr size_t kMostWaiting = 64 << 10;
 constexpr std::chrono::seconds kDeadline{1};
+constexpr uint32_t kMostKept = 99;  // each costs a renaming
 constexpr int64_t kRetryNanos = 1'000'000'000;
 
 std::atomic<uint64_t> maxFileBytes{16 << 20};
@@ -52,7 +53,7 @@ CBaseLoggerFile::~CBaseLoggerFile()
 void CBaseLoggerFile::SetLimits(uint64_t maxBytes, uint32_t keptFiles) noexcept
 {
     maxFileBytes.store(maxBytes, std::memory_order_relaxed);
-    keptFileCount.store(keptFiles, std::memory_order_relaxed);
+    keptFileCount.store(std::min(keptFiles, kMostKept), std::memory_order_relaxed);
 }
 
 void CBaseLoggerFile::Open() noexcept
@@ -71,6 +72,10 @@ void CBaseLoggerFile::Log(CFStringRef line) noexcept
         ++lost_;
         return;
     }
+    // Lines that wait together must fit into one file; a unit of UTF-16 takes three bytes at most.
+    const uint64_t limit = maxFileBytes.load(std::memory_order_relaxed);
+    const uint64_t mostBytes = static_cast<uint64_t>(CFStringGetLength(line)) * 3;
+    if (!ends_.empty() && limit > 0 && waiting_.size() + mostBytes > limit) WriteWaiting();
     px::AppendUTF8(line, &waiting_);
     ends_.push_back(waiting_.size());
     if (isUnbuffered_ || failure_ || waiting_.size() >= kMostWaiting) {

@@ -117,8 +117,8 @@ PX_API int32_t PXLoggerGetRetainCount(PXLogger logger) PX_NOEXCEPT;
 PX_API PXLogger PXLoggerCreateFile(CFURLRef url) PX_NOEXCEPT;
 
 /* For all files of the log: a file that would grow beyond `maxBytes` (16 MiB at start; 0: never) is
- * renamed to NAME.1, NAME.1 to NAME.2 and so on, and `keptFiles` (3 at start) of these are kept. A
- * longer line gets a file of its own. */
+ * renamed to NAME.1, NAME.1 to NAME.2 and so on, and `keptFiles` (3 at start, 99 at most) of these
+ * are kept. A longer line gets a file of its own. */
 PX_API void PXLogSetFileLimits(uint64_t maxBytes, uint32_t keptFiles) PX_NOEXCEPT;
 /* Writes the waiting lines of all files now. */
 PX_API void PXLogFlush(void) PX_NOEXCEPT;

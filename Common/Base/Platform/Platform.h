@@ -144,13 +144,14 @@ struct Table {
     // The value of an environment variable or null; lives until the environment changes.
     const char* (*environment)(const char* name);
 
-    // Makes one folder that only the user may enter (0700); EEXIST when something is there.
+    // Makes one folder that only the user may enter (0700; on Windows an access list of the user
+    // alone); EEXIST when something is there.
     int (*makePrivateFolder)(const char* path);
 
     // The calling thread's id: never 0, unlike that of any other living thread of the system. The
     // main thread's is the process id on Linux.
     uint32_t (*currentThreadId)();
-    // Gives up the right to join; the thread frees itself when it ends.
+    // Gives up the right to join; the thread frees itself when it ends. Windows: closes the handle.
     int (*detachThread)(Thread thread);
 
     // The machine's logical processors, at least 1, whatever this process may use of them.
@@ -162,6 +163,7 @@ struct Table {
     int (*processorQuota)(uint32_t* count);
     // The bytes of memory that the container or job grants; ENOENT when there is no limit.
     int (*memoryQuota)(uint64_t* bytes);
+    // Windows: GetPerformanceInfo and GlobalMemoryStatusEx.
     int (*memoryFacts)(MemoryFacts* facts);
     // Address space that this process may still map, in bytes.
     int (*availableAddressSpace)(uint64_t* bytes);
@@ -173,18 +175,20 @@ struct Table {
     // Starts a program without a terminal's input and with no descriptor above standard error. The
     // child must be reaped. Errors of the program file arrive here (ENOENT, EACCES, ENOEXEC).
     int (*launchProcess)(const Launch& launch, uint32_t* processId);
-    // A descriptor that waitForFiles finds ready when the process has ended; ESRCH without such a
-    // process, ENOSYS where the system cannot do it.
+    // A descriptor that waitForFiles finds ready when the process has ended (Windows: its handle);
+    // ESRCH without such a process, ENOSYS where the system cannot do it.
     int (*openProcess)(uint32_t processId, File* process);
     // Whether the process exists and has not ended (an unreaped child has).
     bool (*isProcessRunning)(uint32_t processId);
     // How an ended child ended, which forgets it: its exit code, or the signal's number negated.
-    // EAGAIN while it runs, ECHILD when it is no child of ours.
+    // EAGAIN while it runs, ECHILD when it is no child of ours. Windows: the exit code of the
+    // handle that launchProcess kept.
     int (*reapProcess)(uint32_t processId, int32_t* exitCode);
-    // Ends a process at once. ESRCH, EPERM.
+    // Ends a process at once. ESRCH, EPERM. Windows: TerminateProcess.
     int (*killProcess)(uint32_t processId);
 
-    // Events: a descriptor that is ready from signalEvent until clearEvent. closeFile ends it.
+    // Events: a descriptor (Windows: a manual-reset event) that is ready from signalEvent until
+    // clearEvent. closeFile ends it.
     int (*makeEvent)(File* event);
     int (*signalEvent)(File event);
     int (*clearEvent)(File event);
@@ -202,7 +206,8 @@ struct Table {
     // Null when the module does not export the name.
     void* (*findSymbol)(Module module, const char* name);
 
-    // Return addresses of the calling thread, innermost first, and their number.
+    // Return addresses of the calling thread, innermost first, and their number. Windows:
+    // CaptureStackBackTrace, and the symbol handler for the next.
     size_t (*captureStack)(void** addresses, size_t most);
     // "MODULE symbol + offset", as much of it as is known; cut to the size.
     void (*describeAddress)(const void* address, char* buffer, size_t size);
