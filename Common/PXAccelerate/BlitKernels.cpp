@@ -23,15 +23,14 @@ constexpr size_t kLanes = hn::MaxLanes(Floats());
 #if HWY_TARGET == HWY_SCALAR
 
 template <class T, size_t kUnit>
-void Gather(const uint8_t* const* rows, size_t offset, size_t units, size_t lanes, float* columns)
+void Gather(const GatherJob& job)
 {
-    for (size_t i = 0; i < units; ++i) {
-        for (size_t lane = 0; lane < lanes; ++lane) {
+    for (size_t i = 0; i < job.units; ++i) {
+        for (size_t lane = 0; lane < job.lanes; ++lane) {
+            const size_t at = job.offset + (i * kUnit + lane % kUnit) * sizeof(T);
             T sample;
-            std::memcpy(&sample,
-                        rows[lane / kUnit] + offset + (i * kUnit + lane % kUnit) * sizeof(T),
-                        sizeof(T));
-            columns[i * kBlockLanes + lane] = sample;
+            std::memcpy(&sample, job.rows[lane / kUnit] + at, sizeof(T));
+            job.columns[i * kBlockLanes + lane] = sample;
         }
     }
 }
@@ -142,32 +141,43 @@ HWY_NOINLINE void GatherRest(const uint8_t* const* rows, size_t offset, size_t u
     GatherBlock<T, kUnit>(starts, 0, units, columns);
 }
 
+// Brings the cache lines near that blocks further down will load at this offset.
+template <size_t kRows>
+HWY_INLINE void BringNear(const uint8_t* const* rows, size_t offset, size_t ahead)
+{
+    HWY_UNROLL(16)
+    for (size_t row = 0; row < kRows; ++row) {
+        const uintptr_t at = reinterpret_cast<uintptr_t>(rows[row]) + offset + ahead;
+        __builtin_prefetch(reinterpret_cast<const void*>(at), 0, 2);
+    }
+}
+
 template <class T, size_t kUnit>
-void Gather(const uint8_t* const* rows, size_t offset, size_t units, size_t lanes, float* columns)
+void Gather(const GatherJob& job)
 {
     constexpr size_t kRows = 16 / (kUnit * sizeof(T));  // also the columns of a block
-    for (size_t lane = 0; lane < lanes; lane += kRows * kUnit) {
-        const uint8_t* const* group = rows + lane / kUnit;
+    for (size_t lane = 0; lane < job.lanes; lane += kRows * kUnit) {
+        const uint8_t* const* group = job.rows + lane / kUnit;
+        float* columns = job.columns + lane;
+        size_t offset = job.offset;
         size_t i = 0;
-        for (; i + kRows <= units; i += kRows) {
-            GatherBlock<T, kUnit>(group, offset + i * 16 / kRows, kRows,
-                                  columns + i * kBlockLanes + lane);
+        for (; i + kRows <= job.units; i += kRows, offset += 16) {
+            if ((offset & 48) == 0) BringNear<kRows>(group, offset, job.ahead);
+            GatherBlock<T, kUnit>(group, offset, kRows, columns + i * kBlockLanes);
         }
-        if (i < units) {
-            GatherRest<T, kUnit>(group, offset + i * 16 / kRows, units - i,
-                                 columns + i * kBlockLanes + lane);
+        if (i < job.units) {
+            GatherRest<T, kUnit>(group, offset, job.units - i, columns + i * kBlockLanes);
         }
     }
 }
 
 #endif
 
-// Clamps and truncates; the result is a whole number.
 template <class V>
-HWY_INLINE V Finish(V sum, float highest)
+HWY_INLINE V Clamp(V sum, float highest)
 {
     const Floats d;
-    return hn::Trunc(hn::Min(hn::Max(sum, hn::Zero(d)), hn::Set(d, highest)));
+    return hn::Min(hn::Max(sum, hn::Zero(d)), hn::Set(d, highest));
 }
 
 // kVectors vectors of one column.
@@ -191,7 +201,7 @@ HWY_INLINE void FilterLanes(const ColumnTaps& taps, size_t lane, size_t stride, 
     }
     HWY_UNROLL(16)
     for (size_t v = 0; v < kVectors; ++v) {
-        hn::Store(Finish(sums[v], highest), d, out + lane + v * kLanes);
+        hn::Store(hn::Trunc(Clamp(sums[v], highest)), d, out + lane + v * kLanes);
     }
 }
 
@@ -306,12 +316,13 @@ struct Highest<uint16_t> {
     static constexpr float kValue = 65535.0F;
 };
 
+// Truncates.
 template <class T>
-HWY_INLINE void StoreSamples(hn::Vec<Floats> finished, uint8_t* HWY_RESTRICT out, size_t count)
+HWY_INLINE void StoreSamples(hn::Vec<Floats> clamped, uint8_t* HWY_RESTRICT out, size_t count)
 {
     const hn::RebindToSigned<Floats> numbers;
     const hn::Rebind<T, Floats> samples;
-    const auto narrow = hn::DemoteTo(samples, hn::ConvertTo(numbers, finished));
+    const auto narrow = hn::DemoteTo(samples, hn::ConvertTo(numbers, clamped));
     // As bytes, because the caller's rows need not be aligned.
     if constexpr (kLanes > 1) {
         if (HWY_LIKELY(count >= kLanes)) {
@@ -346,7 +357,7 @@ HWY_INLINE void FilterFloats(const RowJob& job, size_t at)
     HWY_UNROLL(16)
     for (size_t v = 0; v < kVectors; ++v) {
         const size_t done = at + v * kLanes;
-        StoreSamples<T>(Finish(sums[v], Highest<T>::kValue), job.out + done * sizeof(T),
+        StoreSamples<T>(Clamp(sums[v], Highest<T>::kValue), job.out + done * sizeof(T),
                         job.count - done);
     }
 }

@@ -21,6 +21,18 @@ constexpr size_t BlockRows(size_t unit)
     return kBlockLanes / unit;
 }
 
+// Writes `units` columns from the bytes at `offset` of BlockRows(unit) rows. `ahead` bytes further
+// on lie the bytes of the block after this one, which are brought near meanwhile: a block touches a
+// short piece of many rows, which no processor foresees. They need not exist.
+struct GatherJob {
+    const uint8_t* const* rows;
+    size_t offset;
+    size_t ahead;
+    size_t units;
+    size_t lanes;  // leading lanes of each column that matter
+    float* columns;
+};
+
 struct ColumnTaps {
     const float* columns;  // the column of the first tap
     const float* weights;
@@ -48,11 +60,8 @@ struct RowJob {
 struct BlitKernels {
     const char* name;
 
-    // Writes `units` columns from the bytes at `offset` of BlockRows(unit) rows, of which the lanes
-    // from `lanes` on may be left out. Index: 16-bit samples, log2 of the unit.
-    using Gather = void (*)(const uint8_t* const* rows, size_t offset, size_t units, size_t lanes,
-                            float* columns);
-    Gather gather[2][3];
+    // Index: 16-bit samples, log2 of the unit.
+    void (*gather[2][3])(const GatherJob& job);
 
     // Filters columns into rows, whose floats then hold whole numbers. Each row has room for the
     // floats of the pixels, rounded up to 4. Index: log2 of the unit.

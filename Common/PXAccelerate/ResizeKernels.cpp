@@ -46,13 +46,14 @@ int32_t PairSum(uint32_t lane, uint32_t weights)
            static_cast<int16_t>(lane >> 16) * static_cast<int16_t>(weights >> 16);
 }
 
-void PairRows(const uint8_t* first, const uint8_t* second, size_t count, uint32_t* lanes)
+void PairRows(const uint8_t* first, const uint8_t* second, size_t /*ahead*/, size_t count,
+              uint32_t* lanes)
 {
     for (size_t i = 0; i < count; ++i) lanes[i] = first[i] | uint32_t{second[i]} << 16;
 }
 
 template <class T>
-void FloatRow(const uint8_t* row, size_t count, uint32_t* lanes)
+void FloatRow(const uint8_t* row, size_t /*ahead*/, size_t count, uint32_t* lanes)
 {
     for (size_t i = 0; i < count; ++i) {
         T sample;
@@ -139,44 +140,59 @@ using IntVec = hn::Vec<Ints>;
 using FloatVec = hn::Vec<Floats>;
 constexpr size_t kLanes = hn::MaxLanes(Floats());
 
+// Columns are loaded from any place: vectors of 32 bytes cross cache lines less often than those of
+// 64, which doubles the speed where those would be the widest.
+using ColumnFloats = hn::CappedTag<float, 8>;
+using ColumnInts = hn::RebindToSigned<ColumnFloats>;
+constexpr size_t kColumnLanes = hn::MaxLanes(ColumnFloats());
+
 using Ints4 = hn::FixedTag<int32_t, 4>;
 using Floats4 = hn::FixedTag<float, 4>;
 
-// A vector type of sums, and how a vector of lanes times weights is added to it.
+// Vectors of sums with the tag D of 32-bit lanes, and how lanes times weights are added to them.
+template <class DI>
 struct Numbers {
-    using D = Ints;
-    using V = IntVec;
-    using V4 = hn::Vec<Ints4>;
+    using D = DI;
+    using V = hn::Vec<D>;
 
     static HWY_INLINE V LoadLanes(const uint32_t* lanes)
     {
-        return hn::LoadU(Ints(), reinterpret_cast<const int32_t*>(lanes));
+        return hn::LoadU(D(), reinterpret_cast<const int32_t*>(lanes));
+    }
+    static HWY_INLINE V LoadWeights(const uint32_t* weights)
+    {
+        return hn::LoadDup128(D(), reinterpret_cast<const int32_t*>(weights));
     }
     static HWY_INLINE V Weight(uint32_t weight)
     {
-        return hn::Set(Ints(), static_cast<int32_t>(weight));
+        return hn::Set(D(), static_cast<int32_t>(weight));
     }
     // x86 adds the two products of each 32-bit lane there, whatever the operation's name allows.
     static HWY_INLINE V MulAdd(V lanes, V weights, V sum)
     {
-        V unused = hn::Zero(Ints());
-        return hn::ReorderWidenMulAccumulate(Ints(), hn::BitCast(Shorts(), lanes),
-                                             hn::BitCast(Shorts(), weights), sum, unused);
+        const hn::Repartition<int16_t, D> shorts;
+        V unused = hn::Zero(D());
+        return hn::ReorderWidenMulAccumulate(D(), hn::BitCast(shorts, lanes),
+                                             hn::BitCast(shorts, weights), sum, unused);
     }
 };
 
+template <class DF>
 struct Reals {
-    using D = Floats;
-    using V = FloatVec;
-    using V4 = hn::Vec<Floats4>;
+    using D = DF;
+    using V = hn::Vec<D>;
 
     static HWY_INLINE V LoadLanes(const uint32_t* lanes)
     {
-        return hn::LoadU(Floats(), reinterpret_cast<const float*>(lanes));
+        return hn::LoadU(D(), reinterpret_cast<const float*>(lanes));
+    }
+    static HWY_INLINE V LoadWeights(const uint32_t* weights)
+    {
+        return hn::LoadDup128(D(), reinterpret_cast<const float*>(weights));
     }
     static HWY_INLINE V Weight(uint32_t weight)
     {
-        return hn::BitCast(Floats(), Numbers::Weight(weight));
+        return hn::BitCast(D(), hn::Set(hn::RebindToUnsigned<D>(), weight));
     }
     static HWY_INLINE V MulAdd(V lanes, V weights, V sum)
     {
@@ -197,10 +213,24 @@ HWY_INLINE void PairGroup(const uint8_t* HWY_RESTRICT first, const uint8_t* HWY_
     hn::Store(hn::InterleaveUpper(d, a, b), d, out + 2 * kLanes);
 }
 
-void PairRows(const uint8_t* first, const uint8_t* second, size_t count, uint32_t* lanes)
+// Brings a cache line near.
+HWY_INLINE void BringNear(const uint8_t* at, size_t ahead)
+{
+    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(at) + ahead), 0,
+                       2);
+}
+
+void PairRows(const uint8_t* first, const uint8_t* second, size_t ahead, size_t count,
+              uint32_t* lanes)
 {
     size_t i = 0;
-    for (; i + 2 * kLanes <= count; i += 2 * kLanes) PairGroup(first + i, second + i, lanes + i);
+    for (; i + 2 * kLanes <= count; i += 2 * kLanes) {
+        if (i % 64 == 0) {
+            BringNear(first + i, ahead);
+            BringNear(second + i, ahead);
+        }
+        PairGroup(first + i, second + i, lanes + i);
+    }
     if (i < count) {
         HWY_ALIGN uint8_t rest[2][2 * kLanes] = {};
         std::memcpy(rest[0], first + i, count - i);
@@ -220,10 +250,13 @@ HWY_INLINE void FloatGroup(const uint8_t* HWY_RESTRICT row, uint32_t* HWY_RESTRI
 }
 
 template <class T>
-void FloatRow(const uint8_t* row, size_t count, uint32_t* lanes)
+void FloatRow(const uint8_t* row, size_t ahead, size_t count, uint32_t* lanes)
 {
     size_t i = 0;
-    for (; i + kLanes <= count; i += kLanes) FloatGroup<T>(row + i * sizeof(T), lanes + i);
+    for (; i + kLanes <= count; i += kLanes) {
+        if (i * sizeof(T) % 64 == 0) BringNear(row + i * sizeof(T), ahead);
+        FloatGroup<T>(row + i * sizeof(T), lanes + i);
+    }
     if (i < count) {
         HWY_ALIGN uint8_t rest[kLanes * sizeof(T)] = {};
         std::memcpy(rest, row + i * sizeof(T), (count - i) * sizeof(T));
@@ -252,7 +285,7 @@ HWY_INLINE void NumberRows(const ResizeRowJob& job, size_t i)
     IntVec sums[kVectors];
     HWY_UNROLL(16)
     for (size_t v = 0; v < kVectors; ++v) sums[v] = hn::Set(d, 1 << (kRowShift - 1));
-    SumRows<Numbers, kVectors>(job, job.at + i, sums);
+    SumRows<Numbers<Ints>, kVectors>(job, job.at + i, sums);
     auto* out = static_cast<int16_t*>(job.out) + i;
     HWY_UNROLL(8)
     for (size_t v = 0; v < kVectors; v += 2) {
@@ -275,7 +308,7 @@ HWY_INLINE void FloatRows(const ResizeRowJob& job, size_t i)
     FloatVec sums[kVectors];
     HWY_UNROLL(16)
     for (size_t v = 0; v < kVectors; ++v) sums[v] = hn::Zero(Floats());
-    SumRows<Reals, kVectors>(job, job.at + i, sums);
+    SumRows<Reals<Floats>, kVectors>(job, job.at + i, sums);
     auto* out = static_cast<float*>(job.out) + i;
     HWY_UNROLL(16)
     for (size_t v = 0; v < kVectors; ++v) hn::StoreU(sums[v], Floats(), out + v * kLanes);
@@ -343,12 +376,55 @@ HWY_INLINE hn::Vec<Ints4> Round(hn::Vec<Floats4> sum)
 
 // Four channels of one pixel, of which `bytes` bytes are stored.
 template <class T>
-HWY_INLINE void StorePixel(hn::Vec<Ints4> rounded, uint8_t* out, size_t bytes)
+HWY_INLINE void StorePixel(hn::Vec<Ints4> rounded, uint8_t* HWY_RESTRICT out, size_t bytes)
 {
     const hn::FixedTag<T, 4> d;
-    T samples[4];
-    hn::StoreU(hn::DemoteTo(d, rounded), d, samples);
-    std::memcpy(out, samples, bytes);
+    const hn::FixedTag<uint8_t, 4 * sizeof(T)> all;
+    const auto samples = hn::BitCast(all, hn::DemoteTo(d, rounded));
+    if (HWY_LIKELY(bytes == 4 * sizeof(T))) {
+        hn::StoreU(samples, all, out);
+    } else {
+        uint8_t some[4 * sizeof(T)];
+        hn::StoreU(samples, all, some);
+        std::memcpy(out, some, bytes);
+    }
+}
+
+// One pixel of each of four rows.
+template <class T, class Sums>
+HWY_INLINE void StoreRows(const typename Sums::V* sums, uint8_t* const* rows, size_t offset,
+                          size_t bytes)
+{
+    const typename Sums::D d;
+    if constexpr (std::is_same_v<Sums, Numbers<ColumnInts> > && kColumnLanes == 8) {
+        // Two rows share a vector, all four the narrowing.
+        const auto half = hn::Set(d, 1 << (kColumnShift - 1));
+        const auto both = [&](size_t row) HWY_ATTR {
+            const auto sum = hn::Add(hn::ConcatLowerLower(d, sums[row + 1], sums[row]),
+                                     hn::ConcatUpperUpper(d, sums[row + 1], sums[row]));
+            return hn::ShiftRight<kColumnShift>(hn::Add(sum, half));
+        };
+        const hn::Repartition<int16_t, ColumnInts> shorts;
+        const hn::Rebind<uint8_t, decltype(shorts)> samples;
+        alignas(16) uint8_t four[16];
+        // Narrowing by blocks leaves the rows in the order 0, 2, 1, 3.
+        hn::Store(hn::DemoteTo(samples, hn::ReorderDemote2To(shorts, both(0), both(2))), samples,
+                  four);
+        constexpr size_t kPlaces[] = {0, 8, 4, 12};
+        HWY_UNROLL(4)
+        for (size_t row = 0; row < kColumnRows; ++row) {
+            if (HWY_LIKELY(bytes == 4)) {
+                std::memcpy(rows[row] + offset, four + kPlaces[row], 4);
+            } else {
+                std::memcpy(rows[row] + offset, four + kPlaces[row], bytes);
+            }
+        }
+    } else {
+        HWY_UNROLL(4)
+        for (size_t row = 0; row < kColumnRows; ++row) {
+            StorePixel<T>(Round<T>(SumBlocks(d, sums[row])), rows[row] + offset, bytes);
+        }
+    }
 }
 
 // Pixels of 3 and 4 channels. The fourth channel of three is stored, too, and overwritten by the
@@ -357,9 +433,9 @@ template <class T, size_t kChannels, class Sums>
 void FilterWideColumns(const ResizeColumnJob& job)
 {
     using V = typename Sums::V;
-    constexpr size_t kSteps = kLanes / 4;
-    alignas(64) int32_t order[kLanes];
-    for (size_t i = 0; i < kLanes; ++i) order[i] = static_cast<int32_t>(i / 4);
+    constexpr size_t kSteps = kColumnLanes / 4;
+    alignas(64) int32_t order[kColumnLanes];
+    for (size_t i = 0; i < kColumnLanes; ++i) order[i] = static_cast<int32_t>(i / 4);
     const auto spread = hn::SetTableIndices(typename Sums::D(), order);
     for (size_t p = 0; p < job.pixels; ++p) {
         const ResizeSteps at = job.steps[p];
@@ -369,7 +445,7 @@ void FilterWideColumns(const ResizeColumnJob& job)
         HWY_UNROLL(4)
         for (size_t row = 0; row < kColumnRows; ++row) sums[row] = hn::Zero(typename Sums::D());
         for (size_t s = 0; s < static_cast<size_t>(at.count); s += kSteps) {
-            const V weight = hn::TableLookupLanes(Sums::LoadLanes(weights + s), spread);
+            const V weight = hn::TableLookupLanes(Sums::LoadWeights(weights + s), spread);
             HWY_UNROLL(4)
             for (size_t row = 0; row < kColumnRows; ++row) {
                 const V lanes = Sums::LoadLanes(job.rows[row] + offset + 4 * s);
@@ -378,16 +454,7 @@ void FilterWideColumns(const ResizeColumnJob& job)
         }
         constexpr size_t kBytes = kChannels * sizeof(T);
         const size_t bytes = p + 1 < job.pixels ? 4 * sizeof(T) : kBytes;
-        HWY_UNROLL(4)
-        for (size_t row = 0; row < kColumnRows; ++row) {
-            const auto rounded = Round<T>(SumBlocks(typename Sums::D(), sums[row]));
-            uint8_t* out = job.out[row] + p * kBytes;
-            if (HWY_LIKELY(bytes == 4 * sizeof(T))) {
-                StorePixel<T>(rounded, out, 4 * sizeof(T));
-            } else {
-                StorePixel<T>(rounded, out, bytes);
-            }
-        }
+        StoreRows<T, Sums>(sums, job.out, p * kBytes, bytes);
     }
 }
 
@@ -412,7 +479,7 @@ void FilterGreyColumns(const ResizeColumnJob& job)
         V sums[kColumnRows];
         HWY_UNROLL(4)
         for (size_t row = 0; row < kColumnRows; ++row) sums[row] = hn::Zero(d);
-        for (size_t s = 0; s < static_cast<size_t>(at.count); s += kLanes) {
+        for (size_t s = 0; s < static_cast<size_t>(at.count); s += kColumnLanes) {
             const V weight = Sums::LoadLanes(weights + s);
             HWY_UNROLL(4)
             for (size_t row = 0; row < kColumnRows; ++row) {
@@ -434,7 +501,7 @@ void FilterGreyColumns(const ResizeColumnJob& job)
 template <class T, size_t kChannels, bool kNumbers>
 void FilterColumns(const ResizeColumnJob& job)
 {
-    using Sums = std::conditional_t<kNumbers, Numbers, Reals>;
+    using Sums = std::conditional_t<kNumbers, Numbers<ColumnInts>, Reals<ColumnFloats> >;
     if constexpr (kChannels == 1) {
         FilterGreyColumns<T, Sums>(job);
     } else {

@@ -41,8 +41,10 @@ struct ResizeKernels {
     const char* name;
 
     // Samples of two rows, or of one (index: 16-bit samples), as lanes; the last group is filled.
-    void (*pairRows)(const uint8_t* first, const uint8_t* second, size_t count, uint32_t* lanes);
-    void (*floatRow[2])(const uint8_t* row, size_t count, uint32_t* lanes);
+    // The bytes `ahead` further on are brought near meanwhile; they need not exist.
+    void (*pairRows)(const uint8_t* first, const uint8_t* second, size_t ahead, size_t count,
+                     uint32_t* lanes);
+    void (*floatRow[2])(const uint8_t* row, size_t ahead, size_t count, uint32_t* lanes);
 
     // Index: as numbers.
     void (*filterRows[2])(const ResizeRowJob& job);

@@ -18,6 +18,8 @@ constexpr int64_t kBatchRows = 8;
 constexpr size_t kStretchLanes = 256;
 // Source columns of a strip, about; a ring of rows of them stays in the second-level cache.
 constexpr int64_t kStripColumns = 1024;
+// Steps of rows that are brought near before they are loaded.
+constexpr int64_t kStepsAhead = 4;
 constexpr int64_t kFewestPixels = 16;
 constexpr int64_t kMostPixels = 512;
 
@@ -198,12 +200,13 @@ template <class T>
 void Strips<T>::LoadSteps(int64_t end)
 {
     const size_t samples = Size(realEnd_ - realBegin_) * channels_;
+    const size_t ahead = Size(Positions(kStepsAhead) * srcStep_);
     for (; loaded_ < end; ++loaded_) {
         const int64_t row = Positions(loaded_);
         if (numbers_) {
-            kernels_.pairRows(SourceRow(row), SourceRow(row + 1), samples, RingRow(loaded_));
+            kernels_.pairRows(SourceRow(row), SourceRow(row + 1), ahead, samples, RingRow(loaded_));
         } else {
-            kernels_.floatRow[sizeof(T) - 1](SourceRow(row), samples, RingRow(loaded_));
+            kernels_.floatRow[sizeof(T) - 1](SourceRow(row), ahead, samples, RingRow(loaded_));
         }
     }
 }

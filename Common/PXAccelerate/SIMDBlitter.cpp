@@ -15,9 +15,11 @@ constexpr char kEventSource[] = "SIMDBlitter";
 constexpr int64_t kTileWidth = 128;
 // Floats of converted source columns at a time: half of a 64 KiB share of the second-level cache.
 constexpr size_t kColumnFloats = 8192;
-// Destination rows filtered together, so that each stretch of ring rows is read from near memory.
+// Destination rows filtered together, stretch by stretch: the floats of a stretch that all of them
+// read fill most of a 32 KiB first-level cache.
 constexpr size_t kBatchRows = 16;
-constexpr size_t kStretchFloats = 128;
+constexpr size_t kNearFloats = 6144;
+constexpr size_t kShortestStretch = 128;
 
 size_t RoundUp(size_t value, size_t multiple)
 {
@@ -185,8 +187,8 @@ void Strip::GatherColumns(int64_t first, int64_t last, const uint8_t* const* row
         columns_ + Size(std::clamp<int64_t>(from - first, 0, last - first)) * pixelFloats;
     const size_t count = Size(to - from + 1);
     kernels_.gather[shape_.sampleBytes - 1][shape_.UnitLog2()](
-        rows, Size(from - view_.buffer.x) * shape_.PixelBytes(), count * shape_.UnitsPerPixel(),
-        lanes, inside);
+        {rows, Size(from - view_.buffer.x) * shape_.PixelBytes(), blockRows_ * view_.srcRowBytes,
+         count * shape_.UnitsPerPixel(), lanes, inside});
     const size_t bytes = pixelFloats * sizeof(float);
     for (float* at = inside; at > columns_;) {
         at -= pixelFloats;
@@ -211,8 +213,11 @@ void Strip::EmitRows(int64_t firstRow, size_t rows)
         }
     }
     const size_t floats = width_ * shape_.channels;
-    for (size_t at = 0; at < floats; at += kStretchFloats) {
-        const size_t count = std::min(kStretchFloats, floats - at);
+    const auto ringRows =
+        Size(y_.LastRead(firstRow + static_cast<int64_t>(rows) - 1) - y_.FirstRead(firstRow) + 1);
+    const size_t stretch = RoundUp(kNearFloats / ringRows + 1, kShortestStretch);
+    for (size_t at = 0; at < floats; at += stretch) {
+        const size_t count = std::min(stretch, floats - at);
         for (size_t i = 0; i < rows; ++i) {
             const int64_t row = firstRow + static_cast<int64_t>(i);
             const BlitTaps taps = y_.Taps(row);
