@@ -12,10 +12,12 @@ flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only",
          f"-I{common}", f"-I{common / 'PXCoreFoundation'}"]
 
 flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
-classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Signal",
+classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Ref", "Signal",
                                                "Task", "TaskQueue")]
 classes += [common / f"PXCore/{name}.h"
-            for name in ("PXDictionary", "PXString", "PXVariant", "PXVariantPointerContainer")]
+            for name in ("PXDictionary", "PXString", "PXVariant",
+                         "PXVariantPointerContainer")]
+classes.append(common / "Image/BaseTileSet.h")
 flat += sorted(path for folder in ("PXCore", "Base", "PXAccelerate", "Image")
                for path in (common / folder).glob("PX*.h")
                if path not in classes and not path.name.endswith("_p.h"))

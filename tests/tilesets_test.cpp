@@ -1,0 +1,177 @@
+// Render tile sets: order, search, and the rules that look odd but are meant.
+
+#include "Image/BaseTileSet.h"
+#include "PXCore/PXImage.h"
+#include "support/Seed.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <random>
+#include <set>
+#include <string>
+#include <tuple>
+
+namespace {
+
+constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
+constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
+
+constexpr auto kPlain = static_cast<BaseTileItemType>(0);
+
+void AddCell(BaseTileColumnSet* columns, int32_t row, int32_t column)
+{
+    EXPECT_NE(nullptr, columns->addTile(row, column, 1, 0, kPlain, row, column));
+}
+
+TEST(TileSets, ItemsAreOrderedByAllKeys)
+{
+    // Each row differs from the one before in a key of less weight, and comes after it.
+    const BaseTileItem rows[] = {{9, 9, static_cast<BaseTileItemType>(9), -1, 9},
+                                 {9, 9, static_cast<BaseTileItemType>(9), 0, -2},
+                                 {9, 9, static_cast<BaseTileItemType>(1), 0, 3},
+                                 {-5, 9, static_cast<BaseTileItemType>(2), 0, 3},
+                                 {4, 1, static_cast<BaseTileItemType>(2), 0, 3},
+                                 {4, 2, static_cast<BaseTileItemType>(2), 0, 3}};
+    for (size_t i = 0; i < std::size(rows); ++i) {
+        for (size_t j = 0; j < std::size(rows); ++j)
+            EXPECT_EQ(i < j ? -1 : i > j, BaseTileItem::compare(&rows[i], &rows[j]));
+        EXPECT_EQ(1, BaseTileItem::compare(&rows[i], nullptr));
+    }
+}
+
+// Ascending items and sets in any order, against a standard set.
+TEST(TileSets, FindWhatWasAdded)
+{
+    std::mt19937_64 random(px::test::Seed(25));
+    const auto number = [&](int32_t most) {
+        return static_cast<int32_t>(random() % static_cast<uint64_t>(most));
+    };
+    using Keys = std::tuple<int32_t, int32_t, int32_t, int32_t, int32_t>;  // in their weight
+    std::set<Keys> model;
+    for (int i = 0; i < 300; ++i)
+        model.insert({number(4) - 2, number(4), number(3), number(5), number(5)});
+    BaseTileSet set(3, 4, true);
+    for (const auto& [row, column, type, id, key2] : model)
+        ASSERT_NE(nullptr, set.addTile(id, key2, static_cast<BaseTileItemType>(type), row, column));
+    for (int i = 0; i < 1000; ++i) {
+        const Keys keys = {number(4) - 2, number(4), number(3), number(5), number(5)};
+        const auto [row, column, type, id, key2] = keys;
+        bool isFound = false;
+        const int32_t index =
+            set.indexOfTile(id, key2, static_cast<BaseTileItemType>(type), row, column, &isFound);
+        ASSERT_EQ(std::distance(model.begin(), model.lower_bound(keys)), index);
+        ASSERT_EQ(model.count(keys) == 1, isFound);
+        if (isFound) {
+            ASSERT_EQ(nullptr,
+                      set.addTile(id, key2, static_cast<BaseTileItemType>(type), row, column));
+        }
+    }
+
+    BaseTileColumnSet columns;
+    std::set<std::pair<int32_t, int32_t>> cells;
+    for (int32_t i = 0; i < 300; ++i) {
+        const std::pair<int32_t, int32_t> cell = {number(12) - 6, number(12) - 6};
+        cells.insert(cell);
+        ASSERT_NE(nullptr, columns.addTile(cell.first, cell.second, i, 0, kPlain, 0, 0));
+    }
+    ASSERT_EQ(cells.size(), static_cast<size_t>(columns.count()));
+    int32_t index = 0;
+    for (const auto& [row, column] : cells) {
+        bool isFound = false;
+        EXPECT_EQ(index, columns.indexOfTileSet(row, column, &isFound));
+        EXPECT_TRUE(isFound);
+        EXPECT_TRUE(columns.tileSetAt(index)->isComplete());
+        EXPECT_EQ(index, columns.indexOfTileSet(columns.tileSetAt(index), &isFound));
+        ++index;
+    }
+    EXPECT_EQ(nullptr, columns.tileSetAt(index));
+}
+
+TEST(TileSets, ItemsAreAppendedAndNotInserted)
+{
+    BaseTileSet set;
+    EXPECT_EQ(-1, set.row());
+    BaseTileItem* later = set.addTile(7, 0, kPlain, 5, 5);
+    BaseTileItem* earlier = set.addTile(7, 0, kPlain, 1, 1);
+    EXPECT_EQ(later, set.itemAt(0));
+    EXPECT_EQ(earlier, set.itemAt(1));
+    EXPECT_EQ(nullptr, set.tile(7, 0, kPlain, 1, 1));  // the search goes the wrong way
+    set.clear();
+    EXPECT_EQ(0, set.count());
+}
+
+TEST(TileSets, BoundingRectHoldsAllCells)
+{
+    const struct {
+        const char* name;
+        std::pair<int32_t, int32_t> first, second;
+        PXRect want;
+    } rows[] = {
+        {"published", {0, 0}, {1, 2}, {0, 0, 1536, 1024}},
+        {"left and above", {-1, -3}, {0, 0}, {-1536, -512, 2048, 1024}},
+        {"at the ends of the numbers", {kMin, kMin}, {kMax, kMax}, {kMin, kMin, kMax, kMax}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        BaseTileColumnSet columns;
+        EXPECT_FALSE(columns.hasColumns());
+        EXPECT_EQ(0, columns.boundingRect().width);
+        AddCell(&columns, row.first.first, row.first.second);
+        AddCell(&columns, row.second.first, row.second.second);
+        const PXRect got = columns.boundingRect();
+        EXPECT_EQ(row.want.x, got.x);
+        EXPECT_EQ(row.want.y, got.y);
+        EXPECT_EQ(row.want.width, got.width);
+        EXPECT_EQ(row.want.height, got.height);
+        EXPECT_FALSE(columns.hasIncompleteColumns());
+        columns.tileSetAt(1)->setState(BaseTileSet::kStateIncomplete);
+        EXPECT_TRUE(columns.hasIncompleteColumns());
+    }
+}
+
+TEST(TileSets, AsManySetsPassForEqual)
+{
+    BaseTileColumnSet one;
+    BaseTileColumnSet other;
+    AddCell(&one, 0, 0);
+    EXPECT_FALSE(one.equal(&other));
+    AddCell(&other, 5, 5);
+    EXPECT_TRUE(one.equal(&other));
+    EXPECT_FALSE(one.equal(nullptr));
+}
+
+TEST(TileSets, ItemsRetainTheirImage)
+{
+    PXImage images[2] = {};
+    for (PXImage& image : images) ASSERT_EQ(PXStatus{kPXOK}, PXImageCreate(&image));
+    {
+        BaseTileItem item(1, 2, kPlain, 3, 4);
+        item.setImage(images[0]);
+        item.setImage(images[0]);
+        EXPECT_EQ(2, PXImageGetRetainCount(images[0]));
+        item.setImage(images[1]);
+        EXPECT_EQ(1, PXImageGetRetainCount(images[0]));
+        item.init(1, 2, kPlain, 3, 4);
+        EXPECT_EQ(nullptr, item.image());
+    }
+    EXPECT_EQ(2, PXImageGetRetainCount(images[1]));  // init forgot it
+    PXImageRelease(images[1]);
+    for (PXImage image : images) PXImageRelease(image);
+}
+
+TEST(TileSets, DumpsAreBounded)
+{
+    BaseTileColumnSet columns;
+    columns.addTile(2, 3, 7, 0, kPlain, 1, 4)->setState(9);
+    columns.addTile(2, 3, 8, 0, kPlain, 1, 5);
+    for (int32_t i = 0; i < 1000; ++i) columns.addTile(9, 9, i, 0, kPlain, 100, i);
+    testing::internal::CaptureStdout();
+    columns.dump();
+    const std::string text = testing::internal::GetCapturedStdout();
+    const std::string first = "(2 3) - (r:1 c:4 id:7 st:9), (r:1 c:5 id:8 st:0)\n";
+    ASSERT_EQ(first, text.substr(0, first.size()));
+    EXPECT_EQ(first.size() + 4999 + 1, text.size());
+}
+
+}  // namespace
