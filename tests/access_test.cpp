@@ -1,0 +1,395 @@
+// Regions of images by row, beyond their bounds and in other formats, against plain memory.
+
+#include "Image/PixelConversion.h"
+#include "PXCore/PXImageIterator.h"
+#include "support/EventLog.h"
+#include "support/Seed.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace {
+
+using px::test::EventLog;
+
+constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
+constexpr int32_t kPixelBytes = 3;
+constexpr uint8_t kFill[kPixelBytes] = {9, 8, 7};
+// Three tiles across and two down.
+constexpr PXRect kBounds = {-700, 90, 1100, 700};
+
+PXImage Make(PXRect bounds, int32_t depth, int32_t planes, PXDataSourceType source)
+{
+    PXImage image = nullptr;
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageCreateWithParams2(bounds, depth, planes, kPXColorSpaceRGB,
+                                                        kPXTransparencyNone, source, &image));
+    return image;
+}
+
+// The pixels of an image as a plain array, with the outside policies read off one pixel at a time.
+struct Model {
+    std::vector<uint8_t> bytes =
+        std::vector<uint8_t>(size_t(kBounds.width) * kBounds.height * kPixelBytes);
+
+    uint8_t* At(int64_t x, int64_t y)
+    {
+        return bytes.data() + ((y - kBounds.y) * kBounds.width + (x - kBounds.x)) * kPixelBytes;
+    }
+    static bool IsInside(int64_t x, int64_t y)
+    {
+        return x >= kBounds.x && x < kBounds.x + kBounds.width && y >= kBounds.y &&
+               y < kBounds.y + kBounds.height;
+    }
+    const uint8_t* Read(int64_t x, int64_t y, PXImageOutsidePolicy policy)
+    {
+        if (policy == kPXImageOutsideFill && !IsInside(x, y)) return kFill;
+        return At(std::clamp<int64_t>(x, kBounds.x, kBounds.x + kBounds.width - 1),
+                  std::clamp<int64_t>(y, kBounds.y, kBounds.y + kBounds.height - 1));
+    }
+};
+
+class AccessTest : public testing::TestWithParam<PXDataSourceType> {
+protected:
+    int32_t Within(int32_t limit)
+    {
+        return static_cast<int32_t>(random_() % static_cast<uint64_t>(limit));
+    }
+    // Mostly small, now and then larger than the image, around its edges and tiles.
+    PXRect Rect()
+    {
+        const bool isLarge = random_() % 16 == 0;
+        return {kBounds.x - 60 + Within(kBounds.width + 120),
+                kBounds.y - 60 + Within(kBounds.height + 120), 1 + Within(isLarge ? 1300 : 70),
+                1 + Within(isLarge ? 900 : 40)};
+    }
+
+    std::mt19937_64 random_{px::test::Seed(47)};
+};
+
+// Random rectangles by row, in any order of rows, and by conversion to the same format.
+TEST_P(AccessTest, RowsAgreeWithPlainMemory)
+{
+    PXImage image = Make(kBounds, 8, kPixelBytes, GetParam());
+    Model model;
+    for (int step = 0; step < 400; ++step) {
+        const PXRect rect = Rect();
+        const PXImageOutside outside = {1U + static_cast<uint32_t>(random_() & 1), kFill};
+        const auto mode = static_cast<PXImageAccessMode>(random_() % 3);
+        SCOPED_TRACE(testing::Message() << "step " << step << ", mode " << mode);
+        PXImageAccess access = nullptr;
+        ASSERT_EQ(PXStatus{kPXOK}, PXImageAccessCreate(image, rect, mode, &outside, &access));
+        const int32_t rows = 1 + Within(rect.height);
+        const int32_t direction = Within(3) - 1;  // upward, anywhere, downward
+        int32_t row = Within(rect.height);
+        for (int i = 0; i < rows; ++i) {
+            row = direction ? (row + direction + rect.height) % rect.height : Within(rect.height);
+            void* pixels = nullptr;
+            ASSERT_EQ(PXStatus{kPXOK}, PXImageAccessGetRow(access, rect.y + row, &pixels));
+            auto* bytes = static_cast<uint8_t*>(pixels);
+            for (int32_t column = 0; column < rect.width; ++column, bytes += kPixelBytes) {
+                const int64_t x = int64_t{rect.x} + column;
+                const int64_t y = int64_t{rect.y} + row;
+                if (mode != kPXImageAccessWrite &&
+                    (mode == kPXImageAccessRead || rows == 1 || Model::IsInside(x, y))) {
+                    ASSERT_EQ(0, std::memcmp(model.Read(x, y, outside.policy), bytes, 3));
+                }
+                if (mode == kPXImageAccessRead) continue;
+                const uint64_t pixel = random_();
+                std::memcpy(bytes, &pixel, kPixelBytes);
+                if (Model::IsInside(x, y)) std::memcpy(model.At(x, y), bytes, kPixelBytes);
+            }
+        }
+        ASSERT_EQ(PXStatus{kPXOK}, PXImageAccessClose(access));
+        PXImageAccessRelease(access);
+    }
+    std::vector<uint8_t> all(model.bytes.size());
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageReadWithConversion(image, kBounds, {8, kPixelBytes}, nullptr,
+                                                         all.data(), kBounds.width * kPixelBytes));
+    EXPECT_TRUE(all == model.bytes);
+    PXImageRelease(image);
+}
+
+TEST_P(AccessTest, IteratorsSeeEveryPixelOnce)
+{
+    PXImage image = Make(kBounds, 8, kPixelBytes, GetParam());
+    const PXRect part = {-300, 400, 600, 300};  // over the corner of four tiles
+    px::ImageTiles tiles(image, part);
+    int64_t pixels = 0;
+    for (const px::ImageTile& tile : tiles) {
+        pixels += int64_t{tile.rect.width} * tile.rect.height;
+        for (int32_t y = tile.rect.y; y < tile.rect.y + tile.rect.height; ++y) {
+            auto* row = tile.Row<uint8_t>(y);
+            for (int32_t i = 0; i < tile.rect.width * kPixelBytes; ++i) ++row[i];
+        }
+    }
+    EXPECT_EQ(PXStatus{kPXOK}, tiles.Close());
+    EXPECT_EQ(int64_t{600} * 300, pixels);
+
+    px::ImageRows rows(image, kBounds, kPXImageAccessRead);
+    int32_t y = kBounds.y;
+    for (const px::ImageRow& row : rows) {
+        ASSERT_EQ(y++, row.y);
+        for (int32_t i = 0; i < row.width * kPixelBytes; ++i) {
+            const int32_t x = kBounds.x + i / kPixelBytes;
+            const bool isPart = x >= -300 && x < 300 && row.y >= 400 && row.y < 700;
+            ASSERT_EQ(isPart, row.Samples<uint8_t>()[i]);
+        }
+    }
+    EXPECT_EQ(kBounds.y + kBounds.height, y);
+    EXPECT_EQ(PXStatus{kPXOK}, rows.Close());
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, px::ImageTiles(image, {0, 0, 9999, 1}).Close());
+    PXImageRelease(image);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backings, AccessTest,
+                         testing::Values(kPXDataSourceMemory, kPXDataSourceTiled));
+
+TEST(Access, SolidFillsAreReadInEveryFormat)
+{
+    PXImage image = Make({0, 0, 5, 4}, 8, 3, kPXDataSourceSolidFill);
+    const uint8_t pixel[3] = {255, 0, 51};
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageSetFillColor(image, pixel));
+    float floats[9 * 4];
+    const PXImageOutside repeat = {kPXImageOutsideRepeat, nullptr};
+    ASSERT_EQ(PXStatus{kPXOK},
+              PXImageReadWithConversion(image, {3, -2, 3, 3}, {32, 4}, &repeat, floats, 3 * 16));
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_EQ(1.0F, floats[4 * i]);
+        EXPECT_EQ(0.2F, floats[4 * i + 2]);
+        EXPECT_EQ(1.0F, floats[4 * i + 3]);
+    }
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrNotSupported},
+              PXImageWriteWithConversion(image, {0, 0, 1, 1}, {8, 1}, nullptr, pixel, 1));
+    EXPECT_EQ(1, events.Count(kPXErrNotSupported));
+    PXImageRelease(image);
+}
+
+// The rules, one sample at a time and in long double where a quotient is rounded.
+double Decoded(int32_t depth, const uint8_t* sample)
+{
+    if (depth == 8) return *sample;
+    uint16_t word = 0;
+    float number = 0;
+    std::memcpy(&word, sample, 2);
+    if (depth == 16) return word;
+    std::memcpy(&number, sample, 4);
+    return static_cast<double>(number);
+}
+
+double DepthOracle(double value, int32_t from, int32_t to)
+{
+    const double most = to == 8 ? 255 : 65535;
+    if (from == to) return value;
+    if (to == 32) return static_cast<double>(static_cast<float>(value / (from == 8 ? 255 : 65535)));
+    if (from == 8) return value * 257;
+    if (from == 16) return static_cast<double>(std::floor(value / 257.0L + 0.5L));
+    if (!(value > 0)) return 0;
+    const auto scaled = static_cast<float>(std::min(value, 1.0) * most);
+    return std::floor(static_cast<double>(scaled + 0.5F));
+}
+
+double GreyOracle(double r, double g, double b, int32_t depth)
+{
+    if (depth != 32)
+        return static_cast<double>(
+            (2126 * int64_t(r) + 7152 * int64_t(g) + 722 * int64_t(b) + 5000) / 10000);
+    return static_cast<double>(0.2126F * float(r) + 0.7152F * float(g) + 0.0722F * float(b));
+}
+
+std::vector<double> PixelOracle(std::vector<double> pixel, PXImageFormat from, PXImageFormat to)
+{
+    const auto toDepth = [&] {
+        for (double& sample : pixel) sample = DepthOracle(sample, from.depth, to.depth);
+    };
+    const int32_t depth = std::max(from.depth, to.depth);
+    if (from.depth < to.depth) toDepth();
+    if (from.planes != to.planes) {
+        const double opaque = depth == 8 ? 255 : depth == 16 ? 65535 : 1;
+        const double alpha = from.planes % 2 == 0 ? pixel.back() : opaque;
+        std::vector<double> colours(pixel.begin(), pixel.begin() + (from.planes < 3 ? 1 : 3));
+        if (from.planes >= 3 && to.planes < 3) {
+            colours = {GreyOracle(colours[0], colours[1], colours[2], depth)};
+        } else if (from.planes < 3 && to.planes >= 3) {
+            colours.assign(3, colours[0]);
+        }
+        if (to.planes % 2 == 0) colours.push_back(alpha);
+        pixel = colours;
+    }
+    if (from.depth > to.depth) toDepth();
+    return pixel;
+}
+
+TEST(Access, EveryPairOfFormatsFollowsTheRules)
+{
+    std::mt19937_64 random(px::test::Seed(48));
+    constexpr float kOdd[] = {std::numeric_limits<float>::quiet_NaN(),
+                              std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(),
+                              -0.0F,
+                              1.0F,
+                              1e30F,
+                              -1e-30F,
+                              0.5F / 255,
+                              254.5F / 255};
+    constexpr int32_t kPixels = 300;  // more than one chunk
+    for (int code = 0; code < 9 * 25; ++code) {
+        constexpr int32_t depths[] = {8, 16, 32};
+        const PXImageFormat from = {depths[code % 3], code / 9 % 5 + 1};
+        const PXImageFormat to = {depths[code / 3 % 3], code / 45 + 1};
+        SCOPED_TRACE(testing::Message()
+                     << from.depth << "x" << from.planes << " to " << to.depth << "x" << to.planes);
+        px::PixelConversion conversion;
+        const bool isPossible = from.planes == to.planes || std::max(from.planes, to.planes) < 5;
+        ASSERT_EQ(isPossible, conversion.Set(from, to));
+        if (!isPossible) continue;
+        const auto fromBytes = static_cast<size_t>(from.depth / 8 * from.planes);
+        const auto toBytes = static_cast<size_t>(to.depth / 8 * to.planes);
+        std::vector<uint8_t> source(kPixels * fromBytes + 1);
+        for (uint8_t& byte : source) byte = static_cast<uint8_t>(random());
+        for (size_t at = 1; from.depth == 32 && at < source.size(); at += 4) {
+            const float value = random() % 4 == 0
+                                    ? kOdd[random() % std::size(kOdd)]
+                                    : static_cast<float>(random() % 140000) / 65535.0F - 0.5F;
+            std::memcpy(source.data() + at, &value, 4);
+        }
+        std::vector<uint8_t> target(kPixels * toBytes + 2, 0xEE);
+        conversion.Convert(source.data() + 1, target.data() + 1, kPixels);  // both unaligned
+        ASSERT_EQ(0xEE, target.front());
+        ASSERT_EQ(0xEE, target.back());
+        for (size_t i = 0; i < kPixels; ++i) {
+            std::vector<double> pixel;
+            for (size_t at = 0; at < fromBytes; at += size_t(from.depth / 8))
+                pixel.push_back(Decoded(from.depth, source.data() + 1 + i * fromBytes + at));
+            pixel = PixelOracle(pixel, from, to);
+            for (size_t channel = 0; channel < pixel.size(); ++channel) {
+                const double got = Decoded(
+                    to.depth, target.data() + 1 + i * toBytes + channel * size_t(to.depth / 8));
+                if (std::isnan(pixel[channel])) {
+                    ASSERT_TRUE(std::isnan(got));
+                } else {
+                    ASSERT_EQ(pixel[channel], got) << "pixel " << i << ", channel " << channel;
+                }
+            }
+        }
+    }
+}
+
+// Every whole number survives a wider depth.
+TEST(Access, WiderDepthsKeepEveryValue)
+{
+    for (const int32_t depth : {8, 16}) {
+        const int32_t count = 1 << depth;
+        std::vector<uint8_t> values(size_t(count) * size_t(depth / 8));
+        for (int32_t i = 0; i < count; ++i)
+            std::memcpy(values.data() + i * depth / 8, &i, size_t(depth / 8));
+        for (const int32_t wide : {16, 32}) {
+            px::PixelConversion up;
+            px::PixelConversion down;
+            ASSERT_TRUE(up.Set({depth, 1}, {wide, 1}) && down.Set({wide, 1}, {depth, 1}));
+            std::vector<uint8_t> there(size_t(count) * 4);
+            std::vector<uint8_t> back(values.size());
+            up.Convert(values.data(), there.data(), count);
+            down.Convert(there.data(), back.data(), count);
+            EXPECT_EQ(values, back) << depth << " by " << wide;
+        }
+    }
+}
+
+// Through the flat functions, over tiles and edges: the same pixels in a wider format and back.
+TEST(Access, ConversionCrossesTilesAndEdges)
+{
+    PXImage tiled = Make(kBounds, 16, 4, kPXDataSourceTiled);
+    PXImage plain = Make(kBounds, 16, 4, kPXDataSourceMemory);
+    std::mt19937_64 random(px::test::Seed(49));
+    const PXImageOutside repeat = {kPXImageOutsideRepeat, nullptr};
+    std::vector<uint8_t> buffer(1300 * 50 * 3);
+    for (uint8_t& byte : buffer) byte = static_cast<uint8_t>(random());
+    std::vector<float> got[2];
+    for (std::vector<float>& floats : got) floats.resize(1300 * 50 * 3);
+    for (const PXRect rect :
+         {PXRect{-800, 60, 1300, 50}, PXRect{-190, 590, 3, 33}, PXRect{300, 700, 200, 50}}) {
+        for (PXImage image : {tiled, plain}) {
+            ASSERT_EQ(PXStatus{kPXOK}, PXImageWriteWithConversion(image, rect, {8, 3}, &repeat,
+                                                                  buffer.data(), rect.width * 3));
+            ASSERT_EQ(PXStatus{kPXOK},
+                      PXImageReadWithConversion(image, rect, {32, 3}, &repeat,
+                                                got[image == plain].data(), rect.width * 12));
+        }
+        const int32_t inner = (std::max(rect.y, kBounds.y) - rect.y) * rect.width +
+                              std::max(rect.x, kBounds.x) - rect.x;
+        EXPECT_EQ(static_cast<float>(buffer[size_t(inner) * 3 + 1]) / 255.0F,
+                  got[0][size_t(inner) * 3 + 1]);
+        EXPECT_TRUE(got[0] == got[1]);
+    }
+    PXImageRelease(plain);
+    PXImageRelease(tiled);
+}
+
+TEST(Access, RefusesWhatItCannotDo)
+{
+    PXImage image = Make({0, 0, 8, 8}, 8, 3, kPXDataSourceMemory);
+    PXImage mask = Make({0, 0, 8, 8}, 1, 1, kPXDataSourceMemory);
+    PXImage wide = Make({0, 0, 8, 8}, 64, 1, kPXDataSourceMemory);
+    PXImage cmyk = Make({0, 0, 8, 8}, 8, 4, kPXDataSourceMemory);
+    PXImageSetColorSpaceType(cmyk, kPXColorSpaceCMYK);
+    uint8_t buffer[8 * 8 * 16] = {};
+    const PXRect all = {0, 0, 8, 8};
+    const struct {
+        const char* name;
+        PXImage image;
+        PXRect rect;
+        PXImageFormat format;
+        PXImageOutsidePolicy policy;
+        int64_t rowBytes;
+        PXStatus want;
+    } rows[] = {
+        {"all", image, all, {8, 3}, 0, 24, kPXOK},
+        {"outside without a policy", image, {-1, 0, 8, 8}, {8, 3}, 0, 24, kPXErrBadArgument},
+        {"outside with one", image, {kMax - 8, -kMax, 8, 8}, {8, 3}, 2, 24, kPXOK},
+        {"right edge beyond int32", image, {kMax, 0, 8, 8}, {8, 3}, 1, 24, kPXErrBadArgument},
+        {"unknown policy", image, all, {8, 3}, 3, 24, kPXErrBadArgument},
+        {"empty", image, {0, 0, 0, 8}, {8, 3}, 0, 24, kPXErrBadArgument},
+        {"rows too close", image, all, {16, 3}, 0, 47, kPXErrBadArgument},
+        {"odd depth", image, all, {12, 3}, 0, 64, kPXErrPixelLayout},
+        {"no channels", image, all, {8, 0}, 0, 64, kPXErrPixelLayout},
+        {"five channels of three", image, all, {8, 5}, 0, 64, kPXErrPixelLayout},
+        {"bit mask", mask, all, {8, 1}, 0, 64, kPXErrPixelLayout},
+        {"64 bits", wide, all, {8, 1}, 0, 64, kPXErrPixelLayout},
+        {"CMYK to RGB", cmyk, all, {8, 3}, 0, 64, kPXErrPixelLayout},
+        {"CMYK in 16 bits", cmyk, all, {16, 4}, 0, 64, kPXOK},
+        {"no image", nullptr, all, {8, 3}, 0, 24, kPXErrBadArgument},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EventLog events;
+        const PXImageOutside outside = {row.policy, nullptr};
+        EXPECT_EQ(row.want, PXImageReadWithConversion(row.image, row.rect, row.format, &outside,
+                                                      buffer, row.rowBytes));
+        EXPECT_EQ(row.want, PXImageWriteWithConversion(row.image, row.rect, row.format, &outside,
+                                                       buffer, row.rowBytes));
+        EXPECT_EQ(row.want == kPXOK ? 0 : 2, events.Count(row.want));
+    }
+    EventLog events;
+    PXImageAccess access = nullptr;
+    void* row = nullptr;
+    EXPECT_EQ(PXStatus{kPXErrPixelLayout},
+              PXImageAccessCreate(mask, {0, 0, 9, 8}, 0, std::data({PXImageOutside{1, nullptr}}),
+                                  &access));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageAccessCreate(image, all, 3, nullptr, &access));
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageAccessCreate(mask, {3, 1, 5, 2}, 0, nullptr, &access));
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageAccessGetRow(access, 2, &row));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageAccessGetRow(access, 3, &row));
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageAccessClose(access));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageAccessGetRow(access, 2, &row));
+    PXImageAccessRelease(access);
+    for (PXImage made : {image, mask, wide, cmyk}) PXImageRelease(made);
+}
+
+}  // namespace
