@@ -1,6 +1,9 @@
 #include "PXCore/PXImage.h"
 
 #include "Base/Platform/Platform.h"
+#include "Image/ImageCacheManager.h"
+#include "PXCore/PXImageCache.h"
+#include "PXCore/PXImagePool.h"
 #include "support/EventLog.h"
 #include "support/Seed.h"
 
@@ -231,14 +234,15 @@ std::vector<uint8_t> AllBytes(PXImage image)
 TEST(Image, CopiesAreDeep)
 {
     const PXRect bounds = {5, 6, 21, 9};
-    for (const PXDataSourceType source : {kPXDataSourceMemory, kPXDataSourceSolidFill}) {
+    for (const PXDataSourceType source :
+         {kPXDataSourceMemory, kPXDataSourceTiled, kPXDataSourceSolidFill}) {
         for (const int32_t depth : {1, 8, 32}) {
             SCOPED_TRACE(testing::Message() << "source " << source << ", depth " << depth);
             PXImage image = nullptr;
             ASSERT_EQ(PXStatus{kPXOK},
                       PXImageCreateWithParams2(bounds, depth, 2, 7, 9, source, &image));
             std::vector<uint8_t> pixels(static_cast<size_t>(PXImageGetRowBytes64(image) * 9), 0xA5);
-            if (source == kPXDataSourceMemory) {
+            if (source != kPXDataSourceSolidFill) {
                 EXPECT_EQ(PXStatus{kPXOK},
                           PXImageWrite2(image, bounds, pixels.data(), PXImageGetRowBytes64(image)));
             } else {
@@ -249,12 +253,19 @@ TEST(Image, CopiesAreDeep)
             const std::vector<uint8_t> before = AllBytes(image);
             PXImage copy = nullptr;
             ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateCopy(image, &copy));
+            const uint8_t zeros[8] = {};
+            if (source == kPXDataSourceTiled) {  // copied tiles are shared until they are written
+                EXPECT_EQ(PXStatus{kPXOK}, PXImageWrite2(image, {5, 6, 1, 1}, zeros, 8));
+            }
             PXImageRelease(image);
             EXPECT_EQ(before, AllBytes(copy));
             EXPECT_EQ(77U, PXImageGetRefCon2(copy));
             EXPECT_EQ(PXTransparency{9}, PXImageGetTransparency(copy));
             EXPECT_EQ(depth == 8 ? 16 : depth, PXImageGetDepth(copy));
-            EXPECT_EQ(PXDataSourceType{source}, PXImageGetDataSourceType(copy));
+            // Bit masks are not cut into tiles.
+            const bool isWhole = depth == 1 && source == kPXDataSourceTiled;
+            EXPECT_EQ(isWhole ? PXDataSourceType{kPXDataSourceMemory} : source,
+                      PXImageGetDataSourceType(copy));
             PXImageRelease(copy);
         }
     }
@@ -344,6 +355,96 @@ TEST(Image, AdjustedBoundsKeepThePixels)
             PXImageRelease(own);
         }
     }
+}
+
+TEST(Image, TiledImagesAreMoved)
+{
+    PXImage image = nullptr;
+    ASSERT_EQ(PXStatus{kPXOK},
+              PXImageCreateWithParams2({0, 0, 1100, 600}, 8, 1, 0, 0, kPXDataSourceTiled, &image));
+    const uint8_t pixel = 77;
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageWrite2(image, {1030, 520, 1, 1}, &pixel, 1));
+    const std::vector<uint8_t> before = AllBytes(image);
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageAdjustBounds(image, {-90, 40, 1100, 600}));
+    EXPECT_EQ(before, AllBytes(image));
+    uint8_t got = 0;
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageRead2(image, {940, 560, 1, 1}, &got, 1));
+    EXPECT_EQ(77, got);
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrNotSupported}, PXImageAdjustBounds(image, {0, 0, 1100, 601}));
+    EXPECT_EQ(1, events.Count(kPXErrNotSupported));
+    PXImageRelease(image);
+}
+
+TEST(Image, PoolsHoldSparesOfOneKind)
+{
+    PXImageSetDefaultDataSourceType(kPXDataSourceMemory);
+    EventLog events;
+    PXImagePool pool = PXImagePoolCreate();
+    PXImage image = nullptr;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImagePoolAcquire(pool, &image));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImagePoolUpdate(pool, 2, {0, 0, 0, 4}, 8, 3, 0, 0));
+    const auto update = [&](int32_t count, int32_t depth) {
+        EXPECT_EQ(PXStatus{kPXOK}, PXImagePoolUpdate(pool, count, {0, 0, 4, 4}, depth, 3, 2, 1));
+    };
+    PXImageSetLogObjectUse(true);
+    const struct {
+        const char* name;
+        int32_t count, depth, want;  // spares then
+    } rows[] = {{"filled", 3, 8, 3},
+                {"filled enough", 2, 8, 3},
+                {"other images", 2, 16, 2},
+                {"none of others", -1, 8, 0},
+                {"filled again", 1, 8, 1}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        update(row.count, row.depth);
+        EXPECT_EQ(row.want, PXImageGetTotalImages());
+    }
+    PXImage images[2] = {};
+    for (PXImage& one : images) ASSERT_EQ(PXStatus{kPXOK}, PXImagePoolAcquire(pool, &one));
+    EXPECT_EQ(2, PXImageGetTotalImages());
+    EXPECT_EQ(1, PXImageGetRetainCount(images[0]));
+    EXPECT_LT(PXImageGetInternalID(images[0]), PXImageGetInternalID(images[1]));
+    EXPECT_EQ(PXTransparency{1}, PXImageGetTransparency(images[1]));
+    PXImageSetDefaultDataSourceType(5);
+    EXPECT_EQ(PXStatus{kPXErrCreate}, PXImagePoolAcquire(pool, &image));
+    PXImageSetDefaultDataSourceType(kPXDataSourceTiled);
+    PXImageSetLogObjectUse(false);
+    EXPECT_EQ(pool, PXImagePoolRetain(pool));
+    PXImagePoolRelease(pool);
+    PXImagePoolRelease(pool);
+    for (PXImage one : images) PXImageRelease(one);
+    EXPECT_EQ(0, PXImageGetTotalImages());
+    EXPECT_EQ(2, events.Count(kPXErrBadArgument));
+}
+
+// The slots are the process's and are used once, so that this is one test of all of them.
+TEST(Image, ListenersAreBoundedAndGoTogether)
+{
+    const auto listen = [](void* context, uint32_t, uint32_t) { ++*static_cast<int*>(context); };
+    int calls = 0;
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageRegisterMsgListener(nullptr, &calls));
+    const auto report = [&](int error) {
+        calls = 0;
+        ImageCacheManager::Shared().ReportFailure(0xFFFFFF00, error, "write");
+        return calls;
+    };
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(PXStatus{kPXOK}, PXImageRegisterMsgListener(listen, &calls));
+    EXPECT_EQ(3, report(1));
+    EXPECT_EQ(0, report(1));  // once for a cause
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageUnRegisterMsgListener(listen));
+    EXPECT_EQ(3, report(2));
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageUnRegisterMsgListener(nullptr));
+    EXPECT_EQ(0, report(3));
+    for (int i = 3; i < kPXImageMaxMsgListeners; ++i)
+        EXPECT_EQ(PXStatus{kPXOK}, PXImageRegisterMsgListener(listen, &calls));
+    EXPECT_EQ(PXStatus{kPXErrCreate}, PXImageRegisterMsgListener(listen, &calls));
+    EXPECT_EQ(7, report(4));
+    EXPECT_EQ(1, events.Count(kPXErrCreate));
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageUnRegisterMsgListener(nullptr));
 }
 
 TEST(Image, CensusCountsWhatLives)

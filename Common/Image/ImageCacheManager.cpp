@@ -74,7 +74,7 @@ void ImageCacheManager::Forget(CImageRecFile* image)
             WaitUntilStill(tile);
             if (!tile->isListed) return;
             resident_.Remove(tile);
-            usedBytes_ -= tile->Bytes();
+            CountBytes(*tile, -tile->Bytes());
         });
         std::erase(images_, image);
         store = store_;
@@ -87,7 +87,7 @@ bool ImageCacheManager::Enter(CImageTile* tile)
 {
     const px::MutexLocker lock(mutex_);
     if (tile->isListed) return false;
-    usedBytes_ += tile->Bytes();
+    CountBytes(*tile, tile->Bytes());
     tile->timeStamp = static_cast<int32_t>(px::os::Os().wallClockMicros() / 1'000'000);
     bool mayWrite = true;
     int failures = 0;
@@ -112,7 +112,7 @@ void ImageCacheManager::Leave(CImageTile* tile)
     WaitUntilStill(tile);
     if (!tile->isListed) return;
     resident_.Remove(tile);
-    usedBytes_ -= tile->Bytes();
+    CountBytes(*tile, -tile->Bytes());
 }
 
 PXStatus ImageCacheManager::Purge(const CImageRecFile* image)
@@ -138,7 +138,7 @@ CImageTile* ImageCacheManager::Evict(CImageTile* tile, bool* mayWrite, bool* lef
 {
     tile->isLeaving = true;
     const int64_t used = usedBytes_;
-    usedBytes_ -= tile->Bytes();
+    CountBytes(*tile, -tile->Bytes());
     mutex_.unlock();
     if (DumpsPurges()) LogPurge(*tile, used);
     *left = tile->image->PurgeTile(tile, mayWrite) == kPXOK;
@@ -148,10 +148,16 @@ CImageTile* ImageCacheManager::Evict(CImageTile* tile, bool* mayWrite, bool* lef
     if (*left) {
         resident_.Remove(tile);
     } else {
-        usedBytes_ += tile->Bytes();
+        CountBytes(*tile, tile->Bytes());
     }
     stillness_.notify_all();
     return next;
+}
+
+void ImageCacheManager::CountBytes(const CImageTile& tile, int64_t change)
+{
+    usedBytes_ += change;
+    tile.image->CountResident(change);
 }
 
 void ImageCacheManager::WaitUntilStill(const CImageTile* tile)
@@ -247,6 +253,42 @@ void ImageCacheManager::ReportFailure(uint32_t internalID, int error, const char
     PXLogWithParams(kPurgeLevel, CFSTR("PXCore"), static_cast<int32_t>(kPXErrNotFound),
                     CFSTR("Tile cache: cannot %s tiles of image %u: %s"), what, internalID,
                     px::os::TextOf(error));
+    Post(kPXImageMsgStoreFailed, internalID);
+}
+
+PXStatus ImageCacheManager::RegisterListener(PXImageMsgProc proc, void* context)
+{
+    bool isFull = false;
+    {
+        const px::MutexLocker lock(mutex_);
+        isFull = listenerCount_ == listeners_.size();
+        if (!isFull) listeners_[listenerCount_++] = {proc, context};
+    }
+    return isFull ? PX_FAIL(kPXErrCreate) : PXStatus{kPXOK};
+}
+
+void ImageCacheManager::UnregisterListener(PXImageMsgProc proc)
+{
+    const px::MutexLocker lock(mutex_);
+    std::array<Listener, kPXImageMaxMsgListeners> rebuilt = {};
+    for (size_t i = 0; i < listeners_.size(); ++i) {
+        // Looks at the empty slots of the copy and not at the stored ones, so that a procedure
+        // stays and null takes all of them out: callers have come to count on both.
+        if (rebuilt[i].proc != proc) rebuilt[i] = listeners_[i];
+    }
+    listeners_ = rebuilt;
+}
+
+void ImageCacheManager::Post(uint32_t message, uint32_t internalID)
+{
+    std::array<Listener, kPXImageMaxMsgListeners> listeners;
+    {
+        const px::MutexLocker lock(mutex_);
+        listeners = listeners_;
+    }
+    for (const Listener& listener : listeners) {
+        if (listener.proc) listener.proc(listener.context, message, internalID);
+    }
 }
 
 void ImageCacheManager::ForgetFailures(uint32_t internalID)

@@ -14,6 +14,7 @@
 // its way out is marked `isLeaving`, and whoever wants to take it off the list waits. Takes image
 // mutexes never, the store's and the arena's after its own.
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <set>
@@ -64,6 +65,10 @@ public:
     void SetCacheFolder(const std::string& path);
     void Shutdown();
 
+    // Listeners: those slots are in use that registering has filled, in order.
+    [[nodiscard]] PXStatus RegisterListener(PXImageMsgProc proc, void* context);
+    void UnregisterListener(PXImageMsgProc proc);
+
     // The tile store, made when first needed; empty when tiles do not leave memory.
     PXRef<CTileStore> Store();
     // The store that holds slots, whatever its type is now.
@@ -82,8 +87,10 @@ private:
     // meanwhile.
     CImageTile* Evict(CImageTile* tile, bool* mayWrite, bool* left) PX_REQUIRES_LOCK(mutex_);
     void SetLimit(double bytes);
+    void CountBytes(const CImageTile& tile, int64_t change) PX_REQUIRES_LOCK(mutex_);
     void WaitUntilStill(const CImageTile* tile) PX_REQUIRES_LOCK(mutex_);
     void ForgetFailures(uint32_t internalID);
+    void Post(uint32_t message, uint32_t internalID);
 
     px::Mutex mutex_;
     std::atomic<uint32_t> lastInternalID_{0};
@@ -96,6 +103,12 @@ private:
     PXRef<CTileStore> store_ PX_GUARDED_BY(mutex_);
     uint32_t storeType_ PX_GUARDED_BY(mutex_) = 0;
     std::atomic<uint32_t> dumpPurgeInfo_{0};
+    struct Listener {
+        PXImageMsgProc proc = nullptr;
+        void* context = nullptr;
+    };
+    std::array<Listener, kPXImageMaxMsgListeners> listeners_ PX_GUARDED_BY(mutex_) = {};
+    size_t listenerCount_ PX_GUARDED_BY(mutex_) = 0;
     PXRef<px::OpenFile> marker_ PX_GUARDED_BY(mutex_);
 
     std::condition_variable_any stillness_;  // a tile that was leaving left or stayed

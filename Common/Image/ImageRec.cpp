@@ -174,8 +174,8 @@ PXStatus CImageRec::Copy(PXRef<CImageRec>* outImage)
 {
     *outImage = {};
     PX_REQUIRE(rowBytes > 0);
-    PXRef<CImageRec> made;
-    PX_TRY(MakeBacking(dataSourceType, &made));
+    const auto made = PXRef<CImageRec>::Adopt(NewOfKind());
+    if (!made) return PX_FAIL(kPXErrCreate);
     // Field by field: after PXImageSetPlaneBytes creation parameters do not tell the layout.
     made->loPlane = loPlane;
     made->hiPlane = hiPlane;

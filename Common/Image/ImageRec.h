@@ -84,6 +84,10 @@ public:
     virtual char KindLetter() const { return '*'; }
     // Bytes of pixels in memory, for reports; the backing keeps them.
     int64_t ResidentBytes() const { return residentBytes_.load(std::memory_order_relaxed); }
+    void CountResident(int64_t change)
+    {
+        residentBytes_.fetch_add(change, std::memory_order_relaxed);
+    }
 
     // The fields of the record, in their order.
     PXRect bounds = {};
@@ -113,6 +117,8 @@ protected:
 
     // Makes zeroed pixels for the layout that Initialize derived, and sets `size`.
     [[nodiscard]] virtual PXStatus Allocate() = 0;
+    // An image of the same backing, without layout; null when memory runs out.
+    virtual CImageRec* NewOfKind() const = 0;
     // Fills a new image of the same layout. Copies the pixels in bands unless a backing can do
     // better.
     [[nodiscard]] virtual PXStatus CopyPixelsTo(CImageRec* copy);
@@ -120,10 +126,6 @@ protected:
     [[nodiscard]] PXStatus CheckBounds(const PXRect& rect) const;
     // Takes the new rectangle into the fields that depend on it.
     void TakeBounds(const PXRect& rect);
-    void CountResident(int64_t change)
-    {
-        residentBytes_.fetch_add(change, std::memory_order_relaxed);
-    }
 
 private:
     [[nodiscard]] static PXStatus MakeBacking(PXDataSourceType type, PXRef<CImageRec>* outImage);

@@ -40,6 +40,26 @@ PXStatus CImageRecFile::Allocate()
     return kPXOK;
 }
 
+CImageRec* CImageRecFile::NewOfKind() const
+{
+    return new (std::nothrow) CImageRecFile(TileSize());
+}
+
+PXStatus CImageRecFile::SetBounds(const PXRect& rect)
+{
+    PX_TRY(CheckBounds(rect));
+    if (rect.width != bounds.width || rect.height != bounds.height)
+        return PX_FAIL(kPXErrNotSupported);
+    const int64_t right = int64_t{rect.x} - bounds.x;
+    const int64_t down = int64_t{rect.y} - bounds.y;
+    tiles_.ForEach([&](CImageTile* tile) {
+        tile->tile_x = static_cast<int32_t>(tile->tile_x + right);
+        tile->tile_y = static_cast<int32_t>(tile->tile_y + down);
+    });
+    bounds = rect;
+    return kPXOK;
+}
+
 PXRect CImageRecFile::TileRect(int32_t row, int32_t column) const
 {
     const int32_t left = column << tileShift_;

@@ -58,6 +58,10 @@ public:
         return row >= 0 && row < tileRows_ && column >= 0 && column < tileColumns_ && colBytes > 0;
     }
 
+    // Moves the image. Another size would be another grid of tiles: kPXErrNotSupported.
+    [[nodiscard]] PXStatus SetBounds(const PXRect& rect) override;
+    char KindLetter() const override { return 'f'; }
+
     int32_t TileRows() const { return tileRows_; }
     int32_t TileColumns() const { return tileColumns_; }
     const px::TileTable& Tiles() const { return tiles_; }
@@ -77,6 +81,9 @@ public:
 
 protected:
     [[nodiscard]] PXStatus Allocate() override;
+    // Shares the pixels until one of both images is written.
+    [[nodiscard]] PXStatus CopyPixelsTo(CImageRec* copy) override;
+    CImageRec* NewOfKind() const override;
 
 private:
     // Pixels of a rectangle that spans tiles, lent to a caller.
@@ -114,6 +121,8 @@ private:
     void Publish(CImageTile* tile, const PXRef<px::TileBlock>& block, bool isShared)
         PX_REQUIRES_LOCK(mutex_);
     PXRef<px::TileBlock> ShareBlock(CImageTile* tile, bool* isBusy);
+    PXStatus ShareTile(int32_t row, int32_t column, CImageRecFile* target, int32_t targetRow,
+                       int32_t targetColumn);
     bool AdoptBlock(CImageTile* tile, const PXRef<px::TileBlock>& block);
     PXStatus KeepPixels(CImageTile* tile, bool* mayWrite);
     PXStatus GatherRect(const PXRect& rect, void** outPointer);

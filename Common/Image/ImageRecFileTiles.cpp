@@ -289,6 +289,36 @@ bool CImageRecFile::AdoptBlock(CImageTile* tile, const PXRef<px::TileBlock>& blo
     return true;
 }
 
+// Gives a tile's pixels to a tile of an image that nobody else has yet.
+PXStatus CImageRecFile::ShareTile(int32_t row, int32_t column, CImageRecFile* target,
+                                  int32_t targetRow, int32_t targetColumn)
+{
+    CImageTile* tile = nullptr;
+    PX_TRY(Pin(row, column, LockIntent::kRead, &tile));
+    bool isBusy = false;
+    const PXRef<px::TileBlock> block = ShareBlock(tile, &isBusy);
+    PXStatus status = kPXOK;
+    if (block) {
+        target->AdoptBlock(target->TileAt(targetRow, targetColumn), block);
+    } else if (isBusy) {
+        status = target->Write(target->TileRect(targetRow, targetColumn),
+                               PixelsAt(*tile, TileRect(row, column)), tile->rowbytes);
+    }
+    tile->Unpin();
+    return status;
+}
+
+PXStatus CImageRecFile::CopyPixelsTo(CImageRec* copy)
+{
+    auto* target = static_cast<CImageRecFile*>(copy);
+    PXStatus status = kPXOK;
+    tiles_.ForEach([&](CImageTile* tile) {
+        if (status != kPXOK) return;
+        status = ShareTile(tile->row, tile->column, target, tile->row, tile->column);
+    });
+    return status;
+}
+
 PXStatus CImageRecFile::CopyTile(int32_t row, int32_t column, PXRef<CImageRec>* outImage)
 {
     *outImage = {};
@@ -298,20 +328,7 @@ PXStatus CImageRecFile::CopyTile(int32_t row, int32_t column, PXRef<CImageRec>* 
     auto made = PXRef<CImageRecFile>::Adopt(new (std::nothrow) CImageRecFile(TileSize()));
     if (!made) return PX_FAIL(kPXErrCreate);
     PX_TRY(made->Initialize(params, true));
-    if (tiles_.Find(IndexOf(row, column))) {
-        CImageTile* tile = nullptr;
-        PX_TRY(Pin(row, column, LockIntent::kRead, &tile));
-        bool isBusy = false;
-        const PXRef<px::TileBlock> block = ShareBlock(tile, &isBusy);
-        PXStatus status = kPXOK;
-        if (block) {
-            made->AdoptBlock(made->TileAt(0, 0), block);  // nobody else has it yet
-        } else if (isBusy) {
-            status = made->Write(params.bounds, PixelsAt(*tile, params.bounds), tile->rowbytes);
-        }
-        tile->Unpin();
-        PX_TRY(status);
-    }
+    if (tiles_.Find(IndexOf(row, column))) PX_TRY(ShareTile(row, column, made.Get(), 0, 0));
     *outImage = PXRef<CImageRec>::Retain(made.Get());
     return kPXOK;
 }

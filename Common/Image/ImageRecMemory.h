@@ -5,6 +5,8 @@
 // Locks hand out the block itself, so reading from several threads and writing rectangles that
 // share no pixel is safe (of a bit mask: that share no byte).
 
+#include <new>
+
 #include "Image/ImageRec.h"
 
 class CImageRecMemory final : public CImageRec {
@@ -25,6 +27,7 @@ public:
 
 protected:
     [[nodiscard]] PXStatus Allocate() override;
+    CImageRec* NewOfKind() const override { return new (std::nothrow) CImageRecMemory; }
 
 private:
     [[nodiscard]] PXStatus Resize(const PXRect& rect);

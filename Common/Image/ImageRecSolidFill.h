@@ -6,6 +6,7 @@
 // written. Threads: reading is safe from several; the fill is set while nobody reads.
 
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "Base/Mutex.h"
@@ -33,6 +34,7 @@ public:
 
 protected:
     [[nodiscard]] PXStatus Allocate() override;
+    CImageRec* NewOfKind() const override { return new (std::nothrow) CImageRecSolidFill; }
     [[nodiscard]] PXStatus CopyPixelsTo(CImageRec* copy) override;
 
 private:

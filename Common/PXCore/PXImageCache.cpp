@@ -60,3 +60,15 @@ void PXImageResetCachePeak() noexcept
 {
     ImageCacheManager::Shared().ResetPeak();
 }
+
+PXStatus PXImageRegisterMsgListener(PXImageMsgProc listener, void* context) noexcept
+{
+    PX_REQUIRE(listener);
+    return ImageCacheManager::Shared().RegisterListener(listener, context);
+}
+
+PXStatus PXImageUnRegisterMsgListener(PXImageMsgProc listener) noexcept
+{
+    ImageCacheManager::Shared().UnregisterListener(listener);
+    return kPXOK;
+}

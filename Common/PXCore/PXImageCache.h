@@ -61,6 +61,21 @@ PX_API uint32_t PXImageGetDumpPurgeInfo(void) PX_NOEXCEPT;
  * live on keep their pixels. */
 PX_API void PXImageShutdown(void) PX_NOEXCEPT;
 
+/* Listeners hear of what happens to images behind their callers' backs. They are called without a
+ * mutex, on the thread that it happens on, and must not touch the image. */
+typedef void (*PXImageMsgProc)(void* context, uint32_t message, uint32_t internalID);
+enum {
+    kPXImageMsgStoreFailed = 1, /* tiles of the image do not reach the store or come back */
+    kPXImageMaxMsgListeners = 10
+};
+
+/* Registers a listener in the next of ten slots. kPXErrCreate when all have been used;
+ * kPXErrBadArgument for null. */
+PX_API PXStatus PXImageRegisterMsgListener(PXImageMsgProc listener, void* context) PX_NOEXCEPT;
+/* Null removes all listeners; anything else removes none. Slots that were used are not used again.
+ * Both is kept for callers that count on it. Returns 0. */
+PX_API PXStatus PXImageUnRegisterMsgListener(PXImageMsgProc listener) PX_NOEXCEPT;
+
 /* kPXErrBadArgument for null. */
 PX_API PXStatus PXImageGetCacheStatistics(PXImageCacheStatistics* outStatistics) PX_NOEXCEPT;
 /* Counts peakBytes anew from now on. */
