@@ -9,6 +9,7 @@
 #include "PXCore/PXColorProfile.h"
 #include "PXCore/PXDictionary.h"
 #include "PXCore/PXImage.h"
+#include "PXCore/PXImageAccess.h"
 #include "PXCore/PXString.h"
 #include "PXCore/PXVariant.h"
 #include "CoreFoundation/CFString.h"
@@ -31,6 +32,7 @@ static_assert(offsetof(PXRect, width) == 8 && offsetof(PXRectF, height) == 12);
 static_assert(sizeof(PXAffineTransform) == 24 && offsetof(PXAffineTransform, tx) == 16);
 static_assert(sizeof(PXImageCreateParams) == 36 && offsetof(PXImageCreateParams, depth) == 16);
 static_assert(offsetof(PXImageCreateParams, dataSourceType) == 32);
+static_assert(sizeof(PXImageFormat) == 8 && sizeof(PXImageOutside) == 16);
 static_assert(sizeof(PXLogStyle) == 12 && offsetof(PXLogStyle, level) == 8);
 static_assert(sizeof(PXLoggerProcs) == 3 * sizeof(void*));
 static_assert(sizeof(PXFolderContext) == 2 * sizeof(void*));
