@@ -75,6 +75,9 @@ private:
 
     void AssignKey(CFStringRef queueID, int32_t number) noexcept;
 
+    // When it was pushed, in milliseconds of the coarse clock. Lies in the base's padding, so that
+    // all that a queue reads of a task is in one cache line.
+    uint32_t pushedMillis_ = 0;
     // Null as long as nobody asked for the key that a queue has assigned.
     mutable std::atomic<CFStringRef> key_{nullptr};
     std::atomic<int32_t> id_{-1};
@@ -89,5 +92,4 @@ private:
     bool isKeyAssigned_ = false;
     int32_t keyNumber_ = 0;
     CFStringRef keyQueueID_ = nullptr;
-    int64_t pushedNanos_ = 0;  // of the coarse clock
 };

@@ -27,6 +27,11 @@ bool SchedulesItself(const CBaseTaskQueue* queue)
     return FunctionInSlot(queue, kScheduleSlot) != FunctionInSlot(&*plain, kScheduleSlot);
 }
 
+uint32_t CoarseMillis()
+{
+    return static_cast<uint32_t>(os::Os().coarseNanos() / 1'000'000);
+}
+
 }  // namespace
 
 thread_local constinit TaskScheduler::Frame* TaskScheduler::innermost_ = nullptr;
@@ -154,7 +159,7 @@ void TaskScheduler::Insert(CBaseTask* task, CFAbsoluteTime now)
     // The system's clock may be set back; among equals the order of pushes holds all the same.
     lastSubmit_ = std::max(lastSubmit_, now);
     task->SetSubmitTime(lastSubmit_);
-    task->pushedNanos_ = os::Os().coarseNanos();
+    task->pushedMillis_ = CoarseMillis();
     task->AddRef();
     queued_.Insert(task, task->GetCanRunOnGPU());
     ++pushed_;
@@ -276,14 +281,14 @@ void TaskScheduler::TaskEntry(void* argument)
 void TaskScheduler::RunFrom(Assigned assigned)
 {
     while (assigned.task) {
-        const int64_t wait = Execute(assigned.task, false);
+        const uint32_t wait = Execute(assigned.task, false);
         assigned = Finish(assigned, wait);
     }
 }
 
 void TaskScheduler::RunInline(CBaseTask* task)
 {
-    const int64_t wait = Execute(task, true);
+    const uint32_t wait = Execute(task, true);
     {
         WordLocker lock(lock_);
         EndRun(task, wait);
@@ -291,10 +296,10 @@ void TaskScheduler::RunInline(CBaseTask* task)
     task->Release();
 }
 
-// Returns how long the task had waited.
-int64_t TaskScheduler::Execute(CBaseTask* task, bool isInline)
+// Returns how long the task had waited, in milliseconds.
+uint32_t TaskScheduler::Execute(CBaseTask* task, bool isInline)
 {
-    const int64_t wait = os::Os().coarseNanos() - task->pushedNanos_;
+    const uint32_t wait = CoarseMillis() - task->pushedMillis_;
     Frame frame = {this, task, innermost_};
     innermost_ = &frame;
     if (isInline) CBaseThread::CallGuarded([&] { owner_->PreprocessTask(task); });
@@ -306,7 +311,7 @@ int64_t TaskScheduler::Execute(CBaseTask* task, bool isInline)
 }
 
 // Gives the slot back and returns the next task for this thread.
-TaskScheduler::Assigned TaskScheduler::Finish(const Assigned& ended, int64_t waitNanos)
+TaskScheduler::Assigned TaskScheduler::Finish(const Assigned& ended, uint32_t waitMillis)
 {
     Assigned next;
     {
@@ -321,7 +326,7 @@ TaskScheduler::Assigned TaskScheduler::Finish(const Assigned& ended, int64_t wai
             parked_ = nullptr;
             next = Schedule(next);
         }
-        EndRun(ended.task, waitNanos);
+        EndRun(ended.task, waitMillis);
     }
     ended.task->Release();
     return next;
@@ -329,11 +334,11 @@ TaskScheduler::Assigned TaskScheduler::Finish(const Assigned& ended, int64_t wai
 
 // The caller gives back the queue's reference after it has left the lock. From then on another
 // thread may destroy the queue, unless a further task of it runs.
-void TaskScheduler::EndRun(CBaseTask* task, int64_t waitNanos)
+void TaskScheduler::EndRun(CBaseTask* task, uint32_t waitMillis)
 {
     running_.erase(std::find(running_.begin(), running_.end(), task));
     ++completed_;
-    longestWaitNanos_ = std::max(longestWaitNanos_, waitNanos);
+    longestWaitMillis_ = std::max(longestWaitMillis_, waitMillis);
     TellIfIdle();
 }
 

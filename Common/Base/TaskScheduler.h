@@ -94,10 +94,10 @@ private:
     static void TaskEntry(void* entry);
     void PushEntry(const Assigned& assigned);
     void RunFrom(Assigned assigned);
-    int64_t Execute(CBaseTask* task, bool isInline);
-    Assigned Finish(const Assigned& assigned, int64_t waitNanos);
+    uint32_t Execute(CBaseTask* task, bool isInline);
+    Assigned Finish(const Assigned& assigned, uint32_t waitMillis);
     void RunInline(CBaseTask* task);
-    void EndRun(CBaseTask* task, int64_t waitNanos) PX_REQUIRES_LOCK(lock_);
+    void EndRun(CBaseTask* task, uint32_t waitMillis) PX_REQUIRES_LOCK(lock_);
 
     static thread_local Frame* innermost_;
 
@@ -133,7 +133,7 @@ private:
     uint64_t completed_ PX_GUARDED_BY(lock_) = 0;
     uint64_t pushed_ PX_GUARDED_BY(lock_) = 0;
     uint64_t removed_ PX_GUARDED_BY(lock_) = 0;
-    int64_t longestWaitNanos_ PX_GUARDED_BY(lock_) = 0;
+    uint32_t longestWaitMillis_ PX_GUARDED_BY(lock_) = 0;
 };
 
 }  // namespace px

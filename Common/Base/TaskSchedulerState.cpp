@@ -82,7 +82,7 @@ CBaseTaskQueueStatistics TaskScheduler::Statistics()
             .running = static_cast<uint32_t>(running_.size()),
             .freeCPUSlots = freeCPU_,
             .freeGPUSlots = freeGPU_,
-            .longestWaitSeconds = static_cast<double>(longestWaitNanos_) / 1e9};
+            .longestWaitSeconds = longestWaitMillis_ / 1e3};
 }
 
 void TaskScheduler::RemoveQueuedTask(CFStringRef key)
