@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -575,6 +577,30 @@ TEST(Blitter, ConstantImagesStayConstant)
                 PXBlitterRelease(blitter);
             }
         }
+    }
+    PXAccelerateShutdown();
+}
+
+TEST(BlitterThreads, DifferentBlittersRunInParallel)
+{
+    std::mt19937_64 random(px::test::Seed(605));
+    const RefImage source = RandomImage(300, 200, 4, 1, &random);
+    const PXRect whole = {0, 0, 140, 260};
+    for (const bool isOn : {false, true}) {
+        PXAccelerateInit();
+        if (!isOn) PXAccelerateShutdown();
+        const auto blit = [&] {
+            PXBlitter made = nullptr;
+            EXPECT_EQ(0, PXBlitterCreate({0, 0, 300, 200}, whole, 4, 8, 3, &made));
+            const auto blitter = PXRef<CBlitter>::Adopt(reinterpret_cast<CBlitter*>(made));
+            return BlitRect(blitter.Get(), source, 1, whole, 0);
+        };
+        const auto want = blit();
+        std::vector<std::thread> threads;
+        std::atomic<int> same{0};
+        for (int i = 0; i < 3; ++i) threads.emplace_back([&] { same += blit() == want; });
+        for (std::thread& thread : threads) thread.join();
+        EXPECT_EQ(3, same);
     }
     PXAccelerateShutdown();
 }
