@@ -119,6 +119,7 @@ public:
 private:
     void RunStrip(int64_t firstPixel, int64_t pixels);
     void LoadSteps(int64_t end);
+    void BringNearToWrite(int64_t firstRow, int64_t rows) const;
     void FilterRows(int64_t firstRow, int64_t rows);
     void RepeatEdges(uint8_t* filtered) const;
     void FilterColumns(int64_t firstRow, int64_t rows);
@@ -188,6 +189,7 @@ void Strips<T>::RunStrip(int64_t firstPixel, int64_t pixels)
         const ResizeSteps last = RowSteps()[row + rows - 1];
         loaded_ = std::max<int64_t>(loaded_, RowSteps()[row].first);
         LoadSteps(int64_t{last.first} + last.count);
+        BringNearToWrite(row, rows);
         FilterRows(row, rows);
         for (int64_t i = 0; i < rows; i += int64_t{kColumnRows}) {
             FilterColumns(row + i, std::min<int64_t>(kColumnRows, rows - i));
@@ -208,6 +210,16 @@ void Strips<T>::LoadSteps(int64_t end)
         } else {
             kernels_.floatRow[sizeof(T) - 1](SourceRow(row), ahead, samples, RingRow(loaded_));
         }
+    }
+}
+
+// Short pieces of many rows are written, which no processor foresees.
+template <class T>
+void Strips<T>::BringNearToWrite(int64_t firstRow, int64_t rows) const
+{
+    for (int64_t row = firstRow; row < firstRow + rows; ++row) {
+        const uint8_t* at = dst_ + row * dstStep_ + firstPixel_ * PixelBytes();
+        for (int64_t i = 0; i < pixels_ * PixelBytes(); i += 64) __builtin_prefetch(at + i, 1);
     }
 }
 

@@ -20,6 +20,8 @@ constexpr size_t kColumnFloats = 8192;
 constexpr size_t kBatchRows = 16;
 constexpr size_t kNearFloats = 6144;
 constexpr size_t kShortestStretch = 128;
+// Destination rows that are brought near before they are written.
+constexpr size_t kRowsAhead = 2;
 
 size_t RoundUp(size_t value, size_t multiple)
 {
@@ -29,6 +31,12 @@ size_t RoundUp(size_t value, size_t multiple)
 size_t Size(int64_t value)
 {
     return static_cast<size_t>(value);
+}
+
+// Short pieces of many rows are written, which no processor foresees.
+void BringNearToWrite(const uint8_t* at, size_t bytes)
+{
+    for (size_t i = 0; i < bytes; i += 64) __builtin_prefetch(at + i, 1);
 }
 
 // One tile's columns, from the first destination row of the rectangle to the last.
@@ -224,6 +232,9 @@ void Strip::EmitRows(int64_t firstRow, size_t rows)
             uint8_t* out = view_.dst + Size(row - view_.rect.y) * view_.dstRowBytes +
                            Size(column_ - view_.rect.x) * shape_.PixelBytes() +
                            at * shape_.sampleBytes;
+            if (i + kRowsAhead < rows) {
+                BringNearToWrite(out + kRowsAhead * view_.dstRowBytes, count * shape_.sampleBytes);
+            }
             kernels_.filterRows[shape_.sampleBytes - 1](
                 {taps_ + i * most, taps.weights, Size(taps.count), at, count, out});
         }
