@@ -36,6 +36,11 @@ Zone Named(const std::string& name)
     return Zone(CFTimeZoneCreateWithName(nullptr, Text(name), true));
 }
 
+Zone FixedZone(double secondsEast)
+{
+    return Zone(CFTimeZoneCreateWithTimeIntervalFromGMT(nullptr, secondsEast));
+}
+
 constexpr CFAbsoluteTime kHour = 3600, kDay = 24 * kHour;
 
 CFAbsoluteTime At(SInt32 year, int month, int day, int hour = 0, int minute = 0, double second = 0,
@@ -90,8 +95,8 @@ TEST_F(Calendars, ChangesOfClocksFallOnTheirSecond)
     const Zone berlin = Named("Europe/Berlin");
     for (const SInt32 year : {1985, 2024, 2100}) {
         SCOPED_TRACE(year);
-        CFAbsoluteTime spring = At(year, 3, 31, 1), autumn = At(year, year == 1985 ? 9 : 10, 31, 1);
-        if (year == 1985) autumn = At(year, 9, 30, 1);
+        CFAbsoluteTime spring = At(year, 3, 31, 1);
+        CFAbsoluteTime autumn = year == 1985 ? At(year, 9, 30, 1) : At(year, 10, 31, 1);
         while (CFAbsoluteTimeGetDayOfWeek(spring, nullptr) != 7) spring -= kDay;
         while (CFAbsoluteTimeGetDayOfWeek(autumn, nullptr) != 7) autumn -= kDay;
         EXPECT_EQ(kHour, CFTimeZoneGetSecondsFromGMT(berlin, spring - 1));
@@ -105,19 +110,15 @@ TEST_F(Calendars, ChangesOfClocksFallOnTheirSecond)
 
 TEST_F(Calendars, NamesThatAreNoZonesAreRefused)
 {
-    const struct {
-        const char *name, *abbreviation;
-        double seconds;
-    } rows[] = {{"GMT", "GMT", 0},
-                {"UTC", "UTC", 0},
-                {"GMT+0530", "GMT+0530", 19800},
-                {"GMT-0100", "GMT-0100", -3600}};
-    for (const auto& row : rows) {
-        const Zone zone = Named(row.name);
-        EXPECT_EQ(row.name, Utf8Of(CFTimeZoneGetName(zone)));
-        EXPECT_EQ(row.seconds, CFTimeZoneGetSecondsFromGMT(zone, 0));
-        EXPECT_EQ(row.abbreviation, Taken(CFTimeZoneCopyAbbreviation(zone, 0)));
+    const std::pair<const char*, double> rows[] = {
+        {"GMT", 0}, {"UTC", 0}, {"GMT+0530", 19800}, {"GMT-0100", -3600}, {"GMT+1400", 50400}};
+    for (const auto& [name, seconds] : rows) {
+        const Zone zone = Named(name);
+        EXPECT_EQ(name, Utf8Of(CFTimeZoneGetName(zone)));
+        EXPECT_EQ(seconds, CFTimeZoneGetSecondsFromGMT(zone, 0));
+        EXPECT_EQ(name, Taken(CFTimeZoneCopyAbbreviation(zone, 0)));
         EXPECT_FALSE(CFTimeZoneIsDaylightSavingTime(zone, 0));
+        EXPECT_EQ(name == "UTC"s, !CFEqual(zone, FixedZone(seconds)));
     }
     for (const char* bad :
          {"", "GMT+5", "GMT+0560", "GMT+2400", "Nowhere", "../zoneinfo/UTC", "/UTC", "Europe",
@@ -233,8 +234,7 @@ TEST_F(Calendars, DaysAndWeeksAreThoseOfOtherCalendars)
         std::strftime(week, sizeof(week), "%V", &broken);
         ASSERT_EQ(std::atoi(week), CFAbsoluteTimeGetWeekOfYear(at, nullptr)) << TextOf(at);
     }
-    const Zone late(CFTimeZoneCreateWithTimeIntervalFromGMT(nullptr, 23 * kHour));
-    EXPECT_EQ(2, CFAbsoluteTimeGetDayOfWeek(2 * kHour, late));
+    EXPECT_EQ(2, CFAbsoluteTimeGetDayOfWeek(2 * kHour, FixedZone(23 * kHour)));
     for (const double bad : {double(NAN), double(INFINITY), 1e300}) {
         EXPECT_EQ(0, CFAbsoluteTimeGetDayOfWeek(bad, nullptr));
         EXPECT_EQ(0, CFAbsoluteTimeGetDayOfYear(bad, nullptr));
@@ -273,36 +273,21 @@ TEST_F(Calendars, FieldsAreValidWithinTheUnitsAskedFor)
 TEST_F(Calendars, UnitsAreAddedFromTheGreatestDown)
 {
     const Zone berlin = Named("Europe/Berlin");
+    const CFAbsoluteTime saturday = At(2024, 3, 30, 12, 0, 0, berlin);
     const struct {
         const char* name;
         CFAbsoluteTime at;
-        CFTimeZoneRef zone;
         CFGregorianUnits units;
         const char* want;
+        CFTimeZoneRef zone = nullptr;
     } rows[] = {
-        {"last day of a month",
-         At(2021, 1, 31),
-         nullptr,
-         {0, 1, 0, 0, 0, 0},
-         "2021-02-28 00:00:00.0"},
-        {"leap day", At(2020, 2, 29), nullptr, {1, 0, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
-        {"month before day", At(2021, 1, 31), nullptr, {0, 1, 1, 0, 0, 0}, "2021-03-01 00:00:00.0"},
-        {"backwards", At(2021, 3, 31), nullptr, {0, -1, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
-        {"across years",
-         At(2021, 1, 1),
-         nullptr,
-         {-1, 25, -1, -1, -1, -1.5},
-         "2022-01-30 22:58:58.5"},
-        {"local time stays",
-         At(2024, 3, 30, 12, 0, 0, berlin),
-         berlin,
-         {0, 0, 1, 0, 0, 0},
-         "2024-03-31 12:00:00.0"},
-        {"hours pass",
-         At(2024, 3, 30, 12, 0, 0, berlin),
-         berlin,
-         {0, 0, 0, 24, 0, 0},
-         "2024-03-31 13:00:00.0"},
+        {"end of a month", At(2021, 1, 31), {0, 1, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
+        {"leap day", At(2020, 2, 29), {1, 0, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
+        {"month before day", At(2021, 1, 31), {0, 1, 1, 0, 0, 0}, "2021-03-01 00:00:00.0"},
+        {"backwards", At(2021, 3, 31), {0, -1, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
+        {"across years", At(2021, 1, 1), {-1, 25, -1, -1, -1, -1.5}, "2022-01-30 22:58:58.5"},
+        {"local time stays", saturday, {0, 0, 1, 0, 0, 0}, "2024-03-31 12:00:00.0", berlin},
+        {"hours pass", saturday, {0, 0, 0, 24, 0, 0}, "2024-03-31 13:00:00.0", berlin},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.want,

@@ -18,12 +18,6 @@ using px::cf::AdoptDictionary;
 
 class Containers : public LeakCheck {};
 
-Owned<CFMutableDictionaryRef> ObjectDictionary()
-{
-    return Owned<CFMutableDictionaryRef>(CFDictionaryCreateMutable(
-        nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-}
-
 Owned<CFMutableDictionaryRef> PointerDictionary()
 {
     return Owned<CFMutableDictionaryRef>(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
@@ -65,6 +59,7 @@ TEST_F(Containers, AnswerMisuseWithNeutralValues)
         EXPECT_EQ(nullptr, CFDataCreateCopy(nullptr, data));
     }
     EXPECT_EQ(1, CFGetRetainCount(text));
+    EXPECT_EQ(nullptr, CFRetain(nullptr));
 }
 
 TEST_F(Containers, RefuseNullElementsOnlyWhereObjectsAreHeld)
@@ -73,7 +68,7 @@ TEST_F(Containers, RefuseNullElementsOnlyWhereObjectsAreHeld)
     CFArrayAppendValue(objects, nullptr);
     CFArrayInsertValueAtIndex(objects, 0, nullptr);
     EXPECT_EQ(0, CFArrayGetCount(objects));
-    auto dictionary = ObjectDictionary();
+    auto dictionary = DictionaryOf({});
     CFDictionarySetValue(dictionary, kCFNull, nullptr);
     CFDictionaryAddValue(dictionary, nullptr, kCFNull);
     EXPECT_EQ(0, CFDictionaryGetCount(dictionary));
@@ -129,8 +124,7 @@ Owned<CFTypeRef> Nest(Nesting nesting, int depth)
 TEST_F(Containers, DeepNestsAreReleasedAndComparedWithoutTheStack)
 {
     for (const Nesting nesting : {Nesting::kArrays, Nesting::kByTurns}) {
-        auto first = Nest(nesting, 100000);
-        auto second = Nest(nesting, 100000);
+        const auto first = Nest(nesting, 100000), second = Nest(nesting, 100000);
         EXPECT_TRUE(CFEqual(first, second));
         EXPECT_EQ(CFHash(first), CFHash(second));
     }
@@ -150,12 +144,7 @@ TEST_F(Containers, SharedAndCircularOnesAreComparedOnce)
 {
     const auto tower = [](const char* bottom) {
         Owned<CFMutableArrayRef> level = ObjectArray({bottom});
-        for (int i = 0; i < 60; ++i) {
-            Owned<CFMutableArrayRef> above = ObjectArray();
-            CFArrayAppendValue(above, level);
-            CFArrayAppendValue(above, level);
-            level = std::move(above);
-        }
+        for (int i = 0; i < 60; ++i) level = ArrayOf({level, level});
         return level;
     };
     EXPECT_TRUE(CFEqual(tower("a"), tower("a")));
@@ -198,8 +187,7 @@ TEST_F(Containers, CustomCallbacksBalance)
     EXPECT_EQ(4, retains);
     EXPECT_EQ(4, releases);
 
-    const CFDictionaryKeyCallBacks keyRecord = {0,       CountRetain, CountRelease,
-                                                nullptr, nullptr,     nullptr};
+    const CFDictionaryKeyCallBacks keyRecord = {0, CountRetain, CountRelease, {}, {}, {}};
     const CFDictionaryValueCallBacks valueRecord = {0, CountRetain, CountRelease, nullptr, nullptr};
     retains = releases = 0;
     {
@@ -296,7 +284,7 @@ TEST_F(Containers, EndWithTheElementThatHeldThem)
 {
     // Each container holds an array with the only reference to the container itself.
     CFMutableArrayRef array = ObjectArray().Detach();
-    CFMutableDictionaryRef dictionary = ObjectDictionary().Detach();
+    CFMutableDictionaryRef dictionary = DictionaryOf({}).Detach();
     const auto holder = [](CFTypeRef held) {
         return Owned<CFArrayRef>(AdoptArray(&held, 1, false));
     };
@@ -333,7 +321,7 @@ TEST_F(Containers, EqualityFollowsTheContents)
 
     // The order in which keys and members came makes no difference, nor their width; nor whether
     // the same keys are hashed by value or by address.
-    const Owned<CFMutableDictionaryRef> dictionaries[] = {ObjectDictionary(), ObjectDictionary(),
+    const Owned<CFMutableDictionaryRef> dictionaries[] = {DictionaryOf({}), DictionaryOf({}),
                                                           PointerDictionary()};
     const Owned<CFMutableSetRef> sets[] = {SetOf(&kCFTypeSetCallBacks),
                                            SetOf(&kCFTypeSetCallBacks)};
@@ -408,7 +396,7 @@ TEST_F(Containers, ConstructorsRefuseBadCounts)
 
 TEST_F(Containers, AddSetAndReplaceDiffer)
 {
-    auto dictionary = ObjectDictionary();
+    auto dictionary = DictionaryOf({});
     CFDictionaryReplaceValue(dictionary, CFSTR("k"), kCFNull);
     EXPECT_EQ(0, CFDictionaryGetCount(dictionary));
     CFDictionaryAddValue(dictionary, CFSTR("k"), kCFNull);
@@ -421,9 +409,9 @@ TEST_F(Containers, AddSetAndReplaceDiffer)
     EXPECT_FALSE(CFDictionaryContainsValue(dictionary, kCFBooleanTrue));
 
     const void *twice[] = {CFSTR("k"), CFSTR("k")}, *values[] = {kCFNull, kCFBooleanTrue};
-    Owned<CFDictionaryRef> made(CFDictionaryCreate(nullptr, twice, values, 2,
-                                                   &kCFTypeDictionaryKeyCallBacks,
-                                                   &kCFTypeDictionaryValueCallBacks));
+    const Owned<CFDictionaryRef> made(CFDictionaryCreate(nullptr, twice, values, 2,
+                                                         &kCFTypeDictionaryKeyCallBacks,
+                                                         &kCFTypeDictionaryValueCallBacks));
     EXPECT_EQ(1, CFDictionaryGetCount(made));
     EXPECT_EQ(CFTypeRef{kCFNull}, CFDictionaryGetValue(made, CFSTR("k")));
 
@@ -473,7 +461,7 @@ TEST_F(Containers, ApplyingMayRemoveElements)
 
     static int64_t seen;
     for (const int64_t count : {5, 9, 400}) {
-        auto dictionary = ObjectDictionary();
+        auto dictionary = DictionaryOf({});
         for (int64_t i = 0; i < count; ++i) {
             CFDictionarySetValue(dictionary, Number(i), Number(i));
         }
@@ -504,8 +492,7 @@ Owned<CFTypeRef> ModelKey(int64_t key)
 void ExpectModel(const OrderedModel& model, CFDictionaryRef dictionary)
 {
     ASSERT_EQ(model.size(), static_cast<size_t>(CFDictionaryGetCount(dictionary)));
-    std::vector<const void*> keys(model.size());
-    std::vector<const void*> values(model.size());
+    std::vector<const void*> keys(model.size()), values(model.size());
     CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
     for (size_t i = 0; i < model.size(); ++i) {
         ASSERT_TRUE(CFEqual(keys[i], ModelKey(model[i].first))) << i;
@@ -516,7 +503,7 @@ void ExpectModel(const OrderedModel& model, CFDictionaryRef dictionary)
 TEST_F(Containers, DictionariesFollowAModelOfRandomEdits)
 {
     std::mt19937_64 random(Seed(6));
-    auto dictionary = ObjectDictionary();
+    auto dictionary = DictionaryOf({});
     OrderedModel model;
     for (int step = 0; step < 100000; ++step) {
         // The range of keys breathes, so that the table grows, is thinned out and shrinks.
@@ -575,26 +562,22 @@ TEST_F(Containers, TablesPassEveryWidthOfTheirIndex)
 
 TEST_F(Containers, DescriptionsNameTheClassAndTheContents)
 {
-    auto dictionary = ObjectDictionary();
-    auto set = SetOf(&kCFTypeSetCallBacks);
-    auto raw = SetOf(nullptr);
-    CFDictionarySetValue(dictionary, CFSTR("key"), ObjectArray({"inside"}));
+    const auto array = ObjectArray({"inside"}), pointers = PointerArray({1, 2});
+    const auto dictionary = DictionaryOf({{CFSTR("key"), array}});
+    const auto set = SetOf(&kCFTypeSetCallBacks), raw = SetOf(nullptr);
     CFSetAddValue(set, CFSTR("inside"));
     CFSetAddValue(raw, Pointer(1));
+    const auto data = DataOf("\1\xAB");
+    const auto number = Number(int64_t{5});
     // What plain pointers point at is nobody's business.
-    const std::pair<Owned<CFTypeRef>, std::string> rows[] = {
-        {Owned<CFTypeRef>(ObjectArray({"inside"}).Detach()), "<CFArray (inside)>"},
-        {Owned<CFTypeRef>(dictionary.Detach()), "<CFDictionary {key = (inside)}>"},
-        {Owned<CFTypeRef>(set.Detach()), "<CFSet {(inside)}>"},
-        {Owned<CFTypeRef>(DataOf("\1\xAB").Detach()), "<CFData <01ab>>"},
-        {Owned<CFTypeRef>(Number(int64_t{5}).Detach()), "<CFNumber 5>"},
-        {Owned<CFTypeRef>(kCFBooleanTrue), "<CFBoolean true>"},
-        {Owned<CFTypeRef>(PointerArray({1, 2}).Detach()), "<CFArray ("},
-        {Owned<CFTypeRef>(raw.Detach()), "<CFSet {("},
+    const std::pair<CFTypeRef, std::string> rows[] = {
+        {array, "<CFArray (inside)>"}, {dictionary, "<CFDictionary {key = (inside)}>"},
+        {set, "<CFSet {(inside)}>"},   {data, "<CFData <01ab>>"},
+        {number, "<CFNumber 5>"},      {kCFBooleanTrue, "<CFBoolean true>"},
+        {pointers, "<CFArray ("},      {raw, "<CFSet {("},
     };
     for (const auto& [object, want] : rows) {
-        Owned<CFStringRef> text(CFCopyDescription(object));
-        const std::string all = Utf8Of(text);
+        const std::string all = Taken(CFCopyDescription(object));
         EXPECT_EQ(want, want.back() == '>' ? all : all.substr(0, want.size()));
     }
 }

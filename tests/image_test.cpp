@@ -70,23 +70,18 @@ TEST(Image, RefusesWhatCannotBeAnImage)
         const char* name;
         PXRect bounds;
         int32_t depth, planes;
-        PXDataSourceType source;
-        PXStatus want;
+        PXStatus want = kPXErrBadArgument;
+        PXDataSourceType source = kPXDataSourceMemory;
     } rows[] = {
-        {"width 0", {0, 0, 0, 4}, 8, 3, kPXDataSourceMemory, kPXErrBadArgument},
-        {"height 0", {0, 0, 4, 0}, 8, 3, kPXDataSourceMemory, kPXErrBadArgument},
-        {"negative width", {0, 0, -4, 4}, 8, 3, kPXDataSourceMemory, kPXErrBadArgument},
-        {"right edge beyond int32", {kMax, 0, 2, 2}, 8, 3, kPXDataSourceMemory, kPXErrBadArgument},
-        {"odd depth", {0, 0, 4, 4}, 12, 3, kPXDataSourceMemory, kPXErrBadArgument},
-        {"no planes", {0, 0, 4, 4}, 8, 0, kPXDataSourceMemory, kPXErrBadArgument},
-        {"unknown data source", {0, 0, 4, 4}, 8, 3, 9, kPXErrCreate},
-        {"more memory than there is",
-         {0, 0, kMax, kMax},
-         64,
-         4,
-         kPXDataSourceMemory,
-         kPXErrBadArgument},
-        {"memory refused", {0, 0, kMax, 1 << 20}, 64, 4, kPXDataSourceMemory, kPXErrCreate},
+        {"width 0", {0, 0, 0, 4}, 8, 3},
+        {"height 0", {0, 0, 4, 0}, 8, 3},
+        {"negative width", {0, 0, -4, 4}, 8, 3},
+        {"right edge beyond int32", {kMax, 0, 2, 2}, 8, 3},
+        {"odd depth", {0, 0, 4, 4}, 12, 3},
+        {"no planes", {0, 0, 4, 4}, 8, 0},
+        {"unknown data source", {0, 0, 4, 4}, 8, 3, kPXErrCreate, 9},
+        {"more memory than there is", {0, 0, kMax, kMax}, 64, 4},
+        {"memory refused", {0, 0, kMax, 1 << 20}, 64, 4, kPXErrCreate},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstring>
 #include <cstdlib>
-#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -58,13 +57,6 @@ Owned<CFTypeRef> Nested(CFTypeRef inner, int levels)
 CFTypeRef At(CFPropertyListRef dictionary, CFStringRef key)
 {
     return CFDictionaryGetValue(static_cast<CFDictionaryRef>(dictionary), key);
-}
-
-Owned<CFStringRef> Units(std::u16string_view units)
-{
-    return Owned<CFStringRef>(
-        CFStringCreateWithCharacters(nullptr, reinterpret_cast<const UniChar*>(units.data()),
-                                     static_cast<CFIndex>(units.size())));
 }
 
 TEST_F(Lists, SampleIsWrittenAsItStands)
@@ -126,7 +118,7 @@ TEST_F(Lists, TextsOfElements)
         {"real", {"+INF", "+infinity", " -Infinity ", "-infinity", "NaN", "nan", "+1.5E+2", "150"}},
         {"real", {".5", "0.5", "1e999", "+infinity", "0.0001e400", "+infinity", "-1e-999", "-0.0"}},
         {"real", {"-0", "-0.0", "0", "0.0", "1e16", "10000000000000000", "1e17", "1e+17"}},
-        {"real", {"1e-5", "1.0000000000000001e-05", "5e-324", "4.9406564584124654e-324"}},
+        {"real", {"5e-324", "4.9406564584124654e-324"}},
         {"date",
          {"\n2020-02-29T01:02:03Z ", "2020-02-29T01:02:03Z", "0001-01-01T00:00:00Z",
           "0001-01-01T00:00:00Z", "9999-12-31T23:59:59Z", "9999-12-31T23:59:59Z"}},
@@ -357,7 +349,7 @@ TEST_F(Lists, TextOutsideXMLGoesIntoBinaryOnly)
           std::u16string_view(u"\xD83D"), std::u16string_view(u"\xDE00\xD83D"),
           std::u16string_view(u"a\xD83D"
                               u"b")}) {
-        auto text = Units(units);
+        auto text = Text(units);
         auto asKey = DictionaryOf({{text, CFSTR("v")}}),
              asValue = DictionaryOf({{CFSTR("k"), text}});
         for (CFDictionaryRef list : {CFDictionaryRef{asKey}, CFDictionaryRef{asValue}}) {
@@ -377,7 +369,7 @@ TEST_F(Lists, TextOutsideXMLGoesIntoBinaryOnly)
 TEST_F(Lists, ValidityOfValues)
 {
     Owned<CFSetRef> set(CFSetCreate(nullptr, nullptr, 0, &kCFTypeSetCallBacks));
-    Owned<CFURLRef> url(CFURLCreateWithString(nullptr, CFSTR("http://a/"), nullptr));
+    const auto url = URLOf("http://a/");
     Owned<CFUUIDRef> uuid(CFUUIDCreate(nullptr));
     const void* element = CFSTR("x");
     Owned<CFArrayRef> pointers(CFArrayCreate(nullptr, &element, 1, nullptr));
@@ -486,10 +478,12 @@ void ExpectReadError(CFReadStreamRef stream)
 TEST_F(Lists, StreamsAreReadUpToTheLength)
 {
     const std::string text = kSample + "the rest";
-    const auto bytes = reinterpret_cast<const UInt8*>(text.data());
     const auto length = static_cast<CFIndex>(kSample.size());
-    Owned<CFReadStreamRef> stream(
-        CFReadStreamCreateWithBytesNoCopy(nullptr, bytes, length + 8, kCFAllocatorNull));
+    const auto streamOf = [&](CFIndex size) {
+        return Owned<CFReadStreamRef>(CFReadStreamCreateWithBytesNoCopy(
+            nullptr, reinterpret_cast<const UInt8*>(text.data()), size, kCFAllocatorNull));
+    };
+    const auto stream = streamOf(length + 8), whole = streamOf(length);
     ExpectReadError(stream);
     ExpectReadError(nullptr);
     CFReadStreamOpen(stream);
@@ -501,9 +495,6 @@ TEST_F(Lists, StreamsAreReadUpToTheLength)
     EXPECT_EQ(kXML, format);
     EXPECT_EQ(nullptr, failure);
     EXPECT_EQ("the rest", RestOf(stream));
-
-    Owned<CFReadStreamRef> whole(
-        CFReadStreamCreateWithBytesNoCopy(nullptr, bytes, length, kCFAllocatorNull));
     CFReadStreamOpen(whole);
     list.Reset(CFPropertyListCreateWithStream(nullptr, whole, 0, 0, nullptr, nullptr));
     EXPECT_TRUE(list);
@@ -512,9 +503,7 @@ TEST_F(Lists, StreamsAreReadUpToTheLength)
 TEST_F(Lists, FilesKeepWhatIsBehindTheList)
 {
     const std::string path = testing::TempDir() + "lists_test_file";
-    Owned<CFURLRef> url(CFURLCreateFromFileSystemRepresentation(
-        nullptr, reinterpret_cast<const UInt8*>(path.c_str()), static_cast<CFIndex>(path.size()),
-        false));
+    const auto url = FileURL(path);
     Owned<CFWriteStreamRef> writer(CFWriteStreamCreateWithFile(nullptr, url));
     ASSERT_TRUE(CFWriteStreamOpen(writer));
     auto list = ArrayOf({});
@@ -586,22 +575,19 @@ TEST_F(Lists, LackOfMemoryEndsInOrder)
     CFDictionarySetValue(sample, CFSTR("again"), ArrayOf({DictionaryOf({}), Text("wide \u20AC")}));
     for (const CFPropertyListFormat format : {kXML, kBinary}) {
         const auto bytes = DataOf(WriteList(sample, format));
-        const std::function<CFTypeRef(CFErrorRef*)> works[] = {
-            [&](CFErrorRef* e) {
-                return CFPropertyListCreateWithData(nullptr, bytes, 0, nullptr, e);
-            },
-            [&](CFErrorRef* e) {
-                return CFPropertyListCreateWithData(nullptr, bytes, 2, nullptr, e);
-            },
-            [&](CFErrorRef* e) { return CFPropertyListCreateData(nullptr, sample, format, 0, e); },
-            [&](CFErrorRef*) { return CFPropertyListCreateDeepCopy(nullptr, sample, 2); }};
-        for (const auto& work : works) {
+        const auto work = [&](int number, CFErrorRef* e) -> CFTypeRef {
+            if (number == 0) return CFPropertyListCreateDeepCopy(nullptr, sample, 2);
+            if (number == 1) return CFPropertyListCreateData(nullptr, sample, format, 0, e);
+            const CFOptionFlags options = number == 2 ? 0 : 2;
+            return CFPropertyListCreateWithData(nullptr, bytes, options, nullptr, e);
+        };
+        for (int number = 0; number < 4; ++number) {
             Owned<CFTypeRef> made;
             for (int allocations = 0; !made; ++allocations) {
                 ASSERT_LT(allocations, 500);
                 CFErrorRef error = nullptr;
                 px::cf::FailAllocationsAfter(allocations);
-                made.Reset(work(&error));
+                made.Reset(work(number, &error));
                 px::cf::FailAllocationsAfter(-1);
                 EXPECT_TRUE(!error || !made);
                 CFRelease(error);

@@ -11,8 +11,6 @@ namespace {
 using namespace px::test;
 using namespace std::string_literals;
 
-using Formatter = Owned<CFNumberFormatterRef>;
-
 class Locales : public LeakCheck {};
 
 TEST_F(Locales, IdentifiersHaveOneForm)
@@ -53,16 +51,22 @@ TEST_F(Locales, IdentifiersHaveOneForm)
     EXPECT_EQ(CFSTR("kCFLocaleLanguageCode"), kCFLocaleLanguageCode);
 }
 
-std::string Format(CFNumberFormatterRef formatter, double value)
-{
-    return Taken(
-        CFNumberFormatterCreateStringWithValue(nullptr, formatter, kCFNumberDoubleType, &value));
-}
-
-void Set(CFNumberFormatterRef formatter, CFNumberFormatterKey key, int64_t digits)
-{
-    CFNumberFormatterSetProperty(formatter, key, Number(digits));
-}
+struct Formatter : Owned<CFNumberFormatterRef> {
+    explicit Formatter(CFNumberFormatterStyle style, CFLocaleRef locale = nullptr)
+        : Owned(CFNumberFormatterCreate(nullptr, locale, style))
+    {
+    }
+    std::string Format(double value) const
+    {
+        return Taken(
+            CFNumberFormatterCreateStringWithValue(nullptr, *this, kCFNumberDoubleType, &value));
+    }
+    void Set(CFNumberFormatterKey key, CFTypeRef value) const
+    {
+        CFNumberFormatterSetProperty(*this, key, value);
+    }
+    void SetDigits(CFNumberFormatterKey key, int64_t digits) const { Set(key, Number(digits)); }
+};
 
 TEST_F(Locales, NumbersAreWrittenInTheirStyle)
 {
@@ -70,26 +74,19 @@ TEST_F(Locales, NumbersAreWrittenInTheirStyle)
         double value;
         const char *plain, *decimal;
     } rows[] = {
-        {0, "0", "0"},
-        {-0.0, "0", "0"},
-        {1234567, "1234567", "1,234,567"},
-        {-1234.5678, "-1235", "-1,234.568"},
-        {0.5, "0", "0.5"},
-        {1.5, "2", "1.5"},
-        {2.5, "2", "2.5"},
-        {-0.0004, "0", "0"},
-        {999.9996, "1000", "1,000"},
-        {100, "100", "100"},
-        {NAN, "NaN", "NaN"},
-        {-INFINITY, "-∞", "-∞"},
+        // clang-format off
+        {0, "0", "0"}, {-0.0, "0", "0"}, {0.5, "0", "0.5"}, {1.5, "2", "1.5"}, {2.5, "2", "2.5"},
+        {1234567, "1234567", "1,234,567"}, {-1234.5678, "-1235", "-1,234.568"},
+        {-0.0004, "0", "0"}, {999.9996, "1000", "1,000"}, {100, "100", "100"},
+        {NAN, "NaN", "NaN"}, {-INFINITY, "-∞", "-∞"},
+        // clang-format on
         {1e21, "1000000000000000000000", "1,000,000,000,000,000,000,000"},
     };
-    const Formatter plain(CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterNoStyle));
-    const Formatter decimal(
-        CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterDecimalStyle));
+    const Formatter plain(kCFNumberFormatterNoStyle);
+    const Formatter decimal(kCFNumberFormatterDecimalStyle);
     for (const auto& row : rows) {
-        EXPECT_EQ(row.plain, Format(plain, row.value)) << row.value;
-        EXPECT_EQ(row.decimal, Format(decimal, row.value)) << row.value;
+        EXPECT_EQ(row.plain, plain.Format(row.value)) << row.value;
+        EXPECT_EQ(row.decimal, decimal.Format(row.value)) << row.value;
     }
     const Owned<CFNumberRef> most(PXCFNumberCreateUInt64(nullptr, UINT64_MAX));
     EXPECT_EQ("18,446,744,073,709,551,615",
@@ -103,30 +100,26 @@ TEST_F(Locales, NumbersAreWrittenInTheirStyle)
                             nullptr, decimal, As<CFNumberRef>(kCFBooleanTrue))));
     EXPECT_EQ(kCFNumberFormatterDecimalStyle, CFNumberFormatterGetStyle(decimal));
     const Owned<CFLocaleRef> locale(CFLocaleCreate(nullptr, CFSTR("de_DE")));
-    const Formatter german(
-        CFNumberFormatterCreate(nullptr, locale, kCFNumberFormatterDecimalStyle));
+    const Formatter german(kCFNumberFormatterDecimalStyle, locale);
     EXPECT_EQ(locale.Get(), CFNumberFormatterGetLocale(german));
-    EXPECT_EQ("1,234.5", Format(german, 1234.5));
+    EXPECT_EQ("1,234.5", german.Format(1234.5));
 }
 
 TEST_F(Locales, PropertiesShapeTheText)
 {
-    const Formatter formatter(
-        CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterDecimalStyle));
-    Set(formatter, kCFNumberFormatterMinFractionDigits, 2);
-    EXPECT_EQ("1,000.00", Format(formatter, 1000));
-    Set(formatter, kCFNumberFormatterMinIntegerDigits, 6);
-    EXPECT_EQ("001,000.00", Format(formatter, 1000));
-    CFNumberFormatterSetProperty(formatter, kCFNumberFormatterUseGroupingSeparator,
-                                 kCFBooleanFalse);
-    EXPECT_EQ("001000.00", Format(formatter, 1000));
-    Set(formatter, kCFNumberFormatterMinIntegerDigits, 0);
-    EXPECT_EQ(".50", Format(formatter, 0.5));
-    Set(formatter, kCFNumberFormatterMaxFractionDigits, 0);
-    CFNumberFormatterSetProperty(formatter, kCFNumberFormatterAlwaysShowDecimalSeparator,
-                                 kCFBooleanTrue);
-    EXPECT_EQ("-7.", Format(formatter, -7));
-    EXPECT_EQ("0.", Format(formatter, 0));
+    const Formatter formatter(kCFNumberFormatterDecimalStyle);
+    formatter.SetDigits(kCFNumberFormatterMinFractionDigits, 2);
+    EXPECT_EQ("1,000.00", formatter.Format(1000));
+    formatter.SetDigits(kCFNumberFormatterMinIntegerDigits, 6);
+    EXPECT_EQ("001,000.00", formatter.Format(1000));
+    formatter.Set(kCFNumberFormatterUseGroupingSeparator, kCFBooleanFalse);
+    EXPECT_EQ("001000.00", formatter.Format(1000));
+    formatter.SetDigits(kCFNumberFormatterMinIntegerDigits, 0);
+    EXPECT_EQ(".50", formatter.Format(0.5));
+    formatter.SetDigits(kCFNumberFormatterMaxFractionDigits, 0);
+    formatter.Set(kCFNumberFormatterAlwaysShowDecimalSeparator, kCFBooleanTrue);
+    EXPECT_EQ("-7.", formatter.Format(-7));
+    EXPECT_EQ("0.", formatter.Format(0));
     const auto copied = [&](CFNumberFormatterKey key) {
         return Owned<CFTypeRef>(CFNumberFormatterCopyProperty(formatter, key));
     };
@@ -134,27 +127,27 @@ TEST_F(Locales, PropertiesShapeTheText)
     EXPECT_TRUE(CFEqual(Number(int64_t{0}), copied(kCFNumberFormatterMaxFractionDigits)));
     EXPECT_TRUE(CFEqual(kCFBooleanFalse, copied(kCFNumberFormatterUseGroupingSeparator)));
     EXPECT_FALSE(copied(CFSTR("colour")));
-    for (const int64_t bad : {-1, 101}) Set(formatter, kCFNumberFormatterMaxFractionDigits, bad);
-    CFNumberFormatterSetProperty(formatter, kCFNumberFormatterMaxFractionDigits, CFSTR("3"));
-    CFNumberFormatterSetProperty(formatter, kCFNumberFormatterAlwaysShowDecimalSeparator,
-                                 CFSTR("3"));
-    EXPECT_EQ("7.", Format(formatter, 7));
+    for (const int64_t bad : {-1, 101})
+        formatter.SetDigits(kCFNumberFormatterMaxFractionDigits, bad);
+    formatter.Set(kCFNumberFormatterMaxFractionDigits, CFSTR("3"));
+    formatter.Set(kCFNumberFormatterAlwaysShowDecimalSeparator, CFSTR("3"));
+    EXPECT_EQ("7.", formatter.Format(7));
 }
 
 TEST_F(Locales, RoundingIsThatOfTheCLibrary)
 {
     std::mt19937_64 random(Seed(91));
-    const Formatter formatter(CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterNoStyle));
+    const Formatter formatter(kCFNumberFormatterNoStyle);
     for (int step = 0; step < 5000; ++step) {
         const int digits = int(random() % 20);
         double value = std::ldexp(double(int64_t(random())), int(random() % 80) - 90);
         if (step % 2) value = double(int64_t(random() % 2000) - 1000) / 8;  // many exact halves
-        Set(formatter, kCFNumberFormatterMaxFractionDigits, digits);
-        Set(formatter, kCFNumberFormatterMinFractionDigits, digits);
+        formatter.SetDigits(kCFNumberFormatterMaxFractionDigits, digits);
+        formatter.SetDigits(kCFNumberFormatterMinFractionDigits, digits);
         char want[512];
         std::snprintf(want, sizeof(want), "%.*f", digits, value);
         const bool isZero = std::strpbrk(want, "123456789") == nullptr;
-        ASSERT_EQ(want + (isZero && want[0] == '-' ? 1 : 0), Format(formatter, value));
+        ASSERT_EQ(want + (isZero && want[0] == '-' ? 1 : 0), formatter.Format(value));
     }
 }
 

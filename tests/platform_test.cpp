@@ -1,6 +1,7 @@
 #include "Base/Platform/Platform.h"
 
-#include <gtest/gtest.h>
+#include "support/FakePlatform.h"
+#include "support/TempFolder.h"
 
 #include <cerrno>
 #include <cstring>
@@ -15,23 +16,12 @@ using px::os::File;
 using px::os::OpenMode;
 using px::os::Os;
 
-class Platform : public testing::Test {
+class Platform : public px::test::TempFolder {
 protected:
-    Platform()
-        : root_(fs::temp_directory_path() / ("px_platform_" + std::to_string(Os().processId())))
-    {
-        fs::create_directories(root_);
-    }
-    ~Platform() override { fs::remove_all(root_); }
-
-    std::string Path(const char* name) const { return (root_ / name).string(); }
-
     int Open(const char* name, OpenMode mode, File* file) const
     {
         return Os().openFile(Path(name).c_str(), mode, file);
     }
-
-    fs::path root_;
 };
 
 TEST_F(Platform, OpensFilesAsEachModePromises)
@@ -58,13 +48,8 @@ TEST_F(Platform, OpensFilesAsEachModePromises)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         fs::remove(root_ / "f");
+        if (row.exists) Write("f", "four");
         File file = px::os::kNoFile;
-        if (row.exists) {
-            ASSERT_EQ(0, Open("f", OpenMode::kCreate, &file));
-            ASSERT_EQ(0, px::os::WriteAll(file, "four", 4));
-            ASSERT_EQ(0, Os().closeFile(file));
-        }
-        file = px::os::kNoFile;
         EXPECT_EQ(row.error, Open("f", row.mode, &file));
         EXPECT_EQ(row.error == 0, file != px::os::kNoFile);
         if (row.error) continue;
@@ -80,11 +65,11 @@ TEST_F(Platform, SeeksAndLeavesGapsOfZeros)
 {
     File file = px::os::kNoFile;
     ASSERT_EQ(0, Open("f", OpenMode::kCreate, &file));
-    ASSERT_EQ(0, px::os::WriteAll(file, "abcdef", 6));
-    ASSERT_EQ(0, Os().seekFile(file, 2));
-    ASSERT_EQ(0, px::os::WriteAll(file, "X", 1));
-    ASSERT_EQ(0, Os().seekFile(file, 8));
-    ASSERT_EQ(0, px::os::WriteAll(file, "Y", 1));
+    for (const auto& [offset, text] :
+         {std::pair{0, "abcdef"}, std::pair{2, "X"}, std::pair{8, "Y"}}) {
+        ASSERT_EQ(0, Os().seekFile(file, offset));
+        ASSERT_EQ(0, px::os::WriteAll(file, text, std::strlen(text)));
+    }
     EXPECT_EQ(EINVAL, Os().seekFile(file, -1));
     int64_t offset = 0;
     ASSERT_EQ(0, Os().tellFile(file, &offset));
@@ -143,22 +128,20 @@ TEST_F(Platform, ReportsWhatFailed)
 
 TEST_F(Platform, WritesAllInPieces)
 {
-    px::os::Table table = px::os::NativeTable();
+    px::test::FakeTable table;
     static std::string written;
     static int calls;
     written.clear();
     calls = 0;
-    table.writeFile = [](File, const void* buffer, size_t size, size_t* count) {
+    table->writeFile = [](File, const void* buffer, size_t size, size_t* count) {
         if (++calls == 4) return ENOSPC;
         *count = size < 3 ? size : 3;
         written.append(static_cast<const char*>(buffer), *count);
         return 0;
     };
-    px::os::ReplaceTable(&table);
     EXPECT_EQ(0, px::os::WriteAll(0, "abcdefgh", 8));
     EXPECT_EQ("abcdefgh", written);
     EXPECT_EQ(ENOSPC, px::os::WriteAll(0, "x", 1));
-    px::os::ReplaceTable(&px::os::NativeTable());
 }
 
 TEST_F(Platform, BlocksAreZeroAndAligned)

@@ -1,19 +1,29 @@
 // Streams in memory and on files, and error objects.
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "support/CF.h"
 #include "support/FakePlatform.h"
+#include "support/TempFolder.h"
 
 namespace {
 
 using namespace px::test;
 
-class Streams : public LeakCheck {};
+class Streams : public InTempFolder<LeakCheck> {
+protected:
+    Owned<CFReadStreamRef> Reader() const
+    {
+        return Owned<CFReadStreamRef>(CFReadStreamCreateWithFile(nullptr, FileURL(Path("f"))));
+    }
+    Owned<CFWriteStreamRef> Writer() const
+    {
+        return Owned<CFWriteStreamRef>(CFWriteStreamCreateWithFile(nullptr, FileURL(Path("f"))));
+    }
+};
 class Errors : public LeakCheck {};
 
 const UInt8* Bytes(const char* text)
@@ -37,35 +47,6 @@ std::string Written(CFWriteStreamRef stream)
     Owned<CFTypeRef> data(CFWriteStreamCopyProperty(stream, kCFStreamPropertyDataWritten));
     return data ? BytesOf(As<CFDataRef>(data)) : "<none>";
 }
-
-// A path of its own for each test, removed at the end.
-class TemporaryFile {
-public:
-    TemporaryFile()
-    {
-        path_ = testing::TempDir() + "streams_test_" +
-                testing::UnitTest::GetInstance()->current_test_info()->name();
-        std::remove(path_.c_str());
-    }
-    ~TemporaryFile() { std::remove(path_.c_str()); }
-
-    Owned<CFURLRef> URL() const
-    {
-        return Owned<CFURLRef>(CFURLCreateFromFileSystemRepresentation(
-            nullptr, Bytes(path_.c_str()), static_cast<CFIndex>(path_.size()), false));
-    }
-    Owned<CFReadStreamRef> Reader() const
-    {
-        return Owned<CFReadStreamRef>(CFReadStreamCreateWithFile(nullptr, URL()));
-    }
-    Owned<CFWriteStreamRef> Writer() const
-    {
-        return Owned<CFWriteStreamRef>(CFWriteStreamCreateWithFile(nullptr, URL()));
-    }
-
-private:
-    std::string path_;
-};
 
 int64_t OffsetOf(CFTypeRef property)
 {
@@ -174,8 +155,7 @@ TEST_F(Streams, FixedBufferTakesWhatFits)
 
 TEST_F(Streams, FilesAreCreatedEmptiedAndReadBack)
 {
-    TemporaryFile file;
-    auto missing = file.Reader();
+    auto missing = Reader();
     UInt8 buffer[16] = {};
     for (int i = 0; i < 2; ++i) {
         EXPECT_FALSE(CFReadStreamOpen(missing));
@@ -185,7 +165,7 @@ TEST_F(Streams, FilesAreCreatedEmptiedAndReadBack)
     }
     const CFStringRef key = kCFStreamPropertyFileCurrentOffset;
     for (const std::string text : {"a longer text", "short"}) {
-        auto writer = file.Writer();
+        auto writer = Writer();
         EXPECT_EQ(-1, OffsetOf(CFWriteStreamCopyProperty(writer, key)));
         ASSERT_TRUE(CFWriteStreamOpen(writer));
         const auto size = static_cast<CFIndex>(text.size());
@@ -193,7 +173,7 @@ TEST_F(Streams, FilesAreCreatedEmptiedAndReadBack)
         EXPECT_EQ(size, OffsetOf(CFWriteStreamCopyProperty(writer, key)));
         EXPECT_EQ("<none>", Written(writer));
     }
-    auto reader = file.Reader();
+    auto reader = Reader();
     ASSERT_TRUE(CFReadStreamOpen(reader));
     EXPECT_EQ(3, CFReadStreamRead(reader, buffer, 3));
     EXPECT_EQ(3, OffsetOf(CFReadStreamCopyProperty(reader, key)));
@@ -205,9 +185,8 @@ TEST_F(Streams, FilesAreCreatedEmptiedAndReadBack)
 
 TEST_F(Streams, FileErrorsAreReportedAndFinal)
 {
-    TemporaryFile file;
     {
-        auto writer = file.Writer();
+        auto writer = Writer();
         ASSERT_TRUE(CFWriteStreamOpen(writer));
         FakePlatform full(Faulty::kWrite, ENOSPC, 1);
         EXPECT_EQ(3, CFWriteStreamWrite(writer, Bytes("abc"), 3));
@@ -221,26 +200,25 @@ TEST_F(Streams, FileErrorsAreReportedAndFinal)
         EXPECT_TRUE(CFEqual(kCFErrorDomainPOSIX, CFErrorGetDomain(error)));
         EXPECT_NE(std::string::npos, DescriptionOf(error).find("NSPOSIXErrorDomain error 28"));
     }
-    auto reader = file.Reader();
+    auto reader = Reader();
     ASSERT_TRUE(CFReadStreamOpen(reader));
     FakePlatform broken(Faulty::kRead, EIO);
     UInt8 buffer[4];
     EXPECT_EQ(-1, CFReadStreamRead(reader, buffer, 4));
     ExpectError(CFReadStreamGetError(reader), kCFStreamErrorDomainPOSIX, EIO);
     FakePlatform refusing(Faulty::kOpen, EACCES);
-    auto other = file.Writer();
+    auto other = Writer();
     EXPECT_FALSE(CFWriteStreamOpen(other));
     ExpectError(CFWriteStreamGetError(other), kCFStreamErrorDomainPOSIX, EACCES);
 }
 
 TEST_F(Streams, ShortTransfersAreFinished)
 {
-    TemporaryFile file;
     const FakePlatform slow = FakePlatform::Short(2);
-    auto writer = file.Writer();
+    auto writer = Writer();
     ASSERT_TRUE(CFWriteStreamOpen(writer));
     EXPECT_EQ(7, CFWriteStreamWrite(writer, Bytes("abcdefg"), 7));
-    auto reader = file.Reader();
+    auto reader = Reader();
     ASSERT_TRUE(CFReadStreamOpen(reader));
     std::string all;
     UInt8 buffer[5];
@@ -266,11 +244,7 @@ TEST_F(Streams, MisuseIsHarmless)
 
 Owned<CFErrorRef> MakeError(CFIndex code, const char* key, const char* text)
 {
-    auto ownKey = Text(key), ownText = Text(text);
-    const void *keys[] = {ownKey}, *values[] = {ownText};
-    Owned<CFDictionaryRef> info(CFDictionaryCreate(nullptr, keys, values, 1,
-                                                   &kCFTypeDictionaryKeyCallBacks,
-                                                   &kCFTypeDictionaryValueCallBacks));
+    const auto info = DictionaryOf({{Text(key), Text(text)}});
     return Owned<CFErrorRef>(CFErrorCreate(nullptr, CFSTR("domain"), code, info));
 }
 

@@ -1,12 +1,13 @@
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "Base/Platform/Platform.h"
 #include "support/CF.h"
+#include "support/FakePlatform.h"
 #include "support/Seed.h"
+#include "support/TempFolder.h"
 
 namespace {
 
@@ -20,17 +21,6 @@ URL FromPath(const std::string& path, bool isDirectory = false,
              CFURLPathStyle style = kCFURLPOSIXPathStyle)
 {
     return URL(CFURLCreateWithFileSystemPath(nullptr, Text(path), style, isDirectory));
-}
-
-URL FromBytes(const std::string& path)
-{
-    return URL(CFURLCreateFromFileSystemRepresentation(
-        nullptr, reinterpret_cast<const UInt8*>(path.data()), CFIndex(path.size()), false));
-}
-
-URL FromText(const std::string& text, CFURLRef base = nullptr)
-{
-    return URL(CFURLCreateWithString(nullptr, Text(text), base));
 }
 
 std::string TextOf(const URL& url)
@@ -98,22 +88,22 @@ TEST(URL, AnyBytesOfAFileNameSurvive)
             const char byte = static_cast<char>(1 + random() % 255);
             if (byte != '/') path += byte;
         }
-        const URL url = FromBytes(path);
+        const URL url = FileURL(path);
         ASSERT_EQ(path, BytesOfPath(url, path.size() + 1));
         EXPECT_EQ("<none>", BytesOfPath(url, path.size()));
-        EXPECT_TRUE(FromText(TextOf(url)));  // what we make is a URL
+        EXPECT_TRUE(URLOf(TextOf(url)));  // what we make is a URL
     }
-    EXPECT_EQ("<null>", PathOf(FromBytes("/\xFF")));
-    EXPECT_FALSE(FromBytes(std::string("/\0", 2)));
+    EXPECT_EQ("<null>", PathOf(FileURL("/\xFF")));
+    EXPECT_FALSE(FileURL(std::string("/\0", 2)));
 }
 
 TEST(URL, OnlyLocalFilesHaveAPath)
 {
     for (const char* local : {"file:///a", "file://localhost/a", "FILE:///a"}) {
-        EXPECT_EQ("/a", BytesOfPath(FromText(local))) << local;
+        EXPECT_EQ("/a", BytesOfPath(URLOf(local))) << local;
     }
     for (const char* other : {"file://host/a", "http://h/a", "file:///a%00b"}) {
-        EXPECT_EQ("<none>", BytesOfPath(FromText(other))) << other;
+        EXPECT_EQ("<none>", BytesOfPath(URLOf(other))) << other;
     }
 }
 
@@ -133,15 +123,15 @@ TEST(URL, RefusesTextThatIsNone)
 {
     for (const char* text : {"a b", "<a>", "a\\b", "a\"", "a^b", "a`b", "{a}", "a|b", "%", "%4",
                              "%4g", "ü", "a\nb", ""}) {
-        EXPECT_FALSE(FromText(text)) << text;
+        EXPECT_FALSE(URLOf(text)) << text;
     }
-    EXPECT_TRUE(FromText("http://[::1]:80/a?b#c"));
+    EXPECT_TRUE(URLOf("http://[::1]:80/a?b#c"));
 }
 
 // The published examples of reference resolution.
 TEST(URL, ResolvesReferences)
 {
-    const URL base = FromText("http://a/b/c/d;p?q");
+    const URL base = URLOf("http://a/b/c/d;p?q");
     const struct {
         const char *reference, *want;
     } rows[] = {
@@ -157,21 +147,21 @@ TEST(URL, ResolvesReferences)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.reference);
-        const URL url = FromText(row.reference, base);
+        const URL url = URLOf(row.reference, base);
         ASSERT_TRUE(url);
         EXPECT_EQ(row.want, TextOf(URL(CFURLCopyAbsoluteURL(url))));
     }
     // A chain of bases is folded, so that depth costs nothing.
-    URL url = FromText("http://a/b/c/d;p?q");
-    for (int i = 0; i < 1000; ++i) url = FromText("x/y", url);
+    URL url = URLOf("http://a/b/c/d;p?q");
+    for (int i = 0; i < 1000; ++i) url = URLOf("x/y", url);
     EXPECT_EQ(nullptr, CFURLGetBaseURL(CFURLGetBaseURL(url)));
 }
 
 TEST(URL, EditsComponentsAndExtensions)
 {
     const auto append = [](const char* url, const char* part, bool isDirectory = false) {
-        return TextOf(URL(CFURLCreateCopyAppendingPathComponent(nullptr, FromText(url), Text(part),
-                                                                isDirectory)));
+        return TextOf(URL(
+            CFURLCreateCopyAppendingPathComponent(nullptr, URLOf(url), Text(part), isDirectory)));
     };
     EXPECT_EQ("file:///a/x%20y", append("file:///a", "x y"));
     EXPECT_EQ("file:///a/x/y/", append("file:///a/", "/x/y", true));
@@ -190,7 +180,7 @@ TEST(URL, EditsComponentsAndExtensions)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.url);
-        const URL url = FromText(row.url);
+        const URL url = URLOf(row.url);
         const auto edited = [&](auto* edit) { return TextOf(URL(edit(nullptr, url))); };
         EXPECT_EQ(row.last, Taken(CFURLCopyLastPathComponent(url)));
         EXPECT_EQ(row.withoutLast, edited(CFURLCreateCopyDeletingLastPathComponent));
@@ -203,10 +193,10 @@ TEST(URL, EditsComponentsAndExtensions)
 
 TEST(URL, EqualityComparesTextAndBase)
 {
-    const URL base = FromText("http://a/"), sameBase = FromText("http://a/");
-    EXPECT_TRUE(CFEqual(FromText("x", base), FromText("x", sameBase)));
-    EXPECT_FALSE(CFEqual(FromText("x", base), FromText("x")));
-    EXPECT_EQ(CFHash(FromText("x", base)), CFHash(FromText("x")));
+    const URL base = URLOf("http://a/"), sameBase = URLOf("http://a/");
+    EXPECT_TRUE(CFEqual(URLOf("x", base), URLOf("x", sameBase)));
+    EXPECT_FALSE(CFEqual(URLOf("x", base), URLOf("x")));
+    EXPECT_EQ(CFHash(URLOf("x", base)), CFHash(URLOf("x")));
 }
 
 std::string Escaped(const std::string& text, const char* left, const char* forced,
@@ -287,37 +277,16 @@ TEST(UUID, TextAndBytesRoundTrip)
                                    text.substr(0, 8) + "0" + text.substr(9)}) {
         EXPECT_FALSE(read(bad)) << bad;
     }
-    px::os::Table table = px::os::NativeTable();
-    table.randomBytes = [](void*, size_t) { return 5; };
-    px::os::ReplaceTable(&table);
+    FakeTable table;
+    table->randomBytes = [](void*, size_t) { return 5; };
     EXPECT_EQ(nullptr, CFUUIDCreate(nullptr));
-    px::os::ReplaceTable(&px::os::NativeTable());
 }
-
-// The environment that the platform table shows.
-struct Environment {
-    explicit Environment(std::vector<std::pair<std::string, std::string>> given)
-    {
-        values = std::move(given);
-        table.environment = [](const char* name) -> const char* {
-            for (const auto& [key, value] : values) {
-                if (key == name) return value.c_str();
-            }
-            return nullptr;
-        };
-        px::os::ReplaceTable(&table);
-    }
-    ~Environment() { px::os::ReplaceTable(&px::os::NativeTable()); }
-
-    px::os::Table table = px::os::NativeTable();
-    static inline std::vector<std::pair<std::string, std::string>> values;
-};
 
 TEST(Locale, ComesFromTheEnvironment)
 {
     const struct {
         const char* name;
-        std::vector<std::pair<std::string, std::string>> environment;
+        std::map<std::string, std::string> environment;
         const char *identifier, *languages;
     } rows[] = {
         {"nothing", {}, "en_US", "en-US"},
@@ -329,7 +298,8 @@ TEST(Locale, ComesFromTheEnvironment)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        const Environment environment(row.environment);
+        FakeTable table;
+        table.SetEnvironment(row.environment);
         const Owned<CFLocaleRef> current(CFLocaleCopyCurrent());
         EXPECT_EQ(row.identifier, Utf8Of(CFLocaleGetIdentifier(current)));
         const Owned<CFArrayRef> languages(CFLocaleCopyPreferredLanguages());
@@ -390,31 +360,26 @@ TEST(NumberFormatter, ReadsNumbers)
 }
 
 // The main bundle is made once in a process, from what the environment says then.
-class Bundle : public testing::Test {
+class Bundle : public TempFolder {
 protected:
-    static void SetUpTestSuite()
+    void SetUp() override
     {
-        root_ =
-            fs::temp_directory_path() / ("px_bundle_" + std::to_string(px::os::Os().processId()));
-        Write("de.lproj/Localizable.strings", "<key>a</key><string>A</string>");
-        Write("en.lproj/Localizable.strings",
-              "<key>a</key><string>one</string><key>b</key><string>two</string>");
-        Write("Info.plist", "<key>CFBundleIdentifier</key><string>org.example.test</string>");
+        WriteList("de.lproj/Localizable.strings", "<key>a</key><string>A</string>");
+        WriteList("en.lproj/Localizable.strings",
+                  "<key>a</key><string>one</string><key>b</key><string>two</string>");
+        WriteList("Info.plist", "<key>CFBundleIdentifier</key><string>org.example.test</string>");
         Write("en.lproj/page.txt", "");
         Write("plain.txt", "");
-        const Environment environment(
+        FakeTable table;
+        table.SetEnvironment(
             {{"PXCF_RESOURCES", root_.string()}, {"LANGUAGE", "de"}, {"LANG", "de_AT.UTF-8"}});
         CFBundleGetMainBundle();
     }
-    static void TearDownTestSuite() { fs::remove_all(root_); }
 
-    static void Write(const fs::path& name, const std::string& entries)
+    void WriteList(const std::string& name, const std::string& entries) const
     {
-        fs::create_directories((root_ / name).parent_path());
-        std::ofstream(root_ / name) << "<plist><dict>" << entries << "</dict></plist>";
+        Write(name, "<plist><dict>" + entries + "</dict></plist>");
     }
-
-    static inline fs::path root_;
 };
 
 TEST_F(Bundle, FindsTextsByLanguage)

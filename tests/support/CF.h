@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "CoreFoundation/CoreFoundation.h"
 #include "Runtime.h"
@@ -36,9 +38,11 @@ inline Owned<CFStringRef> Text(std::u16string_view units)
                                      static_cast<CFIndex>(units.size())));
 }
 
-inline MutableText ChangeableText(std::u16string_view units)
+// A changeable copy of UTF-8 or of units.
+template <class Source>
+MutableText ChangeableText(const Source& source)
 {
-    return MutableText(CFStringCreateMutableCopy(nullptr, 0, Text(units)));
+    return MutableText(CFStringCreateMutableCopy(nullptr, 0, Text(source)));
 }
 
 // The same text stored as 16-bit units, whatever it holds.
@@ -65,6 +69,34 @@ inline Owned<CFDataRef> DataOf(std::string_view bytes)
 {
     return Owned<CFDataRef>(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
                                          static_cast<CFIndex>(bytes.size())));
+}
+
+inline Owned<CFMutableArrayRef> ArrayOf(std::initializer_list<CFTypeRef> values)
+{
+    Owned<CFMutableArrayRef> array(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    for (CFTypeRef value : values) CFArrayAppendValue(array, value);
+    return array;
+}
+
+inline Owned<CFMutableDictionaryRef> DictionaryOf(
+    std::initializer_list<std::pair<CFTypeRef, CFTypeRef>> entries)
+{
+    Owned<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
+        nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    for (const auto& [key, value] : entries) CFDictionarySetValue(dictionary, key, value);
+    return dictionary;
+}
+
+inline Owned<CFURLRef> URLOf(const std::string& text, CFURLRef base = nullptr)
+{
+    return Owned<CFURLRef>(CFURLCreateWithString(nullptr, Text(text), base));
+}
+
+inline Owned<CFURLRef> FileURL(const std::string& path, bool isFolder = false)
+{
+    return Owned<CFURLRef>(CFURLCreateFromFileSystemRepresentation(
+        nullptr, reinterpret_cast<const UInt8*>(path.data()), static_cast<CFIndex>(path.size()),
+        isFolder));
 }
 
 inline std::string BytesOf(CFDataRef data)

@@ -2,10 +2,8 @@
 
 // Lists — property lists in tests: read from text, written to text, and their failures as text.
 
-#include <initializer_list>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "support/CF.h"
 
@@ -17,22 +15,6 @@ struct ReadResult {
     CFIndex code = 0;
     CFPropertyListFormat format = -1;
 };
-
-inline Owned<CFMutableArrayRef> ArrayOf(std::initializer_list<CFTypeRef> values)
-{
-    Owned<CFMutableArrayRef> array(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    for (CFTypeRef value : values) CFArrayAppendValue(array, value);
-    return array;
-}
-
-inline Owned<CFMutableDictionaryRef> DictionaryOf(
-    std::initializer_list<std::pair<CFTypeRef, CFTypeRef>> entries)
-{
-    Owned<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
-        nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    for (const auto& [key, value] : entries) CFDictionarySetValue(dictionary, key, value);
-    return dictionary;
-}
 
 inline std::string TakeFailure(CFErrorRef error, CFIndex* code)
 {

@@ -13,17 +13,25 @@
 
 namespace px::test {
 
-class TempFolder : public testing::Test {
+template <class Base = testing::Test>
+class InTempFolder : public Base {
 protected:
-    TempFolder()
+    InTempFolder()
         : root_(std::filesystem::temp_directory_path() /
                 ("px_test_" + std::to_string(os::Os().processId())))
     {
         std::filesystem::create_directories(root_);
     }
-    ~TempFolder() override { std::filesystem::remove_all(root_); }
+    ~InTempFolder() override { std::filesystem::remove_all(root_); }
 
     std::string Path(const std::string& name) const { return (root_ / name).string(); }
+
+    // Writes a file, and the folders above it.
+    void Write(const std::string& name, const std::string& bytes) const
+    {
+        std::filesystem::create_directories((root_ / name).parent_path());
+        std::ofstream(root_ / name, std::ios::binary) << bytes;
+    }
 
     static std::string Content(const std::string& path)
     {
@@ -34,5 +42,7 @@ protected:
 
     std::filesystem::path root_;
 };
+
+using TempFolder = InTempFolder<>;
 
 }  // namespace px::test
