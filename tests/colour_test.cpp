@@ -5,18 +5,14 @@
 #include "Image/LCMSColorProfile.h"
 #include "support/CF.h"
 #include "support/EventLog.h"
+#include "support/FakePlatform.h"
 #include "support/Profiles.h"
 #include "support/Seed.h"
+#include "support/TempFolder.h"
 
 #include <lcms2.h>
-#if defined(PX_FAST_FLOAT)
-#include <lcms2_fast_float.h>
-#endif
 
 #include <cerrno>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <random>
 #include <thread>
 #include <vector>
@@ -76,35 +72,6 @@ struct Picture {
     Bytes pixels;
     PXImage image = nullptr;
 };
-
-// Pixels as Little CMS calls them, in the space of a profile.
-struct Side {
-    const Bytes& icc;
-    PXColorSpaceType model;
-    cmsUInt32Number type;
-};
-
-// The same conversion by Little CMS alone, over all pixels at once.
-void ConvertDirectly(const Side& from, const Side& to, cmsUInt32Number intent, const Bytes& source,
-                     Bytes* destination, size_t pixelCount)
-{
-    cmsContext context = cmsCreateContext(nullptr, nullptr);
-#if defined(PX_FAST_FLOAT)
-    cmsPluginTHR(context, cmsFastFloatExtensions());
-#endif
-    const auto open = [context](const Bytes& icc) {
-        return cmsOpenProfileFromMemTHR(context, icc.data(), cmsUInt32Number(icc.size()));
-    };
-    cmsHPROFILE a = open(from.icc), b = open(to.icc);
-    cmsHTRANSFORM transform = cmsCreateTransformTHR(context, a, from.type, b, to.type, intent,
-                                                    cmsFLAGS_BLACKPOINTCOMPENSATION);
-    ASSERT_NE(nullptr, transform);
-    cmsDoTransform(transform, source.data(), destination->data(), cmsUInt32Number(pixelCount));
-    cmsDeleteTransform(transform);
-    cmsCloseProfile(b);
-    cmsCloseProfile(a);
-    cmsDeleteContext(context);
-}
 
 int Convert(const Profile& from, const Profile& to, const Picture& source,
             const Picture& destination, PXRect rect, int32_t intent = 0)
@@ -266,22 +233,15 @@ TEST(ColourProfile, SurvivesDamage)
     }
 }
 
-TEST(ColourProfile, LoadsByNameFromTheFolders)
-{
-    namespace fs = std::filesystem;
-    const fs::path root =
-        fs::temp_directory_path() / ("px_colour_" + std::to_string(px::os::Os().processId()));
-    fs::create_directories(root / "shared/Profiles");
-    fs::create_directories(root / "user/Profiles");
-    const std::string icc = BytesOf(DataOf(StandardProfileBytes(kPXColorStandardAdobeRGB1998)));
-    std::ofstream(root / "user/Profiles/My Paper.icc", std::ios::binary) << icc;
-    std::ofstream(root / "user/Profiles/Broken.icc") << std::string(300, 'b');
+using ColourFolders = TempFolder;
 
-    const auto url = [&](const char* name) {
-        return Owned<CFURLRef>(CFURLCreateWithFileSystemPath(nullptr, Text((root / name).string()),
-                                                             kCFURLPOSIXPathStyle, true));
-    };
-    const auto shared = url("shared"), user = url("user");
+TEST_F(ColourFolders, HoldProfilesThatLoadByName)
+{
+    Write("user/Profiles/My Paper.icc",
+          BytesOf(DataOf(StandardProfileBytes(kPXColorStandardAdobeRGB1998))));
+    Write("user/Profiles/Broken.icc", std::string(300, 'b'));
+    Write("shared/Profiles/none", "");
+    const auto shared = FileURL(Path("shared"), true), user = FileURL(Path("user"), true);
     const PXFolderContext context = {shared, user};
     {
         EventLog events;
@@ -294,10 +254,10 @@ TEST(ColourProfile, LoadsByNameFromTheFolders)
         bool isFound;
     } rows[] = {
         {"another case", "my paper.ICC", true},
-        {"absolute path", (root / "user/Profiles/My Paper.icc").string(), true},
+        {"absolute path", Path("user/Profiles/My Paper.icc"), true},
         {"built-in", "srgb", true},
         {"no profile inside", "Broken.icc", false},
-        {"a folder", (root / "user").string(), false},
+        {"a folder", Path("user"), false},
         {"empty", "", false},
     };
     for (const auto& row : rows) {
@@ -312,10 +272,9 @@ TEST(ColourProfile, LoadsByNameFromTheFolders)
     ASSERT_EQ(1U, events.Messages().size());
     EXPECT_EQ("Can't find color profile: gone.icc. Error Number = 1003", events.Messages()[0]);
     PXColorProfileInitialize(nullptr);
-    fs::remove_all(root);
 }
 
-TEST(ColourProfile, MonitorProfileIsWhatWasSet)
+TEST(ColourMonitor, ProfileIsWhatWasSet)
 {
     EXPECT_EQ(nullptr, PXColorProfileCreateStandard(kPXColorStandardDisplay));
     const Bytes icc = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
@@ -339,6 +298,11 @@ TEST(ColourConversion, EqualsLittleCMSByteForByte)
     const Bytes cmyk = MakeCMYKProfile(), grey = MakeGreyProfile();
     constexpr PXColorSpaceType kRGB = kPXColorSpaceRGB, kCMYK = kPXColorSpaceCMYK,
                                kGrey = kPXColorSpaceGrey, kAny = kPXColorSpaceByChannels;
+    struct Side {
+        const Bytes& icc;
+        PXColorSpaceType model;
+        cmsUInt32Number type;
+    };
     const struct {
         const char* name;
         Side from, to;
@@ -365,9 +329,9 @@ TEST(ColourConversion, EqualsLittleCMSByteForByte)
         EXPECT_EQ(
             0, Convert(Profile(row.from.icc), Profile(row.to.icc), from, to, bounds, row.intent));
         Bytes expected(to.pixels.size());
-        ConvertDirectly(row.from, row.to,
-                        row.intent ? INTENT_PERCEPTUAL : INTENT_RELATIVE_COLORIMETRIC, from.pixels,
-                        &expected, 61 * 43);
+        ConvertByLittleCMS({row.from.icc, row.from.type}, {row.to.icc, row.to.type},
+                           row.intent ? INTENT_PERCEPTUAL : INTENT_RELATIVE_COLORIMETRIC,
+                           from.pixels.data(), expected.data(), 61 * 43);
         EXPECT_EQ(expected, to.pixels);
     }
 }
@@ -437,21 +401,19 @@ TEST(ColourConversionThreads, BandsGiveTheSameBytes)
 
 TEST(ColourConversionThreads, WorksWithoutASecondThread)
 {
-    px::os::Table table = px::os::NativeTable();
+    FakeTable table;
     static int asked;
     asked = 0;
-    table.startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) {
+    table->startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) {
         ++asked;
         return EAGAIN;
     };
-    table.processorCount = [] { return uint32_t{4}; };
-    px::os::ReplaceTable(&table);
+    table->processorCount = [] { return uint32_t{4}; };
     const PXRect bounds = {0, 0, 5, 1000};
     Picture from(bounds), to(bounds);
     from.Randomise(1);
     const Profile srgb(kPXColorStandardSRGB);
     EXPECT_EQ(0, PXColorProfileConvertProfile2(srgb, srgb, from.image, to.image, bounds, 4, 0));
-    px::os::ReplaceTable(&px::os::NativeTable());
     EXPECT_EQ(1, asked);
     EXPECT_EQ(from.pixels, to.pixels);  // one profile with itself
 }

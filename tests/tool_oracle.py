@@ -7,7 +7,6 @@ profiles are read and written by support/pictures.py.
 """
 
 import dataclasses
-import glob
 import itertools
 import os
 import pty
@@ -32,9 +31,6 @@ PXTOOL, PROFILES = map(os.path.abspath, sys.argv[1:3])
 ADOBE = os.path.join(PROFILES, "AdobeRGB1998.icc")
 SEED = int(os.environ.get("PX_TEST_SEED", "7"))
 ERROR_LINE = r"\Apxtool: [^\n]+\. Hint: [^\n]+\n\Z"
-
-# The photographs of a Debian package that the setup installs.
-PHOTOGRAPHS = sorted(glob.glob("/usr/share/backgrounds/*.jpg"))
 
 
 def run(*arguments, cwd=None, **options):
@@ -230,17 +226,6 @@ class Pixels(ToolTest):
             self.convert("in.png", "out.png", "prophoto", "--bands", bands)
             outputs.add(read_file(self.path("out.png")))
         self.assertEqual(1, len(outputs))
-
-    def test_photograph(self):
-        self.assertTrue(PHOTOGRAPHS, "no photographs in /usr/share/backgrounds: install lomiri-wallpapers-16.04")
-        shutil.copy(min(PHOTOGRAPHS, key=os.path.getsize), self.path("in.jpg"))
-        plain, got = self.read("in.jpg"), self.converted("in.jpg", "out.tif", "adobergb")
-        self.assertEqual((plain.width, plain.height, 3), (got.width, got.height, plain.channels))
-        # Every 13th row goes through tificc; the rest went through the same code.
-        rows, stride = range(0, plain.height, 13), plain.width * 3
-        some = lambda p: [s for y in rows for s in p.samples[y * stride : (y + 1) * stride]]
-        part = Picture(plain.width, len(rows), 8, 3, some(plain))
-        self.assert_near(self.oracle(part, RGB, SRGB, ADOBE).samples, some(got))
 
 
 COLOURS = [(10, 20, 30), (200, 100, 50), (0, 255, 128), (255, 255, 255)]

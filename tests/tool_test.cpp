@@ -8,13 +8,12 @@
 #include "pxtool/ConvertCommand.h"
 #include "pxtool/Exif.h"
 #include "pxtool/Profiles.h"
+#include "support/FakePlatform.h"
+#include "support/Profiles.h"
 #include "support/Seed.h"
+#include "support/TempFolder.h"
 
-#include <gtest/gtest.h>
 #include <lcms2.h>
-#if defined(PX_FAST_FLOAT)
-#include <lcms2_fast_float.h>
-#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -38,7 +37,7 @@ using Bytes = std::vector<uint8_t>;
 
 constexpr char kProfileFolder[] = PX_BUILD_DIR "/share/pxcore/Profiles/";
 
-Bytes ReadBytes(const fs::path& path)
+Bytes ReadBytes(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
     return Bytes((std::istreambuf_iterator<char>(file)), {});
@@ -50,33 +49,14 @@ Bytes PixelBytes(const Picture& picture)
     return Bytes(pixels.first, pixels.first + picture.layout.Bytes());
 }
 
-Bytes StandardProfile(uint32_t signature)
-{
-    return BytesOf(ProfileOwner(PXColorProfileCreateStandard(signature)));
-}
-
-class Tool : public testing::Test {
+class Tool : public test::TempFolder {
 protected:
-    void SetUp() override
-    {
-        folder_ = fs::path(testing::TempDir()) / ("pxtool-" + std::to_string(os::Os().processId()) +
-                                                  "-" + std::to_string(os::Os().monotonicNanos()));
-        ASSERT_TRUE(fs::create_directories(folder_));
-        CatchSignals();
-    }
-
-    void TearDown() override
-    {
-        os::ReplaceTable(nullptr);
-        fs::remove_all(folder_);
-    }
-
-    std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+    Tool() { CatchSignals(); }
 
     std::set<std::string> Names() const
     {
         std::set<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder_)) {
+        for (const auto& entry : fs::directory_iterator(root_)) {
             names.insert(entry.path().filename().string());
         }
         return names;
@@ -91,7 +71,7 @@ protected:
         for (int64_t i = 0; i < layout.Bytes(); ++i) {
             pixels.first[i] = static_cast<uint8_t>(random_());
         }
-        picture.icc = StandardProfile(kPXColorStandardSRGB);
+        picture.icc = test::StandardProfileBytes(kPXColorStandardSRGB);
         picture.dpiX = picture.dpiY = 300;
         return picture;
     }
@@ -113,7 +93,7 @@ protected:
     Picture Get(const std::string& path) const
     {
         Picture picture;
-        const Failure failure = Read((folder_ / path).string(), &picture);
+        const Failure failure = Read(Path(path), &picture);
         EXPECT_FALSE(failure) << failure.text;
         return picture;
     }
@@ -136,7 +116,6 @@ protected:
         return RunConvert(options);
     }
 
-    fs::path folder_;
     std::mt19937 random_{static_cast<uint32_t>(test::Seed(11))};
 };
 
@@ -152,31 +131,12 @@ cmsUInt32Number TypeOf(const PictureLayout& layout)
 // sRGB as Little CMS makes it, whose numbers are finer than those of a saved profile.
 Bytes Expected(const Picture& source, const std::string& profileName)
 {
-    const std::string profilePath = kProfileFolder + profileName;
-    const std::unique_ptr<_cmsContext_struct, void (*)(cmsContext)> context(
-        cmsCreateContext(nullptr, nullptr), cmsDeleteContext);
-#if defined(PX_FAST_FLOAT)
-    cmsPluginTHR(context.get(), cmsFastFloatExtensions());
-#endif
-    cmsHPROFILE from = source.icc.empty() ? cmsCreate_sRGBProfileTHR(context.get())
-                                          : cmsOpenProfileFromMemTHR(
-                                                context.get(), source.icc.data(),
-                                                static_cast<cmsUInt32Number>(source.icc.size()));
-    cmsHPROFILE to = cmsOpenProfileFromFileTHR(context.get(), profilePath.c_str(), "r");
-    const cmsUInt32Number type = TypeOf(source.layout);
-    cmsHTRANSFORM transform =
-        cmsCreateTransformTHR(context.get(), from, type, to, type, INTENT_RELATIVE_COLORIMETRIC,
-                              cmsFLAGS_BLACKPOINTCOMPENSATION);
-    EXPECT_TRUE(transform);
-    Bytes pixels = PixelBytes(source);  // alpha stays
-    const Bytes before = pixels;
-    if (transform) {
-        cmsDoTransform(transform, before.data(), pixels.data(),
-                       static_cast<cmsUInt32Number>(source.layout.width * source.layout.height));
-        cmsDeleteTransform(transform);
-    }
-    cmsCloseProfile(from);
-    cmsCloseProfile(to);
+    const Bytes profile = ReadBytes(kProfileFolder + profileName), before = PixelBytes(source);
+    const uint32_t type = TypeOf(source.layout);
+    Bytes pixels = before;  // alpha stays
+    test::ConvertByLittleCMS({source.icc, type}, {profile, type}, INTENT_RELATIVE_COLORIMETRIC,
+                             before.data(), pixels.data(),
+                             static_cast<size_t>(source.layout.width * source.layout.height));
     return pixels;
 }
 
@@ -237,7 +197,7 @@ TEST_F(Tool, EmbedsTheProfileOfTheLibrary)
         for (const char* out : {"out.png", "out.tif", "out.jpg"}) {
             SCOPED_TRACE(std::string(row.name) + " in " + out);
             ASSERT_FALSE(Convert("in.png", out, row.name));
-            const Bytes want = StandardProfile(row.signature);
+            const Bytes want = test::StandardProfileBytes(row.signature);
             EXPECT_FALSE(want.empty());
             EXPECT_EQ(want, Get(out).icc);
         }
@@ -272,10 +232,8 @@ int FactsOfMemoryFile(os::FileFacts* facts)
 
 class ToolDamage : public Tool {
 protected:
-    void SetUp() override
+    ToolDamage() : table_(os::NativeTable())
     {
-        Tool::SetUp();
-        table_ = os::NativeTable();
         table_.factsOfPath = [](const char*, os::FileFacts* facts) {
             return FactsOfMemoryFile(facts);
         };
@@ -370,7 +328,7 @@ struct Faults {
     int syncError = 0;
     int renameError = 0;
     int createError = 0;
-    uint64_t physicalMemory = 0;  // 0: what there is
+    uint64_t physicalMemory = os::NativeTable().physicalMemory();
 };
 Faults faults;
 
@@ -393,39 +351,33 @@ int DueError(int* left, int error)
 
 class ToolFaults : public Tool {
 protected:
-    void SetUp() override
+    ToolFaults()
     {
-        Tool::SetUp();
+        const Picture picture = Noise({300, 200, 8, kPXColorSpaceRGB, false});
+        for (const char* name : kInputs) Tool::Write(picture, name);
         faults = {};
-        table_ = os::NativeTable();
-        table_.writeFile = [](os::File file, const void* buffer, size_t size, size_t* written) {
+        table_->writeFile = [](os::File file, const void* buffer, size_t size, size_t* written) {
             if (const int error = DueError(&faults.writesLeft, faults.writeError)) return error;
             return os::NativeTable().writeFile(file, buffer, size, written);
         };
-        table_.readFile = [](os::File file, void* buffer, size_t size, size_t* got) {
+        table_->readFile = [](os::File file, void* buffer, size_t size, size_t* got) {
             if (const int error = DueError(&faults.readsLeft, EIO)) return error;
             return os::NativeTable().readFile(file, buffer, size, got);
         };
-        table_.allocateBlock = [](size_t size) {
+        table_->allocateBlock = [](size_t size) {
             return IsDue(&faults.blocksLeft) ? nullptr : os::NativeTable().allocateBlock(size);
         };
-        table_.physicalMemory = [] {
-            return faults.physicalMemory ? faults.physicalMemory
-                                         : os::NativeTable().physicalMemory();
-        };
-        table_.syncFile = [](os::File file) {
+        table_->physicalMemory = [] { return faults.physicalMemory; };
+        table_->syncFile = [](os::File file) {
             return faults.syncError ? faults.syncError : os::NativeTable().syncFile(file);
         };
-        table_.renameFile = [](const char* from, const char* to) {
+        table_->renameFile = [](const char* from, const char* to) {
             return faults.renameError ? faults.renameError : os::NativeTable().renameFile(from, to);
         };
-        table_.openFile = [](const char* path, os::OpenMode mode, os::File* file) {
+        table_->openFile = [](const char* path, os::OpenMode mode, os::File* file) {
             if (faults.createError && mode != os::OpenMode::kRead) return faults.createError;
             return os::NativeTable().openFile(path, mode, file);
         };
-        const Picture picture = Noise({300, 200, 8, kPXColorSpaceRGB, false});
-        for (const char* name : kInputs) Write(picture, name);
-        os::ReplaceTable(&table_);
     }
 
     // Converts with the faults and checks that the output folder is as it was.
@@ -447,7 +399,7 @@ protected:
 
     static constexpr const char* kInputs[] = {"in.png", "in.tif", "in.jpg"};
     static constexpr const char* kOutputs[] = {"out.png", "out.tif", "out.jpg"};
-    os::Table table_;
+    test::FakeTable table_;
 };
 
 TEST_F(ToolFaults, EveryFailingWriteIsAnOutputError)
@@ -563,14 +515,16 @@ TEST(ToolExif, EveryPrefixAndEveryByteIsSafe)
 TEST(ToolNames, SuggestsOnlyWhatIsNear)
 {
     constexpr std::string_view kNames[] = {"srgb", "adobergb", "prophoto", "prophoto22"};
-    const std::pair<const char*, const char*> rows[] = {{"adobrgb", "adobergb"},
-                                                        {"AdobeRGB", "adobergb"},
-                                                        {"srbg", "srgb"},
-                                                        {"prphoto2", "prophoto"},
-                                                        {"zzzz", ""},
-                                                        {"", ""},
-                                                        {"prophoto23", "prophoto22"},
-                                                        {"monitor", ""}};
+    const std::pair<const char*, const char*> rows[] = {
+        {"adobrgb", "adobergb"},
+        {"AdobeRGB", "adobergb"},
+        {"srbg", "srgb"},
+        {"prphoto2", "prophoto"},
+        {"zzzz", ""},
+        {"", ""},
+        {"prophoto23", "prophoto22"},
+        {"monitor", ""},
+    };
     for (const auto& [word, want] : rows) EXPECT_EQ(want, Nearest(word, kNames)) << word;
 }
 

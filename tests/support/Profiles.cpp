@@ -1,8 +1,12 @@
 #include "support/Profiles.h"
 
 #include "PXCore/PXColorProfile.h"
+#include "support/CF.h"
 
 #include <lcms2.h>
+#if defined(PX_FAST_FLOAT)
+#include <lcms2_fast_float.h>
+#endif
 
 #include <algorithm>
 
@@ -106,13 +110,35 @@ std::vector<uint8_t> MakeGreyProfile()
 std::vector<uint8_t> StandardProfileBytes(uint32_t signature)
 {
     PXColorProfile profile = PXColorProfileCreateStandard(signature);
-    CFDataRef data = PXColorProfileCreateICCData(profile);
+    const Owned<CFDataRef> data(PXColorProfileCreateICCData(profile));
     PXColorProfileRelease(profile);
-    if (!data) return {};
-    const UInt8* bytes = CFDataGetBytePtr(data);
-    std::vector<uint8_t> result(bytes, bytes + CFDataGetLength(data));
-    CFRelease(data);
-    return result;
+    const std::string bytes = data ? BytesOf(data) : std::string();
+    return {bytes.begin(), bytes.end()};
+}
+
+void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
+                        const uint8_t* source, uint8_t* destination, size_t pixelCount)
+{
+    cmsContext context = cmsCreateContext(nullptr, nullptr);
+#if defined(PX_FAST_FLOAT)
+    cmsPluginTHR(context, cmsFastFloatExtensions());
+#endif
+    const auto open = [context](const std::vector<uint8_t>& icc) {
+        return icc.empty()
+                   ? cmsCreate_sRGBProfileTHR(context)
+                   : cmsOpenProfileFromMemTHR(context, icc.data(), cmsUInt32Number(icc.size()));
+    };
+    cmsHPROFILE a = open(from.icc), b = open(to.icc);
+    cmsHTRANSFORM transform = cmsCreateTransformTHR(context, a, from.type, b, to.type, intent,
+                                                    cmsFLAGS_BLACKPOINTCOMPENSATION);
+    EXPECT_NE(nullptr, transform);
+    if (transform) {
+        cmsDoTransform(transform, source, destination, cmsUInt32Number(pixelCount));
+        cmsDeleteTransform(transform);
+    }
+    cmsCloseProfile(b);
+    cmsCloseProfile(a);
+    cmsDeleteContext(context);
 }
 
 }  // namespace px::test

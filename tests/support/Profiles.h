@@ -2,6 +2,7 @@
 
 // Profiles — ICC profiles made for tests.
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -13,5 +14,14 @@ std::vector<uint8_t> MakeCMYKProfile();
 std::vector<uint8_t> MakeGreyProfile();
 // The profile bytes of a standard profile as the library finds it.
 std::vector<uint8_t> StandardProfileBytes(uint32_t signature);
+
+// Pixels as Little CMS calls them, in the space of a profile; an empty one is its own sRGB.
+struct LittleCMSSide {
+    const std::vector<uint8_t>& icc;
+    uint32_t type;
+};
+// Converts all pixels at once, with black point compensation, by Little CMS alone.
+void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
+                        const uint8_t* source, uint8_t* destination, size_t pixelCount);
 
 }  // namespace px::test
