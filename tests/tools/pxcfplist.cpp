@@ -6,7 +6,7 @@
 // line per value that tells type and exact value. Exit code 1 when an input is refused; the reason
 // goes to standard error and the remaining pairs are still done.
 
-#include "CoreFoundation/CoreFoundation.h"
+#include "support/CF.h"
 #if defined(PX_THROUGH_UTILS)
 #include "PXCore/PXUtils.h"
 #endif
@@ -21,34 +21,29 @@
 
 namespace {
 
-std::string Utf16Hex(CFStringRef string)
-{
-    std::string text;
-    char digits[8];
-    for (CFIndex i = 0; i < CFStringGetLength(string); ++i) {
-        std::snprintf(digits, sizeof(digits), "%04x", CFStringGetCharacterAtIndex(string, i));
-        text += digits;
-    }
-    return text;
-}
+using namespace px::test;
 
-std::string DataHex(CFDataRef data)
-{
-    std::string text;
-    char digits[4];
-    for (CFIndex i = 0; i < CFDataGetLength(data); ++i) {
-        std::snprintf(digits, sizeof(digits), "%02x", CFDataGetBytePtr(data)[i]);
-        text += digits;
-    }
-    return text;
-}
-
-std::string BitsHex(double value)
+// The lowest `bytes` bytes of the number, the highest first.
+std::string Hex(uint64_t number, int bytes)
 {
     char digits[24];
-    std::snprintf(digits, sizeof(digits), "%016llx",
-                  static_cast<unsigned long long>(std::bit_cast<uint64_t>(value)));
+    std::snprintf(digits, sizeof(digits), "%0*llx", 2 * bytes,
+                  static_cast<unsigned long long>(number));
     return digits;
+}
+
+std::string Utf16Hex(CFTypeRef string)
+{
+    std::string text;
+    for (const char16_t unit : UnitsOf(As<CFStringRef>(string))) text += Hex(unit, 2);
+    return text;
+}
+
+std::string DataHex(CFTypeRef data)
+{
+    std::string text;
+    for (const char byte : BytesOf(As<CFDataRef>(data))) text += Hex(static_cast<UInt8>(byte), 1);
+    return text;
 }
 
 std::string NumberText(CFNumberRef number)
@@ -56,7 +51,7 @@ std::string NumberText(CFNumberRef number)
     if (CFNumberIsFloatType(number)) {
         double value = 0;
         CFNumberGetValue(number, kCFNumberFloat64Type, &value);
-        return "real " + BitsHex(value);
+        return "real " + Hex(std::bit_cast<uint64_t>(value), 8);
     }
     UInt64 large = 0;
     if (PXCFNumberGetUInt64(number, &large)) return "integer " + std::to_string(large);
@@ -76,7 +71,7 @@ void AppendCanonical(CFTypeRef value, std::string* text)
         CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
         *text += "dict " + std::to_string(count) + "\n";
         for (size_t i = 0; i < count; ++i) {
-            *text += "key " + Utf16Hex(static_cast<CFStringRef>(keys[i])) + "\n";
+            *text += "key " + Utf16Hex(keys[i]) + "\n";
             AppendCanonical(values[i], text);
         }
         return;
@@ -90,11 +85,12 @@ void AppendCanonical(CFTypeRef value, std::string* text)
         return;
     }
     if (type == CFStringGetTypeID()) {
-        *text += "string " + Utf16Hex(static_cast<CFStringRef>(value));
+        *text += "string " + Utf16Hex(value);
     } else if (type == CFDataGetTypeID()) {
-        *text += "data " + DataHex(static_cast<CFDataRef>(value));
+        *text += "data " + DataHex(value);
     } else if (type == CFDateGetTypeID()) {
-        *text += "date " + BitsHex(CFDateGetAbsoluteTime(static_cast<CFDateRef>(value)));
+        const double time = CFDateGetAbsoluteTime(static_cast<CFDateRef>(value));
+        *text += "date " + Hex(std::bit_cast<uint64_t>(time), 8);
     } else if (type == CFBooleanGetTypeID()) {
         *text += CFBooleanGetValue(static_cast<CFBooleanRef>(value)) ? "true" : "false";
     } else {
@@ -146,38 +142,21 @@ std::string Converted(const std::string& form, CFPropertyListRef list, CFErrorRe
         AppendCanonical(list, &text);
         return text;
     }
-    CFDataRef data = Written(form, list, error);
-    if (!data) return text;
-    text.assign(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-                static_cast<size_t>(CFDataGetLength(data)));
-    CFRelease(data);
-    return text;
-}
-
-void Complain(const char* path, CFErrorRef error)
-{
-    CFStringRef text = error ? CFErrorCopyDescription(error) : nullptr;
-    char buffer[512] = "no reason given";
-    if (text) CFStringGetCString(text, buffer, sizeof(buffer), kCFStringEncodingUTF8);
-    std::fprintf(stderr, "%s: %s\n", path, buffer);
-    CFRelease(text);
-    CFRelease(error);
+    const Owned<CFDataRef> data(Written(form, list, error));
+    return data ? BytesOf(data) : text;
 }
 
 bool Convert(const std::string& form, const char* inputPath, const char* outputPath)
 {
     std::ifstream input(inputPath, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(input)), {});
-    CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                  static_cast<CFIndex>(bytes.size()));
     CFErrorRef error = nullptr;
-    CFPropertyListRef list = ReadList(data, &error);
-    CFRelease(data);
-    std::string text;
-    if (list) text = Converted(form, list, &error);
-    CFRelease(list);
+    const Owned<CFPropertyListRef> list(ReadList(DataOf(bytes), &error));
+    const std::string text = list ? Converted(form, list, &error) : std::string();
+    const Owned<CFErrorRef> owner(error);
     if (text.empty()) {
-        Complain(inputPath, error);
+        const std::string reason = error ? Taken(CFErrorCopyDescription(error)) : "no reason given";
+        std::fprintf(stderr, "%s: %s\n", inputPath, reason.c_str());
         return false;
     }
     std::ofstream(outputPath, std::ios::binary) << text;
