@@ -55,51 +55,35 @@ protected:
 TEST_F(AccelerateTest, EachFeatureHasItsOwnBit)
 {
     const uint32_t kExtended = 0x80000001;
+    // In the order of their bits in the mask.
     const struct {
         const char* name;
         uint32_t leaf;
         size_t where;
         uint32_t bit;
-        PXCPUCapabilities want;
     } rows[] = {
-        {"MMX", 1, 3, 23, 0x1},
-        {"SSE", 1, 3, 25, 0x2},
-        {"SSE2", 1, 3, 26, 0x4},
-        {"SSE3", 1, 2, 0, 0x8},
-        {"SSSE3", 1, 2, 9, 0x10},
-        {"SSE4.1", 1, 2, 19, 0x20},
-        {"SSE4.2", 1, 2, 20, 0x40},
-        {"SSE4a", kExtended, 2, 6, 0x80},
-        {"AVX", 1, 2, 28, 0x100},
-        {"AVX2", 7, 1, 5, 0x200},
-        {"AVX-512 F", 7, 1, 16, 0x400},
-        {"AVX-512 CD", 7, 1, 28, 0x800},
-        {"AVX-512 PF", 7, 1, 26, 0x1000},
-        {"AVX-512 ER", 7, 1, 27, 0x2000},
-        {"AVX-512 VL", 7, 1, 31, 0x4000},
-        {"AVX-512 BW", 7, 1, 30, 0x8000},
-        {"AVX-512 DQ", 7, 1, 17, 0x10000},
-        {"AVX-512 IFMA", 7, 1, 21, 0x20000},
-        {"AVX-512 VBMI", 7, 2, 1, 0x40000},
-        {"FMA", 1, 2, 12, 0x80000},
-        {"FMA4", kExtended, 2, 16, 0x100000},
-        {"XOP", kExtended, 2, 11, 0x200000},
-        {"LZCNT", kExtended, 2, 5, 0x400000},
-        {"AES", 1, 2, 25, 0x800000},
-        {"RDRAND", 1, 2, 30, 0x1000000},
-        {"BMI1", 7, 1, 3, 0x2000000},
-        {"BMI2", 7, 1, 8, 0x4000000},
-        {"ADX", 7, 1, 19, 0x8000000},
-        {"SHA", 7, 1, 29, 0x10000000},
-        {"PREFETCHWT1", 7, 2, 0, 0x20000000},
-        {"long mode", kExtended, 3, 29, 0x40000000},
-        {"a bit without meaning", 7, 2, 31, 0},
+        // clang-format off
+        {"MMX", 1, 3, 23}, {"SSE", 1, 3, 25}, {"SSE2", 1, 3, 26}, {"SSE3", 1, 2, 0},
+        {"SSSE3", 1, 2, 9}, {"SSE4.1", 1, 2, 19}, {"SSE4.2", 1, 2, 20},
+        {"SSE4a", kExtended, 2, 6}, {"AVX", 1, 2, 28}, {"AVX2", 7, 1, 5}, {"AVX-512 F", 7, 1, 16},
+        {"AVX-512 CD", 7, 1, 28}, {"AVX-512 PF", 7, 1, 26}, {"AVX-512 ER", 7, 1, 27},
+        {"AVX-512 VL", 7, 1, 31}, {"AVX-512 BW", 7, 1, 30}, {"AVX-512 DQ", 7, 1, 17},
+        {"AVX-512 IFMA", 7, 1, 21}, {"AVX-512 VBMI", 7, 2, 1}, {"FMA", 1, 2, 12},
+        {"FMA4", kExtended, 2, 16}, {"XOP", kExtended, 2, 11}, {"LZCNT", kExtended, 2, 5},
+        {"AES", 1, 2, 25}, {"RDRAND", 1, 2, 30}, {"BMI1", 7, 1, 3}, {"BMI2", 7, 1, 8},
+        {"ADX", 7, 1, 19}, {"SHA", 7, 1, 29}, {"PREFETCHWT1", 7, 2, 0},
+        {"long mode", kExtended, 3, 29},
+        // clang-format on
     };
+    PXCPUCapabilities want = 1;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.want, With(row.leaf, row.where, row.bit));
-        EXPECT_EQ(row.want == 0x100 ? 32U : 16U, PXAccelerateAlignment());
+        EXPECT_EQ(want, With(row.leaf, row.where, row.bit));
+        EXPECT_EQ(want == 0x100 ? 32U : 16U, PXAccelerateAlignment());
+        want <<= 1;
     }
+    EXPECT_EQ(0x80000000U, want);
+    EXPECT_EQ(0U, With(7, 2, 31)) << "a bit without meaning";
 }
 
 TEST_F(AccelerateTest, ReadsNoLeafThatIsNotThere)

@@ -125,16 +125,16 @@ TEST_F(Characters, AreFoundBySet)
         CFStringCompareFlags flags;
         const char* found;
     } rows[] = {
-        {u"abcb", u"bc", {0, 4}, 0, "1,1"},
-        {u"abcb", u"b", {0, 4}, kCFCompareBackwards, "3,1"},
+        // clang-format off
+        {u"abcb", u"bc", {0, 4}, 0, "1,1"}, {u"abcb", u"b", {0, 4}, kCFCompareBackwards, "3,1"},
         {u"abcb", u"b", {0, 4}, kCFCompareAnchored, "-1,0"},
         {u"abcb", u"b", {1, 2}, kCFCompareAnchored, "1,1"},
         {u"abcb", u"b", {0, 4}, kCFCompareAnchored | kCFCompareBackwards, "3,1"},
         {u"a\U0001F600b", u"\U0001F600", {0, 4}, 0, "1,2"},
         {u"a\U0001F600b", u"\U0001F600", {0, 3}, kCFCompareBackwards, "1,2"},
-        {u"a\U0001F600b", u"\U0001F600", {2, 2}, 0, "-1,0"},
-        {u"abc", u"c", {0, 4}, 0, "-1,0"},
+        {u"a\U0001F600b", u"\U0001F600", {2, 2}, 0, "-1,0"}, {u"abc", u"c", {0, 4}, 0, "-1,0"},
         {u"abc", u"", {0, 3}, 0, "-1,0"},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.found);
@@ -241,16 +241,13 @@ TEST_F(Characters, TextIsPaddedAndCut)
         CFIndex length, index;
         const char* want;
     } rows[] = {
-        {"abc", " ", 9, 0, "abc      "},
-        {"abc", ".", 9, 0, "abc......"},
-        {"abc", ". ", 9, 1, "abc . . ."},
-        {"abc", nullptr, 2, 0, "ab"},
-        {"abc", "x", 3, 0, "abc"},
-        {"abc", "xy", 5, 2, "abc"},
-        {"abc", "xy", 5, -1, "abc"},
-        {"abc", "", 5, 0, "abc"},
-        {"abc", "\u00E9\u20AC", 6, 1, "abc\u20AC\u00E9\u20AC"},
+        // clang-format off
+        {"abc", " ", 9, 0, "abc      "}, {"abc", ".", 9, 0, "abc......"},
+        {"abc", ". ", 9, 1, "abc . . ."}, {"abc", nullptr, 2, 0, "ab"},
+        {"abc", "x", 3, 0, "abc"}, {"abc", "xy", 5, 2, "abc"}, {"abc", "xy", 5, -1, "abc"},
+        {"abc", "", 5, 0, "abc"}, {"abc", "\u00E9\u20AC", 6, 1, "abc\u20AC\u00E9\u20AC"},
         {"abc", "x", -1, 0, "abc"},
+        // clang-format on
     };
     for (const auto& row : rows) {
         const MutableText text = ChangeableText(row.text);
@@ -326,16 +323,16 @@ TEST_F(Characters, TurkicLettersFoldInTheirLanguageOnly)
         CFStringCompareFlags more;
         bool isTurkish, isOther;
     } rows[] = {
-        {"I", "i", 0, false, true},
-        {"I", "\u0131", 0, true, false},
-        {"\u0130", "i", 0, true, false},
-        {"\u0130", "i\u0307", 0, false, true},
+        // clang-format off
+        {"I", "i", 0, false, true}, {"I", "\u0131", 0, true, false},
+        {"\u0130", "i", 0, true, false}, {"\u0130", "i\u0307", 0, false, true},
         {"KALIN", "kal\u0131n", 0, true, false},
         {"\u0130", "i", kCFCompareNonliteral, true, false},
         {"I\u0323\u0307", "i\u0323", kCFCompareNonliteral, true, false},
         {"\u0130", "\u0131", kCFCompareDiacriticInsensitive, false, false},
         {"\u0130", "i", kCFCompareDiacriticInsensitive, true, true},
         {"I", "\u0131", kCFCompareDiacriticInsensitive, true, false},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.left + " and "s + row.right);

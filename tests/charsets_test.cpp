@@ -47,16 +47,17 @@ TEST_F(Charsets, NamesAndNumbersLeadBackToTheEncoding)
     const struct {
         const char* name;
         CFStringEncoding encoding;
-    } rows[] = {{"Latin1", kCFStringEncodingISOLatin1},
-                {"UTF8", kCFStringEncodingUTF8},
-                {"x-mac-roman", kCFStringEncodingMacRoman},
-                {"cp1252", kCFStringEncodingWindowsLatin1},
-                {"", kNone},
-                {"utf-9", kNone},
-                {"utf-8 ", kNone}};
+    } rows[] = {
+        {"Latin1", kCFStringEncodingISOLatin1},
+        {"UTF8", kCFStringEncodingUTF8},
+        {"x-mac-roman", kCFStringEncodingMacRoman},
+        {"cp1252", kCFStringEncodingWindowsLatin1},
+    };
     for (const auto& row : rows) {
-        EXPECT_EQ(row.encoding,
-                  CFStringConvertIANACharSetNameToEncoding(Text(std::string(row.name))));
+        EXPECT_EQ(row.encoding, CFStringConvertIANACharSetNameToEncoding(Text(row.name)));
+    }
+    for (const char* unknown : {"", "utf-9", "utf-8 "}) {
+        EXPECT_EQ(kNone, CFStringConvertIANACharSetNameToEncoding(Text(unknown)));
     }
     EXPECT_EQ(nullptr, CFStringGetNameOfEncoding(0x0B01));
     EXPECT_EQ(kNone, CFStringConvertEncodingToWindowsCodepage(0x0B01));
@@ -73,9 +74,7 @@ TEST_F(Charsets, MacRomanBytesAreWhatTheyAreElsewhere)
         u"ÂÊÁËÈÍÎÏÌÓÔ\uF8FFÒÚÛÙıˆ˜¯˘˙˚¸˝˛ˇ";
     std::string bytes;
     for (int byte = 0x80; byte <= 0xFF; ++byte) bytes += static_cast<char>(byte);
-    const Owned<CFStringRef> text(
-        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()), 128,
-                                kCFStringEncodingMacRoman, false));
+    const auto text = Decoded(bytes, kCFStringEncodingMacRoman);
     EXPECT_EQ(upper, UnitsOf(text));
     const Owned<CFDataRef> back(
         CFStringCreateExternalRepresentation(nullptr, text, kCFStringEncodingMacRoman, 0));
@@ -105,10 +104,7 @@ TEST_F(Charsets, EscapedAsciiCarriesAnyText)
         ASSERT_LE(CFIndex(bytes.size()),
                   CFStringGetMaximumSizeForEncoding(CFIndex(units.size()),
                                                     kCFStringEncodingNonLossyASCII));
-        const Owned<CFStringRef> back(
-            CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                    CFIndex(bytes.size()), kCFStringEncodingNonLossyASCII, false));
-        ASSERT_EQ(units, UnitsOf(back));
+        ASSERT_EQ(units, UnitsOf(Decoded(bytes, kCFStringEncodingNonLossyASCII)));
     }
     for (const char* bad : {"\\", "\\8", "\\40", "\\u12", "\\u12g4", "\\400", "\xE9"}) {
         EXPECT_FALSE(Owned<CFStringRef>(

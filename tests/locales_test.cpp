@@ -18,16 +18,13 @@ TEST_F(Locales, IdentifiersHaveOneForm)
     const struct {
         const char *name, *identifier, *language, *country;
     } rows[] = {
-        {"de", "de", "de", "<null>"},
-        {"EN-us", "en_US", "en", "US"},
-        {"zh-hans-cn", "zh-Hans_CN", "zh", "CN"},
-        {"ZH_HANT", "zh-Hant", "zh", "<null>"},
-        {"de_DE.UTF-8@euro", "de_DE", "de", "DE"},
-        {"de_CH_1996", "de_CH_1996", "de", "CH"},
-        {"C", "en_US", "en", "US"},
-        {"POSIX", "en_US", "en", "US"},
-        {"", "", "<null>", "<null>"},
-        {"__de__de_", "de_DE", "de", "DE"},
+        // clang-format off
+        {"de", "de", "de", "<null>"}, {"EN-us", "en_US", "en", "US"},
+        {"zh-hans-cn", "zh-Hans_CN", "zh", "CN"}, {"ZH_HANT", "zh-Hant", "zh", "<null>"},
+        {"de_DE.UTF-8@euro", "de_DE", "de", "DE"}, {"de_CH_1996", "de_CH_1996", "de", "CH"},
+        {"C", "en_US", "en", "US"}, {"POSIX", "en_US", "en", "US"},
+        {"", "", "<null>", "<null>"}, {"__de__de_", "de_DE", "de", "DE"},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

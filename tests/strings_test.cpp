@@ -30,14 +30,6 @@ constexpr CFStringEncoding kAscii = kCFStringEncodingASCII, kLatin1 = kCFStringE
 
 const CFStringRef namespaceScope = CFSTR("made before main");
 
-Owned<CFStringRef> FromBytes(const std::string& bytes, CFStringEncoding encoding,
-                             bool isExternal = false)
-{
-    return Owned<CFStringRef>(
-        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                                static_cast<CFIndex>(bytes.size()), encoding, isExternal));
-}
-
 const UniChar* UniChars(const std::u16string& units)
 {
     return reinterpret_cast<const UniChar*>(units.data());
@@ -184,12 +176,12 @@ TEST_F(String, DecodingIsStrict)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.want, Utf8Of(FromBytes(row.bytes, row.encoding, row.isExternal)));
+        EXPECT_EQ(row.want, Utf8Of(Decoded(row.bytes, row.encoding, row.isExternal)));
     }
     // Too long by one to three bytes, surrogate, beyond Unicode, cut, tail alone, lead then ASCII.
     for (const char* bad : {"\xC0\x80", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80",
                             "\xF4\x90\x80\x80", "\xE2\x82", "a\x80", "\xC3("}) {
-        EXPECT_EQ(null, Utf8Of(FromBytes(bad, kUtf8))) << testing::PrintToString(bad);
+        EXPECT_EQ(null, Utf8Of(Decoded(bad, kUtf8))) << testing::PrintToString(bad);
     }
 }
 
@@ -210,7 +202,7 @@ TEST_F(String, EveryCharacterSurvivesEveryUnicodeEncoding)
             const auto [units, bytes] =
                 ToBytes(text, {0, length}, encoding, 0, isExternal, capacity);
             EXPECT_EQ(length, units);
-            EXPECT_TRUE(CFEqual(text, FromBytes(bytes, encoding, isExternal)));
+            EXPECT_TRUE(CFEqual(text, Decoded(bytes, encoding, isExternal)));
         }
     }
 }

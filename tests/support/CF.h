@@ -24,11 +24,17 @@ public:
 
 using MutableText = Owned<CFMutableStringRef>;
 
-inline Owned<CFStringRef> Text(const std::string& utf8)
+inline Owned<CFStringRef> Decoded(std::string_view bytes, CFStringEncoding encoding,
+                                  bool isExternal = false)
 {
     return Owned<CFStringRef>(
-        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(utf8.data()),
-                                static_cast<CFIndex>(utf8.size()), kCFStringEncodingUTF8, false));
+        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                static_cast<CFIndex>(bytes.size()), encoding, isExternal));
+}
+
+inline Owned<CFStringRef> Text(const std::string& utf8)
+{
+    return Decoded(utf8, kCFStringEncodingUTF8);
 }
 
 inline Owned<CFStringRef> Text(std::u16string_view units)
