@@ -15,8 +15,8 @@ namespace {
 // A slab is large enough for the huge page at its end, which its last buffer may only touch, not
 // to matter, and small enough for address space.
 constexpr size_t kSlabBytes = size_t{32} << 20;
-// Buffers begin on processor cache lines.
-constexpr size_t kAlignment = 64;
+// Buffers are whole pages, the unit in which memory goes back to the system.
+constexpr size_t kAlignment = 4096;
 
 }  // namespace
 
