@@ -3,12 +3,16 @@
 #include "PXCore/PXImage.h"
 #include "PXCore/PXImageCache.h"
 #include "support/EventLog.h"
+#include "support/FakePlatform.h"
 #include "support/Seed.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <random>
 #include <thread>
@@ -197,6 +201,171 @@ TEST_F(Cache, ThreadsAgreeWithImagesInMemory)
     for (uint64_t i = 0; i < 8; ++i) threads.emplace_back([=] { RunModel(seed + i, 150); });
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(0, Statistics().residentBytes);
+}
+
+// Eight threads write, lock and read columns of one image that are their own.
+TEST_F(Cache, ThreadsShareAnImage)
+{
+    PXImageSetCacheMemAbsolute(double(kTile * 6));
+    const auto image = Make({0, 0, 8 * 300, 2000}, 8, 1, kPXDataSourceTiled);
+    const uint64_t seed = px::test::Seed(3);
+    const auto work = [&](int32_t thread) {
+        std::mt19937_64 random(seed + static_cast<uint64_t>(thread));
+        std::vector<uint8_t> rows(2000);
+        std::vector<char> strip(300);
+        for (int step = 0; step < 400; ++step) {
+            const auto y = static_cast<int32_t>(random() % 2000);
+            const PXRect rect = {thread * 300, y, 300, 1};
+            ASSERT_EQ(PXStatus{kPXOK}, image->Read(rect, strip.data(), 300));
+            for (const char byte : strip) ASSERT_EQ(rows[size_t(y)], static_cast<uint8_t>(byte));
+            const uint8_t value = rows[size_t(y)] = static_cast<uint8_t>(random());
+            void* pixels = nullptr;
+            int64_t rowBytes = 0;
+            ASSERT_EQ(PXStatus{kPXOK}, image->LockRect(rect, &pixels, &rowBytes));
+            std::memset(pixels, value, 300);
+            ASSERT_EQ(PXStatus{kPXOK}, image->UnlockRect(rect, pixels));
+            if (step % 50 == 0) (void)image->Purge();
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int32_t i = 0; i < 8; ++i) threads.emplace_back(work, i);
+    for (std::thread& thread : threads) thread.join();
+}
+
+// 64 small tiles, of which eight fit into memory, with pixels that tell their place.
+class Workload {
+public:
+    Workload()
+    {
+        PXImageSetCacheMemAbsolute(8 * kSide * kSide);
+        image_ = PXRef<CImageRecFile>::Adopt(new CImageRecFile(kSide));
+        EXPECT_EQ(PXStatus{kPXOK},
+                  image_->Initialize({{0, 0, 8 * kSide, 8 * kSide}, 8, 1, 0, 0, 2}, true));
+    }
+    // Writes never fail: what cannot leave stays. No two of them write the same.
+    void WriteAll()
+    {
+        ++generation_;
+        ForEachTile([&](const PXRect& rect) {
+            EXPECT_EQ(PXStatus{kPXOK}, image_->Write(rect, Expected(rect).data(), kSide));
+        });
+    }
+    // Reads give the pixels or a status. Returns how many tiles gave a status.
+    int ReadAll()
+    {
+        int refused = 0;
+        ForEachTile([&](const PXRect& rect) {
+            std::vector<char> pixels(size_t(kSide) * kSide);
+            const PXStatus status = image_->Read(rect, pixels.data(), kSide);
+            EXPECT_TRUE(status == kPXOK || status == kPXErrNotFound);
+            EXPECT_TRUE(status != kPXOK || pixels == Expected(rect));
+            refused += status != kPXOK;
+        });
+        return refused;
+    }
+    CImageRecFile* Image() { return image_.Get(); }
+
+private:
+    static constexpr int32_t kSide = 64;
+
+    template <class Work>
+    static void ForEachTile(Work work)
+    {
+        for (int32_t i = 0; i < 64; ++i) {
+            work(PXRect{i % 8 * kSide, i / 8 * kSide, kSide, kSide});
+        }
+    }
+    std::vector<char> Expected(const PXRect& rect) const
+    {
+        std::vector<char> pixels(size_t(kSide) * kSide);
+        for (size_t i = 0; i < pixels.size(); ++i) {
+            pixels[i] =
+                static_cast<char>(i * i + i * size_t(rect.x) + size_t(rect.y) * 5 + generation_);
+        }
+        return pixels;
+    }
+
+    PXRef<CImageRecFile> image_;
+    size_t generation_ = 0;
+};
+
+TEST_F(Cache, LosesNoPixelWhicheverCallFails)
+{
+    int faults = 0;
+    for (const int error :
+         {ENOSPC, EDQUOT, EIO, EROFS, EMFILE, ENFILE, EACCES, ENOENT, ENOMEM, EPERM}) {
+        for (const bool forever : {false, true}) {
+            bool reached = true;
+            for (int call = 0; reached && !HasFailure(); ++call) {
+                SCOPED_TRACE(testing::Message() << error << " at " << call << forever);
+                PXImageShutdown();  // so that the folder is made anew
+                Workload workload;
+                {
+                    px::test::FaultyEntries entries(call, error, forever);
+                    workload.WriteAll();
+                    workload.ReadAll();
+                    workload.WriteAll();
+                    workload.ReadAll();
+                    reached = entries.Calls() > call;
+                }
+                faults += reached;
+                EXPECT_EQ(0, workload.ReadAll());
+                const int64_t resident = Statistics().residentBytes;
+                workload.WriteAll();
+                EXPECT_GE(std::max<int64_t>(9 * 4096, resident), Statistics().residentBytes);
+            }
+        }
+    }
+    std::printf("%d faults\n", faults);
+    EXPECT_LE(5000, faults);
+}
+
+TEST_F(Cache, ReportsAFailureOnceAndPagesAgainWhenItIsGone)
+{
+    EventLog events;
+    Workload workload;
+    {
+        px::test::FaultyEntries full(0, ENOSPC, true);
+        workload.WriteAll();
+        EXPECT_EQ(64U, Statistics().residentTiles);
+        EXPECT_EQ(1, events.Count(kPXErrNotFound));
+        EXPECT_EQ(PXStatus{kPXErrNotFound}, workload.Image()->Purge());
+    }
+    EXPECT_EQ(PXStatus{kPXOK}, workload.Image()->Purge());
+    EXPECT_EQ(0U, Statistics().residentTiles);
+    EXPECT_EQ(0, workload.ReadAll());
+    {
+        px::test::FaultyEntries full(0, ENOSPC, true);
+        workload.WriteAll();
+    }
+    EXPECT_EQ(2, events.Count(kPXErrNotFound));
+}
+
+TEST_F(Cache, ResumesShortAndInterruptedTransfers)
+{
+    px::test::ShortTransfers transfers(100);
+    Workload workload;
+    workload.WriteAll();
+    EXPECT_EQ(0, workload.ReadAll());
+}
+
+TEST_F(Cache, GivesAStatusForPixelsThatAreNotThoseWritten)
+{
+    Workload workload;
+    workload.WriteAll();
+    ASSERT_EQ(PXStatus{kPXOK}, workload.Image()->Purge());
+    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+        if (entry.path().filename().string().starts_with("Image-")) {
+            std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
+            file.seekp(3 * 262144 + 20).put('!');
+            file.seekp(5 * 262144 + 4095).put('!');
+            file.close();
+            fs::resize_file(entry.path(), 60 * 262144);
+        }
+    }
+    EventLog events;
+    EXPECT_EQ(2 + 4, workload.ReadAll());
+    EXPECT_EQ(2, events.Count(kPXErrNotFound));  // one for each cause
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <utility>
@@ -146,6 +147,71 @@ void FakeSystemFiles::Write(const std::string& path, const std::string& text)
     const std::filesystem::path file = systemRoot + path;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << text;
+}
+
+namespace {
+
+std::atomic<int> entryCalls{0};
+std::atomic<int> faultyCall{0};
+std::atomic<int> entryError{0};
+std::atomic<bool> staysFaulty{false};
+std::atomic<size_t> mostTransferred{0};
+
+template <auto Member, class... Arguments>
+int FailCounted(Arguments... arguments)
+{
+    const int call = entryCalls.fetch_add(1);
+    if (call == faultyCall || (staysFaulty && call > faultyCall)) return entryError;
+    return (os::NativeTable().*Member)(arguments...);
+}
+
+template <auto Member, class... Arguments>
+void Count(os::Table* table, int (*os::Table::*)(Arguments...))
+{
+    table->*Member = FailCounted<Member, Arguments...>;
+}
+
+}  // namespace
+
+FaultyEntries::FaultyEntries(int first, int error, bool forever)
+{
+    entryCalls = 0;
+    faultyCall = first;
+    entryError = error;
+    staysFaulty = forever;
+    using T = os::Table;
+    Count<&T::openFolder>(&table_, &T::openFolder);
+    Count<&T::openFolderAt>(&table_, &T::openFolderAt);
+    Count<&T::makeFolderAt>(&table_, &T::makeFolderAt);
+    Count<&T::openFileAt>(&table_, &T::openFileAt);
+    Count<&T::listFolderAt>(&table_, &T::listFolderAt);
+    Count<&T::factsAt>(&table_, &T::factsAt);
+    Count<&T::factsOfEntry>(&table_, &T::factsOfEntry);
+    Count<&T::lockFile>(&table_, &T::lockFile);
+    Count<&T::readAt>(&table_, &T::readAt);
+    Count<&T::writeAt>(&table_, &T::writeAt);
+}
+
+int FaultyEntries::Calls() const
+{
+    return entryCalls;
+}
+
+ShortTransfers::ShortTransfers(size_t most)
+{
+    entryCalls = 0;
+    mostTransferred = most;
+    table_.readAt = [](os::File file, void* buffer, size_t size, int64_t offset, size_t* got) {
+        if (entryCalls.fetch_add(1) % 2) return EINTR;
+        return os::NativeTable().readAt(file, buffer, std::min<size_t>(size, mostTransferred),
+                                        offset, got);
+    };
+    table_.writeAt = [](os::File file, const void* buffer, size_t size, int64_t offset,
+                        size_t* written) {
+        if (entryCalls.fetch_add(1) % 2) return EINTR;
+        return os::NativeTable().writeAt(file, buffer, std::min<size_t>(size, mostTransferred),
+                                         offset, written);
+    };
 }
 
 }  // namespace px::test

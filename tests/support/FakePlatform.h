@@ -60,4 +60,18 @@ public:
     void Write(const std::string& path, const std::string& text);
 };
 
+// Counts the calls for entries of folders and for transfers at an offset, and fails one of them.
+class FaultyEntries : public FakeTable {
+public:
+    // Call number `first` (from 0) fails with `error`, and with `forever` all calls after it.
+    FaultyEntries(int first, int error, bool forever);
+    int Calls() const;
+};
+
+// Transfers at an offset move at most `most` bytes, and every other one is interrupted.
+class ShortTransfers : public FakeTable {
+public:
+    explicit ShortTransfers(size_t most);
+};
+
 }  // namespace px::test

@@ -1,0 +1,379 @@
+#include "Image/TileStoreFile.h"
+
+#include "Base/PXProcess.h"
+#include "support/Seed.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using px::os::Os;
+
+constexpr char kDead[] = "PXImageCache-4194305";  // beyond the system's largest process id
+
+void WriteText(const fs::path& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string TextOf(const fs::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void MakePrivate(const fs::path& path)
+{
+    fs::create_directory(path);
+    fs::permissions(path, fs::perms::owner_all);
+}
+
+class TileStore : public testing::Test {
+protected:
+    TileStore()
+        : base_(fs::temp_directory_path() / ("px_store_" + std::to_string(Os().processId()))),
+          root_(base_ / "root"),
+          own_(root_ / ("PXImageCache-" + std::to_string(Os().processId())))
+    {
+        fs::remove_all(base_);
+        fs::create_directories(root_);
+        MakePrivate(base_ / "victim");
+        WriteText(base_ / "victim/Image-1", "precious");
+        WriteText(base_ / "victim/Lock", "precious");
+    }
+    ~TileStore() override { fs::remove_all(base_); }
+
+    void ExpectVictimUnharmed() const
+    {
+        EXPECT_EQ("precious", TextOf(base_ / "victim/Image-1"));
+        EXPECT_EQ("precious", TextOf(base_ / "victim/Lock"));
+    }
+    PXRef<CTileStoreFile> MakeStore() const
+    {
+        auto store = PXRef<CTileStoreFile>::Adopt(new CTileStoreFile);
+        store->SetRootFolder(root_.string());
+        return store;
+    }
+
+    const fs::path base_;
+    const fs::path root_;
+    const fs::path own_;
+};
+
+// Tiles of eight bytes, which is what a slot has room for.
+int WriteOne(CTileStore* store, uint32_t image, int64_t* slot, const std::string& pixels)
+{
+    const CTileStoreTransfer transfer = {pixels.data(), pixels.size(), slot};
+    size_t written = 0;
+    const int error = store->WriteTiles({image, 8}, {&transfer, 1}, &written);
+    EXPECT_EQ(error ? 0U : 1U, written);
+    return error;
+}
+
+std::string ReadOne(CTileStore* store, uint32_t image, int64_t slot)
+{
+    std::string pixels(8, ' ');
+    const int error = store->ReadTile({image, 8}, slot, pixels.data(), pixels.size());
+    return error ? std::string("error ") + px::os::TextOf(error) : pixels;
+}
+
+TEST_F(TileStore, KeepsSlotsForLife)
+{
+    const auto store = MakeStore();
+    int64_t first = CTileStore::kNoSlot;
+    int64_t second = CTileStore::kNoSlot;
+    EXPECT_EQ(0, WriteOne(store.Get(), 7, &first, "11111111"));
+    EXPECT_EQ(0, WriteOne(store.Get(), 7, &second, "22222222"));
+    EXPECT_EQ(0, WriteOne(store.Get(), 7, &first, "33333333"));
+    EXPECT_EQ(0, first);
+    EXPECT_EQ(1, second);
+    EXPECT_EQ("3333333322222222", TextOf(own_ / "Image-7"));
+    EXPECT_EQ("22222222", ReadOne(store.Get(), 7, second));
+    EXPECT_EQ("error input or output error", ReadOne(store.Get(), 7, 2));
+    EXPECT_EQ("error no such file or folder", ReadOne(store.Get(), 8, 0));
+    int64_t far = int64_t{1} << 61;
+    EXPECT_EQ(EFBIG, WriteOne(store.Get(), 7, &far, "44444444"));
+    struct stat facts;
+    ASSERT_EQ(0, stat(own_.c_str(), &facts));
+    EXPECT_EQ(0700U, facts.st_mode & 07777);
+    ASSERT_EQ(0, stat((own_ / "Image-7").c_str(), &facts));
+    EXPECT_EQ(0600U, facts.st_mode & 07777);
+    store->ForgetImage(7);
+    EXPECT_FALSE(fs::exists(own_ / "Image-7"));
+    store->Shutdown();
+    EXPECT_TRUE(fs::is_empty(root_));
+}
+
+TEST_F(TileStore, OpensAHundredFilesAndReopensTheOthers)
+{
+    const auto store = MakeStore();
+    std::vector<int64_t> slots(250, CTileStore::kNoSlot);
+    for (uint32_t i = 0; i < 250; ++i) {
+        ASSERT_EQ(0, WriteOne(store.Get(), i, &slots[i], std::to_string(10000000 + i)));
+        ASSERT_GE(CTileStoreFile::kMostOpen, store->OpenFiles());
+    }
+    EXPECT_EQ(100U, store->OpenFiles());
+    std::mt19937_64 random(px::test::Seed(4));
+    for (int step = 0; step < 1000; ++step) {
+        const auto image = static_cast<uint32_t>(random() % 250);
+        ASSERT_EQ(std::to_string(10000000 + image), ReadOne(store.Get(), image, 0));
+        ASSERT_GE(CTileStoreFile::kMostOpen, store->OpenFiles());
+    }
+    // What stands under the name now is not what was written there.
+    const auto closed = [&] {
+        for (uint32_t image = 0;; ++image) {
+            std::error_code ignored;
+            fs::remove(own_ / ("Image-" + std::to_string(image)), ignored);
+            WriteText(own_ / ("Image-" + std::to_string(image)), "forgedxx");
+            if (ReadOne(store.Get(), image, 0) != std::to_string(10000000 + image)) return image;
+        }
+    }();
+    EXPECT_EQ("error operation not permitted", ReadOne(store.Get(), closed, 0));
+    // Living images keep their pixels when the folder goes, and what comes later gets a new one.
+    store->Shutdown();
+    for (uint32_t image = closed + 1; image < 250; ++image) {
+        ASSERT_EQ(std::to_string(10000000 + image), ReadOne(store.Get(), image, 0));
+    }
+    int64_t slot = CTileStore::kNoSlot;
+    EXPECT_EQ(0, WriteOne(store.Get(), 999, &slot, "99999999"));
+    EXPECT_TRUE(fs::exists(own_ / "Image-999"));
+    store->Shutdown();
+}
+
+TEST_F(TileStore, MakesAFolderThatWasSweptAwayAnew)
+{
+    const auto store = MakeStore();
+    int64_t slots[2] = {CTileStore::kNoSlot, CTileStore::kNoSlot};
+    EXPECT_EQ(0, WriteOne(store.Get(), 1, &slots[0], "11111111"));
+    fs::remove_all(own_);
+    EXPECT_EQ(0, WriteOne(store.Get(), 2, &slots[1], "22222222"));
+    EXPECT_EQ("11111111", ReadOne(store.Get(), 1, 0));
+    EXPECT_EQ("22222222", ReadOne(store.Get(), 2, 0));
+    EXPECT_TRUE(fs::exists(own_ / "Image-2"));
+    // A folder that cannot be made is asked for again at the next use.
+    store->SetRootFolder((base_ / "none").string());
+    int64_t slot = CTileStore::kNoSlot;
+    EXPECT_EQ(ENOENT, WriteOne(store.Get(), 3, &slot, "33333333"));
+    fs::create_directory(base_ / "none");
+    EXPECT_EQ(0, WriteOne(store.Get(), 3, &slot, "33333333"));
+    store->SetRootFolder(root_.string());
+    slot = CTileStore::kNoSlot;
+    EXPECT_EQ(0, WriteOne(store.Get(), 4, &slot, "44444444"));
+    EXPECT_TRUE(fs::exists(own_ / "Image-4"));
+    store->Shutdown();
+}
+
+// What may lie under a name, and how it is put there.
+struct Kind {
+    const char* name;
+    std::function<void(const fs::path& path, const fs::path& victim)> make;
+};
+
+const Kind kKinds[] = {
+    {"private folder", [](const auto& path, const auto&) { MakePrivate(path); }},
+    {"folder with leftovers",
+     [](const auto& path, const auto&) {
+         MakePrivate(path);
+         WriteText(path / "Image-1", "old");
+         WriteText(path / "Lock", "");
+     }},
+    {"open folder",
+     [](const auto& path, const auto&) {
+         fs::create_directory(path);
+         fs::permissions(path, fs::perms(0755));
+     }},
+    {"file", [](const auto& path, const auto&) { WriteText(path, "text"); }},
+    {"link to a folder",
+     [](const auto& path, const auto& victim) { fs::create_directory_symlink(victim, path); }},
+    {"link to a file",
+     [](const auto& path, const auto& victim) { fs::create_symlink(victim / "Image-1", path); }},
+    {"dangling link", [](const auto& path, const auto&) { fs::create_symlink("nowhere", path); }},
+    {"hard link",
+     [](const auto& path, const auto& victim) { fs::create_hard_link(victim / "Image-1", path); }},
+    {"pipe", [](const auto& path, const auto&) { mkfifo(path.c_str(), 0600); }},
+};
+
+TEST_F(TileStore, CleansFoldersOfDeadProcessesOnly)
+{
+    const std::string living = "PXImageCache-" + std::to_string(Os().processId());
+    const std::string names[] = {kDead,
+                                 living,
+                                 "PXImageCache",
+                                 "PXImageCache-",
+                                 "PXImageCache-x",
+                                 "PXImageCache-04194305",
+                                 "PXImageCache-4194305-2",
+                                 "PXImageCacheOld-4194305",
+                                 "PXImageCache-99999999999",
+                                 "Other-4194305"};
+    int arrangements = 0;
+    for (const Kind& kind : kKinds) {
+        for (const std::string& name : names) {
+            SCOPED_TRACE(std::string(kind.name) + " as " + name);
+            kind.make(root_ / name, base_ / "victim");
+            EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
+            const bool isOurs = name == kDead && (&kind == &kKinds[0] || &kind == &kKinds[1]);
+            EXPECT_EQ(!isOurs, fs::symlink_status(root_ / name).type() != fs::file_type::not_found);
+            ExpectVictimUnharmed();
+            fs::remove_all(root_ / name);
+            ++arrangements;
+        }
+    }
+    EXPECT_LE(40, arrangements);
+}
+
+// Things inside the folder of a dead process: ours go, others stay and keep the folder.
+TEST_F(TileStore, CleansOnlyWhatItMakesInAFolder)
+{
+    const fs::path folder = root_ / kDead;
+    for (const char* name : {"Image-1", "Image-x", "Image-", "image-1", "Image-1.txt", "Lock"}) {
+        for (const Kind& kind : kKinds) {
+            SCOPED_TRACE(std::string(kind.name) + " as " + name);
+            MakePrivate(folder);
+            kind.make(folder / name, base_ / "victim");
+            EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
+            const std::string text = name;
+            const bool goes =
+                std::string(kind.name) == "file" && (text == "Image-1" || text == "Lock");
+            EXPECT_EQ(!goes, fs::exists(folder));
+            EXPECT_EQ(!goes, fs::symlink_status(folder / name).type() != fs::file_type::not_found);
+            ExpectVictimUnharmed();
+            fs::remove_all(folder);
+        }
+    }
+}
+
+TEST_F(TileStore, UsesItsOwnFolderOnlyWhenThatIsPrivate)
+{
+    for (const Kind& kind : kKinds) {
+        SCOPED_TRACE(kind.name);
+        kind.make(own_, base_ / "victim");
+        const auto store = MakeStore();
+        int64_t slot = CTileStore::kNoSlot;
+        const bool isPrivate = &kind == &kKinds[0] || &kind == &kKinds[1];
+        EXPECT_EQ(isPrivate, WriteOne(store.Get(), 1, &slot, "11111111") == 0);
+        EXPECT_EQ(isPrivate, ReadOne(store.Get(), 1, 0) == "11111111");
+        store->Shutdown();
+        EXPECT_EQ(!isPrivate, fs::symlink_status(own_).type() != fs::file_type::not_found);
+        ExpectVictimUnharmed();
+        fs::remove_all(own_);
+    }
+    // The same for what waits under the name of an image's file.
+    for (const Kind& kind : kKinds) {
+        SCOPED_TRACE(kind.name);
+        const auto store = MakeStore();
+        int64_t slot = CTileStore::kNoSlot;
+        EXPECT_EQ(0, WriteOne(store.Get(), 1, &slot, "11111111"));
+        kind.make(own_ / "Image-2", base_ / "victim");
+        slot = CTileStore::kNoSlot;
+        const bool isFile = std::string(kind.name) == "file";
+        EXPECT_EQ(isFile ? 0 : EEXIST, WriteOne(store.Get(), 2, &slot, "22222222"));
+        store->Shutdown();
+        ExpectVictimUnharmed();
+        fs::remove_all(own_);
+    }
+    // Of another user, when we may make that so.
+    MakePrivate(own_);
+    if (chown(own_.c_str(), 12345, 12345) == 0) {
+        int64_t slot = CTileStore::kNoSlot;
+        EXPECT_EQ(EPERM, WriteOne(MakeStore().Get(), 1, &slot, "11111111"));
+        ASSERT_EQ(0, rename(own_.c_str(), (root_ / kDead).c_str()));
+        EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
+        EXPECT_TRUE(fs::exists(root_ / kDead));
+    }
+}
+
+TEST_F(TileStore, MarksTheFolderThroughNoLink)
+{
+    for (const Kind& kind : kKinds) {
+        SCOPED_TRACE(kind.name);
+        kind.make(root_ / "mark", base_ / "victim");
+        PXRef<px::OpenFile> marker;
+        const bool isFile = std::string(kind.name) == "file";
+        EXPECT_EQ(isFile, px::OpenMarkerFile(root_.string(), "mark", &marker) == 0);
+        EXPECT_EQ(isFile, bool{marker});
+        EXPECT_TRUE(!isFile || TextOf(root_ / "mark").empty());
+        ExpectVictimUnharmed();
+        fs::remove_all(root_ / "mark");
+    }
+}
+
+TEST_F(TileStore, TheLockKeepsAFolderWhoseProcessIsNotSeen)
+{
+    // As a process in another container holds it, whose id means nothing here.
+    const auto store = MakeStore();
+    int64_t slot = CTileStore::kNoSlot;
+    ASSERT_EQ(0, WriteOne(store.Get(), 1, &slot, "11111111"));
+    fs::rename(own_, root_ / kDead);
+    EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
+    EXPECT_TRUE(fs::exists(root_ / kDead / "Image-1"));
+    // And the folder of our own id stays closed while such a process has it.
+    fs::rename(root_ / kDead, own_);
+    int64_t other = CTileStore::kNoSlot;
+    EXPECT_EQ(EAGAIN, WriteOne(MakeStore().Get(), 1, &other, "22222222"));
+    EXPECT_EQ("11111111", ReadOne(store.Get(), 1, 0));
+    store->Shutdown();
+}
+
+// Run in a process of its own by the test below, in the folder that it pages to.
+TEST(TileStoreCrash, DISABLED_PageForEver)
+{
+    const auto store = PXRef<CTileStoreFile>::Adopt(new CTileStoreFile);
+    store->SetRootFolder(fs::current_path().string());
+    std::mt19937_64 random(Os().processId());
+    std::vector<int64_t> slots(20, CTileStore::kNoSlot);
+    for (;;) {
+        const auto image = static_cast<uint32_t>(random() % 20);
+        if (random() % 16 == 0) {
+            store->ForgetImage(image);
+            slots[image] = CTileStore::kNoSlot;
+        } else if (random() % 200 == 0) {
+            store->Shutdown();
+        } else {
+            (void)WriteOne(store.Get(), image, &slots[image], "pixels..");
+        }
+    }
+}
+
+TEST_F(TileStore, CleansUpAfterProcessesKilledAtAnyMoment)
+{
+    std::mt19937_64 random(px::test::Seed(5));
+    char program[4096];
+    ASSERT_EQ(0, Os().executablePath(program, sizeof(program)));
+    const char* arguments[] = {program, "--gtest_filter=TileStoreCrash.DISABLED_PageForEver",
+                               "--gtest_also_run_disabled_tests", nullptr};
+    const px::os::Launch launch = {program, arguments, root_.c_str()};
+    for (int round = 0; round < 25; ++round) {
+        uint32_t child = 0;
+        ASSERT_EQ(0, Os().launchProcess(launch, &child));
+        const fs::path folder = root_ / ("PXImageCache-" + std::to_string(child));
+        while (!fs::exists(folder)) {
+            ASSERT_TRUE(Os().isProcessRunning(child));
+        }
+        // While it lives nothing of it is touched; how often we look is the random moment.
+        for (uint64_t looks = random() % 20; looks > 0; --looks) {
+            EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
+        }
+        EXPECT_EQ(0, Os().killProcess(child));
+        int32_t exitCode = EAGAIN;
+        while (Os().reapProcess(child, &exitCode) == EAGAIN) {
+        }
+        EXPECT_EQ(-9, exitCode);
+        EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
+        EXPECT_TRUE(fs::is_empty(root_));
+    }
+}
+
+}  // namespace
