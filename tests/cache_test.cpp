@@ -138,14 +138,56 @@ struct Pair {
         ASSERT_EQ(PXStatus{kPXOK}, plain->Read(rect, expected.data(), RowBytes(rect)));
         ASSERT_TRUE(buffer == expected);
     }
+    // Goes on with copies, so that tiles are shared while they are written.
+    void Copy()
+    {
+        for (PXRef<CImageRec>* image : {&tiled, &plain}) {
+            PXRef<CImageRec> copy;
+            ASSERT_EQ(PXStatus{kPXOK}, (*image)->Copy(&copy));
+            others.push_back(*image);
+            *image = copy;
+        }
+        if (others.size() > 2) others.erase(others.begin(), others.begin() + 2);
+        std::swap(others[0], tiled);
+        std::swap(others[1], plain);
+    }
+    void Resize(std::mt19937_64& random)
+    {
+        PXRect rect = tiled->bounds;
+        rect.x += 5;
+        if (random() & 1)
+            rect.width = std::max<int32_t>(1, rect.width + int32_t(random() % 400) - 200);
+        if (random() & 1)
+            rect.height = std::max<int32_t>(1, rect.height + int32_t(random() % 400) - 200);
+        ASSERT_EQ(PXStatus{kPXOK}, tiled->SetBounds(rect));
+        ASSERT_EQ(PXStatus{kPXOK}, plain->SetBounds(rect));
+    }
+    // Puts the first tile into another place of its size.
+    void MoveTile(std::mt19937_64& random)
+    {
+        CImageRecFile* file = File();
+        const auto row = static_cast<int32_t>(random() % uint64_t(file->TileRows()));
+        const auto column = static_cast<int32_t>(random() % uint64_t(file->TileColumns()));
+        const PXRect from = file->TileRect(0, 0);
+        const PXRect to = file->TileRect(row, column);
+        if (from.width != to.width || from.height != to.height) return;
+        PXRef<CImageRec> tile;
+        ASSERT_EQ(PXStatus{kPXOK}, file->CopyTile(0, 0, &tile));
+        ASSERT_EQ(PXStatus{kPXOK}, file->ReplaceTile(row, column, tile.Get()));
+        buffer.resize(static_cast<size_t>(RowBytes(from) * from.height));
+        ASSERT_EQ(PXStatus{kPXOK}, plain->Read(from, buffer.data(), RowBytes(from)));
+        ASSERT_EQ(PXStatus{kPXOK}, plain->Write(to, buffer.data(), RowBytes(from)));
+    }
     CImageRecFile* File() { return static_cast<CImageRecFile*>(tiled.Get()); }
+
+    std::vector<PXRef<CImageRec>> others;
 };
 
 // What every step of the model test does to one of the images.
 void Step(std::vector<std::unique_ptr<Pair>>& pairs, std::mt19937_64& random)
 {
     auto& pair = pairs[random() % pairs.size()];
-    switch (random() % 16) {
+    switch (random() % 20) {
         case 0:
             pair = std::make_unique<Pair>(random);
             break;
@@ -165,6 +207,16 @@ void Step(std::vector<std::unique_ptr<Pair>>& pairs, std::mt19937_64& random)
         case 8:
         case 9:
             pair->Write(random);
+            break;
+        case 10:
+            pair->Copy();
+            break;
+        case 11:
+            pair->Resize(random);
+            break;
+        case 12:
+        case 13:
+            pair->MoveTile(random);
             break;
         default:
             pair->Compare(pair->RandomRect(random));

@@ -29,14 +29,66 @@ CImageRecFile::~CImageRecFile()
 
 PXStatus CImageRecFile::Allocate()
 {
+    if (IsBitMask()) return PX_FAIL(kPXErrNotSupported);
+    SetTileGrid(bounds);
+    tiles_.SetCount(uint64_t(tileRows_) * uint64_t(tileColumns_));
+    return kPXOK;
+}
+
+void CImageRecFile::SetTileGrid(const PXRect& rect)
+{
     const auto tilesAlong = [this](int32_t length) {
         return static_cast<int32_t>((int64_t{length} + TileSize() - 1) >> tileShift_);
     };
-    // Initialize has checked that this product fits.
+    TakeBounds(rect);
+    // The bounds were checked: this product fits.
     size = rowBytes * bounds.height;
     tileRows_ = tilesAlong(bounds.height);
     tileColumns_ = tilesAlong(bounds.width);
+}
+
+PXStatus CImageRecFile::SetBounds(const PXRect& rect)
+{
+    PX_TRY(CheckBounds(rect));
+    PX_REQUIRE(tileColumns_ > 0);
+    PX_TRY(ClearNewParts(rect));
+    px::TileTable former;
+    former.Swap(tiles_);
+    SetTileGrid(rect);
     tiles_.SetCount(uint64_t(tileRows_) * uint64_t(tileColumns_));
+    former.ForEach([this](CImageTile* tile) {
+        if (!HasTile(tile->row, tile->column)) {
+            ImageCacheManager::Shared().Leave(tile);
+            return;
+        }
+        tile->SetOrigin();
+        tile->AddRef();
+        tiles_.Insert(IndexOf(tile->row, tile->column), tile);
+    });
+    return kPXOK;
+}
+
+// Clears the pixels of tiles at the right and lower edge that a larger rectangle brings to light.
+PXStatus CImageRecFile::ClearNewParts(const PXRect& rect)
+{
+    std::vector<CImageTile*> edges;
+    tiles_.ForEach([&](CImageTile* tile) {
+        const PXRect part = TileRect(tile->row, tile->column);
+        const bool isWider = part.width < TileSize() && rect.width > bounds.width;
+        const bool isHigher = part.height < TileSize() && rect.height > bounds.height;
+        if (isWider || isHigher) edges.push_back(tile);
+    });
+    for (const CImageTile* edge : edges) {
+        CImageTile* tile = nullptr;
+        PX_TRY(Pin(edge->row, edge->column, LockIntent::kWrite, &tile));
+        const PXRect part = TileRect(tile->row, tile->column);
+        char* pixels = tile->pixels.load(std::memory_order_seq_cst);
+        const int64_t length = int64_t{part.width} * colBytes;
+        px::ClearRows(pixels + length, tile->rowbytes, tile->rowbytes - length, part.height);
+        px::ClearRows(pixels + part.height * tile->rowbytes, tile->rowbytes, tile->rowbytes,
+                      TileSize() - part.height);
+        tile->Unpin();
+    }
     return kPXOK;
 }
 
@@ -45,38 +97,12 @@ CImageRec* CImageRecFile::NewOfKind() const
     return new (std::nothrow) CImageRecFile(TileSize());
 }
 
-PXStatus CImageRecFile::SetBounds(const PXRect& rect)
-{
-    PX_TRY(CheckBounds(rect));
-    if (rect.width != bounds.width || rect.height != bounds.height)
-        return PX_FAIL(kPXErrNotSupported);
-    const int64_t right = int64_t{rect.x} - bounds.x;
-    const int64_t down = int64_t{rect.y} - bounds.y;
-    tiles_.ForEach([&](CImageTile* tile) {
-        tile->tile_x = static_cast<int32_t>(tile->tile_x + right);
-        tile->tile_y = static_cast<int32_t>(tile->tile_y + down);
-    });
-    bounds = rect;
-    return kPXOK;
-}
-
 PXRect CImageRecFile::TileRect(int32_t row, int32_t column) const
 {
     const int32_t left = column << tileShift_;
     const int32_t top = row << tileShift_;
     return {bounds.x + left, bounds.y + top, std::min(TileSize(), bounds.width - left),
             std::min(TileSize(), bounds.height - top)};
-}
-
-bool CImageRecFile::IsPixelRect(const PXRect& rect, PXStatus* status) const
-{
-    *status = kPXOK;
-    if (!Holds(rect) || tileColumns_ == 0) {
-        *status = PX_FAIL(kPXErrBadArgument);
-    } else if (colBytes == 0) {
-        *status = PX_FAIL(kPXErrPixelLayout);  // pixels of a bit mask have no address
-    }
-    return *status == kPXOK;
 }
 
 bool CImageRecFile::IsInOneTile(const PXRect& rect) const
@@ -115,8 +141,7 @@ PXStatus CImageRecFile::ForEachPiece(const PXRect& rect, Work work)
 PXStatus CImageRecFile::LockRect(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
 {
     *outPointer = nullptr;
-    PXStatus status = kPXOK;
-    if (!IsPixelRect(rect, &status)) return status;
+    PX_REQUIRE(Holds(rect) && tileColumns_ > 0);
     if (!IsInOneTile(rect)) {
         *outRowBytes = int64_t{rect.width} * colBytes;
         return GatherRect(rect, outPointer);
@@ -130,9 +155,7 @@ PXStatus CImageRecFile::LockRect(const PXRect& rect, void** outPointer, int64_t*
 
 PXStatus CImageRecFile::UnlockRect(const PXRect& rect, void* pointer)
 {
-    PXStatus status = kPXOK;
-    if (!IsPixelRect(rect, &status)) return status;
-    PX_REQUIRE(pointer);
+    PX_REQUIRE(Holds(rect) && tileColumns_ > 0 && pointer);
     if (!IsInOneTile(rect)) return ScatterRect(rect, pointer);
     CImageTile* tile = tiles_.Find(IndexOf(RowOf(rect.y), ColumnOf(rect.x)));
     PX_REQUIRE(tile && tile->IsPinned() && pointer == PixelsAt(*tile, rect));
@@ -147,9 +170,8 @@ int64_t CImageRecFile::LockedRowBytes(const PXRect& rect) const
 
 PXStatus CImageRecFile::Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes)
 {
-    PXStatus status = kPXOK;
-    if (!IsPixelRect(rect, &status)) return status;
-    PX_REQUIRE(buffer && bufferRowBytes >= int64_t{rect.width} * colBytes);
+    PX_REQUIRE(Holds(rect) && tileColumns_ > 0 && buffer &&
+               bufferRowBytes >= int64_t{rect.width} * colBytes);
     return ForEachPiece(rect, [&](const Piece& piece) -> PXStatus {
         char* to = static_cast<char*>(buffer) + (int64_t{piece.rect.y} - rect.y) * bufferRowBytes +
                    (int64_t{piece.rect.x} - rect.x) * colBytes;
@@ -169,9 +191,8 @@ PXStatus CImageRecFile::Read(const PXRect& rect, void* buffer, int64_t bufferRow
 
 PXStatus CImageRecFile::Write(const PXRect& rect, const void* buffer, int64_t bufferRowBytes)
 {
-    PXStatus status = kPXOK;
-    if (!IsPixelRect(rect, &status)) return status;
-    PX_REQUIRE(buffer && bufferRowBytes >= int64_t{rect.width} * colBytes);
+    PX_REQUIRE(Holds(rect) && tileColumns_ > 0 && buffer &&
+               bufferRowBytes >= int64_t{rect.width} * colBytes);
     return ForEachPiece(rect, [&](const Piece& piece) -> PXStatus {
         const char* from = static_cast<const char*>(buffer) +
                            (int64_t{piece.rect.y} - rect.y) * bufferRowBytes +

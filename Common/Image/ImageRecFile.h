@@ -51,16 +51,13 @@ public:
     [[nodiscard]] PXStatus SetKeepResident(bool keep) override;
     [[nodiscard]] PXStatus Purge() override;
     int64_t LockedRowBytes(const PXRect& rect) const override;
-    int32_t TileSize() const override { return 1 << tileShift_; }
-    // Images of bit masks have no tiles: their pixels have no address.
-    bool HasTile(int32_t row, int32_t column) const override
-    {
-        return row >= 0 && row < tileRows_ && column >= 0 && column < tileColumns_ && colBytes > 0;
-    }
-
-    // Moves the image. Another size would be another grid of tiles: kPXErrNotSupported.
     [[nodiscard]] PXStatus SetBounds(const PXRect& rect) override;
     char KindLetter() const override { return 'f'; }
+    int32_t TileSize() const override { return 1 << tileShift_; }
+    bool HasTile(int32_t row, int32_t column) const override
+    {
+        return row >= 0 && row < tileRows_ && column >= 0 && column < tileColumns_;
+    }
 
     int32_t TileRows() const { return tileRows_; }
     int32_t TileColumns() const { return tileColumns_; }
@@ -80,6 +77,7 @@ public:
     uint64_t CountTiles(uint64_t* paged, uint64_t* shared);
 
 protected:
+    // Bit masks are not kept in tiles: kPXErrNotSupported.
     [[nodiscard]] PXStatus Allocate() override;
     // Shares the pixels until one of both images is written.
     [[nodiscard]] PXStatus CopyPixelsTo(CImageRec* copy) override;
@@ -99,7 +97,6 @@ private:
         PXRect rect;
     };
 
-    bool IsPixelRect(const PXRect& rect, PXStatus* status) const;
     int32_t RowOf(int32_t y) const { return (y - bounds.y) >> tileShift_; }
     int32_t ColumnOf(int32_t x) const { return (x - bounds.x) >> tileShift_; }
     uint64_t IndexOf(int32_t row, int32_t column) const
@@ -120,10 +117,12 @@ private:
     PXStatus Separate(CImageTile* tile, PXRef<px::TileBlock>* block);
     void Publish(CImageTile* tile, const PXRef<px::TileBlock>& block, bool isShared)
         PX_REQUIRES_LOCK(mutex_);
+    bool IsBlank(const CImageTile* tile);
     PXRef<px::TileBlock> ShareBlock(CImageTile* tile, bool* isBusy);
-    PXStatus ShareTile(int32_t row, int32_t column, CImageRecFile* target, int32_t targetRow,
-                       int32_t targetColumn);
     bool AdoptBlock(CImageTile* tile, const PXRef<px::TileBlock>& block);
+    PXStatus GiveTile(int32_t row, int32_t column, CImageRecFile* to, CImageTile* target);
+    PXStatus ClearNewParts(const PXRect& rect);
+    void SetTileGrid(const PXRect& rect);
     PXStatus KeepPixels(CImageTile* tile, bool* mayWrite);
     PXStatus GatherRect(const PXRect& rect, void** outPointer);
     PXStatus ScatterRect(const PXRect& rect, const void* pointer);

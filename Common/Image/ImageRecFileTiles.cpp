@@ -255,6 +255,13 @@ PXStatus CImageRecFile::GetNativeTile(int32_t row, int32_t column, CImageTile** 
     return kPXOK;
 }
 
+bool CImageRecFile::IsBlank(const CImageTile* tile)
+{
+    const px::MutexLocker lock(mutex_);
+    return tile->phase == TilePhase::kIdle && tile->source == TileSource::kBlank &&
+           !tile->changed.load(std::memory_order_relaxed);
+}
+
 // The block of a tile for another tile to share: empty when the tile is blank, or when somebody may
 // write to it, which *isBusy says.
 PXRef<px::TileBlock> CImageRecFile::ShareBlock(CImageTile* tile, bool* isBusy)
@@ -289,33 +296,19 @@ bool CImageRecFile::AdoptBlock(CImageTile* tile, const PXRef<px::TileBlock>& blo
     return true;
 }
 
-// Gives a tile's pixels to a tile of an image that nobody else has yet.
-PXStatus CImageRecFile::ShareTile(int32_t row, int32_t column, CImageRecFile* target,
-                                  int32_t targetRow, int32_t targetColumn)
+// Makes a tile of another image, of the same size and pixel layout, hold the pixels of one of ours.
+PXStatus CImageRecFile::GiveTile(int32_t row, int32_t column, CImageRecFile* to, CImageTile* target)
 {
     CImageTile* tile = nullptr;
     PX_TRY(Pin(row, column, LockIntent::kRead, &tile));
     bool isBusy = false;
     const PXRef<px::TileBlock> block = ShareBlock(tile, &isBusy);
-    PXStatus status = kPXOK;
-    if (block) {
-        target->AdoptBlock(target->TileAt(targetRow, targetColumn), block);
-    } else if (isBusy) {
-        status = target->Write(target->TileRect(targetRow, targetColumn),
-                               PixelsAt(*tile, TileRect(row, column)), tile->rowbytes);
-    }
+    const bool isGiven = block ? to->AdoptBlock(target, block) : !isBusy && to->IsBlank(target);
+    const PXRect part = TileRect(row, column);
+    const PXRect there = to->TileRect(target->row, target->column);
+    const PXStatus status =
+        isGiven ? PXStatus{kPXOK} : to->Write(there, PixelsAt(*tile, part), tile->rowbytes);
     tile->Unpin();
-    return status;
-}
-
-PXStatus CImageRecFile::CopyPixelsTo(CImageRec* copy)
-{
-    auto* target = static_cast<CImageRecFile*>(copy);
-    PXStatus status = kPXOK;
-    tiles_.ForEach([&](CImageTile* tile) {
-        if (status != kPXOK) return;
-        status = ShareTile(tile->row, tile->column, target, tile->row, tile->column);
-    });
     return status;
 }
 
@@ -328,8 +321,20 @@ PXStatus CImageRecFile::CopyTile(int32_t row, int32_t column, PXRef<CImageRec>* 
     auto made = PXRef<CImageRecFile>::Adopt(new (std::nothrow) CImageRecFile(TileSize()));
     if (!made) return PX_FAIL(kPXErrCreate);
     PX_TRY(made->Initialize(params, true));
-    if (tiles_.Find(IndexOf(row, column))) PX_TRY(ShareTile(row, column, made.Get(), 0, 0));
+    PX_TRY(GiveTile(row, column, made.Get(), made->TileAt(0, 0)));
     *outImage = PXRef<CImageRec>::Retain(made.Get());
+    return kPXOK;
+}
+
+PXStatus CImageRecFile::CopyPixelsTo(CImageRec* copy)
+{
+    auto* tiled = dynamic_cast<CImageRecFile*>(copy);
+    if (!tiled || tiled->TileSize() != TileSize()) return CImageRec::CopyPixelsTo(copy);
+    std::vector<CImageTile*> tiles;
+    tiles_.ForEach([&](CImageTile* tile) { tiles.push_back(tile); });
+    for (const CImageTile* tile : tiles) {
+        PX_TRY(GiveTile(tile->row, tile->column, tiled, tiled->TileAt(tile->row, tile->column)));
+    }
     return kPXOK;
 }
 
@@ -340,13 +345,8 @@ PXStatus CImageRecFile::ReplaceTile(int32_t row, int32_t column, CImageRec* sour
     PX_REQUIRE(source->bounds.width == rect.width && source->bounds.height == rect.height);
     if (source->colBytes != colBytes || source->depth != depth) return PX_FAIL(kPXErrPixelLayout);
     auto* tiled = dynamic_cast<CImageRecFile*>(source);
-    if (tiled && tiled->TileSize() == TileSize() && tiled->tiles_.Find(0)) {
-        CImageTile* from = nullptr;
-        PX_TRY(tiled->Pin(0, 0, LockIntent::kRead, &from));
-        bool isBusy = false;
-        const PXRef<px::TileBlock> block = tiled->ShareBlock(from, &isBusy);
-        from->Unpin();
-        if (block && AdoptBlock(TileAt(row, column), block)) return kPXOK;
+    if (tiled && tiled->TileSize() == TileSize() && tiled != this) {
+        return tiled->GiveTile(0, 0, this, TileAt(row, column));
     }
     CImageTile* tile = nullptr;
     PX_TRY(Pin(row, column, LockIntent::kOverwrite, &tile));

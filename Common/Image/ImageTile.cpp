@@ -9,14 +9,20 @@ CImageTile::CImageTile(CImageRecFile* itsImage, int32_t itsRow, int32_t itsColum
     : row(itsRow), column(itsColumn), image(itsImage)
 {
     const int32_t tileSize = itsImage->TileSize();
-    // The last tiles reach past the image; their origin is inside, so it is a coordinate.
-    tile_x = itsImage->bounds.x + column * tileSize;
-    tile_y = itsImage->bounds.y + row * tileSize;
+    SetOrigin();
     tile_width = tileSize;
     tile_height = tileSize;
     depth = itsImage->depth;
     colbytes = itsImage->colBytes;
     rowbytes = int64_t{colbytes} * tileSize;
+}
+
+void CImageTile::SetOrigin()
+{
+    // The last tiles reach past the image; their origin is inside, so it is a coordinate.
+    const PXRect part = image->TileRect(row, column);
+    tile_x = part.x;
+    tile_y = part.y;
 }
 
 bool CImageTile::TryClaim() noexcept

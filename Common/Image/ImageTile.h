@@ -43,6 +43,8 @@ enum class LockIntent : uint8_t {
 class alignas(64) CImageTile final : public CBaseCore {
 public:
     CImageTile(CImageRecFile* itsImage, int32_t itsRow, int32_t itsColumn);
+    // Takes tile_x and tile_y from the image's bounds.
+    void SetOrigin();
 
     // Pins the pixels when they are in memory and fit for the intent.
     bool TryPin(LockIntent intent) noexcept
@@ -106,7 +108,7 @@ public:
     // in memory as a pin does.
     std::atomic<uint32_t> accessLock{0};
 
-    // Where it lies; set once.
+    // Where it lies; the origin moves with the bounds of the image, the rest is set once.
     int32_t tile_x = 0;
     int32_t tile_y = 0;
     int32_t tile_width = 0;

@@ -2,6 +2,8 @@
 
 #include "Image/ImageTile.h"
 
+#include <utility>
+
 namespace px {
 
 TileTable::~TileTable()
@@ -28,6 +30,13 @@ void TileTable::Insert(uint64_t index, CImageTile* tile)
         slot = static_cast<Slot*>(next) + ((index >> (shift - kBits)) & (kFan - 1));
     }
     slot->store(tile, std::memory_order_release);
+}
+
+void TileTable::Swap(TileTable& other) noexcept
+{
+    std::swap(root_, other.root_);
+    std::swap(rootCount_, other.rootCount_);
+    std::swap(shift_, other.shift_);
 }
 
 void TileTable::Free(Slot* slots, uint64_t count, uint32_t shift)

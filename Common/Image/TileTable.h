@@ -38,6 +38,8 @@ public:
     }
     // Takes over the reference.
     void Insert(uint64_t index, CImageTile* tile);
+    // Not while anybody finds tiles in one of both.
+    void Swap(TileTable& other) noexcept;
 
     template <class Visit>
     void ForEach(Visit visit) const

@@ -78,7 +78,7 @@ PX_API PXRect PXImageGetBounds(PXImage image) PX_NOEXCEPT;
 /* Gives the image another rectangle. The first pixel stays the first one: with the same size the
  * image is moved, otherwise rows and columns at the right and bottom go or come, those that come
  * being zero. Not while any lock is out. kPXErrBadArgument for a rectangle that cannot be created;
- * kPXErrNotSupported for another size of a caller's buffer or of a tiled image. */
+ * kPXErrNotSupported for another size of a caller's buffer. */
 PX_API PXStatus PXImageAdjustBounds(PXImage image, PXRect rect) PX_NOEXCEPT;
 
 /* 0 for null. Sizes are in pixels, bytes and bits; the two byte sums read as 32 bits, their wide
