@@ -2,6 +2,8 @@
 #include "Image/ImageRecFile.h"
 #include "PXCore/PXImage.h"
 #include "PXCore/PXImageCache.h"
+#include "PXCore/PXImageStream.h"
+#include "PXCore/PXImageTiles.h"
 #include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Seed.h"
@@ -418,6 +420,63 @@ TEST_F(Cache, GivesAStatusForPixelsThatAreNotThoseWritten)
     EventLog events;
     EXPECT_EQ(2 + 4, workload.ReadAll());
     EXPECT_EQ(2, events.Count(kPXErrNotFound));  // one for each cause
+}
+
+// A stream in memory that takes and gives a few bytes at a time.
+struct MemoryStream {
+    std::string bytes;
+    size_t at = 0;
+    size_t room = SIZE_MAX;
+
+    PXImageStream Procs()
+    {
+        return {[](void* context, void* buffer, size_t size, size_t* count) -> PXStatus {
+                    auto* self = static_cast<MemoryStream*>(context);
+                    *count = std::min({size, self->bytes.size() - self->at, size_t{9999}});
+                    std::memcpy(buffer, self->bytes.data() + self->at, *count);
+                    self->at += *count;
+                    return kPXOK;
+                },
+                [](void* context, const void* from, size_t size) -> PXStatus {
+                    auto* self = static_cast<MemoryStream*>(context);
+                    if (self->bytes.size() + size > self->room) return kPXErrSoft;
+                    self->bytes.append(static_cast<const char*>(from), size);
+                    return kPXOK;
+                },
+                this};
+    }
+};
+
+TEST_F(Cache, StreamsGiveBackTheImageAndNothingElse)
+{
+    std::mt19937_64 random(px::test::Seed(6));
+    Pair pair(random);
+    pair.Write(random);
+    MemoryStream stream;
+    const PXImageStream procs = stream.Procs();
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageWriteToStream(px::ToHandle(pair.plain.Get()), &procs));
+    stream.bytes += "what follows";
+    PXImage image = nullptr;
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateFromStream(&procs, &image));
+    EXPECT_EQ("what follows", stream.bytes.substr(stream.at));
+    pair.tiled = PXRef<CImageRec>::Adopt(px::ToRec(image));
+    EXPECT_EQ(256, PXImageGetTileSize(image));
+    pair.Compare(pair.tiled->bounds);
+    // Damage and early ends give a status, or an image when only pixels were hit.
+    const std::string whole = stream.bytes;
+    for (int step = 0; step < 300; ++step) {
+        stream.bytes = whole.substr(0, step < 100 ? random() % whole.size() : whole.size());
+        const size_t near = step < 200 ? 400 : stream.bytes.size();
+        if (step >= 100) stream.bytes[random() % near] = static_cast<char>(random());
+        stream.at = 0;
+        if (PXImageCreateFromStream(&procs, &image) == kPXOK) PXImageRelease(image);
+        EXPECT_TRUE(step >= 100 || !image || stream.bytes.size() + 12 >= whole.size());
+    }
+    stream.bytes.clear();
+    stream.room = 1000;
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrSoft}, PXImageWriteToStream(px::ToHandle(pair.plain.Get()), &procs));
+    EXPECT_TRUE(events.Messages().empty());
 }
 
 }  // namespace

@@ -23,7 +23,8 @@ LAYERS = [
     ("PXCore/PXDictionary", 3), ("PXCore/PXUtils", 3), ("PXCore/PXPresetData", 3),
     ("PXCore/PXBezierCurve", 3), ("PXCore/PXColor.", 3),
     # The interface headers that layer 5 implements are declarations over the vocabulary.
-    ("PXCore/PXImage.h", 3), ("PXCore/PXImageAccess.h", 3), ("PXCore/PXImageCache.h", 3), ("PXCore/PXImageTiles.h", 3),
+    ("PXCore/PXImage.h", 3), ("PXCore/PXImageAccess.h", 3), ("PXCore/PXImageCache.h", 3),
+    ("PXCore/PXImageTiles.h", 3), ("PXCore/PXImageStream.h", 3),
     ("PXCore/PXColorProfile.h", 3),
     ("PXCore/", 6),
 ]

@@ -1,0 +1,261 @@
+#include "Image/ImageStream.h"
+
+#include "Base/Status.h"
+#include "CoreFoundation/CFPropertyList.h"
+#include "CoreFoundation/CoreFoundation.h"
+#include "Image/ImageRecFile.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+#include <new>
+#include <vector>
+
+namespace px {
+
+namespace {
+
+constexpr char kEventSource[] = "ImageStream";
+
+constexpr int32_t kTileSize = CImageRecFile::kStreamTileSize;
+constexpr size_t kLengthBytes = 8;
+// Room for everything in a list but the pixels.
+constexpr int64_t kMostOverhead = 4096;
+// Memory is taken in steps of so many bytes while they arrive.
+constexpr int64_t kStep = 1 << 20;
+constexpr bool kIsLittleEndian = std::endian::native == std::endian::little;
+
+using List = CFRef<CFDictionaryRef>;
+using ListToWrite = CFRef<CFMutableDictionaryRef>;
+
+ListToWrite MakeList()
+{
+    return ListToWrite::Adopt(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                        &kCFTypeDictionaryValueCallBacks));
+}
+
+void Put(const ListToWrite& list, CFStringRef key, int64_t value)
+{
+    const auto number =
+        CFRef<CFNumberRef>::Adopt(CFNumberCreate(nullptr, kCFNumberSInt64Type, &value));
+    CFDictionarySetValue(list.Get(), key, number.Get());
+}
+
+// The number under a key; false unless there is a whole one in the range.
+template <class Number>
+bool Take(const List& list, CFStringRef key, Number* value)
+{
+    const CFTypeRef found = CFDictionaryGetValue(list.Get(), key);
+    int64_t wide = 0;
+    if (!found || CFGetTypeID(found) != CFNumberGetTypeID() ||
+        !CFNumberGetValue(static_cast<CFNumberRef>(found), kCFNumberSInt64Type, &wide) ||
+        wide < int64_t{std::numeric_limits<Number>::min()} ||
+        wide > int64_t{std::numeric_limits<Number>::max()}) {
+        return false;
+    }
+    *value = static_cast<Number>(wide);
+    return true;
+}
+
+bool IsTrue(const List& list, CFStringRef key)
+{
+    return CFDictionaryGetValue(list.Get(), key) == kCFBooleanTrue;
+}
+
+PXStatus WriteLength(const PXImageStream& stream, uint64_t length)
+{
+    uint8_t bytes[kLengthBytes];
+    for (size_t i = 0; i < kLengthBytes; ++i) {
+        bytes[i] = static_cast<uint8_t>(length >> (8 * (kLengthBytes - 1 - i)));
+    }
+    return stream.write(stream.context, bytes, sizeof(bytes));
+}
+
+PXStatus WriteList(const PXImageStream& stream, const ListToWrite& list)
+{
+    const auto bytes = CFRef<CFDataRef>::Adopt(CFPropertyListCreateData(
+        nullptr, list.Get(), kCFPropertyListBinaryFormat_v1_0, 0, nullptr));
+    if (!bytes) return PX_FAIL(kPXErrListWrite);
+    const auto length = static_cast<size_t>(CFDataGetLength(bytes.Get()));
+    PX_TRY(WriteLength(stream, length));
+    return stream.write(stream.context, CFDataGetBytePtr(bytes.Get()), length);
+}
+
+PXStatus WriteHeader(const CImageRec& image, const PXImageStream& stream)
+{
+    const ListToWrite list = MakeList();
+    Put(list, CFSTR("x"), image.bounds.x);
+    Put(list, CFSTR("y"), image.bounds.y);
+    Put(list, CFSTR("width"), image.bounds.width);
+    Put(list, CFSTR("height"), image.bounds.height);
+    Put(list, CFSTR("depth"), image.depth);
+    Put(list, CFSTR("planes"), image.Planes());
+    Put(list, CFSTR("color_space"), image.colorSpaceType);
+    Put(list, CFSTR("transparency"), image.transparency);
+    Put(list, CFSTR("tile_size"), kTileSize);
+    CFDictionarySetValue(list.Get(), CFSTR("little_endian"),
+                         kIsLittleEndian ? kCFBooleanTrue : kCFBooleanFalse);
+    return WriteList(stream, list);
+}
+
+PXStatus WriteTile(CImageRec* image, const PXRect& part, std::vector<char>& pixels,
+                   const PXImageStream& stream)
+{
+    const int64_t rowBytes = int64_t{image->colBytes} * kTileSize;
+    std::fill(pixels.begin(), pixels.end(), '\0');
+    PX_TRY(image->Read(part, pixels.data(), rowBytes));
+    if (std::all_of(pixels.begin(), pixels.end(), [](char byte) { return byte == 0; })) {
+        return kPXOK;
+    }
+    const ListToWrite list = MakeList();
+    Put(list, CFSTR("tile_x"), part.x);
+    Put(list, CFSTR("tile_y"), part.y);
+    Put(list, CFSTR("tile_width"), kTileSize);
+    Put(list, CFSTR("tile_height"), kTileSize);
+    Put(list, CFSTR("depth"), image->depth);
+    Put(list, CFSTR("rowbytes"), rowBytes);
+    Put(list, CFSTR("colbytes"), image->colBytes);
+    CFDictionarySetValue(list.Get(), CFSTR("raw"), kCFBooleanTrue);
+    const auto content = CFRef<CFDataRef>::Adopt(
+        CFDataCreateWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(pixels.data()),
+                                    static_cast<CFIndex>(pixels.size()), kCFAllocatorNull));
+    CFDictionarySetValue(list.Get(), CFSTR("--content--"), content.Get());
+    return WriteList(stream, list);
+}
+
+// Fills the buffer; kPXErrListRead when the stream ends before.
+PXStatus ReadAll(const PXImageStream& stream, void* buffer, size_t size)
+{
+    auto* to = static_cast<char*>(buffer);
+    while (size > 0) {
+        size_t count = 0;
+        PX_TRY(stream.read(stream.context, to, size, &count));
+        if (count == 0 || count > size) return PX_FAIL(kPXErrListRead);
+        to += count;
+        size -= count;
+    }
+    return kPXOK;
+}
+
+// The next list, of at most `most` bytes; empty at the end of the image.
+PXStatus ReadList(const PXImageStream& stream, int64_t most, List* list)
+{
+    uint8_t bytes[kLengthBytes];
+    PX_TRY(ReadAll(stream, bytes, sizeof(bytes)));
+    uint64_t length = 0;
+    for (const uint8_t byte : bytes) length = length << 8 | byte;
+    *list = {};
+    if (length == 0) return kPXOK;
+    if (length > static_cast<uint64_t>(most)) return PX_FAIL(kPXErrListRead);
+    std::vector<UInt8> text;
+    for (uint64_t left = length; left > 0;) {
+        const uint64_t step = std::min<uint64_t>(left, kStep);
+        const size_t had = text.size();
+        text.resize(had + step);
+        PX_TRY(ReadAll(stream, text.data() + had, step));
+        left -= step;
+    }
+    const auto data = CFRef<CFDataRef>::Adopt(CFDataCreateWithBytesNoCopy(
+        nullptr, text.data(), static_cast<CFIndex>(text.size()), kCFAllocatorNull));
+    const auto read = CFRef<CFPropertyListRef>::Adopt(CFPropertyListCreateWithData(
+        nullptr, data.Get(), kCFPropertyListImmutable, nullptr, nullptr));
+    if (!read || CFGetTypeID(read.Get()) != CFDictionaryGetTypeID()) {
+        return PX_FAIL(kPXErrListRead);
+    }
+    *list = List::Retain(static_cast<CFDictionaryRef>(read.Get()));
+    return kPXOK;
+}
+
+PXStatus ReadHeader(const PXImageStream& stream, PXImageCreateParams* params)
+{
+    List list;
+    PX_TRY(ReadList(stream, kMostOverhead, &list));
+    int32_t tileSize = 0;
+    params->dataSourceType = kPXDataSourceTiled;
+    const bool isComplete = list && Take(list, CFSTR("x"), &params->bounds.x) &&
+                            Take(list, CFSTR("y"), &params->bounds.y) &&
+                            Take(list, CFSTR("width"), &params->bounds.width) &&
+                            Take(list, CFSTR("height"), &params->bounds.height) &&
+                            Take(list, CFSTR("depth"), &params->depth) &&
+                            Take(list, CFSTR("planes"), &params->planes) &&
+                            Take(list, CFSTR("color_space"), &params->colorSpaceType) &&
+                            Take(list, CFSTR("transparency"), &params->transparency) &&
+                            Take(list, CFSTR("tile_size"), &tileSize);
+    if (!isComplete || tileSize != kTileSize ||
+        IsTrue(list, CFSTR("little_endian")) != kIsLittleEndian) {
+        return PX_FAIL(kPXErrListRead);
+    }
+    return kPXOK;
+}
+
+// Puts the pixels of a serialised tile into an image that it must fit.
+PXStatus TakeTile(const List& list, CImageRecFile* image)
+{
+    PXRect tile = {};
+    int32_t depth = 0;
+    int32_t colBytes = 0;
+    int64_t rowBytes = 0;
+    const bool isComplete =
+        Take(list, CFSTR("tile_x"), &tile.x) && Take(list, CFSTR("tile_y"), &tile.y) &&
+        Take(list, CFSTR("tile_width"), &tile.width) &&
+        Take(list, CFSTR("tile_height"), &tile.height) && Take(list, CFSTR("depth"), &depth) &&
+        Take(list, CFSTR("colbytes"), &colBytes) && Take(list, CFSTR("rowbytes"), &rowBytes) &&
+        IsTrue(list, CFSTR("raw"));
+    int32_t row = 0;
+    int32_t column = 0;
+    if (!isComplete || tile.width != kTileSize || tile.height != kTileSize ||
+        depth != image->depth || colBytes != image->colBytes ||
+        rowBytes != int64_t{colBytes} * kTileSize ||
+        !image->FindTile(tile.x, tile.y, &row, &column)) {
+        return PX_FAIL(kPXErrListRead);
+    }
+    const PXRect part = image->TileRect(row, column);
+    const CFTypeRef content = CFDictionaryGetValue(list.Get(), CFSTR("--content--"));
+    if (part.x != tile.x || part.y != tile.y || !content ||
+        CFGetTypeID(content) != CFDataGetTypeID() ||
+        CFDataGetLength(static_cast<CFDataRef>(content)) != rowBytes * kTileSize) {
+        return PX_FAIL(kPXErrListRead);
+    }
+    return image->Write(part, CFDataGetBytePtr(static_cast<CFDataRef>(content)), rowBytes);
+}
+
+}  // namespace
+
+PXStatus WriteImage(CImageRec* image, const PXImageStream& stream)
+{
+    PX_REQUIRE(image->bounds.width > 0);
+    if (image->colBytes == 0) return PX_FAIL(kPXErrPixelLayout);
+    PX_TRY(WriteHeader(*image, stream));
+    std::vector<char> pixels(static_cast<size_t>(image->colBytes) * kTileSize * kTileSize);
+    const PXRect all = image->bounds;
+    for (int64_t y = 0; y < all.height; y += kTileSize) {
+        for (int64_t x = 0; x < all.width; x += kTileSize) {
+            const PXRect part = {
+                static_cast<int32_t>(all.x + x), static_cast<int32_t>(all.y + y),
+                static_cast<int32_t>(std::min<int64_t>(kTileSize, all.width - x)),
+                static_cast<int32_t>(std::min<int64_t>(kTileSize, all.height - y))};
+            PX_TRY(WriteTile(image, part, pixels, stream));
+        }
+    }
+    return WriteLength(stream, 0);
+}
+
+PXStatus ReadImage(const PXImageStream& stream, PXRef<CImageRec>* outImage)
+{
+    PXImageCreateParams params = {};
+    PX_TRY(ReadHeader(stream, &params));
+    const auto image = PXRef<CImageRecFile>::Adopt(new (std::nothrow) CImageRecFile(kTileSize));
+    if (!image) return PX_FAIL(kPXErrCreate);
+    PX_TRY(image->Initialize(params, true));
+    const int64_t most = int64_t{image->colBytes} * kTileSize * kTileSize + kMostOverhead;
+    for (;;) {
+        List list;
+        PX_TRY(ReadList(stream, most, &list));
+        if (!list) break;
+        PX_TRY(TakeTile(list, image.Get()));
+    }
+    *outImage = PXRef<CImageRec>::Retain(image.Get());
+    return kPXOK;
+}
+
+}  // namespace px
