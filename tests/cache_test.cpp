@@ -479,4 +479,172 @@ TEST_F(Cache, StreamsGiveBackTheImageAndNothingElse)
     EXPECT_TRUE(events.Messages().empty());
 }
 
+uint64_t ResidentKiB(const char* figure)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(figure)) return std::stoull(line.substr(std::strlen(figure)));
+    }
+    return 0;
+}
+
+// Baseline + limit + (threads + 1) tiles, as the arena counts it and, without a sanitizer's own
+// memory, as the system does.
+TEST_F(Cache, ThreadsKeepWithinTheMemoryBound)
+{
+    constexpr int64_t kLimit = 12 * kTile;
+    constexpr int32_t kThreads = 4;
+    PXImageSetCacheMemAbsolute(double(kLimit));
+    const auto image = Make({0, 0, 512 * 40, 512 * kThreads}, 8, 1, kPXDataSourceTiled);
+    std::ofstream("/proc/self/clear_refs") << 5;  // VmHWM counts anew
+    const uint64_t baseline = ResidentKiB("VmRSS:");
+    PXImageResetCachePeak();
+    const auto work = [&](int32_t thread) {
+        std::vector<char> pixels(kTile);
+        for (int32_t round = 0; round < 2; ++round) {
+            for (int32_t x = 0; x < 40; ++x) {
+                const PXRect rect = {x * 512, thread * 512, 512, 512};
+                for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = char(i * i + size_t(x));
+                ASSERT_EQ(PXStatus{kPXOK}, round ? image->Read(rect, pixels.data(), 512)
+                                                 : image->Write(rect, pixels.data(), 512));
+            }
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int32_t i = 0; i < kThreads; ++i) threads.emplace_back(work, i);
+    for (std::thread& thread : threads) thread.join();
+    constexpr int64_t kBound = kLimit + (kThreads + 1) * kTile;
+    EXPECT_GE(uint64_t{kBound}, Statistics().peakBytes);
+    EXPECT_GE(kLimit, Statistics().residentBytes);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__clang__)
+    // The buffers of the threads and their stacks, and a huge page that is used in part.
+    constexpr uint64_t kOther = uint64_t{kThreads} * kTile + (6 << 20);
+    EXPECT_GE(uint64_t{kBound} + kOther, (ResidentKiB("VmHWM:") - baseline) * 1024);
+#endif
+}
+
+TEST_F(Cache, EvictsInTheOrderOfBecomingResident)
+{
+    PXImageSetCacheMemAbsolute(double(3 * kTile));
+    const auto image = Make({0, 0, 512 * 6, 512}, 8, 1, kPXDataSourceTiled);
+    const auto kept = Make({0, 0, 512, 512}, 8, 1, kPXDataSourceTiled);
+    const auto loaded = [&] {
+        std::string tiles;
+        for (int32_t i = 0; i < 6; ++i) tiles += image->IsTileLoaded(0, i) ? '#' : '.';
+        return tiles + (kept->IsTileLoaded(0, 0) ? '#' : '.');
+    };
+    const auto touch = [](CImageRec* one, int32_t tile) {
+        const char pixel = char(tile + 1);
+        ASSERT_EQ(PXStatus{kPXOK}, one->Write({tile * 512 + tile, 0, 1, 1}, &pixel, 1));
+    };
+    EXPECT_FALSE(PXImageSetKeepResident(px::ToHandle(kept.Get()), true));
+    touch(kept.Get(), 0);
+    for (const int32_t tile : {4, 1, 4}) touch(image.Get(), tile);  // use does not make young
+    EXPECT_EQ(".#..#.#", loaded());
+    EventLog events;
+    PXImageSetDumpPurgeInfo(1);
+    touch(image.Get(), 0);
+    PXImageSetDumpPurgeInfo(0);
+    EXPECT_EQ("##....#", loaded());
+    char line[200];
+    std::snprintf(line, sizeof(line),
+                  "Purging Tile (parent:%p r:0 c:4 time:", static_cast<const void*>(image.Get()));
+    ASSERT_EQ(1U, events.Messages().size());
+    EXPECT_EQ(0U, events.Messages()[0].find(line));
+    EXPECT_TRUE(events.Messages()[0].ends_with(") Cache Used:1,048,576"));
+    // A locked tile and a native one stay; with everything in use the limit gives way.
+    void* pixels = nullptr;
+    PXImageTile native = nullptr;
+    const PXImage handle = px::ToHandle(image.Get());
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageLockBuffer2(handle, {512, 0, 9, 9}, &pixels));
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageGetNativeTile(handle, 0, 0, &native));
+    touch(image.Get(), 5);
+    EXPECT_EQ("##...##", loaded());
+    EXPECT_EQ(1, static_cast<char*>(PXImageTileGetPixels(native))[0]);
+    PXImageReleaseNativeTile(native);
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageUnlockBuffer2(handle, {512, 0, 9, 9}, pixels));
+    // The entering tile is never its own victim, whatever the limit.
+    PXImageSetCacheMemAbsolute(0);
+    touch(image.Get(), 2);
+    EXPECT_EQ("..#...#", loaded());
+    // Without a store nothing changed leaves, while blank tiles and those in their slots do.
+    PXImageSetTileStoreType(1);
+    touch(image.Get(), 3);
+    EXPECT_EQ("..##..#", loaded());
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXImagePurge(handle));
+}
+
+TEST_F(Cache, HugeImagesTakeMemoryForTouchedTilesOnly)
+{
+    const auto image = Make({-5, -5, 300000, 300000}, 8, 4, kPXDataSourceTiled);
+    ASSERT_TRUE(image);
+    EXPECT_EQ(int64_t{300000} * 300000 * 4, image->size);
+    const auto widest = Make({0, 0, INT32_MAX, INT32_MAX}, 8, 1, kPXDataSourceTiled);
+    ASSERT_TRUE(widest);
+    uint32_t pixel = 0x12345678;
+    for (const int32_t at : {-5, 100, 299994}) {
+        EXPECT_EQ(PXStatus{kPXOK}, image->Write({at, at, 1, 1}, &pixel, 4));
+    }
+    EXPECT_EQ(PXStatus{kPXOK}, widest->Write({INT32_MAX - 1, INT32_MAX - 1, 1, 1}, &pixel, 1));
+    uint32_t read = 1;
+    EXPECT_EQ(PXStatus{kPXOK}, image->Read({299994, 299994, 1, 1}, &read, 4));
+    EXPECT_EQ(pixel, read);
+    EXPECT_EQ(PXStatus{kPXOK}, image->Read({150000, 7, 1, 1}, &read, 4));
+    EXPECT_EQ(0U, read);
+    EXPECT_EQ(3U, Statistics().residentTiles);
+    // A colour all over takes no slot, nor do copies memory.
+    std::vector<uint32_t> solid(kTile, 0xFF00FF00);
+    EXPECT_EQ(PXStatus{kPXOK}, image->Write({-5 + 512, -5, 512, 512}, solid.data(), 2048));
+    const uint64_t written = Statistics().tilesWritten;
+    EXPECT_EQ(PXStatus{kPXOK}, image->Purge());
+    EXPECT_EQ(written + 2, Statistics().tilesWritten);
+    EXPECT_EQ(PXStatus{kPXOK}, image->Read({-5 + 512, -5, 1, 1}, &read, 4));
+    EXPECT_EQ(0xFF00FF00, read);
+}
+
+TEST_F(Cache, TileFunctionsRefuseWhatIsNoTile)
+{
+    const auto tiled = Make({10, 10, 600, 600}, 8, 3, kPXDataSourceTiled);
+    const auto plain = Make({10, 10, 600, 600}, 8, 3, kPXDataSourceMemory);
+    const auto small = Make({0, 0, 88, 512}, 8, 3, kPXDataSourceMemory);
+    const auto other = Make({0, 0, 512, 512}, 16, 3, kPXDataSourceMemory);
+    const PXImage image = px::ToHandle(tiled.Get());
+    PXImage tile = nullptr;
+    const struct {
+        const char* name;
+        PXStatus got, want;
+    } rows[] = {
+        {"pixel outside", PXImageGetImageTile(image, 9, 10, &tile), kPXErrBadArgument},
+        {"row outside", PXImageGetImageTile2(image, 2, 0, &tile), kPXErrBadArgument},
+        {"no tiles", PXImageGetImageTile(px::ToHandle(plain.Get()), 10, 10, &tile),
+         kPXErrNotSupported},
+        {"no image", PXImageGetImageTile(nullptr, 10, 10, &tile), kPXErrBadArgument},
+        {"wrong size", PXImageSetImageTile2(image, 0, 0, px::ToHandle(small.Get())),
+         kPXErrBadArgument},
+        {"edge", PXImageSetImageTile(image, 609, 10, px::ToHandle(small.Get())), kPXOK},
+        {"wrong layout", PXImageSetImageTile2(image, 0, 0, px::ToHandle(other.Get())),
+         kPXErrPixelLayout},
+        {"no folder", PXImageSetCacheFolderPath(nullptr), kPXErrBadArgument},
+        {"no statistics", PXImageGetCacheStatistics(nullptr), kPXErrBadArgument},
+        {"purge in memory", PXImagePurge(px::ToHandle(plain.Get())), kPXErrNotFound},
+    };
+    for (const auto& row : rows) EXPECT_EQ(row.want, row.got) << row.name;
+    EXPECT_TRUE(PXImageIsTileBacked(image));
+    EXPECT_FALSE(PXImageIsTileBacked(px::ToHandle(plain.Get())));
+    EXPECT_EQ(512 * 3, PXImageGetLockedRowBytes(image, {20, 20, 5, 5}));
+    EXPECT_EQ(20 * 3, PXImageGetLockedRowBytes(image, {512, 20, 20, 5}));
+    // Unlocking what is not locked, and a second lock of the same pixels.
+    void* pixels[2] = {};
+    EXPECT_EQ(PXStatus{kPXErrBadArgument},
+              PXImageUnlockBuffer2(image, {500, 20, 50, 5}, tiled.Get()));
+    for (void*& one : pixels) {
+        EXPECT_EQ(PXStatus{kPXOK}, PXImageLockBuffer2(image, {20, 20, 5, 5}, &one));
+    }
+    EXPECT_EQ(pixels[0], pixels[1]);
+    for (void* one : pixels) {
+        EXPECT_EQ(PXStatus{kPXOK}, PXImageUnlockBuffer2(image, {20, 20, 5, 5}, one));
+    }
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageUnlockBuffer2(image, {20, 20, 5, 5}, pixels[0]));
+}
+
 }  // namespace
