@@ -12,6 +12,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -173,6 +174,20 @@ void LockResident(benchmark::State& state)
         if (PXImageUnlockBuffer2(image, rect, pixels)) std::abort();
     }
 }
+// The two atomic additions that a lock and its unlock cannot do without.
+void FloorLockResident(benchmark::State& state)
+{
+    struct alignas(64) Word {
+        std::atomic<uint64_t> value{0};
+    };
+    static Word words[8];
+    std::atomic<uint64_t>& word = words[state.thread_index()].value;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(word.fetch_add(1));
+        word.fetch_sub(1);
+    }
+}
+BENCHMARK(FloorLockResident)->Threads(1)->Threads(2)->Threads(8);
 BENCHMARK(LockResident)->Threads(1)->Threads(2)->Threads(8);
 
 }  // namespace

@@ -105,12 +105,6 @@ PXRect CImageRecFile::TileRect(int32_t row, int32_t column) const
             std::min(TileSize(), bounds.height - top)};
 }
 
-bool CImageRecFile::IsInOneTile(const PXRect& rect) const
-{
-    return RowOf(rect.y) == RowOf(rect.y + rect.height - 1) &&
-           ColumnOf(rect.x) == ColumnOf(rect.x + rect.width - 1);
-}
-
 char* CImageRecFile::PixelsAt(const CImageTile& tile, const PXRect& rect)
 {
     // Sequential with the exchange of shared pixels, as the pin is.
@@ -140,32 +134,57 @@ PXStatus CImageRecFile::ForEachPiece(const PXRect& rect, Work work)
 
 PXStatus CImageRecFile::LockRect(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
 {
-    *outPointer = nullptr;
-    PX_REQUIRE(Holds(rect) && tileColumns_ > 0);
-    if (!IsInOneTile(rect)) {
-        *outRowBytes = int64_t{rect.width} * colBytes;
-        return GatherRect(rect, outPointer);
+    Place place;
+    if (Locate(rect, &place) && place.isOneTile) {
+        CImageTile* tile = tiles_.Find(IndexOf(place.row, place.column));
+        if (tile && tile->TryPin(LockIntent::kWrite)) {
+            *outPointer = PixelsAt(*tile, rect);
+            *outRowBytes = tile->rowbytes;
+            return kPXOK;
+        }
     }
+    return LockSlowly(rect, outPointer, outRowBytes);
+}
+
+// Apart from LockRect, which would set up a frame for it each time.
+PXStatus CImageRecFile::LockSlowly(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
+{
+    *outPointer = nullptr;
+    Place place;
+    PX_REQUIRE(Locate(rect, &place));
+    *outRowBytes = LockedRowBytes(rect);
+    if (!place.isOneTile) return GatherRect(rect, outPointer);
     CImageTile* tile = nullptr;
-    PX_TRY(Pin(RowOf(rect.y), ColumnOf(rect.x), LockIntent::kWrite, &tile));
+    PX_TRY(Pin(place.row, place.column, LockIntent::kWrite, &tile));
     *outPointer = PixelsAt(*tile, rect);
-    *outRowBytes = tile->rowbytes;
     return kPXOK;
 }
 
 PXStatus CImageRecFile::UnlockRect(const PXRect& rect, void* pointer)
 {
-    PX_REQUIRE(Holds(rect) && tileColumns_ > 0 && pointer);
-    if (!IsInOneTile(rect)) return ScatterRect(rect, pointer);
-    CImageTile* tile = tiles_.Find(IndexOf(RowOf(rect.y), ColumnOf(rect.x)));
-    PX_REQUIRE(tile && tile->IsPinned() && pointer == PixelsAt(*tile, rect));
-    tile->Unpin();
-    return kPXOK;
+    Place place;
+    if (Locate(rect, &place) && place.isOneTile) {
+        CImageTile* tile = tiles_.Find(IndexOf(place.row, place.column));
+        if (tile && pointer && pointer == PixelsAt(*tile, rect) && tile->IsPinned()) {
+            tile->Unpin();
+            return kPXOK;
+        }
+    }
+    return UnlockSlowly(rect, pointer);
+}
+
+PXStatus CImageRecFile::UnlockSlowly(const PXRect& rect, const void* pointer)
+{
+    Place place;
+    PX_REQUIRE(Locate(rect, &place) && !place.isOneTile);
+    return ScatterRect(rect, pointer);
 }
 
 int64_t CImageRecFile::LockedRowBytes(const PXRect& rect) const
 {
-    return int64_t{IsInOneTile(rect) ? TileSize() : rect.width} * colBytes;
+    Place place;
+    if (!Locate(rect, &place)) return 0;
+    return int64_t{place.isOneTile ? TileSize() : rect.width} * colBytes;
 }
 
 PXStatus CImageRecFile::Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes)

@@ -103,7 +103,31 @@ private:
     {
         return uint64_t(row) * uint64_t(tileColumns_) + uint64_t(column);
     }
-    bool IsInOneTile(const PXRect& rect) const;
+    // Finds the only tile of a rectangle; a rectangle that spans tiles has none. False unless the
+    // rectangle is the image's.
+    struct Place {
+        bool isOneTile;
+        int32_t row;
+        int32_t column;
+    };
+    bool Locate(const PXRect& rect, Place* place) const noexcept
+    {
+        // Unsigned differences are right whatever the signs, and a size of 0 or less is too large.
+        const uint32_t left = uint32_t(rect.x) - uint32_t(bounds.x);
+        const uint32_t top = uint32_t(rect.y) - uint32_t(bounds.y);
+        const uint32_t toRight = uint32_t(rect.width) - 1;
+        const uint32_t toBottom = uint32_t(rect.height) - 1;
+        if (rect.x < bounds.x || rect.y < bounds.y || left >= uint32_t(bounds.width) ||
+            top >= uint32_t(bounds.height) || toRight >= uint32_t(bounds.width) - left ||
+            toBottom >= uint32_t(bounds.height) - top || tileColumns_ == 0) {
+            return false;
+        }
+        place->row = int32_t(top >> tileShift_);
+        place->column = int32_t(left >> tileShift_);
+        place->isOneTile = (left + toRight) >> tileShift_ == left >> tileShift_ &&
+                           (top + toBottom) >> tileShift_ == top >> tileShift_;
+        return true;
+    }
     template <class Work>
     PXStatus ForEachPiece(const PXRect& rect, Work work);
     static char* PixelsAt(const CImageTile& tile, const PXRect& rect);
@@ -124,6 +148,9 @@ private:
     PXStatus ClearNewParts(const PXRect& rect);
     void SetTileGrid(const PXRect& rect);
     PXStatus KeepPixels(CImageTile* tile, bool* mayWrite);
+    [[gnu::noinline]] PXStatus LockSlowly(const PXRect& rect, void** outPointer,
+                                          int64_t* outRowBytes);
+    [[gnu::noinline]] PXStatus UnlockSlowly(const PXRect& rect, const void* pointer);
     PXStatus GatherRect(const PXRect& rect, void** outPointer);
     PXStatus ScatterRect(const PXRect& rect, const void* pointer);
 
