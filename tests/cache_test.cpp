@@ -479,6 +479,12 @@ TEST_F(Cache, StreamsGiveBackTheImageAndNothingElse)
     EXPECT_TRUE(events.Messages().empty());
 }
 
+#if defined(__has_feature)
+constexpr bool kIsSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kIsSanitized = false;
+#endif
+
 uint64_t ResidentKiB(const char* figure)
 {
     std::ifstream status("/proc/self/status");
@@ -516,11 +522,10 @@ TEST_F(Cache, ThreadsKeepWithinTheMemoryBound)
     constexpr int64_t kBound = kLimit + (kThreads + 1) * kTile;
     EXPECT_GE(uint64_t{kBound}, Statistics().peakBytes);
     EXPECT_GE(kLimit, Statistics().residentBytes);
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__clang__)
     // The buffers of the threads and their stacks, and a huge page that is used in part.
     constexpr uint64_t kOther = uint64_t{kThreads} * kTile + (6 << 20);
-    EXPECT_GE(uint64_t{kBound} + kOther, (ResidentKiB("VmHWM:") - baseline) * 1024);
-#endif
+    const uint64_t grown = (ResidentKiB("VmHWM:") - baseline) * 1024;
+    EXPECT_TRUE(kIsSanitized || grown <= uint64_t{kBound} + kOther) << grown;
 }
 
 TEST_F(Cache, EvictsInTheOrderOfBecomingResident)

@@ -15,7 +15,7 @@
  *   PREFIX/share/pxcore/Profiles       the standard colour profiles
  *   SHARED/color/icc, DATA/icc,
  *   HOME/.color/icc                    the system's colour profiles, sub-folders included
- *   TMP                                above the tile store's folder of each process
+ *   TMPDIR, else /var/tmp              above the tile store's folder of each process: on a disk
  *
  * All functions return a folder URL that the caller owns, whether or not the folder is there, and
  * null when the environment does not tell. Threads: any. */
