@@ -159,7 +159,7 @@ TEST_F(Resources, FailuresSayWhy)
     // Everything, or one property alone.
     const auto read = [&](CFURLRef url, CFTypeRef key = nullptr) {
         code = 7;
-        const auto wanted = ArrayOf({key});
+        const auto wanted = ArrayOf({key ? key : kCFNull});
         const bool isWhole = CFURLCreateDataAndPropertiesFromResource(
             nullptr, url, key ? nullptr : &data, &found, key ? wanted.Get() : nullptr, &code);
         EXPECT_EQ(isWhole, code == 0);

@@ -430,33 +430,24 @@ class Behaviour(ToolTest):
         self.write("in.png", smooth(8, 8, 8, 3))
 
     def test_wrong_arguments_end_with_2_and_a_hint(self):
-        plain = ["convert", "in.png", "out.png"]
-        srgb = [*plain, "--to", "srgb"]
-        rows = [
-            ([], "see"),
-            (["convrt", "in.png", "out.png"], "'convert'"),
-            (["convert"], "see"),
-            (plain, "--to"),
-            ([*plain, "--to"], "--to"),
-            ([*plain, "--to", "adobrgb"], "'adobergb'"),
-            ([*plain, "--to", "Prophoto-22"], "'prophoto22'"),
-            ([*plain, "--to", "AdobeRGB1989.icc"], "'AdobeRGB1998.icc'"),
-            ([*plain, "--to", "zzzzzz"], "prophoto22"),
-            ([*plain, "--to", ""], "prophoto22"),
-            ([*srgb, "--from", "srbg"], "'srgb'"),
-            ([*srgb, "--qualty", "3"], "'--quality'"),
-            ([*srgb, "--quality", "0"], "see"),
-            ([*srgb, "--quality", "high"], "see"),
-            ([*srgb, "--bands", "-1"], "see"),
-            ([*srgb, "--intent", "perceptul"], "'perceptual'"),
-            ([*srgb, "more.png"], "see"),
-            (["convert", "in.png", "out.webp", "--to", "srgb"], ".tif"),
-            (["convert", "in.png", "png", "--to", "srgb"], ".tif"),
-            (["convert", "in.png", "line\nbreak.webp", "--to", "srgb"], ".tif"),
-        ]
-        for arguments, hint in rows:
-            with self.subTest(arguments):
-                done = run(*arguments, cwd=self.folder)
+        plain = "convert in.png out.png"
+        srgb = plain + " --to srgb"
+        rows = {
+            "see": ["", "convert", srgb + " --quality 0", srgb + " --quality high", srgb + " --bands -1", srgb + " more.png"],
+            "'convert'": ["convrt in.png out.png"],
+            "--to": [plain, plain + " --to"],
+            "'adobergb'": [plain + " --to adobrgb"],
+            "'prophoto22'": [plain + " --to Prophoto-22"],
+            "'AdobeRGB1998.icc'": [plain + " --to AdobeRGB1989.icc"],
+            "prophoto22": [plain + " --to zzzzzz", plain + " --to "],
+            "'srgb'": [srgb + " --from srbg"],
+            "'--quality'": [srgb + " --qualty 3"],
+            "'perceptual'": [srgb + " --intent perceptul"],
+            ".tif": [f"convert in.png {name} --to srgb" for name in ("out.webp", "png", "line\nbreak.webp")],
+        }
+        for hint, command in ((hint, command) for hint, commands in rows.items() for command in commands):
+            with self.subTest(command):
+                done = run(*(command.split(" ") if command else ()), cwd=self.folder)
                 self.assertEqual(2, done.returncode, done.stderr)
                 self.assertRegex(done.stderr, ERROR_LINE)
                 self.assertIn(hint, done.stderr)
