@@ -272,6 +272,30 @@ TEST(Log, IgnoresWhatALoggerDoesToTheLog)
     PXLoggerRelease(logger);
 }
 
+// A logger that belongs to the log alone gives its own reference back as soon as it is there.
+TEST(Log, LoggerMayReleaseItselfInEachProcedure)
+{
+    static bool isIn[3];
+    static PXLogger self;
+    static const auto release = [](int in) {
+        if (isIn[in]) PXLoggerRelease(self);
+        isIn[in] = false;
+    };
+    const PXLoggerProcs procs = {[](void*) { release(0); }, [](void*, CFStringRef) { release(1); },
+                                 [](void*) { release(2); }};
+    for (int in = 0; in < 3; ++in) {
+        SCOPED_TRACE(in);
+        isIn[in] = true;
+        self = PXLoggerCreate();
+        EXPECT_EQ(PXStatus{kPXOK}, PXLoggerSetProcs(self, &procs, nullptr));
+        PXLogAddLogger(self);
+        EXPECT_EQ(in == 0 ? 1 : 2, PXLoggerGetRetainCount(self));
+        PXLog(CFSTR("line"));
+        PXLogRemoveLogger(self);
+        EXPECT_FALSE(isIn[in]);
+    }
+}
+
 constexpr PXLogStyle kBare = {1, 0, 0, 0, 0, 4};
 constexpr PXLogStyle kUrgent = {1, 0, 0, 0, 0, 1};
 

@@ -74,6 +74,8 @@ void CBaseLogMgr::ForEachLogger(Call call)
 void CBaseLogMgr::Append(CBaseLogger* logger)
 {
     const LoggerScope scope;
+    // Opening may give the caller's reference back.
+    const auto kept = PXRef<CBaseLogger>::Retain(logger);
     logger->Open();
     CFArrayAppendValue(loggers_.Get(), logger);
     loggerCount_.store(CFArrayGetCount(loggers_.Get()), std::memory_order_relaxed);
