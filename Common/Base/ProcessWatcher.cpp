@@ -50,14 +50,14 @@ ProcessWatcher::Watched* ProcessWatcher::FindChild(uint32_t processId)
     return nullptr;
 }
 
-bool ProcessWatcher::TakeEnded(uint32_t processId, int32_t* exitCode)
+// False, too, when the id is that of another process by now.
+bool ProcessWatcher::FindEnded(uint32_t processId, int32_t* exitCode)
 {
     const auto found = std::find_if(ended_.begin(), ended_.end(), [&](const Ended& ended) {
         return ended.processId == processId;
     });
-    if (found == ended_.end()) return false;
+    if (found == ended_.end() || os::Os().isProcessRunning(processId)) return false;
     *exitCode = found->exitCode;
-    ended_.erase(found);
     return true;
 }
 
@@ -69,8 +69,7 @@ int ProcessWatcher::AddChild(uint32_t processId)
     MutexLocker lock(mutex_);
     // Even if the thread cannot be started now: a later start collects this child, too.
     const int error = Start();
-    int32_t former = 0;
-    (void)TakeEnded(processId, &former);
+    std::erase_if(ended_, [&](const Ended& ended) { return ended.processId == processId; });
     Append({.processId = processId, .process = process, .isChild = true});
     return error;
 }
@@ -85,7 +84,7 @@ int ProcessWatcher::Watch(uint32_t processId, PXProcessTerminationProc procedure
     }
     Watched watched = {.processId = processId, .askers = {{procedure, context}}};
     int32_t exitCode = 0;
-    if (TakeEnded(processId, &exitCode)) {
+    if (FindEnded(processId, &exitCode)) {
         watched.exitCode = exitCode;
     } else if (const int error = os::Os().openProcess(processId, &watched.process)) {
         if (error == ESRCH || !os::Os().isProcessRunning(processId)) return ESRCH;
@@ -161,7 +160,7 @@ void ProcessWatcher::Report(uint64_t serial, int32_t exitCode)
                                         [&](const Watched& each) { return each.serial == serial; });
         ended = std::move(*found);
         watched_.erase(found);
-        if (ended.isChild && ended.askers.empty()) {
+        if (ended.isChild) {
             ended_.push_back({ended.processId, exitCode});
             if (ended_.size() > kMostEnded) ended_.pop_front();
         }

@@ -51,14 +51,14 @@ private:
     int Start() PX_REQUIRES_LOCK(mutex_);
     void Append(Watched watched) PX_REQUIRES_LOCK(mutex_);
     Watched* FindChild(uint32_t processId) PX_REQUIRES_LOCK(mutex_);
-    bool TakeEnded(uint32_t processId, int32_t* exitCode) PX_REQUIRES_LOCK(mutex_);
+    bool FindEnded(uint32_t processId, int32_t* exitCode) PX_REQUIRES_LOCK(mutex_);
 
     Mutex mutex_;
     os::File wake_ PX_GUARDED_BY(mutex_) = os::kNoFile;
     bool isRunning_ PX_GUARDED_BY(mutex_) = false;
     uint64_t nextSerial_ PX_GUARDED_BY(mutex_) = 0;
     std::vector<Watched> watched_ PX_GUARDED_BY(mutex_);
-    std::deque<Ended> ended_ PX_GUARDED_BY(mutex_);  // children that nobody asked about
+    std::deque<Ended> ended_ PX_GUARDED_BY(mutex_);  // our last children, for late askers
 };
 
 }  // namespace px
