@@ -146,7 +146,8 @@ PX_API PXStatus PXProcessOpenFrameworkAgain(CFStringRef name, PXModule* outModul
 /* 1005 for null and for what is no module. */
 PX_API PXStatus PXProcessUnloadDylib(PXModule module) PX_NOEXCEPT;
 /* The address of an exported function: of any module that the process started with, or of one
- * module. Null when there is none of that name; not logged, as callers ask to find out. */
+ * module. Null when there is none of that name and for what is no module; not logged, as callers
+ * ask to find out. */
 PX_API void* PXProcessGetFunctionPointForName(CFStringRef name) PX_NOEXCEPT; /* sic */
 PX_API void* PXProcessGetDylibFunctionPointForName(PXModule module,
                                                    CFStringRef name) PX_NOEXCEPT; /* sic */

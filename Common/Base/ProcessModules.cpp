@@ -1,6 +1,8 @@
 // Modules, symbols, the stack and memory from the system.
 
 #include "Base/Folders.h"
+#include "Base/Mutex.h"
+#include "Base/NeverDestroyed.h"
 #include "Base/PXProcess.h"
 #include "Base/Platform/Platform.h"
 #include "Base/Status.h"
@@ -8,6 +10,7 @@
 
 #include <cerrno>
 #include <string>
+#include <unordered_map>
 
 namespace {
 
@@ -15,10 +18,43 @@ constexpr char kEventSource[] = "PXProcess";
 constexpr size_t kMaxPath = 4096;
 constexpr size_t kMostFrames = 128;
 
-PXModule ToHandle(px::os::Module module)
-{
-    return reinterpret_cast<PXModule>(module);
-}
+// The modules that are out and how often each: the system's loader follows any pointer it is given,
+// so that only these may reach it.
+class OpenModules {
+public:
+    static OpenModules& Shared()
+    {
+        static px::NeverDestroyed<OpenModules> modules;
+        return *modules;
+    }
+
+    PXModule Add(px::os::Module module)
+    {
+        px::MutexLocker lock(mutex_);
+        ++counts_[module];
+        return reinterpret_cast<PXModule>(module);
+    }
+
+    // False for what is no module.
+    bool Remove(PXModule module)
+    {
+        px::MutexLocker lock(mutex_);
+        const auto found = counts_.find(reinterpret_cast<px::os::Module>(module));
+        if (found == counts_.end()) return false;
+        if (--found->second == 0) counts_.erase(found);
+        return true;
+    }
+
+    bool Has(PXModule module)
+    {
+        px::MutexLocker lock(mutex_);
+        return counts_.contains(reinterpret_cast<px::os::Module>(module));
+    }
+
+private:
+    px::Mutex mutex_;
+    std::unordered_map<px::os::Module, uint32_t> counts_ PX_GUARDED_BY(mutex_);
+};
 
 int OpenByName(const std::string& name, bool onlyLoaded, px::os::Module* module)
 {
@@ -47,7 +83,7 @@ PXStatus OpenFramework(CFStringRef name, bool onlyLoaded, PXModule* outModule)
     px::os::Module module = 0;
     if (const int error = OpenByName(text, onlyLoaded, &module))
         return PX_FAIL(px::os::StatusOf(error));
-    *outModule = ToHandle(module);
+    *outModule = OpenModules::Shared().Add(module);
     return kPXOK;
 }
 
@@ -68,7 +104,7 @@ PXStatus PXProcessLoadDylib(CFURLRef url, PXModule* outModule) noexcept
     px::os::Module module = 0;
     if (const int error = px::os::Os().openModule(path.c_str(), false, &module))
         return PX_FAIL(px::os::StatusOf(error));
-    *outModule = ToHandle(module);
+    *outModule = OpenModules::Shared().Add(module);
     return kPXOK;
 }
 
@@ -84,7 +120,7 @@ PXStatus PXProcessOpenFrameworkAgain(CFStringRef name, PXModule* outModule) noex
 
 PXStatus PXProcessUnloadDylib(PXModule module) noexcept
 {
-    PX_REQUIRE(module);
+    PX_REQUIRE(OpenModules::Shared().Remove(module));
     PX_REQUIRE(px::os::Os().closeModule(reinterpret_cast<px::os::Module>(module)) == 0);
     return kPXOK;
 }
@@ -96,8 +132,8 @@ void* PXProcessGetFunctionPointForName(CFStringRef name) noexcept
 
 void* PXProcessGetDylibFunctionPointForName(PXModule module, CFStringRef name) noexcept
 {
-    // A null module would search the whole process.
-    return module ? FindFunction(reinterpret_cast<px::os::Module>(module), name) : nullptr;
+    if (!OpenModules::Shared().Has(module)) return nullptr;
+    return FindFunction(reinterpret_cast<px::os::Module>(module), name);
 }
 
 void* PXProcessAllocateVirtualMemory(uint64_t sizeBytes) noexcept
