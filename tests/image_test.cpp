@@ -511,6 +511,34 @@ TEST(Image, RefusesRectanglesThatAreNotItsOwn)
     PXImageRelease(image);
 }
 
+// Two kinds of images from one pool, counted while they come and go.
+TEST(ImageThreads, PoolAndCensusKeepTheirCounts)
+{
+    PXImageSetDefaultDataSourceType(kPXDataSourceMemory);
+    PXImageSetLogObjectUse(true);
+    PXImagePool pool = PXImagePoolCreate();
+    EXPECT_EQ(PXStatus{kPXOK}, PXImagePoolUpdate(pool, 1, {0, 0, 2, 2}, 8, 1, 0, 0));
+    std::vector<std::thread> threads;
+    for (int32_t planes = 1; planes <= 4; ++planes) {
+        threads.emplace_back([pool, planes] {
+            for (int step = 0; step < 300; ++step) {
+                PXImage image = nullptr;
+                EXPECT_EQ(PXStatus{kPXOK},
+                          PXImagePoolUpdate(pool, 3, {0, 0, 2, 2}, 8, planes / 2 + 1, 0, 0));
+                EXPECT_EQ(PXStatus{kPXOK}, PXImagePoolAcquire(pool, &image));
+                if (step % 64 == 0) PXImageDumpImageReport();
+                PXImageRelease(image);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_GE(3 + 4, PXImageGetTotalImages());
+    PXImagePoolRelease(pool);
+    EXPECT_EQ(0, PXImageGetTotalImages());
+    PXImageSetLogObjectUse(false);
+    PXImageSetDefaultDataSourceType(kPXDataSourceTiled);
+}
+
 TEST(ImageThreads, CountIsExactUnderContention)
 {
     PXImage image = MakeInMemory({0, 0, 1, 1}, 8, 1);
