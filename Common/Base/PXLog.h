@@ -8,7 +8,9 @@
  * Messages may hold anything: line feeds and zeros go through as they are.
  *
  * Threads: everything may be called from any thread, also at first use. Loggers are called with the
- * log's lock held; what they log or change in the log themselves is ignored and counted. */
+ * log's lock held; what they log or change in the log themselves is ignored and counted, and such a
+ * call still returns 0. After fork() the child of a process with several threads must not log
+ * before it calls exec: another thread may have held the log's lock. */
 
 #include <stdint.h>
 
@@ -111,8 +113,9 @@ PX_API int32_t PXLoggerGetRetainCount(PXLogger logger) PX_NOEXCEPT;
 /* A logger that appends lines to a file, made when missing. A line reaches the system at once when
  * its level is 1, else a second later at most, and before the process exits or the logger is
  * removed; a process that dies without exit() loses that second. Several processes may write to one
- * file. Lines that cannot be written (full disk, missing folder) are dropped; as soon as the file
- * takes bytes again it says how many are missing: "[12 lines are missing here: …]".
+ * file. Lines that cannot be written (full disk, missing folder) are dropped; with the
+ * next line after the file takes bytes again it says how many are missing: "[12 lines are missing
+ * here: …]".
  * Null (logged: 1005) when the URL names no file. */
 PX_API PXLogger PXLoggerCreateFile(CFURLRef url) PX_NOEXCEPT;
 

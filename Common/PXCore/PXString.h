@@ -11,7 +11,8 @@
 //
 // Needles come in five types: CFStringRef, PXString, zero-terminated units, UTF-8 and a single
 // unit. Searches compare literally, or by full case folding unless `caseSensitive`. An empty needle
-// is found nowhere, yet every string ends with it.
+// is found nowhere, yet every string ends with it. Comparisons take objects only, since a literal
+// could mean either conversion: write CFSTR("text") or PXString("text").
 
 #include <deque>
 

@@ -67,7 +67,7 @@ public:
     PXVariant(const std::vector<int>& value);
     // Holds one reference; a null object gives the tag of an object with a null value.
     PXVariant(CBaseCore* value);
-    // Any other pointer would pass for a bool.
+    // Any other pointer would pass for a bool. Text is given as PXVariant(PXString("text")).
     template <class T>
     requires(!std::is_convertible_v<T*, CBaseCore*>) PXVariant(T* pointer)
     = delete;
@@ -102,8 +102,9 @@ public:
     // References to the value, valid until this variant is assigned, cleared or destroyed. They
     // follow the block pointer without any check: ask for the kind that the tests confirm, or use
     // the tryGet functions. Between kinds of plain numbers and records a wrong question is defined:
-    // it gives the other kind's bytes, with zeros behind them. The value lies outside this object,
-    // so that a constant variant lends it as well.
+    // it gives the other kind's bytes, with zeros behind them (a bool must then not be read from a
+    // byte other than 0 and 1). The value lies outside this object, so that a constant variant
+    // lends it as well.
     virtual uint8_t& uint8Value() const noexcept;
     virtual uint16_t& uint16Value() const noexcept;
     virtual int16_t& int16Value() const noexcept;

@@ -18,7 +18,8 @@ CF_EXPORT UInt32 PXCFGetVersion(void);
 // copy it to see whether it is still the same.
 CF_EXPORT UInt32 PXCFTimeZoneGetDefaultSeed(void);
 
-// True when the dictionary holds its keys and values as objects: those may be asked for their class.
+// True when the dictionary holds its keys and values as objects: those may be asked for their
+// class.
 CF_EXPORT Boolean PXCFDictionaryHoldsObjects(CFDictionaryRef theDict);
 
 // True, with the value stored, when the number is exactly an integer of 0 … 2^64 - 1.
