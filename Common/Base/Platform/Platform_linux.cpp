@@ -1,10 +1,10 @@
 #include "Base/Platform/Platform.h"
 #include "Base/Platform/Platform_linux_accelerate.h"
+#include "Base/Platform/Platform_linux_calls.h"
 #include "Base/Platform/Platform_linux_entries.h"
 #include "Base/Platform/Platform_linux_process.h"
-#include "Base/Platform/Platform_linux_waits.h"
-
 #include "Base/Platform/Platform_linux_values.h"
+#include "Base/Platform/Platform_linux_waits.h"
 
 #include <dirent.h>
 #include <dlfcn.h>
@@ -27,27 +27,6 @@
 namespace px::os {
 
 namespace {
-
-int ErrorIf(bool failed)
-{
-    return failed ? errno : 0;
-}
-
-// Repeats a call that a signal interrupted.
-template <class Call>
-auto Retry(Call call)
-{
-    decltype(call()) result;
-    do {
-        result = call();
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
-int Fd(File file)
-{
-    return static_cast<int>(file);
-}
 
 int OpenFile(const char* path, OpenMode mode, File* file)
 {
@@ -122,17 +101,6 @@ int CloseFile(File file)
 {
     // A close interrupted by a signal has closed the descriptor all the same.
     return close(Fd(file)) < 0 && errno != EINTR ? errno : 0;
-}
-
-FileFacts FactsFrom(const struct stat& facts)
-{
-    FileFacts result;
-    result.size = facts.st_size;
-    result.modifiedSeconds = facts.st_mtim.tv_sec;
-    result.permissions = facts.st_mode & 0777U;
-    result.isFolder = S_ISDIR(facts.st_mode);
-    result.isRegular = S_ISREG(facts.st_mode);
-    return result;
 }
 
 int FactsOfFile(File file, FileFacts* facts)

@@ -1,4 +1,5 @@
 #include "Base/Platform/Platform_linux_entries.h"
+#include "Base/Platform/Platform_linux_calls.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -14,27 +15,6 @@ namespace px::os {
 
 namespace {
 
-int Fd(File file)
-{
-    return static_cast<int>(file);
-}
-
-int ErrorIf(bool failed)
-{
-    return failed ? errno : 0;
-}
-
-// Repeats a call that a signal interrupted.
-template <class Call>
-auto Retry(Call call)
-{
-    decltype(call()) result;
-    do {
-        result = call();
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
 int Opened(int descriptor, File* file)
 {
     if (descriptor < 0) return errno;
@@ -42,14 +22,10 @@ int Opened(int descriptor, File* file)
     return 0;
 }
 
-EntryFacts FactsFrom(const struct stat& found)
+EntryFacts EntryFactsFrom(const struct stat& found)
 {
     EntryFacts facts;
-    facts.file.size = found.st_size;
-    facts.file.modifiedSeconds = found.st_mtim.tv_sec;
-    facts.file.permissions = found.st_mode & 0777U;
-    facts.file.isFolder = S_ISDIR(found.st_mode);
-    facts.file.isRegular = S_ISREG(found.st_mode);
+    facts.file = FactsFrom(found);
     facts.isOurs = found.st_uid == geteuid();
     facts.links = found.st_nlink;
     facts.volume = found.st_dev;
@@ -133,7 +109,7 @@ int FactsAt(File folder, const char* name, EntryFacts* facts)
 {
     struct stat found;
     if (fstatat(Fd(folder), name, &found, AT_SYMLINK_NOFOLLOW) < 0) return errno;
-    *facts = FactsFrom(found);
+    *facts = EntryFactsFrom(found);
     return 0;
 }
 
@@ -141,7 +117,7 @@ int FactsOfEntry(File file, EntryFacts* facts)
 {
     struct stat found;
     if (fstat(Fd(file), &found) < 0) return errno;
-    *facts = FactsFrom(found);
+    *facts = EntryFactsFrom(found);
     return 0;
 }
 
