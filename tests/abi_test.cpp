@@ -10,6 +10,7 @@
 #include "PXCore/PXDictionary.h"
 #include "PXCore/PXImage.h"
 #include "PXCore/PXImageAccess.h"
+#include "PXCore/PXPreset.h"
 #include "PXCore/PXString.h"
 #include "PXCore/PXVariant.h"
 #include "CoreFoundation/CFString.h"
@@ -45,6 +46,8 @@ static_assert(sizeof(PXString) == sizeof(void*) && !std::is_polymorphic_v<PXStri
 static_assert(sizeof(PXVariant) == 3 * sizeof(void*));
 static_assert(sizeof(PXVariantPointerContainer) == sizeof(CBaseCore) + sizeof(void*));
 static_assert(sizeof(PXDictionary) == 6 * sizeof(void*));
+static_assert(sizeof(PXPresetData) == sizeof(PXDictionary));
+static_assert(sizeof(PXPreset) == 3 * sizeof(void*) && sizeof(PXPresetFactory) == sizeof(void*));
 
 // Calls a virtual function through its slot, as a caller compiled long ago does. The destructor
 // takes the first two.
@@ -130,6 +133,50 @@ TEST(Abi, DictionariesKeepTheirFields)
     EXPECT_EQ(keys, fields[3]);
     EXPECT_EQ(values, fields[4]);
     EXPECT_EQ(1, reinterpret_cast<const char*>(&dictionary)[40]);
+}
+
+// Tells which of its virtual functions was called.
+class SlotPreset final : public PXPreset {
+public:
+    char called = 0;
+
+private:
+    void initializePresetData() override { called = 'z'; }
+    PXStatus initWithPresetData(CFDictionaryRef) override { return Called('i'); }
+    void reservedOperation() override { called = 'r'; }
+    CFDictionaryRef presetData() override
+    {
+        called = 'p';
+        return nullptr;
+    }
+    PXStatus applyToImage(PXImage, PXImage, int32_t, PXImage, PXImage, PXRect, int32_t) override
+    {
+        return Called('a');
+    }
+    void deletePreset() override { called = 'd'; }
+    bool isFactoryPreset() override { return Called('f') != 0; }
+    void addModuleData(CFMutableDictionaryRef) override { called = 'm'; }
+    PXStatus initWithPresetRawData(CFDataRef) override { return Called('w'); }
+    PXStatus Called(char name)
+    {
+        called = name;
+        return 1;
+    }
+};
+
+TEST(Abi, PresetsKeepTheirSlots)
+{
+    SlotPreset preset;
+    std::string called;
+    const auto call = [&](void* object, size_t slot) {
+        CallSlot<int>(object, slot, nullptr, nullptr, nullptr, nullptr, nullptr, 0L, 0L);
+        called += preset.called;
+    };
+    PXPreset* asPreset = &preset;
+    PXPresetModule* asModule = &preset;
+    for (size_t slot = 2; slot < 10; ++slot) call(asPreset, slot);
+    for (size_t slot = 2; slot < 4; ++slot) call(asModule, slot);
+    EXPECT_EQ("irpadfmwza", called);
 }
 
 TEST(Abi, BlittersKeepTheirSlots)

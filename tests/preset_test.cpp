@@ -1,0 +1,171 @@
+#include "PXCore/PXPreset.h"
+#include "PXCore/PXUtils.h"
+#include "support/ValueTest.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+using px::test::DataOf;
+using px::test::DictionaryOf;
+using px::test::EventLog;
+using px::test::Number;
+using px::test::Owned;
+using px::test::Text;
+using px::test::Utf8Of;
+using px::test::ValueTest;
+using testing::ElementsAre;
+
+class Preset : public ValueTest {};
+
+// The keys that a preset holds, sorted.
+std::vector<std::string> KeysOf(CFDictionaryRef dictionary)
+{
+    std::vector<std::string> keys;
+    CFDictionaryApplyFunction(
+        dictionary,
+        [](const void* key, const void*, void* to) {
+            static_cast<std::vector<std::string>*>(to)->push_back(
+                Utf8Of(static_cast<CFStringRef>(key)));
+        },
+        &keys);
+    std::sort(keys.begin(), keys.end());
+    return keys;
+}
+
+TEST_F(Preset, StartsEmptyAndAnswersDefaults)
+{
+    PXPreset preset;
+    EXPECT_EQ(0, CFDictionaryGetCount(preset.presetData()));
+    EXPECT_TRUE(preset.name().isEmpty() && preset.author().isEmpty());
+    EXPECT_TRUE(preset.description().isEmpty() && !preset.isFactoryPreset());
+    EXPECT_EQ(0, preset.customSortOrder() + preset.properties());
+}
+
+TEST_F(Preset, ReadsTheCommonKeysByTheirRules)
+{
+    const auto nested = DictionaryOf({{CFSTR("presetName"), CFSTR("inner")}});
+    const struct {
+        const char* name;
+        Owned<CFMutableDictionaryRef> dictionary;
+        std::vector<std::string> keys;
+        const char* presetName;
+    } rows[] = {
+        {"all",
+         DictionaryOf({{CFSTR("presetName"), CFSTR("Dusk")},
+                       {CFSTR("author"), CFSTR("A")},
+                       {CFSTR("description"), CFSTR("")},
+                       {CFSTR("isFactoryPreset"), kCFBooleanTrue},
+                       {CFSTR("sortOrder"), Number(int64_t{-4})},
+                       {CFSTR("properties"), Number(int64_t{6})}}),
+         {"author", "description", "isFactoryPreset", "presetName", "properties", "sortOrder"},
+         "Dusk"},
+        {"false and zeros",
+         DictionaryOf({{CFSTR("isFactoryPreset"), kCFBooleanFalse},
+                       {CFSTR("sortOrder"), Number(int64_t{0})},
+                       {CFSTR("properties"), Number(int64_t{0})}}),
+         {},
+         ""},
+        {"nested alone counts",
+         DictionaryOf({{CFSTR("presetName"), CFSTR("outer")},
+                       {CFSTR("author"), CFSTR("outer")},
+                       {CFSTR("presetCommonData"), nested}}),
+         {"presetName"},
+         "inner"},
+        {"other kinds",
+         DictionaryOf({{CFSTR("presetName"), Number(int64_t{1})},
+                       {CFSTR("isFactoryPreset"), Number(int64_t{1})},
+                       {CFSTR("sortOrder"), CFSTR("3")},
+                       {CFSTR("presetCommonData"), CFSTR("none")},
+                       {CFSTR("author"), CFSTR("B")},
+                       {CFSTR("unknown"), CFSTR("left to the module")}}),
+         {"author"},
+         ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        PXPreset preset;
+        EXPECT_EQ(PXStatus{kPXOK}, preset.initWithPresetData(row.dictionary));
+        EXPECT_EQ(row.keys, KeysOf(preset.presetData()));
+        EXPECT_EQ(row.presetName, Utf8Of(preset.name()));
+        // What is absent changes nothing.
+        EXPECT_EQ(PXStatus{kPXOK}, preset.initWithPresetData(DictionaryOf({})));
+        EXPECT_EQ(row.keys, KeysOf(preset.presetData()));
+        const PXPreset copy(preset);
+        EXPECT_EQ(row.presetName, Utf8Of(copy.name()));
+    }
+}
+
+TEST_F(Preset, ReadsRawDataOrChangesNothing)
+{
+    PXPreset preset;
+    preset.setName(PXString("before"));
+    EventLog events;
+    for (const char* bad : {"", "<plist><array/></plist>", "<plist><dict><key>presetName</key>"}) {
+        SCOPED_TRACE(bad);
+        EXPECT_EQ(PXStatus{kPXErrCreate}, preset.initWithPresetRawData(DataOf(bad)));
+    }
+    EXPECT_EQ(3, events.Count(1002));
+    EXPECT_THAT(events.Messages()[0], testing::EndsWith(" of PXPreset"));
+    EXPECT_EQ("before", Utf8Of(preset.name()));
+    EXPECT_EQ(PXStatus{kPXOK}, preset.initWithPresetRawData(DataOf(
+                                   "<plist><dict><key>presetName</key><string>after</string>"
+                                   "<key>sortOrder</key><integer>9</integer></dict></plist>")));
+    EXPECT_EQ("after", Utf8Of(preset.name()));
+    EXPECT_EQ(9, preset.customSortOrder());
+}
+
+TEST_F(Preset, LendsItsOwnDictionaryToModulesUntilItGoes)
+{
+    const auto module = DictionaryOf({});
+    auto preset = std::make_unique<PXPreset>();
+    preset->setFactoryPreset(true);
+    preset->addModuleData(module);
+    CFDictionaryRef nested = PXUtilsCFDictionaryGetCFDictionary(module, CFSTR("presetCommonData"));
+    EXPECT_EQ(preset->presetData(), nested);
+    preset->setAuthor(PXString("later"));
+    EXPECT_THAT(KeysOf(nested), ElementsAre("author", "isFactoryPreset"));
+    preset->deletePreset();
+    preset.release();
+    EXPECT_EQ(0, CFDictionaryGetCount(nested));
+}
+
+TEST_F(Preset, RefusesNullAndWorkThatIsAModules)
+{
+    PXPreset preset;
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, preset.initWithPresetData(nullptr));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, preset.initWithPresetRawData(nullptr));
+    preset.addModuleData(nullptr);
+    EXPECT_EQ(3, events.Count(1005));
+    EXPECT_EQ(PXStatus{kPXErrNotSupported},
+              preset.applyToImage(nullptr, nullptr, 0, nullptr, nullptr, {}, 0));
+    EXPECT_EQ(1, events.Count(1025));
+}
+
+TEST_F(Preset, DataCopiesTexts)
+{
+    PXPresetData own;
+    PXString text("one");
+    own.setPXStringValue(CFSTR("key"), text);
+    text += "two";
+    EXPECT_EQ("one", Utf8Of(own.getPXStringValue(CFSTR("key"), text)));
+    EXPECT_EQ("onetwo", Utf8Of(own.getPXStringValue(CFSTR("absent"), text)));
+    own.setIntValue(CFSTR("number"), 1);
+    EXPECT_EQ("onetwo", Utf8Of(own.getPXStringValue(CFSTR("number"), text)));
+    const Owned<CFMutableDictionaryRef> copy(own.copyPresetData());
+    EXPECT_NE(own.getPresetData(), copy.Get());
+    EventLog events;
+    PXPresetData reader(static_cast<CFDictionaryRef>(copy.Get()));
+    EXPECT_EQ(nullptr, reader.getMutablePresetData());
+    reader.setPXStringValue(CFSTR("key"), text);
+    own.setPXStringValue(CFSTR("key"), PXString("\xFF"));
+    EXPECT_EQ(2, events.Count(1005));
+    EXPECT_EQ("one", Utf8Of(reader.getPXStringValue(CFSTR("key"), text)));
+    EXPECT_EQ("one", Utf8Of(own.getPXStringValue(CFSTR("key"), text)));
+}
+
+}  // namespace
