@@ -6,6 +6,7 @@
 #include "Base/TaskQueue.h"
 #include "Base/Task.h"
 #include "PXAccelerate/PXBlitter.h"
+#include "PXCore/PXColor.h"
 #include "PXCore/PXColorProfile.h"
 #include "PXCore/PXDictionary.h"
 #include "PXCore/PXImage.h"
@@ -46,6 +47,7 @@ static_assert(sizeof(PXString) == sizeof(void*) && !std::is_polymorphic_v<PXStri
 static_assert(sizeof(PXVariant) == 3 * sizeof(void*));
 static_assert(sizeof(PXVariantPointerContainer) == sizeof(CBaseCore) + sizeof(void*));
 static_assert(sizeof(PXDictionary) == 6 * sizeof(void*));
+static_assert(sizeof(PXColor) == 2 * sizeof(void*));
 static_assert(sizeof(PXPresetData) == sizeof(PXDictionary));
 static_assert(sizeof(PXPreset) == 3 * sizeof(void*) && sizeof(PXPresetFactory) == sizeof(void*));
 
@@ -177,6 +179,32 @@ TEST(Abi, PresetsKeepTheirSlots)
     for (size_t slot = 2; slot < 10; ++slot) call(asPreset, slot);
     for (size_t slot = 2; slot < 4; ++slot) call(asModule, slot);
     EXPECT_EQ("irpadfmwza", called);
+}
+
+TEST(Abi, ColoursKeepTheirSlots)
+{
+    PXColor colour;
+    EXPECT_TRUE(CallSlot<bool>(&colour, 2));
+    for (int32_t channel = 0; channel < 4; ++channel)
+        CallSlot<void>(&colour, 13 + static_cast<size_t>(channel), 10 + channel);
+    for (int32_t channel = 0; channel < 4; ++channel) {
+        const auto slot = static_cast<size_t>(channel);
+        EXPECT_EQ(10 + channel, CallSlot<int32_t>(&colour, 4 + slot));
+        EXPECT_EQ(static_cast<float>((10 + channel) / 255.0), CallSlot<float>(&colour, 8 + slot));
+    }
+    CallSlot<void>(&colour, 17, 1, 2, 3, 4);
+    EXPECT_TRUE(colour == PXColor(1, 2, 3, 4));
+    CallSlot<void>(&colour, 3);
+    PXColor other(5, 6, 7, 8);
+    EXPECT_TRUE(CallSlot<bool>(&colour, 20, &other) && !CallSlot<bool>(&colour, 19, &other));
+    CallSlot<void*>(&colour, 18, &other);
+    EXPECT_TRUE(colour == other);
+    const void* dictionary = CallSlot<const void*>(&other, 22);
+    colour.clear();
+    EXPECT_EQ(0, CallSlot<int>(&colour, 21, dictionary));
+    EXPECT_TRUE(colour == other);
+    CallSlot<void>(&colour, 23);
+    EXPECT_FALSE(colour.isValid());
 }
 
 TEST(Abi, BlittersKeepTheirSlots)

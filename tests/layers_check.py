@@ -19,7 +19,7 @@ LAYERS = [
     ("Base/Server", 4), ("Base/", 2),
     ("PXAccelerate/", 4),
     ("Image/", 5),
-    ("PXCore/PXGeometry", 3), ("PXCore/PXString", 3), ("PXCore/PXVariant", 3), ("PXCore/ColorKind", 3),
+    ("PXCore/PXGeometry", 3), ("PXCore/PXString", 3), ("PXCore/PXVariant", 3),
     ("PXCore/PXDictionary", 3), ("PXCore/PXUtils", 3), ("PXCore/PXPresetData", 3), ("PXCore/PXPreset.", 3),
     ("PXCore/PXBezierCurve", 3), ("PXCore/PXColor.", 3),
     # The interface headers that layer 5 implements are declarations over the vocabulary.

@@ -1,3 +1,4 @@
+#include "PXCore/PXColor.h"
 #include "PXCore/PXPreset.h"
 #include "PXCore/PXUtils.h"
 #include "support/ValueTest.h"
@@ -166,6 +167,66 @@ TEST_F(Preset, DataCopiesTexts)
     EXPECT_EQ(2, events.Count(1005));
     EXPECT_EQ("one", Utf8Of(reader.getPXStringValue(CFSTR("key"), text)));
     EXPECT_EQ("one", Utf8Of(own.getPXStringValue(CFSTR("key"), text)));
+}
+
+class ColorValue : public ValueTest {};
+
+TEST_F(ColorValue, ReadsDefaultsFromAnEmptyDictionary)
+{
+    PXColor colour;
+    EXPECT_TRUE(colour.isValid() && colour == PXColor(0, 0, 0, 255));
+    EXPECT_EQ(1.0F, colour.alphaF());
+    EXPECT_THAT(KeysOf(colour.presetData()), ElementsAre("qColorVersion"));
+    EXPECT_EQ(1, PXUtilsCFDictionaryGetValueInt(colour.presetData(), PXColor::kVersionKey));
+}
+
+TEST_F(ColorValue, StoresChannelsAsGiven)
+{
+    PXColor colour(300, -1, INT32_MIN, 51);
+    EXPECT_EQ(300, PXUtilsCFDictionaryGetValueInt(colour.presetData(), CFSTR("red")));
+    EXPECT_EQ(300, colour.red());
+    EXPECT_EQ(static_cast<float>(300 / 255.0), colour.redF());
+    const PXVec3F rgb = colour.rgbF();
+    EXPECT_EQ(static_cast<float>(-1 / 255.0), rgb.y);
+    EXPECT_EQ(static_cast<float>(INT32_MIN / 255.0), rgb.z);
+    EXPECT_EQ(0.2F, colour.alphaF());
+    colour.clear();
+    EXPECT_TRUE(colour == PXColor());
+    EXPECT_THAT(KeysOf(colour.presetData()),
+                ElementsAre("alpha", "blue", "green", "qColorVersion", "red"));
+}
+
+TEST_F(ColorValue, TakesOverChannelsAlone)
+{
+    const auto given = DictionaryOf({{CFSTR("green"), Number(int64_t{7})},
+                                     {CFSTR("qColorVersion"), Number(int64_t{99})},
+                                     {CFSTR("presetName"), CFSTR("Moss")}});
+    PXColor colour(1, 2, 3, 4);
+    EXPECT_EQ(PXStatus{kPXOK}, colour.initWithPresetData(given));
+    EXPECT_TRUE(colour == PXColor(0, 7, 0, 255) && !(colour != PXColor(0, 7, 0, 255)));
+    EXPECT_FALSE(colour.presetData() == given.Get());
+    EXPECT_EQ(0, CFDictionaryContainsKey(colour.presetData(), CFSTR("presetName")));
+    EXPECT_EQ(PXStatus{kPXOK}, colour.initWithPresetData(colour.presetData()));
+    PXColor copy(colour);
+    EXPECT_TRUE(copy == colour && !(copy != colour));
+    copy = *&copy;
+    copy.setAlpha(3);
+    EXPECT_TRUE(copy != colour);
+}
+
+TEST_F(ColorValue, IsInvalidWithoutItsDictionary)
+{
+    PXColor colour(1, 2, 3, 4);
+    colour.deletePreset();
+    EXPECT_FALSE(colour.isValid());
+    EXPECT_EQ(nullptr, colour.presetData());
+    EXPECT_TRUE(colour == PXColor());
+    EventLog events;
+    colour.setRed(5);
+    EXPECT_EQ(1, events.Count(1003));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, colour.initWithPresetData(nullptr));
+    EXPECT_EQ(1, events.Count(1005));
+    EXPECT_TRUE(PXColor(colour).isValid());
 }
 
 }  // namespace

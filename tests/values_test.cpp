@@ -1,4 +1,4 @@
-#include "PXCore/ColorKind.h"
+#include "PXCore/PXColor.h"
 #include "PXCore/PXDictionary.h"
 #include "PXCore/PXString.h"
 #include "PXCore/PXUtils.h"
@@ -16,16 +16,6 @@
 #include <map>
 #include <memory>
 #include <random>
-
-class PXColor {
-public:
-    explicit PXColor(int number) : value(number) { ++live; }
-    PXColor(const PXColor& other) : value(other.value) { ++live; }
-    ~PXColor() { --live; }
-
-    int value;
-    static inline int live = 0;
-};
 
 namespace {
 
@@ -444,30 +434,21 @@ TEST_F(VariantValue, ClearsWithoutForgetting)
     ExpectKind(probe, 19);
 }
 
-TEST_F(VariantValue, TakesColoursOnceTheyAreKnown)
+TEST_F(VariantValue, HoldsColoursByTheirChannels)
 {
-    const px::ColorKind kind = {[](const PXColor& color) { return new PXColor(color); },
-                                [](PXColor* color) { delete color; }};
-    const PXColor colour(3);
-    EventLog events;
-    Probe without(uint32_t{18});
-    without.createPXColor(colour);
-    EXPECT_EQ(1, events.Count(1025));
+    PXColor colour(1, -2, 300, 4);
+    colour.presetData();
+    const PXVariant first(colour);
+    colour.clear();
+    const PXVariant copy(first);
+    ExpectKind(copy, 18);
     const PXColor* lent = nullptr;
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, without.tryGetColor(&lent));
-    px::SetColorKind(&kind);
-    {
-        Probe made(uint32_t{18});
-        made.createPXColor(colour);
-        const PXVariant copy(made);
-        ExpectKind(copy, 18);
-        EXPECT_EQ(3, PXColor::live);
-        EXPECT_EQ(PXStatus{kPXOK}, copy.tryGetColor(&lent));
-        EXPECT_EQ(3, lent->value);
-        EXPECT_EQ(lent, &copy.colorValue());
-    }
-    px::SetColorKind(nullptr);
-    EXPECT_EQ(1, PXColor::live);
+    EXPECT_EQ(PXStatus{kPXOK}, copy.tryGetColor(&lent));
+    EXPECT_EQ(lent, &copy.colorValue());
+    EXPECT_TRUE(*lent == PXColor(1, -2, 300, 4));
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, Probe(uint32_t{18}).tryGetColor(&lent));
+    EXPECT_EQ(1, events.Count(1005));
 }
 
 TEST_F(DictionaryValue, EmptiesOnlyWhatItMade)

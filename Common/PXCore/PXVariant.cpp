@@ -1,6 +1,6 @@
 #include "PXCore/PXVariant.h"
 
-#include "PXCore/ColorKind.h"
+#include "PXCore/PXColor.h"
 #include "Base/Status.h"
 
 #include <algorithm>
@@ -33,14 +33,7 @@ PXStatus Copy(bool isKind, const void* block, T* out)
     return kPXOK;
 }
 
-const px::ColorKind* colorKind = nullptr;
-
 }  // namespace
-
-void px::SetColorKind(const ColorKind* kind)
-{
-    colorKind = kind;
-}
 
 // Tag, names and types of the kinds whose value is a number or a plain record.
 #define PX_PLAIN_KINDS(X)                                                                       \
@@ -89,6 +82,11 @@ PX_PLAIN_KINDS(PX_PLAIN_KIND)
 #undef PX_PLAIN_KIND
 
 PXVariant::PXVariant() noexcept = default;
+
+PXVariant::PXVariant(const PXColor& value) : tag_(kPXVariantColor)
+{
+    PXVariant::createPXColor(value);
+}
 
 PXVariant::PXVariant(const PXString& value) : tag_(kPXVariantString)
 {
@@ -177,11 +175,7 @@ CBaseCore*& PXVariant::objectPtrValue() const noexcept
 
 void PXVariant::createPXColor(const PXColor& value)
 {
-    block_ = nullptr;
-    if (colorKind)
-        block_ = colorKind->copy(value);
-    else
-        PX_FAIL(kPXErrNotSupported);
+    block_ = new PXColor(value);
 }
 
 void PXVariant::createPXString(const PXString& value)
@@ -254,7 +248,7 @@ void PXVariant::clear() noexcept
         case kPXVariantEmpty:
             break;
         case kPXVariantColor:
-            if (block_) colorKind->destroy(static_cast<PXColor*>(block_));
+            delete static_cast<PXColor*>(block_);
             break;
         case kPXVariantString:
             delete static_cast<PXString*>(block_);

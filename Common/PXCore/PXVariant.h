@@ -62,6 +62,7 @@ public:
     PXVariant(const PXRectF& value);
     PXVariant(const PXOrientation& value);
     PXVariant(const PXPreviewScene& value);
+    PXVariant(const PXColor& value);
     PXVariant(const PXString& value);
     PXVariant(const std::deque<PXString>& value);
     PXVariant(const std::vector<int>& value);
@@ -164,7 +165,7 @@ public:
 
 protected:
     // Each makes the block of its kind and stores it, without looking at what was stored before and
-    // without touching the tag. That of colours logs 1025 and stores null until there is the class.
+    // without touching the tag.
     virtual void createUInt8(uint8_t value);
     virtual void createUInt16(uint16_t value);
     virtual void createInt16(int16_t value);
