@@ -2,6 +2,7 @@
 #include "Image/ImageRecFile.h"
 #include "PXCore/PXImage.h"
 #include "PXCore/PXImageCache.h"
+#include "PXCore/PXImageIterator.h"
 #include "PXCore/PXImageStream.h"
 #include "PXCore/PXImageTiles.h"
 #include "support/EventLog.h"
@@ -577,6 +578,76 @@ TEST_F(Cache, EvictsInTheOrderOfBecomingResident)
     touch(image.Get(), 3);
     EXPECT_EQ("..##..#", loaded());
     EXPECT_EQ(PXStatus{kPXErrNotFound}, PXImagePurge(handle));
+}
+
+// Everything that only reads leaves tiles in their sources, and shared pixels shared.
+TEST_F(Cache, ReadersNeitherChangeNorSeparateTiles)
+{
+    const PXRect all = {0, 0, 512 * 3, 512};  // a blank tile, a solid one, and one of noise
+    const auto image = Make(all, 8, 1, kPXDataSourceTiled);
+    const PXImage handle = px::ToHandle(image.Get());
+    std::vector<char> pixels(size_t{512} * 512 * 3, 7);
+    ASSERT_EQ(PXStatus{kPXOK}, image->Write({512, 0, 512, 512}, pixels.data(), 512));
+    for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<char>(i * i >> 5);
+    ASSERT_EQ(PXStatus{kPXOK}, image->Write({1024, 0, 512, 512}, pixels.data(), 512));
+    ASSERT_EQ(PXStatus{kPXOK}, image->Purge());
+    EXPECT_EQ(1U, Statistics().pagedTiles);
+    const uint64_t written = Statistics().tilesWritten;
+
+    for (const PXRect& rect : {all, PXRect{3, 3, 9, 9}, PXRect{600, 3, 9, 9}, PXRect{1100, 3, 9, 9},
+                               PXRect{1000, 3, 99, 9}}) {
+        const void* lent = nullptr;
+        ASSERT_EQ(PXStatus{kPXOK}, PXImageLockBufferForReading(handle, rect, &lent));
+        ASSERT_EQ(PXStatus{kPXOK}, image->Read(rect, pixels.data(), rect.width));
+        EXPECT_EQ(0, std::memcmp(pixels.data(), lent, static_cast<size_t>(rect.width)));
+        EXPECT_EQ(PXStatus{kPXOK}, PXImageUnlockBuffer2(handle, rect, lent));
+    }
+    px::ImageRows rows(handle, all, kPXImageAccessRead);
+    EXPECT_EQ(512, std::distance(rows.begin(), rows.end()));
+    px::ImageTiles tiles(handle, kPXImageAccessRead);
+    EXPECT_EQ(3, std::distance(tiles.begin(), tiles.end()));
+    std::vector<float> floats(512 * 3);
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageReadWithConversion(handle, {0, 9, 1536, 1}, {32, 1}, nullptr,
+                                                         floats.data(), 4 * 1536));
+    EXPECT_TRUE(PXImageIsTileBacked(handle));
+    EXPECT_FALSE(PXImageSetKeepResident(handle, true));
+    PXRef<CImageRec> copy;
+    EXPECT_EQ(PXStatus{kPXOK}, image->Copy(&copy));
+
+    static_cast<CImageRecFile*>(image.Get())->Tiles().ForEach([](const CImageTile* tile) {
+        EXPECT_FALSE(tile->changed) << tile->column;
+    });
+    EXPECT_EQ(uint64_t{2 * kTile}, px::TileArena::Shared().GetUsage().inUse);
+    px::test::FaultyEntries full(0, ENOSPC, true);  // what has to be written would stay
+    EXPECT_EQ(PXStatus{kPXOK}, image->Purge());
+    EXPECT_EQ(0, full.Calls());
+    EXPECT_EQ(written, Statistics().tilesWritten);
+}
+
+TEST_F(Cache, ReadersKeepThePixelsThatAWriterLeaves)
+{
+    const auto image = Make({0, 0, 512, 512}, 8, 1, kPXDataSourceTiled);
+    const char one = 1;
+    ASSERT_EQ(PXStatus{kPXOK}, image->Write({9, 9, 1, 1}, &one, 1));
+    PXRef<CImageRec> copy;
+    ASSERT_EQ(PXStatus{kPXOK}, image->Copy(&copy));
+    const PXRect rect = {9, 9, 5, 5};
+    const void* read[2] = {};
+    int64_t rowBytes = 0;
+    for (const void*& lent : read) {
+        ASSERT_EQ(PXStatus{kPXOK}, image->LockForReading(rect, &lent, &rowBytes));
+    }
+    void* written = nullptr;
+    ASSERT_EQ(PXStatus{kPXOK}, image->LockRect(rect, &written, &rowBytes));
+    EXPECT_NE(written, read[0]);
+    *static_cast<char*>(written) = 2;
+    copy = {};
+    EXPECT_EQ(1, *static_cast<const char*>(read[0]));
+    EXPECT_EQ(PXStatus{kPXOK}, image->UnlockRect(rect, written));
+    for (const void* lent : read) EXPECT_EQ(PXStatus{kPXOK}, image->UnlockRect(rect, lent));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, image->UnlockRect(rect, read[0]));
+    // The last reader gives the pixels back that nobody else has.
+    EXPECT_EQ(uint64_t{kTile}, px::TileArena::Shared().GetUsage().inUse);
 }
 
 TEST_F(Cache, HugeImagesTakeMemoryForTouchedTilesOnly)

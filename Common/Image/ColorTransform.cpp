@@ -100,10 +100,10 @@ PXStatus ConvertRows(const ConversionRequest& request, cmsHTRANSFORM transform, 
             const PXStatus stop = progress(request.progressContext, row.y, kPXProgressRow);
             if (stop) return stop;
         }
-        void* from = nullptr;
+        const void* from = nullptr;
         void* to = nullptr;
         int64_t rowBytes = 0;
-        PX_TRY(source->LockRect(row, &from, &rowBytes));
+        PX_TRY(source->LockForReading(row, &from, &rowBytes));
         PXStatus status = destination->LockRect(row, &to, &rowBytes);
         if (status == kPXOK) {
             cmsDoTransform(transform, from, to, static_cast<cmsUInt32Number>(rect.width));

@@ -229,22 +229,31 @@ bool CImageRec::Holds(const PXRect& rect) const
            int64_t{rect.y} + rect.height <= int64_t{bounds.y} + bounds.height;
 }
 
+PXStatus CImageRec::LockForReading(const PXRect& rect, const void** outPointer,
+                                   int64_t* outRowBytes)
+{
+    void* pixels = nullptr;
+    const PXStatus status = LockRect(rect, &pixels, outRowBytes);
+    *outPointer = pixels;
+    return status;
+}
+
 PXStatus CImageRec::Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes)
 {
     const int64_t length = BytesOfPixels(rect.width);
     PX_REQUIRE(Holds(rect) && buffer && bufferRowBytes >= length);
-    void* pixels = nullptr;
+    const void* pixels = nullptr;
     int64_t pixelRowBytes = 0;
     const auto [whole, skippedBits] = IsBitMask() ? WidenToByte(*this, rect) : ByteRect{rect, 0};
-    PX_TRY(LockRect(whole, &pixels, &pixelRowBytes));
+    PX_TRY(LockForReading(whole, &pixels, &pixelRowBytes));
     if (!IsBitMask()) {
         px::CopyRows(buffer, bufferRowBytes, pixels, pixelRowBytes, length, rect.height);
     } else {
         for (int64_t row = 0; row < rect.height; ++row) {
             auto* to = static_cast<uint8_t*>(buffer) + row * bufferRowBytes;
             to[length - 1] = 0;  // the bits after the last pixel
-            px::CopyBits(to, 0, static_cast<uint8_t*>(pixels) + row * pixelRowBytes, skippedBits,
-                         rect.width);
+            px::CopyBits(to, 0, static_cast<const uint8_t*>(pixels) + row * pixelRowBytes,
+                         skippedBits, rect.width);
         }
     }
     return UnlockRect(whole, pixels);

@@ -105,12 +105,16 @@ PXRect CImageRecFile::TileRect(int32_t row, int32_t column) const
             std::min(TileSize(), bounds.height - top)};
 }
 
+int64_t CImageRecFile::OffsetIn(const CImageTile& tile, const PXRect& rect)
+{
+    return (int64_t{rect.y} - tile.tile_y) * tile.rowbytes +
+           (int64_t{rect.x} - tile.tile_x) * tile.colbytes;
+}
+
 char* CImageRecFile::PixelsAt(const CImageTile& tile, const PXRect& rect)
 {
     // Sequential with the exchange of shared pixels, as the pin is.
-    return tile.pixels.load(std::memory_order_seq_cst) +
-           (int64_t{rect.y} - tile.tile_y) * tile.rowbytes +
-           (int64_t{rect.x} - tile.tile_x) * tile.colbytes;
+    return tile.pixels.load(std::memory_order_seq_cst) + OffsetIn(tile, rect);
 }
 
 // Calls `work` for the part of a rectangle in each tile, row by row, until one fails.
@@ -132,35 +136,51 @@ PXStatus CImageRecFile::ForEachPiece(const PXRect& rect, Work work)
     return kPXOK;
 }
 
-PXStatus CImageRecFile::LockRect(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
+template <LockIntent kIntent>
+PXStatus CImageRecFile::Lock(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
 {
     Place place;
     if (Locate(rect, &place) && place.isOneTile) {
         CImageTile* tile = tiles_.Find(IndexOf(place.row, place.column));
-        if (tile && tile->TryPin(LockIntent::kWrite)) {
+        if (tile && tile->TryPin(kIntent)) {
             *outPointer = PixelsAt(*tile, rect);
             *outRowBytes = tile->rowbytes;
             return kPXOK;
         }
     }
-    return LockSlowly(rect, outPointer, outRowBytes);
+    return LockSlowly(rect, kIntent, outPointer, outRowBytes);
 }
 
-// Apart from LockRect, which would set up a frame for it each time.
-PXStatus CImageRecFile::LockSlowly(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
+PXStatus CImageRecFile::LockRect(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
+{
+    return Lock<LockIntent::kWrite>(rect, outPointer, outRowBytes);
+}
+
+PXStatus CImageRecFile::LockForReading(const PXRect& rect, const void** outPointer,
+                                       int64_t* outRowBytes)
+{
+    void* pixels = nullptr;
+    const PXStatus status = Lock<LockIntent::kRead>(rect, &pixels, outRowBytes);
+    *outPointer = pixels;
+    return status;
+}
+
+// Apart from Lock, which would set up a frame for it each time.
+PXStatus CImageRecFile::LockSlowly(const PXRect& rect, LockIntent intent, void** outPointer,
+                                   int64_t* outRowBytes)
 {
     *outPointer = nullptr;
     Place place;
     PX_REQUIRE(Locate(rect, &place));
     *outRowBytes = LockedRowBytes(rect);
-    if (!place.isOneTile) return GatherRect(rect, outPointer);
+    if (!place.isOneTile) return GatherRect(rect, intent, outPointer);
     CImageTile* tile = nullptr;
-    PX_TRY(Pin(place.row, place.column, LockIntent::kWrite, &tile));
+    PX_TRY(Pin(place.row, place.column, intent, &tile));
     *outPointer = PixelsAt(*tile, rect);
     return kPXOK;
 }
 
-PXStatus CImageRecFile::UnlockRect(const PXRect& rect, void* pointer)
+PXStatus CImageRecFile::UnlockRect(const PXRect& rect, const void* pointer)
 {
     Place place;
     if (Locate(rect, &place) && place.isOneTile) {
@@ -176,8 +196,26 @@ PXStatus CImageRecFile::UnlockRect(const PXRect& rect, void* pointer)
 PXStatus CImageRecFile::UnlockSlowly(const PXRect& rect, const void* pointer)
 {
     Place place;
-    PX_REQUIRE(Locate(rect, &place) && !place.isOneTile);
-    return ScatterRect(rect, pointer);
+    PX_REQUIRE(Locate(rect, &place));
+    if (!place.isOneTile) return ScatterRect(rect, pointer);
+    return UnlockRetired(tiles_.Find(IndexOf(place.row, place.column)), rect, pointer);
+}
+
+// A reader of shared pixels keeps those it was lent while a writer gets pixels of its own.
+PXStatus CImageRecFile::UnlockRetired(CImageTile* tile, const PXRect& rect, const void* pointer)
+{
+    PX_REQUIRE(tile);
+    PXRef<px::TileBlock> unused;
+    bool isRetired = false;
+    {
+        const px::MutexLocker lock(mutex_);
+        isRetired = tile->retired && tile->IsPinned() &&
+                    pointer == tile->retired->Pixels() + OffsetIn(*tile, rect);
+        if (isRetired) tile->Unpin();
+        if (isRetired && !tile->IsPinned()) std::swap(unused, tile->retired);
+    }
+    PX_REQUIRE(isRetired);
+    return kPXOK;
 }
 
 int64_t CImageRecFile::LockedRowBytes(const PXRect& rect) const
@@ -228,14 +266,14 @@ PXStatus CImageRecFile::Write(const PXRect& rect, const void* buffer, int64_t bu
     });
 }
 
-PXStatus CImageRecFile::GatherRect(const PXRect& rect, void** outPointer)
+PXStatus CImageRecFile::GatherRect(const PXRect& rect, LockIntent intent, void** outPointer)
 {
     const int64_t length = int64_t{rect.width} * colBytes;
     const auto bytes = static_cast<size_t>(length * rect.height);
-    Gather gather = {std::unique_ptr<char[]>(new (std::nothrow) char[bytes]), rect, 0};
+    Gather gather = {std::unique_ptr<char[]>(new (std::nothrow) char[bytes]), rect, intent, 0};
     if (!gather.pixels) return PX_FAIL(kPXErrCreate);
     PX_TRY(Read(rect, gather.pixels.get(), length));
-    gather.hash = px::HashPixels(gather.pixels.get(), bytes);
+    if (intent != LockIntent::kRead) gather.hash = px::HashPixels(gather.pixels.get(), bytes);
     *outPointer = gather.pixels.get();
     const px::MutexLocker lock(mutex_);
     gathers_.push_back(std::move(gather));
@@ -254,6 +292,7 @@ PXStatus CImageRecFile::ScatterRect(const PXRect& rect, const void* pointer)
         gather = std::move(*found);
         gathers_.erase(found);
     }
+    if (gather.intent == LockIntent::kRead) return kPXOK;
     const int64_t length = int64_t{rect.width} * colBytes;
     // What was only read is not written: others may have written it meanwhile.
     const uint64_t hash = px::HashPixels(pointer, static_cast<size_t>(length * rect.height));

@@ -31,11 +31,13 @@ public:
     ~CImageRecFile() override;
 
     // A rectangle inside one tile is handed out in place. One that spans tiles is gathered in a
-    // block of its own and what has changed in it is written back when it is unlocked; if that
-    // fails the lock stays, so that unlocking can be tried again.
+    // block of its own and, unless it is for reading, written back when it is unlocked if it has
+    // changed; when that fails the lock stays, so that unlocking can be tried again.
     [[nodiscard]] PXStatus LockRect(const PXRect& rect, void** outPointer,
                                     int64_t* outRowBytes) override;
-    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, void* pointer) override;
+    [[nodiscard]] PXStatus LockForReading(const PXRect& rect, const void** outPointer,
+                                          int64_t* outRowBytes) override;
+    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, const void* pointer) override;
     [[nodiscard]] PXStatus Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes) override;
     [[nodiscard]] PXStatus Write(const PXRect& rect, const void* buffer,
                                  int64_t bufferRowBytes) override;
@@ -88,7 +90,8 @@ private:
     struct Gather {
         std::unique_ptr<char[]> pixels;
         PXRect rect;
-        uint64_t hash;
+        LockIntent intent;
+        uint64_t hash;  // of the pixels as they were lent for writing
     };
     // A part of a rectangle that lies in one tile.
     struct Piece {
@@ -130,6 +133,8 @@ private:
     }
     template <class Work>
     PXStatus ForEachPiece(const PXRect& rect, Work work);
+    // How far into its tile's pixels a rectangle begins.
+    static int64_t OffsetIn(const CImageTile& tile, const PXRect& rect);
     static char* PixelsAt(const CImageTile& tile, const PXRect& rect);
 
     CImageTile* TileAt(int32_t row, int32_t column);
@@ -148,10 +153,13 @@ private:
     PXStatus ClearNewParts(const PXRect& rect);
     void SetTileGrid(const PXRect& rect);
     PXStatus KeepPixels(CImageTile* tile, bool* mayWrite);
-    [[gnu::noinline]] PXStatus LockSlowly(const PXRect& rect, void** outPointer,
+    template <LockIntent kIntent>
+    PXStatus Lock(const PXRect& rect, void** outPointer, int64_t* outRowBytes);
+    [[gnu::noinline]] PXStatus LockSlowly(const PXRect& rect, LockIntent intent, void** outPointer,
                                           int64_t* outRowBytes);
     [[gnu::noinline]] PXStatus UnlockSlowly(const PXRect& rect, const void* pointer);
-    PXStatus GatherRect(const PXRect& rect, void** outPointer);
+    PXStatus UnlockRetired(CImageTile* tile, const PXRect& rect, const void* pointer);
+    PXStatus GatherRect(const PXRect& rect, LockIntent intent, void** outPointer);
     PXStatus ScatterRect(const PXRect& rect, const void* pointer);
 
     px::TileTable tiles_;

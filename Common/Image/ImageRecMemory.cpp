@@ -52,7 +52,7 @@ PXStatus CImageRecMemory::LockRect(const PXRect& rect, void** outPointer, int64_
     return kPXOK;
 }
 
-PXStatus CImageRecMemory::UnlockRect(const PXRect& rect, void* pointer)
+PXStatus CImageRecMemory::UnlockRect(const PXRect& rect, const void* pointer)
 {
     PX_REQUIRE(Holds(rect) && pointer);
     return kPXOK;

@@ -19,7 +19,7 @@ public:
 
     [[nodiscard]] PXStatus LockRect(const PXRect& rect, void** outPointer,
                                     int64_t* outRowBytes) override;
-    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, void* pointer) override;
+    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, const void* pointer) override;
     // The caller's pixels can be moved, but not take another size: kPXErrNotSupported.
     [[nodiscard]] PXStatus SetBounds(const PXRect& rect) override;
     bool LendsInPlace() const override { return true; }

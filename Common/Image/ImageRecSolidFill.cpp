@@ -83,7 +83,7 @@ PXStatus CImageRecSolidFill::LockRect(const PXRect& rect, void** outPointer, int
     return kPXOK;
 }
 
-PXStatus CImageRecSolidFill::UnlockRect(const PXRect& rect, void* pointer)
+PXStatus CImageRecSolidFill::UnlockRect(const PXRect& rect, const void* pointer)
 {
     Loan loan;
     {

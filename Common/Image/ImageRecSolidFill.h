@@ -24,7 +24,7 @@ public:
     [[nodiscard]] PXStatus LockRect(const PXRect& rect, void** outPointer,
                                     int64_t* outRowBytes) override;
     // kPXErrNotSupported when the lent copy was changed; the lock is given back all the same.
-    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, void* pointer) override;
+    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, const void* pointer) override;
     [[nodiscard]] PXStatus Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes) override;
     [[nodiscard]] PXStatus Write(const PXRect& rect, const void* buffer,
                                  int64_t bufferRowBytes) override;

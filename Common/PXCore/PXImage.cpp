@@ -353,7 +353,16 @@ PXStatus PXImageLockBuffer2(PXImage image, PXRect rect, void** outPointer) noexc
     return ToRec(image)->LockRect(rect, outPointer, &rowBytes);
 }
 
-PXStatus PXImageUnlockBuffer2(PXImage image, PXRect rect, void* pointer) noexcept
+PXStatus PXImageLockBufferForReading(PXImage image, PXRect rect, const void** outPointer) noexcept
+{
+    PX_REQUIRE(outPointer);
+    *outPointer = nullptr;
+    PX_REQUIRE(image);
+    int64_t rowBytes = 0;
+    return ToRec(image)->LockForReading(rect, outPointer, &rowBytes);
+}
+
+PXStatus PXImageUnlockBuffer2(PXImage image, PXRect rect, const void* pointer) noexcept
 {
     PX_REQUIRE(image);
     return ToRec(image)->UnlockRect(rect, pointer);

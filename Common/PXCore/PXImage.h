@@ -149,9 +149,16 @@ PX_API PXStatus PXImageWrite2(PXImage image, PXRect rect, const void* buffer,
  * are written back when it is unlocked, one tile after the other; when that fails, the lock stays
  * out so that unlocking can be tried again. Of a solid fill a copy is lent that must not be
  * changed: unlocking it then gives kPXErrNotSupported. The rectangle of a bit mask begins at a
- * multiple of 8 pixels from the left (kPXErrPixelLayout). */
+ * multiple of 8 pixels from the left (kPXErrPixelLayout).
+ *
+ * A lock for reading is the same for callers who change nothing. It costs a tiled image no memory
+ * for pixels that were never written or are shared, nothing is written back, and tiles that are in
+ * the tile store unchanged need not be checked again when they leave memory. Pixels that somebody
+ * writes meanwhile may be seen or not. */
 PX_API PXStatus PXImageLockBuffer2(PXImage image, PXRect rect, void** outPointer) PX_NOEXCEPT;
-PX_API PXStatus PXImageUnlockBuffer2(PXImage image, PXRect rect, void* pointer) PX_NOEXCEPT;
+PX_API PXStatus PXImageLockBufferForReading(PXImage image, PXRect rect,
+                                            const void** outPointer) PX_NOEXCEPT;
+PX_API PXStatus PXImageUnlockBuffer2(PXImage image, PXRect rect, const void* pointer) PX_NOEXCEPT;
 
 /* The census. While it is on, images are counted and listed as they are made, each with the line
  * "CImageRec count is: N" in the log. Images that were made while it was off are not in it; those

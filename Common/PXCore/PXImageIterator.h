@@ -122,15 +122,17 @@ private:
 };
 
 // The tiles of an image that a rectangle inside it touches, row by row, each cut to the rectangle
-// and lent for reading and writing. Images without tiles are cut as if they had tiles of 512.
+// and lent for reading and writing, or for reading only: then nothing is written to it. Images
+// without tiles are cut as if they had tiles of 512.
 class ImageTiles {
 public:
     using Iterator = ImageRangeIterator<ImageTiles, ImageTile>;
 
-    ImageTiles(PXImage image, PXRect rect)
+    ImageTiles(PXImage image, PXRect rect, PXImageAccessMode mode = kPXImageAccessReadWrite)
         : image_(image),
           bounds_(PXImageGetBounds(image)),
           rect_(rect),
+          mode_(mode),
           tileSize_(std::max(PXImageGetTileSize(image), 0))
     {
         if (tileSize_ == 0) tileSize_ = 512;
@@ -141,7 +143,10 @@ public:
         nextX_ = rect.x;
         nextY_ = rect.y;
     }
-    explicit ImageTiles(PXImage image) : ImageTiles(image, PXImageGetBounds(image)) {}
+    explicit ImageTiles(PXImage image, PXImageAccessMode mode = kPXImageAccessReadWrite)
+        : ImageTiles(image, PXImageGetBounds(image), mode)
+    {
+    }
     ~ImageTiles() { Unlock(); }
     ImageTiles(const ImageTiles&) = delete;
     ImageTiles& operator=(const ImageTiles&) = delete;
@@ -164,7 +169,7 @@ public:
         const int64_t endY = std::min(TileEnd(nextY_, bounds_.y), EndY(rect_));
         tile_.rect = {static_cast<int32_t>(nextX_), static_cast<int32_t>(nextY_),
                       static_cast<int32_t>(endX - nextX_), static_cast<int32_t>(endY - nextY_)};
-        status_ = PXImageLockBuffer2(image_, tile_.rect, &tile_.pixels);
+        status_ = Lock();
         if (status_ != kPXOK) return false;
         tile_.rowBytes = PXImageGetLockedRowBytes(image_, tile_.rect);
         nextX_ = endX < EndX(rect_) ? endX : rect_.x;
@@ -180,6 +185,16 @@ private:
     {
         return origin + ((at - origin) / tileSize_ + 1) * tileSize_;
     }
+    PXStatus Lock()
+    {
+        if (mode_ != kPXImageAccessRead) {
+            return PXImageLockBuffer2(image_, tile_.rect, &tile_.pixels);
+        }
+        const void* pixels = nullptr;
+        const PXStatus status = PXImageLockBufferForReading(image_, tile_.rect, &pixels);
+        tile_.pixels = const_cast<void*>(pixels);
+        return status;
+    }
     void Unlock()
     {
         if (!tile_.pixels) return;
@@ -191,6 +206,7 @@ private:
     const PXImage image_;
     const PXRect bounds_;
     const PXRect rect_;
+    const PXImageAccessMode mode_;
     int32_t tileSize_;
     int64_t nextX_;
     int64_t nextY_;

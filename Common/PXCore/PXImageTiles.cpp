@@ -110,11 +110,13 @@ int64_t PXImageTileGetRowBytes(PXImageTile tile) noexcept
 bool PXImageIsTileBacked(PXImage image) noexcept
 {
     PX_REQUIRE_OR(image, false);
+    // A native tile may be written; asking is no reason to give the tile memory of its own.
     CImageRec* record = ToRec(image);
-    CImageTile* tile = nullptr;
-    if (!record->HasTile(0, 0) || record->GetNativeTile(0, 0, &tile) != kPXOK) return false;
-    tile->accessLock.exchange(0);
-    return true;
+    const PXRect origin = {record->bounds.x, record->bounds.y, 1, 1};
+    const void* pixel = nullptr;
+    int64_t rowBytes = 0;
+    return record->HasTile(0, 0) && record->LockForReading(origin, &pixel, &rowBytes) == kPXOK &&
+           record->UnlockRect(origin, pixel) == kPXOK;
 }
 
 bool PXImageSetKeepResident(PXImage image, bool keep) noexcept
