@@ -4,6 +4,7 @@
 #include "Image/ColorTransform.h"
 #include "Image/LCMSColorProfile.h"
 #include "support/CF.h"
+#include "support/ColourPictures.h"
 #include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Profiles.h"
@@ -20,64 +21,6 @@
 namespace {
 
 using namespace px::test;
-using Bytes = std::vector<uint8_t>;
-
-Owned<CFDataRef> DataOf(const Bytes& bytes)
-{
-    return Owned<CFDataRef>(CFDataCreate(nullptr, bytes.data(), CFIndex(bytes.size())));
-}
-
-// Owns a profile handle.
-class Profile {
-public:
-    explicit Profile(PXColorProfile adopted = PXColorProfileCreate()) : handle_(adopted) {}
-    explicit Profile(uint32_t signature) : Profile(PXColorProfileCreateStandard(signature)) {}
-    explicit Profile(const Bytes& icc) : Profile() { EXPECT_EQ(0, Open(icc)); }
-    Profile(const Profile&) = delete;
-    Profile& operator=(const Profile&) = delete;
-    ~Profile() { PXColorProfileRelease(handle_); }
-    operator PXColorProfile() const { return handle_; }
-    int Open(const Bytes& icc) { return PXColorProfileSetICCData(handle_, DataOf(icc)); }
-    Bytes Data() const
-    {
-        const Owned<CFDataRef> data(PXColorProfileCreateICCData(handle_));
-        const std::string bytes = data ? BytesOf(data) : std::string();
-        return Bytes(bytes.begin(), bytes.end());
-    }
-
-private:
-    PXColorProfile handle_;
-};
-
-// An image over bytes of its own.
-struct Picture {
-    explicit Picture(PXRect bounds, int32_t depth = 8, int32_t planes = 3,
-                     PXColorSpaceType model = kPXColorSpaceRGB,
-                     PXTransparency transparency = kPXTransparencyNone)
-        : pixels(size_t(bounds.width) * size_t(bounds.height) * size_t(planes) * size_t(depth / 8))
-    {
-        EXPECT_EQ(PXStatus{kPXOK}, PXImageCreateMemory(bounds, depth, planes, model, transparency,
-                                                       pixels.data(), &image));
-    }
-    Picture(const Picture&) = delete;
-    Picture& operator=(const Picture&) = delete;
-    ~Picture() { PXImageRelease(image); }
-
-    void Randomise(uint64_t seed)
-    {
-        std::mt19937_64 random(seed);
-        for (uint8_t& byte : pixels) byte = static_cast<uint8_t>(random());
-    }
-
-    Bytes pixels;
-    PXImage image = nullptr;
-};
-
-int Convert(const Profile& from, const Profile& to, const Picture& source,
-            const Picture& destination, PXRect rect, int32_t intent = 0)
-{
-    return PXColorProfileConvertProfile(from, to, source.image, destination.image, rect, intent);
-}
 
 TEST(ColourProfile, StandardsAreSharedAndKnownByName)
 {
@@ -397,25 +340,6 @@ TEST(ColourConversionThreads, BandsGiveTheSameBytes)
                                                    bands, 0));
         EXPECT_EQ(whole.pixels, banded.pixels) << bands << " bands";
     }
-}
-
-TEST(ColourConversionThreads, WorksWithoutASecondThread)
-{
-    FakeTable table;
-    static int asked;
-    asked = 0;
-    table->startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) {
-        ++asked;
-        return EAGAIN;
-    };
-    table->processorCount = [] { return uint32_t{4}; };
-    const PXRect bounds = {0, 0, 5, 1000};
-    Picture from(bounds), to(bounds);
-    from.Randomise(1);
-    const Profile srgb(kPXColorStandardSRGB);
-    EXPECT_EQ(0, PXColorProfileConvertProfile2(srgb, srgb, from.image, to.image, bounds, 4, 0));
-    EXPECT_EQ(1, asked);
-    EXPECT_EQ(from.pixels, to.pixels);  // one profile with itself
 }
 
 TEST(ColourConversionThreads, TwoThreadsMayCrossTheirProfiles)

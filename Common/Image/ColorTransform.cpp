@@ -2,11 +2,12 @@
 
 #include "Base/Platform/Platform.h"
 #include "Base/Status.h"
+#include "Image/LCMSColorTransformTask.h"
+#include "Image/PixelType.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cstring>
-#include <vector>
+#include <memory>
+#include <new>
 
 namespace px {
 
@@ -15,41 +16,6 @@ namespace {
 constexpr char kEventSource[] = "LCMSColorProfile";
 
 constexpr int32_t kProgressRows = 32;
-constexpr int32_t kAnyChannels = 0;
-constexpr int32_t kAlphaChannels = 4;
-
-struct LayoutRow {
-    PXColorSpaceType model;
-    int32_t planeBytes;
-    int32_t channels;
-    cmsUInt32Number type;
-};
-
-// Five channels of CMYK exist in 8 bits only.
-constexpr LayoutRow kLayouts[] = {
-    {kPXColorSpaceRGB, 1, 3, TYPE_RGB_8},
-    {kPXColorSpaceRGB, 1, 4, TYPE_RGBA_8},
-    {kPXColorSpaceRGB, 2, 3, TYPE_RGB_16},
-    {kPXColorSpaceRGB, 2, 4, TYPE_RGBA_16},
-    {kPXColorSpaceCMYK, 1, 4, TYPE_CMYK_8},
-    {kPXColorSpaceCMYK, 1, 5, TYPE_CMYKA_8},
-    {kPXColorSpaceCMYK, 2, 4, TYPE_CMYK_16},
-    {kPXColorSpaceGrey, 1, kAnyChannels, TYPE_GRAY_8},
-    {kPXColorSpaceGrey, 2, kAnyChannels, TYPE_GRAY_16},
-};
-
-// The numbers are contract for callers who build transforms of their own.
-static_assert(TYPE_RGB_8 == 0x40019 && TYPE_RGBA_8 == 0x40099 && TYPE_RGB_16 == 0x4001A);
-static_assert(TYPE_RGBA_16 == 0x4009A && TYPE_CMYK_8 == 0x60021 && TYPE_CMYKA_8 == 0x600A1);
-static_assert(TYPE_CMYK_16 == 0x60022 && TYPE_GRAY_8 == 0x30009 && TYPE_GRAY_16 == 0x3000A);
-
-PXColorSpaceType ModelOf(const CImageRec& image)
-{
-    if (image.colorSpaceType != kPXColorSpaceByChannels) return image.colorSpaceType;
-    const int32_t channels = image.Planes();
-    if (channels <= 2) return kPXColorSpaceGrey;
-    return channels <= 4 ? kPXColorSpaceRGB : kPXColorSpaceCMYK;
-}
 
 // Owns a transform for the duration of a conversion.
 class TransformOwner {
@@ -67,145 +33,173 @@ private:
     cmsHTRANSFORM transform_;
 };
 
-// Little CMS leaves alpha alone, so it is copied beside the transform.
-template <class Sample>
-void CopyAlpha(const void* source, void* destination, int32_t width)
+// One row for images that cannot lend theirs; empty when memory runs out.
+std::unique_ptr<uint8_t[]> MakeRow(const CImageRec& image, int32_t width)
 {
-    auto* from = static_cast<const Sample*>(source);
-    auto* to = static_cast<Sample*>(destination);
-    for (size_t i = 3; i < size_t(width) * kAlphaChannels; i += kAlphaChannels) to[i] = from[i];
+    const auto bytes = static_cast<size_t>(image.BytesOfPixels(width));
+    return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[bytes]);
 }
 
-void CopyAlphaRow(const CImageRec& image, const void* source, void* destination, int32_t width)
-{
-    if (image.planeBytes == 1) {
-        CopyAlpha<uint8_t>(source, destination, width);
-    } else {
-        CopyAlpha<uint16_t>(source, destination, width);
-    }
-}
-
-// Converts the rows of one rectangle. Rows are worked on where the images lend them, so that memory
-// is touched once; images that cannot lend a row in place gather and write it back in the lock.
-PXStatus ConvertRows(const ConversionRequest& request, cmsHTRANSFORM transform, const PXRect& rect,
-                     PXProgressProc progress)
-{
-    CImageRec* source = request.source;
-    CImageRec* destination = request.destination;
-    const bool copiesAlpha = source != destination && HasAlpha(*source) && HasAlpha(*destination) &&
-                             source->planeBytes == destination->planeBytes;
-    PXRect row = {rect.x, rect.y, rect.width, 1};
-    for (int32_t line = 0; line < rect.height; ++line, ++row.y) {
-        if (progress && line % kProgressRows == 0) {
-            const PXStatus stop = progress(request.progressContext, row.y, kPXProgressRow);
-            if (stop) return stop;
-        }
-        const void* from = nullptr;
-        void* to = nullptr;
-        int64_t rowBytes = 0;
-        PX_TRY(source->LockForReading(row, &from, &rowBytes));
-        PXStatus status = destination->LockRect(row, &to, &rowBytes);
-        if (status == kPXOK) {
-            cmsDoTransform(transform, from, to, static_cast<cmsUInt32Number>(rect.width));
-            if (copiesAlpha) CopyAlphaRow(*source, from, to, rect.width);
-            status = destination->UnlockRect(row, to);
-        }
-        const PXStatus unlocked = source->UnlockRect(row, from);
-        PX_TRY(status ? status : unlocked);
-    }
-    return kPXOK;
-}
-
-// What the threads of one banded conversion share.
-struct BandedRun {
-    const ConversionRequest& request;
-    cmsHTRANSFORM transform;
-    const std::vector<ColorBand>& bands;
-    std::atomic<size_t> next{0};
-    std::atomic<PXStatus> status{kPXOK};
-
-    static void Work(void* context)
+// Rows to transform: where the image lends them in place, memory is touched once; elsewhere they go
+// through a buffer.
+class RowReader {
+public:
+    RowReader(CImageRec* image, int32_t width) : image_(image), lends_(image->LendsInPlace())
     {
-        auto& run = *static_cast<BandedRun*>(context);
-        for (size_t band = run.next.fetch_add(1); band < run.bands.size();
-             band = run.next.fetch_add(1)) {
-            const PXStatus status =
-                ConvertRows(run.request, run.transform, run.bands[band].rect, nullptr);
-            PXStatus none = kPXOK;
-            if (status) run.status.compare_exchange_strong(none, status);  // the first one counts
-        }
+        if (!lends_) buffer_ = MakeRow(*image, width);
     }
+
+    bool IsReady() const { return lends_ || buffer_; }
+
+    PXStatus Begin(const PXRect& row, const void** outPixels)
+    {
+        int64_t rowBytes = 0;
+        if (lends_) return image_->LockForReading(row, outPixels, &rowBytes);
+        *outPixels = buffer_.get();
+        return image_->Read(row, buffer_.get(), image_->BytesOfPixels(row.width));
+    }
+    PXStatus End(const PXRect& row, const void* pixels)
+    {
+        return lends_ ? image_->UnlockRect(row, pixels) : PXStatus{kPXOK};
+    }
+
+private:
+    CImageRec* image_;
+    bool lends_;
+    std::unique_ptr<uint8_t[]> buffer_;
 };
 
-PXStatus ConvertBands(const ConversionRequest& request, cmsHTRANSFORM transform)
-{
-    const std::vector<ColorBand> bands = CutIntoBands(request.rect, request.bands);
-    BandedRun run{request, transform, bands};
-    const size_t threadCount =
-        std::min(bands.size(), static_cast<size_t>(os::Os().processorCount()));
-    std::vector<os::Thread> threads;
-    for (size_t i = 1; i < threadCount; ++i) {
-        os::Thread thread;
-        // Fewer threads only take longer: this one works through the bands in any case.
-        if (os::Os().startThread(BandedRun::Work, &run, &thread) != 0) break;
-        threads.push_back(thread);
+// Rows that a transform writes, likewise.
+class RowWriter {
+public:
+    // A buffer begins with the image's own pixels when not every byte of them will be written.
+    RowWriter(CImageRec* image, int32_t width, bool writesEveryByte)
+        : image_(image), lends_(image->LendsInPlace()), reads_(!writesEveryByte)
+    {
+        if (!lends_) buffer_ = MakeRow(*image, width);
     }
-    BandedRun::Work(&run);
-    for (const os::Thread thread : threads) os::Os().joinThread(thread);
-    return run.status.load();
-}
 
-}  // namespace
+    bool IsReady() const { return lends_ || buffer_; }
 
-cmsUInt32Number PixelTypeOf(const CImageRec& image)
-{
-    const PXColorSpaceType model = ModelOf(image);
-    for (const LayoutRow& row : kLayouts) {
-        if (row.model == model && row.planeBytes == image.planeBytes &&
-            (row.channels == kAnyChannels || row.channels == image.Planes())) {
-            return row.type;
-        }
+    PXStatus Begin(const PXRect& row, void** outPixels)
+    {
+        int64_t rowBytes = 0;
+        if (lends_) return image_->LockRect(row, outPixels, &rowBytes);
+        *outPixels = buffer_.get();
+        if (!reads_) return kPXOK;
+        return image_->Read(row, buffer_.get(), image_->BytesOfPixels(row.width));
     }
-    return 0;
-}
-
-bool HasAlpha(const CImageRec& image)
-{
-    return image.Planes() == kAlphaChannels && image.transparency != kPXTransparencyNone;
-}
-
-std::vector<ColorBand> CutIntoBands(const PXRect& rect, int32_t count)
-{
-    const int32_t bandHeight = rect.height / count / 2 * 2;
-    std::vector<ColorBand> bands;
-    int32_t top = rect.y;
-    for (int32_t i = 0; i < count; ++i) {
-        const bool isLast = i == count - 1;
-        const int32_t height = isLast ? rect.y + rect.height - top : bandHeight;
-        // More bands than pairs of rows leave all rows to the last one.
-        if (height > 0) bands.push_back({{rect.x, top, rect.width, height}, i});
-        top += height;
+    PXStatus End(const PXRect& row, const void* pixels)
+    {
+        if (lends_) return image_->UnlockRect(row, pixels);
+        return image_->Write(row, pixels, image_->BytesOfPixels(row.width));
     }
-    return bands;
+
+private:
+    CImageRec* image_;
+    bool lends_;
+    bool reads_;
+    std::unique_ptr<uint8_t[]> buffer_;
+};
+
+// Whether the pixel type has all channels of the image for colour.
+bool HasColorOnly(const CImageRec& image)
+{
+    return static_cast<cmsUInt32Number>(image.Planes()) == T_CHANNELS(PixelTypeOf(image));
 }
 
-PXStatus ConvertImage(const ConversionRequest& request)
+// Looks at both kinds of progress before a row.
+PXStatus Report(const ConversionRequest& request, const PXRect& rect, int32_t line,
+                bool reportsRows)
+{
+    if (line % kProgressRows != 0) return kPXOK;
+    if (request.progress && reportsRows) {
+        PX_TRY(request.progress(request.progressContext, rect.y + line, kPXProgressRow));
+    }
+    return PXProgressGetStatus(request.counter);
+}
+
+void Count(const ConversionRequest& request, const PXRect& rect, int32_t line)
+{
+    const int32_t done = line + 1;
+    if (done == rect.height || done % kProgressRows == 0) {
+        PXProgressStep(request.counter, done - line / kProgressRows * kProgressRows);
+    }
+}
+
+PXStatus CheckRequest(const ConversionRequest& request)
 {
     PX_REQUIRE(request.source && request.destination && request.sourceProfile &&
                request.destinationProfile);
     PX_REQUIRE(request.source->Holds(request.rect) && request.destination->Holds(request.rect));
     PX_REQUIRE(request.bands >= 1);
     PX_REQUIRE(request.destinationProfile->HasHandle());
+    return kPXOK;
+}
+
+}  // namespace
+
+PXStatus ConvertRows(const ConversionRequest& request, cmsHTRANSFORM transform, const PXRect& rect,
+                     bool reportsRows)
+{
+    const AlphaCopy alpha(*request.source, *request.destination);
+    RowReader source(request.source, rect.width);
+    RowWriter destination(request.destination, rect.width, HasColorOnly(*request.destination));
+    if (!source.IsReady() || !destination.IsReady()) return PX_FAIL(kPXErrCreate);
+    PXRect row = {rect.x, rect.y, rect.width, 1};
+    for (int32_t line = 0; line < rect.height; ++line, ++row.y) {
+        PX_TRY(Report(request, rect, line, reportsRows));
+        const void* from = nullptr;
+        void* to = nullptr;
+        PX_TRY(source.Begin(row, &from));
+        PXStatus status = destination.Begin(row, &to);
+        if (status == kPXOK) {
+            cmsDoTransform(transform, from, to, static_cast<cmsUInt32Number>(rect.width));
+            alpha.Run(from, to, rect.width);
+            status = destination.End(row, to);
+        }
+        const PXStatus ended = source.End(row, from);
+        PX_TRY(status ? status : ended);
+        Count(request, rect, line);
+    }
+    return kPXOK;
+}
+
+std::vector<ColorBand> CutIntoBands(const PXRect& rect, int32_t count)
+{
+    const int32_t bandHeight = rect.height / count / 2 * 2;
+    // More bands than pairs of rows leave all rows to the last one.
+    if (bandHeight == 0) return {{rect, count - 1}};
+    std::vector<ColorBand> bands;
+    int32_t top = rect.y;
+    for (int32_t i = 0; i < count; ++i) {
+        const bool isLast = i == count - 1;
+        const int32_t height = isLast ? rect.y + rect.height - top : bandHeight;
+        bands.push_back({{rect.x, top, rect.width, height}, i});
+        top += height;
+    }
+    return bands;
+}
+
+int32_t BandsOfThisMachine()
+{
+    return static_cast<int32_t>(std::clamp(os::Os().processorCount(), 1U, 1024U));
+}
+
+PXStatus ConvertImage(const ConversionRequest& request)
+{
+    PX_TRY(CheckRequest(request));
     const cmsUInt32Number sourceType = PixelTypeOf(*request.source);
     const cmsUInt32Number destinationType = PixelTypeOf(*request.destination);
     if (!sourceType || !destinationType) return PX_FAIL(kPXErrPixelLayout);
     const TransformOwner transform(request.sourceProfile->MakeTransform(
         *request.destinationProfile, sourceType, destinationType, request.intent));
     if (!transform.Get()) return PX_FAIL(kPXErrTransform);
+    PXProgressSetTotal(request.counter, request.rect.height);
     if (request.bands == 1 || request.rect.height < kMinBandedRows) {
-        return ConvertRows(request, transform.Get(), request.rect, request.progress);
+        return ConvertRows(request, transform.Get(), request.rect, true);
     }
-    return ConvertBands(request, transform.Get());
+    return ConvertInBands(request, transform.Get());
 }
 
 }  // namespace px

@@ -1,0 +1,108 @@
+#include "Image/PixelType.h"
+
+namespace px {
+
+namespace {
+
+constexpr int32_t kAnyChannels = 0;
+constexpr int32_t kAlphaChannels = 4;
+
+struct LayoutRow {
+    PXColorSpaceType model;
+    int32_t planeBytes;
+    int32_t channels;
+    cmsUInt32Number type;
+};
+
+// Five channels of CMYK exist in 8 bits only.
+constexpr LayoutRow kLayouts[] = {
+    {kPXColorSpaceRGB, 1, 3, TYPE_RGB_8},
+    {kPXColorSpaceRGB, 1, 4, TYPE_RGBA_8},
+    {kPXColorSpaceRGB, 2, 3, TYPE_RGB_16},
+    {kPXColorSpaceRGB, 2, 4, TYPE_RGBA_16},
+    {kPXColorSpaceCMYK, 1, 4, TYPE_CMYK_8},
+    {kPXColorSpaceCMYK, 1, 5, TYPE_CMYKA_8},
+    {kPXColorSpaceCMYK, 2, 4, TYPE_CMYK_16},
+    {kPXColorSpaceGrey, 1, kAnyChannels, TYPE_GRAY_8},
+    {kPXColorSpaceGrey, 2, kAnyChannels, TYPE_GRAY_16},
+};
+
+// The numbers are contract for callers who build transforms of their own.
+static_assert(TYPE_RGB_8 == 0x40019 && TYPE_RGBA_8 == 0x40099 && TYPE_RGB_16 == 0x4001A);
+static_assert(TYPE_RGBA_16 == 0x4009A && TYPE_CMYK_8 == 0x60021 && TYPE_CMYKA_8 == 0x600A1);
+static_assert(TYPE_CMYK_16 == 0x60022 && TYPE_GRAY_8 == 0x30009 && TYPE_GRAY_16 == 0x3000A);
+
+PXColorSpaceType ModelOf(const CImageRec& image)
+{
+    if (image.colorSpaceType != kPXColorSpaceByChannels) return image.colorSpaceType;
+    const int32_t channels = image.Planes();
+    if (channels <= 2) return kPXColorSpaceGrey;
+    return channels <= 4 ? kPXColorSpaceRGB : kPXColorSpaceCMYK;
+}
+
+bool IsMarked(const CImageRec& image)
+{
+    return image.transparency != kPXTransparencyNone;
+}
+
+uint8_t AlphaTo(uint8_t, uint16_t alpha)
+{
+    return static_cast<uint8_t>((uint32_t{alpha} * 255 + 32767) / 65535);
+}
+uint16_t AlphaTo(uint16_t, uint8_t alpha)
+{
+    return static_cast<uint16_t>(alpha * 257);
+}
+template <class Sample>
+Sample AlphaTo(Sample, Sample alpha)
+{
+    return alpha;
+}
+
+template <class From, class To, int32_t channels>
+void CopyLastChannel(const void* source, void* destination, int32_t width)
+{
+    const From* from = static_cast<const From*>(source) + channels - 1;
+    To* to = static_cast<To*>(destination) + channels - 1;
+    for (int32_t x = 0; x < width; ++x, from += channels, to += channels)
+        *to = AlphaTo(To{}, *from);
+}
+
+}  // namespace
+
+cmsUInt32Number PixelTypeOf(const CImageRec& image)
+{
+    const PXColorSpaceType model = ModelOf(image);
+    for (const LayoutRow& row : kLayouts) {
+        if (row.model == model && row.planeBytes == image.planeBytes &&
+            (row.channels == kAnyChannels || row.channels == image.Planes())) {
+            return row.type;
+        }
+    }
+    return 0;
+}
+
+bool HasAlpha(const CImageRec& image)
+{
+    return image.Planes() == kAlphaChannels && IsMarked(image);
+}
+
+AlphaCopy::AlphaCopy(const CImageRec& source, const CImageRec& destination)
+{
+    if (&source == &destination || !IsMarked(source) || !IsMarked(destination)) return;
+    if (HasAlpha(source) && HasAlpha(destination)) {
+        static constexpr Copier kCopiers[2][2] = {
+            {CopyLastChannel<uint8_t, uint8_t, 4>, CopyLastChannel<uint8_t, uint16_t, 4>},
+            {CopyLastChannel<uint16_t, uint8_t, 4>, CopyLastChannel<uint16_t, uint16_t, 4>}};
+        copier_ = kCopiers[source.planeBytes == 2][destination.planeBytes == 2];
+    } else if (PixelTypeOf(source) == TYPE_CMYKA_8 && PixelTypeOf(destination) == TYPE_CMYKA_8) {
+        copier_ = CopyLastChannel<uint8_t, uint8_t, 5>;
+    }
+}
+
+void AlphaCopy::Run(const void* source, void* destination, int32_t width) const
+{
+    if (copier_) copier_(source, destination, width);
+}
+
+}  // namespace px
