@@ -6,6 +6,7 @@
 #include "Base/TaskQueue.h"
 #include "Base/Task.h"
 #include "PXAccelerate/PXBlitter.h"
+#include "PXCore/PXBezierCurve.h"
 #include "PXCore/PXColor.h"
 #include "PXCore/PXColorProfile.h"
 #include "PXCore/PXDictionary.h"
@@ -179,6 +180,18 @@ TEST(Abi, PresetsKeepTheirSlots)
     for (size_t slot = 2; slot < 10; ++slot) call(asPreset, slot);
     for (size_t slot = 2; slot < 4; ++slot) call(asModule, slot);
     EXPECT_EQ("irpadfmwza", called);
+}
+
+TEST(Abi, CurvesArePresetsAndCounted)
+{
+    PXBezierCurve curve(1, 16, 2);
+    PXPreset* asPreset = &curve;
+    CBaseCore* asCounted = &curve;
+    EXPECT_EQ(static_cast<void*>(&curve), asCounted);
+    EXPECT_EQ(2, CallSlot<int32_t>(asCounted, 2));
+    CallSlot<void>(asPreset, 6);
+    EXPECT_EQ(1, curve.RetainCount());
+    EXPECT_EQ(CallSlot<const void*>(asPreset, 4), curve.presetData());
 }
 
 TEST(Abi, ColoursKeepTheirSlots)

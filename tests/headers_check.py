@@ -15,8 +15,8 @@ flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
 classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Ref", "Signal",
                                                "Task", "TaskQueue")]
 classes += [common / f"PXCore/{name}.h"
-            for name in ("PXColor", "PXDictionary", "PXImageIterator", "PXPreset", "PXPresetData", "PXString",
-                         "PXVariant", "PXVariantPointerContainer")]
+            for name in ("PXBezierCurve", "PXColor", "PXDictionary", "PXImageIterator", "PXPreset",
+                         "PXPresetData", "PXString", "PXVariant", "PXVariantPointerContainer")]
 classes.append(common / "Image/BaseTileSet.h")
 flat += sorted(path for folder in ("PXCore", "Base", "PXAccelerate", "Image")
                for path in (common / folder).glob("PX*.h")
