@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "Base/Mutex.h"
 #include "Base/NeverDestroyed.h"
 #include "Image/LCMSColorProfile.h"
 #include "Image/ProfileFolders.h"

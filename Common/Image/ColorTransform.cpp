@@ -133,7 +133,7 @@ PXStatus CheckRequest(const ConversionRequest& request)
                request.destinationProfile);
     PX_REQUIRE(request.source->Holds(request.rect) && request.destination->Holds(request.rect));
     PX_REQUIRE(request.bands >= 1);
-    PX_REQUIRE(request.destinationProfile->HasHandle());
+    PX_REQUIRE(request.destinationProfile->GetHandle());
     return kPXOK;
 }
 

@@ -5,15 +5,15 @@
 #include "Image/ColorState.h"
 #include "Image/ICCCheck.h"
 #include "Image/ProfileFolders.h"
+#include "Image/StandardProfiles.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstring>
 #include <cwchar>
-
-#if defined(PX_FAST_FLOAT)
-#include <lcms2_fast_float.h>
-#endif
+#include <functional>
+#include <new>
 
 namespace {
 
@@ -22,46 +22,52 @@ constexpr char kEventSource[] = "LCMSColorProfile";
 constexpr int64_t kDefaultMaxICCSize = int64_t{64} << 20;  // the largest printer tables are a tenth
 constinit std::atomic<int64_t> maxICCSize{kDefaultMaxICCSize};
 
-constexpr char kBuiltInSRGB[] = "sRGB IEC61966-2.1";
-constexpr const char* kBuiltInSRGBNames[] = {kBuiltInSRGB, "sRGB built-in", "sRGB"};
-
-constexpr px::StandardProfile kStandards[] = {
-    {kPXColorStandardSRGB, "sRGB Color Space Profile.icm", kBuiltInSRGB},
-    {kPXColorStandardAdobeRGB1998, "AdobeRGB1998.icc", "Adobe RGB (1998)"},
-    {kPXColorStandardProPhoto, "ProPhoto.icm", "ProPhoto RGB"},
-    {kPXColorStandardProPhoto22, "ProPhoto(2.2) RGB.icc", "ProPhoto(2.2) RGB"},
-};
-
 // Little CMS stamps a profile it makes with the present time; equal conversions shall embed equal
 // bytes, so the built-in profile carries the day its colour space was published.
 constexpr size_t kICCDateAt = 24;
 constexpr uint8_t kSRGBDate[12] = {0x07, 0xCF, 0, 10, 0, 18, 0, 0, 0, 0, 0, 0};
 
-bool IsName(CFStringRef name, const char* candidate)
+uint64_t NextContentId()
 {
-    const CFRef<CFStringRef> other = px::StringOf(candidate);
-    return other &&
-           CFStringCompare(name, other.Get(), kCFCompareCaseInsensitive) == kCFCompareEqualTo;
+    static constinit std::atomic<uint64_t> last{0};
+    return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-void LogLittleCMS(cmsContext, cmsUInt32Number errorCode, const char* text)
+// Holds a profile's lock for a scope.
+class PX_SCOPED_CAPABILITY Locker {
+public:
+    explicit Locker(CBaseMutex* mutex) PX_ACQUIRES(mutex) : mutex_(mutex) { mutex_->Lock(); }
+    ~Locker() PX_RELEASES() { mutex_->Unlock(); }
+    Locker(const Locker&) = delete;
+    Locker& operator=(const Locker&) = delete;
+
+private:
+    CBaseMutex* mutex_;
+};
+
+// The value of a key when it is of the class; null when it is missing. Any other class is refused.
+template <class T>
+bool ValueOf(CFDictionaryRef info, CFStringRef key, CFTypeID type, T* value)
 {
-    PXLogWithParams(4, CFSTR("LCMSColorProfile"), static_cast<int32_t>(errorCode),
-                    CFSTR("Little CMS: %s"), text);
+    CFTypeRef found = CFDictionaryGetValue(info, key);
+    if (found && CFGetTypeID(found) != type) return false;
+    *value = static_cast<T>(found);
+    return true;
 }
 
-cmsContext MakeContext()
+}  // namespace
+
+namespace px {
+
+cmsHPROFILE OpenICC(cmsContext context, const uint8_t* bytes, size_t size)
 {
-    cmsContext context = cmsCreateContext(nullptr, nullptr);
-    if (!context) return nullptr;
-    cmsSetLogErrorHandlerTHR(context, LogLittleCMS);
-#if defined(PX_FAST_FLOAT)
-    cmsPluginTHR(context, cmsFastFloatExtensions());
-#endif
-    return context;
+    if (static_cast<int64_t>(size) > LCMSColorProfile::MaxICCSize() ||
+        !IsConsistentICC(bytes, size)) {
+        return nullptr;
+    }
+    return cmsOpenProfileFromMemTHR(context, bytes, static_cast<cmsUInt32Number>(size));
 }
 
-// The text of a profile's description tag; empty when it has none.
 CFRef<CFStringRef> DescriptionOf(cmsHPROFILE profile)
 {
     constexpr cmsUInt32Number kMaxBytes = 4096;
@@ -77,42 +83,35 @@ CFRef<CFStringRef> DescriptionOf(cmsHPROFILE profile)
         nullptr, reinterpret_cast<const UInt8*>(text.data()), length, encoding, false));
 }
 
-cmsUInt32Number ToCMSIntent(int32_t intent)
-{
-    return intent == kPXIntentPerceptual ? INTENT_PERCEPTUAL : INTENT_RELATIVE_COLORIMETRIC;
-}
-
-}  // namespace
-
-namespace px {
-
-const StandardProfile* FindStandard(uint32_t signature)
-{
-    for (const StandardProfile& row : kStandards) {
-        if (row.signature == signature) return &row;
-    }
-    return nullptr;
-}
-
-uint32_t StandardFromName(CFStringRef name)
-{
-    for (const char* builtIn : kBuiltInSRGBNames) {
-        if (IsName(name, builtIn)) return kPXColorStandardSRGB;
-    }
-    for (const StandardProfile& row : kStandards) {
-        if (IsName(name, row.fileName) || IsName(name, row.displayName)) return row.signature;
-    }
-    return kPXColorStandardOther;
-}
-
 }  // namespace px
 
-LCMSColorProfile::LCMSColorProfile() : context_(MakeContext()) {}
+StProfilesLocker::StProfilesLocker(std::initializer_list<const LCMSColorProfile*> profiles)
+{
+    std::copy_n(profiles.begin(), std::min(profiles.size(), profiles_.size()), profiles_.begin());
+    std::sort(profiles_.begin(), profiles_.end(), std::less<>());
+    for (const LCMSColorProfile* profile : profiles_) {
+        if (profile) profile->lock_->Lock();
+    }
+}
+
+StProfilesLocker::~StProfilesLocker()
+{
+    for (const LCMSColorProfile* profile : profiles_) {
+        if (profile) profile->lock_->Unlock();
+    }
+}
+
+LCMSColorProfile::LCMSColorProfile()
+    : lock_(new CBaseMutex),
+      context_(px::ColorContext::Make(px::ColorContext::Engine::kFast)),
+      contentId_(NextContentId())
+{
+}
 
 LCMSColorProfile::~LCMSColorProfile()
 {
     if (profile_) cmsCloseProfile(profile_);
-    if (context_) cmsDeleteContext(context_);
+    lock_->Release();
 }
 
 void LCMSColorProfile::SetMaxICCSize(int64_t sizeBytes)
@@ -120,10 +119,22 @@ void LCMSColorProfile::SetMaxICCSize(int64_t sizeBytes)
     maxICCSize.store(std::max<int64_t>(sizeBytes, 0), std::memory_order_relaxed);
 }
 
-void LCMSColorProfile::Clear()
+int64_t LCMSColorProfile::MaxICCSize()
+{
+    return maxICCSize.load(std::memory_order_relaxed);
+}
+
+void LCMSColorProfile::CloseHandle()
 {
     if (profile_) cmsCloseProfile(profile_);
     profile_ = nullptr;
+    lentICCData_ = {};
+    contentId_ = NextContentId();
+}
+
+void LCMSColorProfile::Empty()
+{
+    CloseHandle();
     description_ = {};
     name_ = {};
     rawData_ = {};
@@ -132,25 +143,21 @@ void LCMSColorProfile::Clear()
 
 PXStatus LCMSColorProfile::Open(const uint8_t* bytes, size_t size)
 {
-    Clear();
+    Empty();
     if (!context_) return PX_FAIL(kPXErrCreate);
-    if (static_cast<int64_t>(size) > maxICCSize.load(std::memory_order_relaxed) ||
-        !px::IsConsistentICC(bytes, size)) {
-        return PX_FAIL(kPXErrNotFound);
-    }
-    profile_ = cmsOpenProfileFromMemTHR(context_, bytes, static_cast<cmsUInt32Number>(size));
+    profile_ = px::OpenICC(context_->Get(), bytes, size);
     if (!profile_) return PX_FAIL(kPXErrNotFound);
-    description_ = DescriptionOf(profile_);
+    description_ = px::DescriptionOf(profile_);
     return kPXOK;
 }
 
 PXStatus LCMSColorProfile::OpenPath(const std::string& path)
 {
-    Clear();
+    Empty();
     std::vector<uint8_t> bytes;
-    const PXStatus status =
-        px::ReadProfileFile(path, maxICCSize.load(std::memory_order_relaxed), &bytes);
-    if (status) return PX_FAIL(status);
+    if (const PXStatus status = px::ReadProfileFile(path, MaxICCSize(), &bytes)) {
+        return PX_FAIL(status);
+    }
     PX_TRY(Open(bytes.data(), bytes.size()));
     name_ = px::StringOf(path.substr(path.rfind('/') + 1));
     return kPXOK;
@@ -160,7 +167,7 @@ PXStatus LCMSColorProfile::OpenNamed(const std::string& name)
 {
     const std::string path = px::ColorState::Shared().FindProfile(name);
     if (path.empty()) {
-        Clear();
+        Empty();
         PXLogWithParams(4, nullptr, kPXErrNotFound, CFSTR("Can't find color profile: %@."),
                         px::StringOf(name).Get());
         return kPXErrNotFound;
@@ -168,42 +175,81 @@ PXStatus LCMSColorProfile::OpenNamed(const std::string& name)
     return OpenPath(path);
 }
 
-PXStatus LCMSColorProfile::OpenFile(const std::string& path)
+PXStatus LCMSColorProfile::OpenFile(CFStringRef path)
 {
-    px::MutexLocker lock(mutex_);
-    return OpenPath(path);
+    PX_REQUIRE(path);
+    const Locker lock(lock_);
+    return OpenPath(px::UTF8Of(path));
 }
 
 PXStatus LCMSColorProfile::SetICCData(CFDataRef icc)
 {
     PX_REQUIRE(icc);
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
     return Open(CFDataGetBytePtr(icc), static_cast<size_t>(CFDataGetLength(icc)));
 }
 
 PXStatus LCMSColorProfile::SetInfo(CFDictionaryRef info)
 {
-    PX_REQUIRE(info);
+    CFDataRef icc = nullptr;
+    CFDataRef raw = nullptr;
+    CFNumberRef grid = nullptr;
+    PX_REQUIRE(info && ValueOf(info, CFSTR("icc"), CFDataGetTypeID(), &icc) &&
+               ValueOf(info, CFSTR("raw"), CFDataGetTypeID(), &raw) &&
+               ValueOf(info, CFSTR("grid_size"), CFNumberGetTypeID(), &grid));
     // "icc" wins over "raw"; with neither the object keeps what it has.
-    if (auto icc = static_cast<CFDataRef>(CFDictionaryGetValue(info, CFSTR("icc")))) {
-        return SetICCData(icc);
-    }
-    auto raw = static_cast<CFDataRef>(CFDictionaryGetValue(info, CFSTR("raw")));
+    if (icc) return SetICCData(icc);
     if (!raw) return kPXOK;
-    px::MutexLocker lock(mutex_);
-    rawData_ = CFRef<CFDataRef>::Adopt(CFDataCreateCopy(nullptr, raw));
-    auto grid = static_cast<CFNumberRef>(CFDictionaryGetValue(info, CFSTR("grid_size")));
-    if (grid) CFNumberGetValue(grid, kCFNumberSInt32Type, &gridSize_);
+    const Locker lock(lock_);
+    if (grid) {
+        int32_t gridSize = 0;
+        CFNumberGetValue(grid, kCFNumberSInt32Type, &gridSize);
+        PX_TRY(SetGridSize(gridSize));
+    }
+    return SetRawData(raw);
+}
+
+CFDataRef LCMSColorProfile::GetRawData() const
+{
+    const Locker lock(lock_);
+    return rawData_.Get();
+}
+
+PXStatus LCMSColorProfile::SetRawData(CFDataRef cube)
+{
+    const Locker lock(lock_);
+    CFRef<CFDataRef> copy;
+    if (cube) {
+        copy = CFRef<CFDataRef>::Adopt(CFDataCreateCopy(nullptr, cube));
+        if (!copy) return PX_FAIL(kPXErrCreate);
+        CloseHandle();
+    }
+    rawData_ = copy;
+    contentId_ = NextContentId();
+    return kPXOK;
+}
+
+int32_t LCMSColorProfile::GetGridSize() const
+{
+    const Locker lock(lock_);
+    return gridSize_;
+}
+
+PXStatus LCMSColorProfile::SetGridSize(int32_t gridSize)
+{
+    PX_REQUIRE(gridSize > 0);
+    const Locker lock(lock_);
+    gridSize_ = gridSize;
     return kPXOK;
 }
 
 PXStatus LCMSColorProfile::MakeSRGB()
 {
-    Clear();
+    Empty();
     if (!context_) return PX_FAIL(kPXErrCreate);
-    profile_ = cmsCreate_sRGBProfileTHR(context_);
+    profile_ = cmsCreate_sRGBProfileTHR(context_->Get());
     if (!profile_) return PX_FAIL(kPXErrNotFound);
-    cmsMLU* text = cmsMLUalloc(context_, 1);
+    cmsMLU* text = cmsMLUalloc(context_->Get(), 1);
     if (!text) return PX_FAIL(kPXErrCreate);
     cmsMLUsetWide(text, "en", "US", L"sRGB IEC61966-2.1");
     cmsWriteTag(profile_, cmsSigProfileDescriptionTag, text);
@@ -215,7 +261,7 @@ PXStatus LCMSColorProfile::CreateStandard(uint32_t signature)
 {
     const px::StandardProfile* standard = px::FindStandard(signature);
     if (!standard) return PX_FAIL(kPXErrUnknownStandard);
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
     PX_TRY(signature == kPXColorStandardSRGB ? MakeSRGB() : OpenNamed(standard->fileName));
     name_ = px::StringOf(standard->fileName);
     description_ = px::StringOf(standard->displayName);
@@ -230,31 +276,49 @@ PXStatus LCMSColorProfile::LoadByName(CFStringRef name)
         return CreateStandard(kPXColorStandardSRGB);
     }
     const std::string text = px::UTF8Of(name);
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
     return !text.empty() && text[0] == '/' ? OpenPath(text) : OpenNamed(text);
+}
+
+void LCMSColorProfile::Clear()
+{
+    const Locker lock(lock_);
+    Empty();
 }
 
 bool LCMSColorProfile::IsValid() const
 {
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
     return profile_ || rawData_;
 }
 
-bool LCMSColorProfile::HasHandle() const
+uint32_t LCMSColorProfile::GetStandard() const
 {
-    px::MutexLocker lock(mutex_);
-    return profile_ != nullptr;
-}
-
-uint32_t LCMSColorProfile::Standard() const
-{
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
     return standard_;
 }
 
-PXColorSpaceType LCMSColorProfile::ColorSpaceType() const
+uint64_t LCMSColorProfile::ContentId() const
 {
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
+    return contentId_;
+}
+
+void* LCMSColorProfile::GetHandle() const
+{
+    const Locker lock(lock_);
+    return profile_;
+}
+
+uint32_t LCMSColorProfile::GetDeviceClass() const
+{
+    const Locker lock(lock_);
+    return profile_ ? static_cast<uint32_t>(cmsGetDeviceClass(profile_)) : 0;
+}
+
+PXColorSpaceType LCMSColorProfile::GetColorSpaceType() const
+{
+    const Locker lock(lock_);
     if (!profile_) return kPXColorSpaceByChannels;
     switch (cmsGetColorSpace(profile_)) {
         case cmsSigGrayData:
@@ -270,20 +334,32 @@ PXColorSpaceType LCMSColorProfile::ColorSpaceType() const
 
 CFRef<CFStringRef> LCMSColorProfile::Name() const
 {
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
     return name_;
+}
+
+CFStringRef LCMSColorProfile::GetName() const
+{
+    const Locker lock(lock_);
+    return name_.Get();
 }
 
 void LCMSColorProfile::SetName(CFStringRef name)
 {
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
     name_ = CFRef<CFStringRef>::Retain(name);
 }
 
-CFRef<CFStringRef> LCMSColorProfile::Description() const
+CFStringRef LCMSColorProfile::CopyDescription() const
 {
-    px::MutexLocker lock(mutex_);
-    return description_;
+    const Locker lock(lock_);
+    return CFRef<CFStringRef>(description_).Detach();
+}
+
+void LCMSColorProfile::SetDescription(CFStringRef description)
+{
+    const Locker lock(lock_);
+    description_ = CFRef<CFStringRef>::Retain(description);
 }
 
 CFRef<CFDataRef> LCMSColorProfile::SaveToMemory() const
@@ -304,18 +380,25 @@ CFRef<CFDataRef> LCMSColorProfile::SaveToMemory() const
     return CFRef<CFDataRef>::Adopt(CFDataCreateCopy(nullptr, bytes.Get()));
 }
 
-CFRef<CFDataRef> LCMSColorProfile::CopyICCData() const
+CFDataRef LCMSColorProfile::CopyICCData() const
 {
-    px::MutexLocker lock(mutex_);
-    return SaveToMemory();
+    const Locker lock(lock_);
+    return SaveToMemory().Detach();
 }
 
-CFRef<CFDictionaryRef> LCMSColorProfile::CopyInfo() const
+CFDataRef LCMSColorProfile::GetICCData() const
 {
-    px::MutexLocker lock(mutex_);
+    const Locker lock(lock_);
+    if (!lentICCData_) lentICCData_ = SaveToMemory();
+    return lentICCData_.Get();
+}
+
+CFDictionaryRef LCMSColorProfile::CopyInfo() const
+{
+    const Locker lock(lock_);
     const auto info = CFRef<CFMutableDictionaryRef>::Adopt(CFDictionaryCreateMutable(
         nullptr, 2, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    if (!info) return {};
+    if (!info) return nullptr;
     if (rawData_) {
         const auto grid =
             CFRef<CFNumberRef>::Adopt(CFNumberCreate(nullptr, kCFNumberSInt32Type, &gridSize_));
@@ -324,29 +407,27 @@ CFRef<CFDictionaryRef> LCMSColorProfile::CopyInfo() const
     } else if (const CFRef<CFDataRef> icc = SaveToMemory()) {
         CFDictionarySetValue(info.Get(), CFSTR("icc"), icc.Get());
     }
-    return CFRef<CFDictionaryRef>::Retain(info.Get());
+    return CFRef<CFDictionaryRef>::Retain(info.Get()).Detach();
 }
 
-// Two locks of one rank: taken together without a fixed order, which std::lock makes safe. A pair
-// of one profile with itself takes its lock once.
-cmsHTRANSFORM LCMSColorProfile::MakeTransform(const LCMSColorProfile& destination,
-                                              cmsUInt32Number sourceType,
-                                              cmsUInt32Number destinationType,
-                                              int32_t intent) const PX_NO_THREAD_ANALYSIS
+PXStatus LCMSColorProfile::CreateCopy(IImageColorProfile** copy) const
 {
-    const bool isPair = this != &destination;
-    if (isPair) {
-        std::lock(mutex_, destination.mutex_);
-    } else {
-        mutex_.lock();
+    PX_REQUIRE(copy);
+    *copy = nullptr;
+    auto made = PXRef<LCMSColorProfile>::Adopt(new (std::nothrow) LCMSColorProfile);
+    if (!made) return PX_FAIL(kPXErrCreate);
+    const Locker lock(lock_);
+    const Locker lockOfCopy(made->lock_);
+    if (profile_) {
+        const CFRef<CFDataRef> icc = SaveToMemory();
+        if (!icc) return PX_FAIL(kPXErrNotFound);
+        PX_TRY(made->SetICCData(icc.Get()));
     }
-    cmsHTRANSFORM transform = nullptr;
-    if (profile_ && destination.profile_) {
-        transform = cmsCreateTransformTHR(context_, profile_, sourceType, destination.profile_,
-                                          destinationType, ToCMSIntent(intent),
-                                          cmsFLAGS_BLACKPOINTCOMPENSATION);
-    }
-    mutex_.unlock();
-    if (isPair) destination.mutex_.unlock();
-    return transform;
+    made->gridSize_ = gridSize_;
+    made->description_ = description_;
+    made->name_ = name_;
+    made->rawData_ = rawData_;
+    made->standard_ = standard_;
+    *copy = made.Detach();
+    return kPXOK;
 }

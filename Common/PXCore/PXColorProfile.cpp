@@ -5,6 +5,7 @@
 #include "Image/ColorTransform.h"
 #include "Image/ICCCheck.h"
 #include "Image/LCMSColorProfile.h"
+#include "Image/StandardProfiles.h"
 
 #include <cstring>
 #include <new>
@@ -176,7 +177,13 @@ int PXColorProfileSetICCData(PXColorProfile profile, CFDataRef data) noexcept
 CFDataRef PXColorProfileCreateICCData(PXColorProfile profile) noexcept
 {
     PX_REQUIRE_OR(profile, nullptr);
-    return ToProfile(profile)->CopyICCData().Detach();
+    return ToProfile(profile)->CopyICCData();
+}
+
+CFDataRef PXColorProfileGetICCData(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, nullptr);
+    return ToProfile(profile)->GetICCData();
 }
 
 void PXColorProfileSetMaxICCSize(int64_t sizeBytes) noexcept
@@ -187,7 +194,7 @@ void PXColorProfileSetMaxICCSize(int64_t sizeBytes) noexcept
 CFStringRef PXColorProfileGetICCName(PXColorProfile profile) noexcept
 {
     PX_REQUIRE_OR(profile, nullptr);
-    return ToProfile(profile)->Name().Get();  // the object keeps its own reference
+    return ToProfile(profile)->GetName();
 }
 
 int PXColorProfileSetICCName(PXColorProfile profile, CFStringRef name) noexcept
@@ -200,7 +207,7 @@ int PXColorProfileSetICCName(PXColorProfile profile, CFStringRef name) noexcept
 CFStringRef PXColorProfileGetDisplayNameCopy(PXColorProfile profile) noexcept
 {
     PX_REQUIRE_OR(profile, nullptr);
-    return ToProfile(profile)->Description().Detach();
+    return ToProfile(profile)->CopyDescription();
 }
 
 bool PXColorProfileIsValid(PXColorProfile profile) noexcept
@@ -209,16 +216,55 @@ bool PXColorProfileIsValid(PXColorProfile profile) noexcept
     return ToProfile(profile)->IsValid();
 }
 
+int PXColorProfileValid(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, kPXErrBadArgument);
+    return ToProfile(profile)->IsValid() ? kPXOK : kPXErrNotFound;
+}
+
+CFDataRef PXColorProfileGetData(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, nullptr);
+    return ToProfile(profile)->GetRawData();
+}
+
+int PXColorProfileSetData(PXColorProfile profile, CFDataRef cube) noexcept
+{
+    PX_REQUIRE_OR(profile, kPXErrBadArgument);
+    return static_cast<int>(ToProfile(profile)->SetRawData(cube));
+}
+
+int32_t PXColorProfileGetGridSize(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, 0);
+    return ToProfile(profile)->GetGridSize();
+}
+
+int PXColorProfileSetGridSize(PXColorProfile profile, int32_t gridSize) noexcept
+{
+    PX_REQUIRE_OR(profile, kPXErrBadArgument);
+    return static_cast<int>(ToProfile(profile)->SetGridSize(gridSize));
+}
+
+PXColorProfile PXColorProfileCreateCopy(PXColorProfile profile) noexcept
+{
+    PX_REQUIRE_OR(profile, nullptr);
+    IImageColorProfile* copy = nullptr;
+    return ToProfile(profile)->CreateCopy(&copy) == kPXOK
+               ? ToHandle(static_cast<LCMSColorProfile*>(copy))
+               : nullptr;
+}
+
 PXColorSpaceType PXColorProfileGetColorSpaceType(PXColorProfile profile) noexcept
 {
     PX_REQUIRE_OR(profile, kPXColorSpaceByChannels);
-    return ToProfile(profile)->ColorSpaceType();
+    return ToProfile(profile)->GetColorSpaceType();
 }
 
 CFDictionaryRef PXColorProfileGetInfoCopy(PXColorProfile profile) noexcept
 {
     PX_REQUIRE_OR(profile, nullptr);
-    return ToProfile(profile)->CopyInfo().Detach();
+    return ToProfile(profile)->CopyInfo();
 }
 
 PXColorProfile PXColorProfileCreateWithInfo(CFDictionaryRef info) noexcept
@@ -239,6 +285,44 @@ PXColorProfile PXColorProfileRetain(PXColorProfile profile) noexcept
 void PXColorProfileRelease(PXColorProfile profile) noexcept
 {
     if (profile) ToProfile(profile)->Release();
+}
+
+int PXColorProfileConvertColor(PXColorProfile profile, PXColorProfile destinationProfile,
+                               const float color[3], float outColor[3]) noexcept
+{
+    PX_REQUIRE_OR(profile, kPXErrBadArgument);
+    return static_cast<int>(ToProfile(profile)->ConvertColor(destinationProfile, color, outColor));
+}
+
+int PXColorProfileConvertColorPXVec3F(PXColorProfile profile, PXColorProfile destinationProfile,
+                                      PXVec3F color, PXVec3F* outColor) noexcept
+{
+    PX_REQUIRE_OR(profile && outColor, kPXErrBadArgument);
+    const float from[3] = {color.x, color.y, color.z};
+    float to[3] = {};
+    const PXStatus status = ToProfile(profile)->ConvertColor(destinationProfile, from, to);
+    if (status == kPXOK) *outColor = {to[0], to[1], to[2]};
+    return static_cast<int>(status);
+}
+
+int PXColorProfileConvertColorRGB8(PXColorProfile profile, PXColorProfile destinationProfile,
+                                   const uint8_t color[3], uint8_t outColor[3]) noexcept
+{
+    PX_REQUIRE_OR(profile, kPXErrBadArgument);
+    return static_cast<int>(ToProfile(profile)->ConvertColor8(destinationProfile, color, outColor));
+}
+
+int PXColorProfileConvertColorSoftProofPXVec3F(PXColorProfile profile, PXColorProfile proofProfile,
+                                               PXColorProfile displayProfile, int32_t intent,
+                                               PXVec3F color, PXVec3F* outColor) noexcept
+{
+    PX_REQUIRE_OR(profile && outColor, kPXErrBadArgument);
+    const float from[3] = {color.x, color.y, color.z};
+    float to[3] = {};
+    const PXStatus status =
+        ToProfile(profile)->ConvertColorSoftProof(proofProfile, displayProfile, intent, from, to);
+    if (status == kPXOK) *outColor = {to[0], to[1], to[2]};
+    return static_cast<int>(status);
 }
 
 int PXColorProfileConvertProfile(PXColorProfile profile, PXColorProfile destinationProfile,

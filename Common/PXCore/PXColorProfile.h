@@ -96,6 +96,9 @@ PX_API int PXColorProfileSetICCData(PXColorProfile profile, CFDataRef data) PX_N
  * profiles, also for the built-in sRGB. */
 PX_API CFDataRef PXColorProfileCreateICCData(PXColorProfile profile) PX_NOEXCEPT;
 
+/* The same bytes on loan: they live until the profile is changed or released. */
+PX_API CFDataRef PXColorProfileGetICCData(PXColorProfile profile) PX_NOEXCEPT;
+
 /* The largest profile in bytes that is accepted from a file or from bytes; 64 MiB at start. */
 PX_API void PXColorProfileSetMaxICCSize(int64_t sizeBytes) PX_NOEXCEPT;
 
@@ -104,8 +107,22 @@ PX_API CFStringRef PXColorProfileGetICCName(PXColorProfile profile) PX_NOEXCEPT;
 PX_API int PXColorProfileSetICCName(PXColorProfile profile, CFStringRef name) PX_NOEXCEPT;
 PX_API CFStringRef PXColorProfileGetDisplayNameCopy(PXColorProfile profile) PX_NOEXCEPT;
 
-/* True when the object holds a profile or a raw cube. */
+/* Whether the object holds a profile or a raw cube. */
 PX_API bool PXColorProfileIsValid(PXColorProfile profile) PX_NOEXCEPT;
+/* The same for callers who go by the status: 0 when it does, else kPXErrNotFound, and
+ * kPXErrBadArgument for null. Logs the latter alone. */
+PX_API int PXColorProfileValid(PXColorProfile profile) PX_NOEXCEPT;
+
+/* A raw cube in place of a profile: gridSize cubed float triples. SetData copies the bytes and
+ * drops the ICC profile; null takes the cube away. GetData lends them until then (null without a
+ * cube). The grid size is 32 in a new object and must be positive; it does not resample. */
+PX_API CFDataRef PXColorProfileGetData(PXColorProfile profile) PX_NOEXCEPT;
+PX_API int PXColorProfileSetData(PXColorProfile profile, CFDataRef cube) PX_NOEXCEPT;
+PX_API int32_t PXColorProfileGetGridSize(PXColorProfile profile) PX_NOEXCEPT;
+PX_API int PXColorProfileSetGridSize(PXColorProfile profile, int32_t gridSize) PX_NOEXCEPT;
+
+/* An object of its own with the same content and names; null on failure. */
+PX_API PXColorProfile PXColorProfileCreateCopy(PXColorProfile profile) PX_NOEXCEPT;
 
 /* What the profile's device channels are: kPXColorSpaceGrey, RGB or CMYK; 0 for null and others. */
 PX_API PXColorSpaceType PXColorProfileGetColorSpaceType(PXColorProfile profile) PX_NOEXCEPT;
@@ -117,6 +134,26 @@ PX_API PXColorProfile PXColorProfileCreateWithInfo(CFDictionaryRef info) PX_NOEX
 
 PX_API PXColorProfile PXColorProfileRetain(PXColorProfile profile) PX_NOEXCEPT;
 PX_API void PXColorProfileRelease(PXColorProfile profile) PX_NOEXCEPT;
+
+/* Converts one colour of three RGB components, which a finite float may hold outside of 0…1 too,
+ * by relative colorimetric intent; the result is clamped to 0…1. outColor may be the colour itself.
+ * kPXErrMissing for a profile without ICC content, kPXErrNotFound when Little CMS refuses the pair
+ * (both must be RGB). Each call builds a transform: for many colours convert an image or a cube. */
+PX_API int PXColorProfileConvertColor(PXColorProfile profile, PXColorProfile destinationProfile,
+                                      const float color[3], float outColor[3]) PX_NOEXCEPT;
+PX_API int PXColorProfileConvertColorPXVec3F(PXColorProfile profile,
+                                             PXColorProfile destinationProfile, PXVec3F color,
+                                             PXVec3F* outColor) PX_NOEXCEPT;
+/* The same for bytes of 0…255. */
+PX_API int PXColorProfileConvertColorRGB8(PXColorProfile profile, PXColorProfile destinationProfile,
+                                          const uint8_t color[3], uint8_t outColor[3]) PX_NOEXCEPT;
+/* How a display shows the colour once the device of proofProfile has printed it: into the device's
+ * gamut by `intent`, from there to the display by relative colorimetric intent. Null displayProfile
+ * means the monitor's; kPXErrNoDisplayProfile when that is not known. Not clamped. */
+PX_API int PXColorProfileConvertColorSoftProofPXVec3F(PXColorProfile profile,
+                                                      PXColorProfile proofProfile,
+                                                      PXColorProfile displayProfile, int32_t intent,
+                                                      PXVec3F color, PXVec3F* outColor) PX_NOEXCEPT;
 
 /* Converts `rect` of the source image into the same rectangle of the destination image.
  *

@@ -1,0 +1,249 @@
+// Profile objects: their content and names, single colours.
+
+#include "PXCore/PXColorProfile.h"
+
+#include "Image/LCMSColorProfile.h"
+#include "support/CF.h"
+#include "support/EventLog.h"
+#include "support/Profiles.h"
+#include "support/Seed.h"
+
+#include <lcms2.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace px::test;
+using Bytes = std::vector<uint8_t>;
+
+Owned<CFDataRef> DataOf(const Bytes& bytes)
+{
+    return Owned<CFDataRef>(CFDataCreate(nullptr, bytes.data(), CFIndex(bytes.size())));
+}
+
+Bytes BytesIn(CFDataRef data)
+{
+    const std::string bytes = data ? BytesOf(data) : std::string();
+    return {bytes.begin(), bytes.end()};
+}
+
+// Owns a profile handle.
+class Profile {
+public:
+    explicit Profile(PXColorProfile adopted = PXColorProfileCreate()) : handle_(adopted) {}
+    explicit Profile(uint32_t signature) : Profile(PXColorProfileCreateStandard(signature)) {}
+    explicit Profile(const Bytes& icc) : Profile()
+    {
+        EXPECT_EQ(0, PXColorProfileSetICCData(handle_, DataOf(icc)));
+    }
+    Profile(const Profile&) = delete;
+    Profile& operator=(const Profile&) = delete;
+    ~Profile() { PXColorProfileRelease(handle_); }
+    operator PXColorProfile() const { return handle_; }
+
+private:
+    PXColorProfile handle_;
+};
+
+TEST(Profile, HoldsEitherICCOrARawCube)
+{
+    const Bytes adobe = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
+    const Profile profile(adobe);
+    EXPECT_EQ(adobe, BytesIn(PXColorProfileGetICCData(profile)));
+    EXPECT_EQ(0, PXColorProfileValid(profile));
+    EXPECT_EQ(32, PXColorProfileGetGridSize(profile));
+    EXPECT_EQ(nullptr, PXColorProfileGetData(profile));
+
+    const Bytes cube(96, 0x5A);
+    ASSERT_EQ(0, PXColorProfileSetData(profile, DataOf(cube)));
+    ASSERT_EQ(0, PXColorProfileSetGridSize(profile, 2));
+    EXPECT_EQ(cube, BytesIn(PXColorProfileGetData(profile)));
+    EXPECT_EQ(nullptr, PXColorProfileGetICCData(profile));
+    EXPECT_TRUE(PXColorProfileIsValid(profile));
+
+    const Owned<CFDictionaryRef> info(PXColorProfileGetInfoCopy(profile));
+    EXPECT_EQ(2, CFDictionaryGetCount(info));
+    const Profile second(PXColorProfileCreateWithInfo(info));
+    EXPECT_EQ(cube, BytesIn(PXColorProfileGetData(second)));
+    EXPECT_EQ(2, PXColorProfileGetGridSize(second));
+    const Profile copy(PXColorProfileCreateCopy(second));
+    EXPECT_EQ(cube, BytesIn(PXColorProfileGetData(copy)));
+    EXPECT_EQ(2, PXColorProfileGetGridSize(copy));
+
+    ASSERT_EQ(0, PXColorProfileSetICCData(second, DataOf(adobe)));
+    EXPECT_EQ(nullptr, PXColorProfileGetData(second));
+    ASSERT_EQ(0, PXColorProfileSetData(copy, nullptr));
+    EventLog events;
+    EXPECT_EQ(kPXErrNotFound, PXColorProfileValid(copy));
+    EXPECT_TRUE(events.Messages().empty());
+    EXPECT_EQ(kPXErrBadArgument, PXColorProfileSetGridSize(copy, 0));
+    EXPECT_EQ(1, events.Count(kPXErrBadArgument));
+}
+
+TEST(Profile, CopiesHaveContentAndNamesOfTheirOwn)
+{
+    const Profile srgb(kPXColorStandardSRGB);
+    const Profile copy(PXColorProfileCreateCopy(srgb));
+    EXPECT_NE(static_cast<PXColorProfile>(srgb), static_cast<PXColorProfile>(copy));
+    EXPECT_EQ(uint32_t{kPXColorStandardSRGB}, PXColorProfileGetStandard(copy));
+    EXPECT_EQ(BytesIn(PXColorProfileGetICCData(srgb)), BytesIn(PXColorProfileGetICCData(copy)));
+    EXPECT_EQ(Taken(PXColorProfileGetDisplayNameCopy(srgb)),
+              Taken(PXColorProfileGetDisplayNameCopy(copy)));
+    ASSERT_EQ(0, PXColorProfileSetICCName(copy, CFSTR("mine.icc")));
+    EXPECT_EQ(uint32_t{kPXColorStandardOther}, PXColorProfileGetStandard(copy));
+    EXPECT_TRUE(CFEqual(kPXColorProfileNameSRGB, PXColorProfileGetICCName(srgb)));
+}
+
+TEST(Profile, RefusesInfoOfWrongKinds)
+{
+    const Bytes four = {1, 2, 3, 4};
+    const Owned<CFDataRef> data = DataOf(four);
+    const int32_t minusOne = -1;
+    const Owned<CFNumberRef> number(CFNumberCreate(nullptr, kCFNumberSInt32Type, &minusOne));
+    const struct {
+        const char* name;
+        std::vector<const void*> keys, values;
+        PXStatus want;
+    } rows[] = {
+        {"icc is text", {CFSTR("icc")}, {CFSTR("x")}, kPXErrBadArgument},
+        {"raw is text", {CFSTR("raw")}, {CFSTR("x")}, kPXErrBadArgument},
+        {"grid size is data", {CFSTR("raw"), CFSTR("grid_size")}, {data, data}, kPXErrBadArgument},
+        {"grid size is negative",
+         {CFSTR("raw"), CFSTR("grid_size")},
+         {data, number},
+         kPXErrBadArgument},
+        {"icc wins, and is none", {CFSTR("raw"), CFSTR("icc")}, {data, data}, kPXErrNotFound},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Owned<CFDictionaryRef> info(CFDictionaryCreate(
+            nullptr, const_cast<const void**>(row.keys.data()),
+            const_cast<const void**>(row.values.data()), CFIndex(row.keys.size()),
+            &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+        EventLog events;
+        EXPECT_EQ(nullptr, PXColorProfileCreateWithInfo(info));
+        EXPECT_EQ(1, events.Count(row.want));
+    }
+    const Owned<CFDictionaryRef> neither(CFDictionaryCreate(nullptr, nullptr, nullptr, 0,
+                                                            &kCFTypeDictionaryKeyCallBacks,
+                                                            &kCFTypeDictionaryValueCallBacks));
+    const Profile untouched(PXColorProfileCreateWithInfo(neither));
+    EXPECT_NE(nullptr, untouched);
+    EXPECT_FALSE(PXColorProfileIsValid(untouched));
+}
+
+// Little CMS alone, without the plug-in, which rounds and clamps floats.
+std::vector<float> ByLittleCMS(const Bytes& from, const Bytes& to, std::vector<float> color,
+                               uint32_t fromType, uint32_t toType, uint32_t intent)
+{
+    cmsContext context = cmsCreateContext(nullptr, nullptr);
+    cmsHPROFILE a = cmsOpenProfileFromMemTHR(context, from.data(), cmsUInt32Number(from.size()));
+    cmsHPROFILE b = cmsOpenProfileFromMemTHR(context, to.data(), cmsUInt32Number(to.size()));
+    cmsHTRANSFORM transform = cmsCreateTransformTHR(context, a, fromType, b, toType, intent,
+                                                    cmsFLAGS_BLACKPOINTCOMPENSATION);
+    std::vector<float> result(T_CHANNELS(toType));
+    cmsDoTransform(transform, color.data(), result.data(), 1);
+    cmsDeleteTransform(transform);
+    cmsCloseProfile(a);
+    cmsCloseProfile(b);
+    cmsDeleteContext(context);
+    return result;
+}
+
+TEST(ProfileColors, EqualLittleCMS)
+{
+    const Bytes srgb = StandardProfileBytes(kPXColorStandardSRGB);
+    const Bytes wide = StandardProfileBytes(kPXColorStandardProPhoto);
+    const Profile from(wide), to(srgb);
+    std::mt19937_64 random(Seed(5));
+    std::uniform_real_distribution<float> any(-0.2F, 1.2F);
+    bool wasClamped = false;
+    for (int i = 0; i < 50; ++i) {
+        const PXVec3F color = {any(random), any(random), any(random)};
+        const std::vector<float> want =
+            ByLittleCMS(wide, srgb, {color.x, color.y, color.z}, TYPE_RGB_FLT, TYPE_RGB_FLT,
+                        INTENT_RELATIVE_COLORIMETRIC);
+        float got[3] = {};
+        PXVec3F vector = {};
+        ASSERT_EQ(0, PXColorProfileConvertColor(from, to, &color.x, got));
+        ASSERT_EQ(0, PXColorProfileConvertColorPXVec3F(from, to, color, &vector));
+        for (size_t k = 0; k < 3; ++k) {
+            wasClamped |= want[k] < 0 || want[k] > 1;
+            EXPECT_EQ(std::fmin(std::fmax(want[k], 0.0F), 1.0F), got[k]);
+        }
+        EXPECT_EQ(0, std::memcmp(&vector, got, sizeof(vector)));
+    }
+    EXPECT_TRUE(wasClamped);
+    uint8_t bytes[3] = {200, 7, 99}, wanted[3] = {};
+    ConvertByLittleCMS({wide, TYPE_RGB_8}, {srgb, TYPE_RGB_8}, INTENT_RELATIVE_COLORIMETRIC, bytes,
+                       wanted, 1);
+    ASSERT_EQ(0, PXColorProfileConvertColorRGB8(from, to, bytes, bytes));
+    EXPECT_EQ(0, std::memcmp(bytes, wanted, 3));
+}
+
+// A proof is the colour as the device prints it, and the print as the display shows it.
+TEST(ProfileColors, ProofThroughADevice)
+{
+    const Bytes srgb = StandardProfileBytes(kPXColorStandardSRGB);
+    const Bytes wide = StandardProfileBytes(kPXColorStandardProPhoto);
+    const Bytes paper = MakeCMYKProfile();
+    const Profile from(wide), device(paper), display(srgb);
+    std::mt19937_64 random(Seed(6));
+    std::uniform_real_distribution<float> any(0, 1);
+    for (const int32_t intent : {kPXIntentPerceptual, kPXIntentRelativeColorimetric}) {
+        for (int i = 0; i < 20; ++i) {
+            const PXVec3F color = {any(random), any(random), any(random)};
+            const std::vector<float> inks =
+                ByLittleCMS(wide, paper, {color.x, color.y, color.z}, TYPE_RGB_FLT, TYPE_CMYK_FLT,
+                            intent ? INTENT_PERCEPTUAL : INTENT_RELATIVE_COLORIMETRIC);
+            const std::vector<float> want = ByLittleCMS(paper, srgb, inks, TYPE_CMYK_FLT,
+                                                        TYPE_RGB_FLT, INTENT_RELATIVE_COLORIMETRIC);
+            PXVec3F got = {};
+            ASSERT_EQ(0, PXColorProfileConvertColorSoftProofPXVec3F(from, device, display, intent,
+                                                                    color, &got));
+            EXPECT_NEAR(want[0], got.x, 1e-4);
+            EXPECT_NEAR(want[1], got.y, 1e-4);
+            EXPECT_NEAR(want[2], got.z, 1e-4);
+        }
+    }
+}
+
+TEST(ProfileColors, RefuseWhatTheyCannotConvert)
+{
+    const Profile srgb(kPXColorStandardSRGB), grey(MakeGreyProfile()), empty;
+    const float good[3] = {0, 0, 0}, notANumber[3] = {0, NAN, 0};
+    const struct {
+        const char* name;
+        PXColorProfile from, to;
+        const float* color;
+        int want;
+    } rows[] = {
+        {"no source", nullptr, srgb, good, kPXErrBadArgument},
+        {"no destination", srgb, nullptr, good, kPXErrBadArgument},
+        {"no colour", srgb, srgb, nullptr, kPXErrBadArgument},
+        {"not a number", srgb, srgb, notANumber, kPXErrBadArgument},
+        {"empty source", empty, srgb, good, kPXErrMissing},
+        {"empty destination", srgb, empty, good, kPXErrMissing},
+        {"grey destination", srgb, grey, good, kPXErrNotFound},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EventLog events;
+        float result[3] = {9, 9, 9};
+        EXPECT_EQ(row.want, PXColorProfileConvertColor(row.from, row.to, row.color, result));
+        EXPECT_EQ(1, events.Count(static_cast<uint32_t>(row.want)));
+        EXPECT_EQ(9, result[0]);
+    }
+    EventLog events;
+    PXVec3F shown = {};
+    EXPECT_EQ(kPXErrNoDisplayProfile,
+              PXColorProfileConvertColorSoftProofPXVec3F(srgb, srgb, nullptr, 0, {}, &shown));
+    EXPECT_EQ(1, events.Count(kPXErrNoDisplayProfile));
+}
+
+}  // namespace
