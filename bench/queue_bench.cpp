@@ -1,4 +1,4 @@
-// The thread pool and the task queues, beside oneTBB, Asio and a bare wake-up in the same run.
+// The thread pool and the task queues, beside oneTBB, Asio, Qt and a bare wake-up in the same run.
 
 #include <benchmark/benchmark.h>
 
@@ -23,6 +23,9 @@
 #endif
 #ifdef PX_HAVE_ASIO
 #include <asio.hpp>
+#endif
+#ifdef PX_HAVE_QT
+#include <QThreadPool>
 #endif
 
 namespace {
@@ -212,6 +215,11 @@ class EmptyTask final : public CBaseTask {
     void TaskComplete() override {}
 };
 
+class WaitingQueue final : public CBaseTaskQueue {
+public:
+    using CBaseTaskQueue::WaitForRunningTasksToComplete;
+};
+
 std::atomic<bool> areSlotsFree;
 
 class SlotTask final : public CBaseTask {
@@ -222,7 +230,7 @@ class SlotTask final : public CBaseTask {
 void QueuePriorities(benchmark::State& state)
 {
     const std::vector<uint32_t> priorities = Priorities(state.range(0));
-    auto queue = PXRef<CBaseTaskQueue>::Adopt(new CBaseTaskQueue);
+    auto queue = PXRef<WaitingQueue>::Adopt(new WaitingQueue);
     queue->Initialize(CFSTR("bench"), 0, 2);
     std::vector<PXRef<CBaseTask>> tasks(kTasks);
     for (auto& task : tasks) task = PXRef<CBaseTask>::Adopt(new EmptyTask);
@@ -240,9 +248,8 @@ void QueuePriorities(benchmark::State& state)
         Timer running;
         areSlotsFree = true;
         areSlotsFree.notify_all();
-        queue->Stop();
+        queue->WaitForRunningTasksToComplete();
         run += running.Nanos();
-        queue->Start();
     }
     ReportPriorities(state, insert, run);
 }
@@ -294,6 +301,36 @@ BENCHMARK(PrioritiesAsio)
     ->Arg(int64_t{1} << 32)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
+#endif
+
+#ifdef PX_HAVE_QT
+// Qt's pool with two threads. It searches and moves an array of the priorities in use, so that a
+// hundred thousand different ones take minutes; only few levels are measured.
+void PrioritiesQt(benchmark::State& state)
+{
+    const std::vector<uint32_t> priorities = Priorities(state.range(0));
+    QThreadPool pool;
+    pool.setMaxThreadCount(2);
+    double insert = 0, run = 0;
+    std::atomic<int> ran{0};
+    for (auto _ : state) {
+        areSlotsFree = false;
+        for (int i = 0; i < 2; ++i) pool.start([] { areSlotsFree.wait(false); });
+        Timer inserting;
+        for (const uint32_t priority : priorities) {
+            pool.start([&ran] { ran.fetch_add(1, std::memory_order_relaxed); },
+                       static_cast<int>(priority));
+        }
+        insert += inserting.Nanos();
+        Timer running;
+        areSlotsFree = true;
+        areSlotsFree.notify_all();
+        pool.waitForDone();
+        run += running.Nanos();
+    }
+    ReportPriorities(state, insert, run);
+}
+BENCHMARK(PrioritiesQt)->Arg(16)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
 
 // Bands of one picture: 64 tasks of about 200 microseconds each on as many slots as said.

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <mutex>
 #include <random>
@@ -198,17 +199,43 @@ TEST(Task, ComparesByPriorityThenTime)
     }
 }
 
-TEST(Task, OrderSurvivesTheEndOfItsNumbers)
+// Against a plain list, with more levels than have a list of their own, and over the end of the
+// numbers of insertion.
+TEST(Task, OrderIsByPriorityAndThenByInsertion)
 {
-    px::TaskOrder order(UINT32_MAX - 3);
-    std::vector<PXRef<TestTask>> tasks;
-    for (uint32_t i = 0; i < 8; ++i) {
-        tasks.push_back(PXRef<TestTask>::Adopt(new TestTask([](TestTask&) {})));
-        tasks.back()->SetPriority(i % 2);
-        order.Insert(tasks.back().Get(), i % 3 == 0);
+    std::mt19937_64 random(px::test::Seed(17));
+    const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
+    px::TaskOrder order(UINT32_MAX - 300);
+    std::vector<PXRef<TestTask>> waiting;  // in the order in which they run
+    const auto take = [&](std::vector<PXRef<TestTask>>::iterator expected, CBaseTask* taken) {
+        ASSERT_EQ(expected == waiting.end() ? nullptr : expected->Get(), taken);
+        if (taken) waiting.erase(expected);
+    };
+    for (int step = 0; step < 20'000; ++step) {
+        const bool grows = step / 500 % 2 == 0;
+        const uint32_t choice = below(grows ? 6 : 12);
+        if (choice < 4) {
+            auto task = PXRef<TestTask>::Adopt(new TestTask([](TestTask&) {}));
+            task->SetPriority(below(2) ? below(60) : below(3));
+            task->SetCanRunOnGPU(below(4) == 0);
+            order.Insert(task.Get(), task->GetCanRunOnGPU());
+            const auto runsLater = [&](const auto& other) {
+                return other->GetPriority() < task->GetPriority();
+            };
+            waiting.insert(std::find_if(waiting.begin(), waiting.end(), runsLater), task);
+        } else if (choice == 4 && !waiting.empty()) {
+            const auto any = waiting.begin() + below(static_cast<uint32_t>(waiting.size()));
+            take(any, order.TakeMatch([&](const CBaseTask& task) { return &task == any->Get(); }));
+        } else if (choice == 5) {
+            take(std::find_if(waiting.begin(), waiting.end(),
+                              [](const auto& task) { return task->GetCanRunOnGPU(); }),
+                 order.TakeFirstForGPU());
+        } else {
+            take(waiting.begin(), order.TakeFirst());
+        }
+        ASSERT_EQ(waiting.size(), order.Count());
+        if (HasFatalFailure()) return;
     }
-    for (size_t i : {1U, 3U, 5U, 7U, 0U, 2U, 4U, 6U}) EXPECT_EQ(tasks[i].Get(), order.TakeFirst());
-    EXPECT_EQ(nullptr, order.TakeFirst());
 }
 
 TEST_F(Queues, RefuseLimitsThatCannotBe)

@@ -36,10 +36,8 @@ void TaskOrder::Insert(CBaseTask* task, bool canRunOnGPU)
         return;
     }
     if (nextNumber_ == UINT32_MAX) Renumber();
-    Heap& heap = heaps_[canRunOnGPU];
     const uint64_t priority = ~task->GetPriority();
-    heap.push_back({priority << 32 | nextNumber_++, task});
-    std::push_heap(heap.begin(), heap.end(), std::greater<>());
+    ranked_[canRunOnGPU].Push({priority << 32 | nextNumber_++, task});
 }
 
 void TaskOrder::InsertSorted(Placed placed)
@@ -52,42 +50,46 @@ void TaskOrder::InsertSorted(Placed placed)
     sorted_.insert(at, placed);
 }
 
-// Moves what the heaps hold into the array.
+// Moves what the queues hold into the array.
 void TaskOrder::Sort()
 {
-    while (!heaps_[0].empty() || !heaps_[1].empty()) {
-        const bool fromGPU =
-            heaps_[0].empty() || (!heaps_[1].empty() && heaps_[0].front() > heaps_[1].front());
+    while (!ranked_[0].IsEmpty() || !ranked_[1].IsEmpty()) {
+        const bool fromGPU = IsGPUFirst();
         sorted_.push_back({TakeTop(fromGPU), fromGPU});
         gpuCount_ += fromGPU;
     }
 }
 
-// Gives the tasks the numbers from 0 on, in their order; a sorted array is a heap.
+// Gives the tasks the numbers from 0 on, in their order.
 void TaskOrder::Renumber()
 {
     std::vector<Ranked*> all;
-    for (Heap& heap : heaps_) {
-        std::sort(heap.begin(), heap.end(), [](const Ranked& a, const Ranked& b) { return b > a; });
-        for (Ranked& ranked : heap) all.push_back(&ranked);
+    for (RankedQueue& queue : ranked_) {
+        queue.ForEach([&](Ranked& ranked) { all.push_back(&ranked); });
     }
-    std::sort(all.begin(), all.end(), [](const Ranked* a, const Ranked* b) { return *b > *a; });
+    std::sort(all.begin(), all.end(),
+              [](const Ranked* a, const Ranked* b) { return a->rank < b->rank; });
     nextNumber_ = 0;
     for (Ranked* ranked : all) {
         ranked->rank = (ranked->rank & ~uint64_t{UINT32_MAX}) | nextNumber_++;
     }
 }
 
+// Whether the first task in the queues, of which one is not empty, is GPU-capable.
+bool TaskOrder::IsGPUFirst() const
+{
+    if (ranked_[0].IsEmpty() || ranked_[1].IsEmpty()) return ranked_[0].IsEmpty();
+    return ranked_[1].FirstRank() < ranked_[0].FirstRank();
+}
+
 CBaseTask* TaskOrder::TakeTop(bool fromGPU)
 {
-    Heap& heap = heaps_[fromGPU];
-    std::pop_heap(heap.begin(), heap.end(), std::greater<>());
-    CBaseTask* task = heap.back().task;
-    heap.pop_back();
+    RankedQueue& queue = ranked_[fromGPU];
+    CBaseTask* task = queue.TakeFirst();
     gpuCount_ -= fromGPU;
-    if (heaps_[0].empty() && heaps_[1].empty()) nextNumber_ = 0;
+    if (ranked_[0].IsEmpty() && ranked_[1].IsEmpty()) nextNumber_ = 0;
     // The next one is taken soon, and nobody has touched it since its push.
-    if (!heap.empty()) __builtin_prefetch(heap.front().task, 1);
+    if (!queue.IsEmpty()) __builtin_prefetch(queue.First().task, 1);
     return task;
 }
 
@@ -103,8 +105,7 @@ CBaseTask* TaskOrder::TakeFirst()
 {
     if (!sorted_.empty()) return TakeSorted(sorted_.begin());
     if (Count() == 0) return nullptr;
-    return TakeTop(heaps_[0].empty() ||
-                   (!heaps_[1].empty() && heaps_[0].front() > heaps_[1].front()));
+    return TakeTop(IsGPUFirst());
 }
 
 CBaseTask* TaskOrder::TakeFirstForGPU()
@@ -121,28 +122,23 @@ CBaseTask* TaskOrder::TakeMatch(const std::function<bool(const CBaseTask&)>& isW
                                     [&](const Placed& placed) { return isWanted(*placed.task); });
     if (found != sorted_.end()) return TakeSorted(found);
     const Ranked* best = nullptr;
-    size_t bestHeap = 0;
-    for (const Heap& heap : heaps_) {
-        for (const Ranked& ranked : heap) {
-            if ((best && !(*best > ranked)) || !isWanted(*ranked.task)) continue;
+    RankedQueue* holder = nullptr;
+    for (RankedQueue& queue : ranked_) {
+        queue.ForEach([&](const Ranked& ranked) {
+            if ((best && best->rank < ranked.rank) || !isWanted(*ranked.task)) return;
             best = &ranked;
-            bestHeap = static_cast<size_t>(&heap - heaps_);
-        }
+            holder = &queue;
+        });
     }
     if (!best) return nullptr;
-    Heap& heap = heaps_[bestHeap];
-    CBaseTask* task = best->task;
-    heap[static_cast<size_t>(best - heap.data())] = heap.back();
-    heap.pop_back();
-    std::make_heap(heap.begin(), heap.end(), std::greater<>());
-    gpuCount_ -= bestHeap;
-    return task;
+    gpuCount_ -= holder == &ranked_[1];
+    return holder->Take(best->rank);
 }
 
 std::vector<CBaseTask*> TaskOrder::TakeAll()
 {
     std::vector<CBaseTask*> tasks = InOrder();
-    for (Heap& heap : heaps_) heap.clear();
+    for (RankedQueue& queue : ranked_) queue.Clear();
     sorted_.clear();
     gpuCount_ = 0;
     nextNumber_ = 0;
@@ -151,11 +147,26 @@ std::vector<CBaseTask*> TaskOrder::TakeAll()
 
 std::vector<CBaseTask*> TaskOrder::InOrder() const
 {
-    Heap all = heaps_[0];
-    all.insert(all.end(), heaps_[1].begin(), heaps_[1].end());
-    std::sort(all.begin(), all.end(), [](const Ranked& a, const Ranked& b) { return b > a; });
+    std::vector<Ranked> all;
+    all.reserve(Count());
+    for (const RankedQueue& queue : ranked_) {
+        queue.ForEach([&](const Ranked& ranked) { all.push_back(ranked); });
+    }
+    std::sort(all.begin(), all.end(),
+              [](const Ranked& a, const Ranked& b) { return a.rank < b.rank; });
     std::vector<CBaseTask*> tasks;
     for (const Ranked& ranked : all) tasks.push_back(ranked.task);
+    for (const Placed& placed : sorted_) tasks.push_back(placed.task);
+    return tasks;
+}
+
+std::vector<CBaseTask*> TaskOrder::InAnyOrder() const
+{
+    std::vector<CBaseTask*> tasks;
+    tasks.reserve(Count());
+    for (const RankedQueue& queue : ranked_) {
+        queue.ForEach([&](const Ranked& ranked) { tasks.push_back(ranked.task); });
+    }
     for (const Placed& placed : sorted_) tasks.push_back(placed.task);
     return tasks;
 }

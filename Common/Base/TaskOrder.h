@@ -3,9 +3,9 @@
 // TaskOrder — the queued tasks of a queue in the order in which they run.
 //
 // Higher priority first, in the order of insertion among equals. As long as every task compares as
-// CBaseTask does, that order is kept in two heaps of (priority, number of insertion), one for tasks
-// that can run on a GPU, and no task is asked. Once a task with a Compare of its own comes, and
-// until the last task has left, the tasks lie in one array that is kept sorted with Compare.
+// CBaseTask does, that order is kept in two queues of (priority, number of insertion), one for
+// tasks that can run on a GPU, and no task is asked. Once a task with a Compare of its own comes,
+// and until the last task has left, the tasks lie in one array that is kept sorted with Compare.
 //
 // References are the owner's business. Not thread-safe.
 
@@ -14,7 +14,7 @@
 #include <functional>
 #include <vector>
 
-class CBaseTask;
+#include "Base/RankedQueue.h"
 
 namespace px {
 
@@ -24,7 +24,7 @@ public:
     explicit TaskOrder(uint32_t firstNumber = 0) : nextNumber_(firstNumber) {}
 
     void Insert(CBaseTask* task, bool canRunOnGPU);
-    size_t Count() const { return heaps_[0].size() + heaps_[1].size() + sorted_.size(); }
+    size_t Count() const { return ranked_[0].Count() + ranked_[1].Count() + sorted_.size(); }
     size_t GPUCount() const { return gpuCount_; }
 
     // Null when there is none.
@@ -34,29 +34,25 @@ public:
     CBaseTask* TakeMatch(const std::function<bool(const CBaseTask&)>& isWanted);
     std::vector<CBaseTask*> TakeAll();
     std::vector<CBaseTask*> InOrder() const;
+    // Without a sort.
+    std::vector<CBaseTask*> InAnyOrder() const;
 
 private:
-    // The smaller rank runs first: the complement of the priority above the number of insertion.
-    struct Ranked {
-        uint64_t rank;
-        CBaseTask* task;
-
-        bool operator>(const Ranked& other) const { return rank > other.rank; }
-    };
     struct Placed {
         CBaseTask* task;
         bool canRunOnGPU;
     };
-    using Heap = std::vector<Ranked>;
 
     void InsertSorted(Placed placed);
     void Sort();
     void Renumber();
+    bool IsGPUFirst() const;
     CBaseTask* TakeTop(bool fromGPU);
     CBaseTask* TakeSorted(std::deque<Placed>::iterator at);
 
-    // Either the heaps or the array are empty.
-    Heap heaps_[2];  // of CPU-only and of GPU-capable tasks
+    // Either these or the array are empty. A rank is the complement of the priority above the
+    // number of insertion.
+    RankedQueue ranked_[2];  // of CPU-only and of GPU-capable tasks
     std::deque<Placed> sorted_;
     uint32_t nextNumber_;
     size_t gpuCount_ = 0;

@@ -34,6 +34,7 @@ CFArrayRef CopyTasks(const std::vector<CBaseTask*>& tasks)
 std::vector<PXRef<CBaseTask>> Retained(const std::vector<CBaseTask*>& tasks)
 {
     std::vector<PXRef<CBaseTask>> kept;
+    kept.reserve(tasks.size());
     for (CBaseTask* task : tasks) kept.push_back(PXRef<CBaseTask>::Retain(task));
     return kept;
 }
@@ -121,7 +122,7 @@ void TaskScheduler::SignalAllTasksStop()
     std::vector<PXRef<CBaseTask>> tasks;
     {
         WordLocker lock(lock_);
-        std::vector<CBaseTask*> all = queued_.InOrder();
+        std::vector<CBaseTask*> all = queued_.InAnyOrder();
         all.insert(all.end(), running_.begin(), running_.end());
         tasks = Retained(all);
     }
