@@ -8,6 +8,7 @@
 #include "Image/ImageRecFile.h"
 #include "Image/ImageRecMemory.h"
 #include "Image/ImageRecSolidFill.h"
+#include "Image/ScaledReader.h"
 
 #include <algorithm>
 #include <atomic>
@@ -186,18 +187,23 @@ PXStatus CImageRec::Copy(PXRef<CImageRec>* outImage)
     made->colorSpaceType = colorSpaceType;
     made->transparency = transparency;
     made->dataSourceType = dataSourceType;
-    made->rate = rate;
-    made->padding = padding;
-    made->id = id;
-    made->refCon = refCon;
-    made->refCon2 = refCon2;
-    made->mipLevel = mipLevel;
-    made->type = type;
+    made->TakeTags(*this);
     PX_TRY(made->Allocate());
     px::ImageCensus::Shared().Update(*made);
     PX_TRY(CopyPixelsTo(made.Get()));
     *outImage = made;
     return kPXOK;
+}
+
+void CImageRec::TakeTags(const CImageRec& image)
+{
+    rate = image.rate;
+    padding = image.padding;
+    id = image.id;
+    refCon = image.refCon;
+    refCon2 = image.refCon2;
+    mipLevel = image.mipLevel;
+    type = image.type;
 }
 
 PXStatus CImageRec::CopyPixelsTo(CImageRec* copy)
@@ -276,6 +282,15 @@ PXStatus CImageRec::Write(const PXRect& rect, const void* buffer, int64_t buffer
         }
     }
     return UnlockRect(whole, pixels);
+}
+
+PXStatus CImageRec::ReadScaled(PXSize scaledSize, const PXRect& rect, uint32_t filter, void* buffer,
+                               int64_t bufferRowBytes)
+{
+    PX_TRY(px::ScaledReader::Check(*this, filter));
+    px::ScaledReader reader;
+    PX_TRY(reader.Open(this, scaledSize, filter));
+    return reader.Read(rect, buffer, bufferRowBytes);
 }
 
 int64_t CImageRec::LockedRowBytes(const PXRect&) const

@@ -42,6 +42,12 @@ public:
     [[nodiscard]] virtual PXStatus Write(const PXRect& rect, const void* buffer,
                                          int64_t bufferRowBytes);
 
+    // Reads a rectangle of the image scaled to `scaledSize`, which begins at 0, 0, through a
+    // blitter. Rows of the buffer are `bufferRowBytes` apart.
+    [[nodiscard]] virtual PXStatus ReadScaled(PXSize scaledSize, const PXRect& rect,
+                                              uint32_t filter, void* buffer,
+                                              int64_t bufferRowBytes);
+
     // The distance in bytes of the rows that LockRect lends for a rectangle.
     virtual int64_t LockedRowBytes(const PXRect& rect) const;
 
@@ -73,6 +79,14 @@ public:
     virtual bool LendsInPlace() const { return false; }
 
     PXImageCreateParams CreateParams() const;
+    // Takes over the caller's tags of another image.
+    void TakeTags(const CImageRec& image);
+    // Whether depth and channels tell the layout: not after the channel width was changed.
+    bool HasEvenLayout() const
+    {
+        return planeBytes > 0 && depth == planeBytes * 8 && colBytes % planeBytes == 0 &&
+               rowBytes == int64_t{bounds.width} * colBytes;
+    }
     int32_t Planes() const { return planeBytes > 0 ? colBytes / planeBytes : 0; }
     // One bit is a pixel; the most significant bit of a byte is the leftmost of its eight.
     bool IsBitMask() const { return colBytes == 0; }

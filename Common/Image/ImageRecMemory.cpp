@@ -58,6 +58,17 @@ PXStatus CImageRecMemory::UnlockRect(const PXRect& rect, const void* pointer)
     return kPXOK;
 }
 
+PXStatus CImageRecMemory::ReadScaled(PXSize scaledSize, const PXRect& rect, uint32_t filter,
+                                     void* buffer, int64_t bufferRowBytes)
+{
+    PX_TRY(px::ScaledReader::Check(*this, filter));
+    const px::MutexLocker lock(scaleMutex_);
+    // A window, which very long rows need, may hold pixels that have changed since.
+    if (!scaled_.IsFor(*this, scaledSize, filter) || !scaled_.ReadsInPlace())
+        PX_TRY(scaled_.Open(this, scaledSize, filter));
+    return scaled_.Read(rect, buffer, bufferRowBytes);
+}
+
 PXStatus CImageRecMemory::SetBounds(const PXRect& rect)
 {
     PX_TRY(CheckBounds(rect));

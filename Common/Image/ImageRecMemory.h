@@ -7,7 +7,9 @@
 
 #include <new>
 
+#include "Base/Mutex.h"
 #include "Image/ImageRec.h"
+#include "Image/ScaledReader.h"
 
 class CImageRecMemory final : public CImageRec {
 public:
@@ -22,6 +24,10 @@ public:
     [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, const void* pointer) override;
     // The caller's pixels can be moved, but not take another size: kPXErrNotSupported.
     [[nodiscard]] PXStatus SetBounds(const PXRect& rect) override;
+    // Keeps its blitter for the next rectangle of the same size and filter. A blitter serves one
+    // thread at a time, so a mutex is held while it is made and used.
+    [[nodiscard]] PXStatus ReadScaled(PXSize scaledSize, const PXRect& rect, uint32_t filter,
+                                      void* buffer, int64_t bufferRowBytes) override;
     bool LendsInPlace() const override { return true; }
     char KindLetter() const override { return ownsPixels_ ? 'm' : pixels_ ? 'p' : 'd'; }
 
@@ -34,4 +40,7 @@ private:
 
     void* pixels_ = nullptr;
     bool ownsPixels_ = false;
+
+    px::Mutex scaleMutex_;
+    px::ScaledReader scaled_ PX_GUARDED_BY(scaleMutex_);
 };
