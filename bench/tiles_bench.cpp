@@ -149,7 +149,8 @@ void RandomTiles(benchmark::State& state)
     std::vector<char> pixels = RandomTile(8);
     PXImage image = MakeTiled(kSide, kSide, 8);
     WriteAll(image, pixels, int64_t{kTile} * 4);
-    ReadAll(image, pixels, int64_t{kTile} * 4);  // so that everything is in its slot
+    if (PXImagePurge(image)) std::abort();  // so that everything is in its slot
+    ReadAll(image, pixels, int64_t{kTile} * 4);
     std::mt19937 random(2);
     std::vector<double> micros;
     for (auto _ : state) {
@@ -166,6 +167,32 @@ void RandomTiles(benchmark::State& state)
     PXImageRelease(image);
     PXImageShutdown();
 }
+// The same tiles by bare reads into the caller's buffer.
+void FloorRandomTiles(benchmark::State& state)
+{
+    PXRef<px::CacheFolder> folder;
+    PXRef<px::OpenFile> file;
+    px::os::EntryFacts facts;
+    std::vector<char> pixels = RandomTile(8);
+    if (px::CacheFolder::Open(px::DefaultCacheRoot(), {}, &folder)) std::abort();
+    if (folder->CreateFile("Image-0", &file, &facts)) std::abort();
+    const size_t bytes = pixels.size();
+    for (size_t i = 0; i < kTiles; ++i) {
+        if (px::os::WriteAllAt(file->Get(), pixels.data(), bytes, int64_t(i * bytes))) std::abort();
+    }
+    std::mt19937 random(2);
+    std::vector<double> micros;
+    for (auto _ : state) {
+        const auto at = static_cast<int64_t>(random() % kTiles * bytes);
+        const int64_t begin = px::os::Os().monotonicNanos();
+        if (px::os::ReadAllAt(file->Get(), pixels.data(), bytes, at)) std::abort();
+        micros.push_back(double(px::os::Os().monotonicNanos() - begin) * 1e-3);
+    }
+    std::sort(micros.begin(), micros.end());
+    state.counters["median_us"] = micros[micros.size() / 2];
+    state.counters["p99_us"] = micros[micros.size() * 99 / 100];
+}
+BENCHMARK(FloorRandomTiles)->Iterations(2000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(RandomTiles)->Iterations(2000)->Unit(benchmark::kMicrosecond);
 
 // Nanoseconds to lock and unlock a pixel of a resident tile; each thread has its own tile.

@@ -106,6 +106,18 @@ bool ImageCacheManager::Enter(CImageTile* tile)
     return true;
 }
 
+bool ImageCacheManager::PassesBy(CImageTile* tile)
+{
+    const px::MutexLocker lock(mutex_);
+    if (usedBytes_ + tile->Bytes() <= limit_) return false;
+    // As many bytes as the cache holds are remembered: what is read twice within them is worth
+    // keeping.
+    if (tile->passedAt >= 0 && passedBytes_ - tile->passedAt <= limit_) return false;
+    passedBytes_ += tile->Bytes();
+    tile->passedAt = passedBytes_;
+    return true;
+}
+
 void ImageCacheManager::Leave(CImageTile* tile)
 {
     const px::MutexLocker lock(mutex_);
@@ -321,14 +333,15 @@ void ImageCacheManager::GetStatistics(PXImageCacheStatistics* statistics)
     }
     const px::TileArena::Usage usage = px::TileArena::Shared().GetUsage();
     const uint64_t loads = loads_.load(std::memory_order_relaxed);
+    const uint64_t passed = passed_.load(std::memory_order_relaxed);
     statistics->limitBytes = limit_;
     statistics->residentBytes = usedBytes_;
     statistics->residentTiles = static_cast<uint64_t>(resident_.count);
     statistics->bufferBytes = usage.inUse + usage.kept;
     statistics->peakBytes = usage.peak;
     statistics->hits = locks > loads ? locks - loads : 0;
-    statistics->misses = loads;
-    statistics->tilesRead = read_.load(std::memory_order_relaxed);
+    statistics->misses = loads + passed;
+    statistics->tilesRead = read_.load(std::memory_order_relaxed) + passed;
     statistics->tilesWritten = written_.load(std::memory_order_relaxed);
     statistics->failures = failures_.load(std::memory_order_relaxed);
 }

@@ -53,6 +53,10 @@ public:
     bool Enter(CImageTile* tile);
     // Takes back Enter when the pixels could not be had.
     void Leave(CImageTile* tile);
+    // Whether a tile that is only to be read is better copied from its slot than brought in: when
+    // that would send another tile away, and it was not passed by lately. A scan through an image
+    // that is larger than the limit thus leaves in memory what was there.
+    bool PassesBy(CImageTile* tile);
     // Asks every resident tile of an image to leave, in their order, until one cannot be written.
     // kPXErrNotFound when that happened or nothing left.
     [[nodiscard]] PXStatus Purge(const CImageRecFile* image);
@@ -79,6 +83,7 @@ public:
     void ReportFailure(uint32_t internalID, int error, const char* what);
     void CountWrite(uint32_t internalID);
     void CountLoad(bool fromStore);
+    void CountPass() { passed_.fetch_add(1, std::memory_order_relaxed); }
     void GetStatistics(PXImageCacheStatistics* statistics);
     void ResetPeak();
 
@@ -100,6 +105,7 @@ private:
     const double physicalMemory_;
     int64_t limit_ PX_GUARDED_BY(mutex_) = 0;
     int64_t usedBytes_ PX_GUARDED_BY(mutex_) = 0;
+    int64_t passedBytes_ PX_GUARDED_BY(mutex_) = 0;  // of all tiles that were ever passed by
     PXRef<CTileStore> store_ PX_GUARDED_BY(mutex_);
     uint32_t storeType_ PX_GUARDED_BY(mutex_) = 0;
     std::atomic<uint32_t> dumpPurgeInfo_{0};
@@ -115,6 +121,7 @@ private:
     std::atomic<bool> hasReported_{false};
     uint64_t pastLocks_ PX_GUARDED_BY(mutex_) = 0;  // of images that are gone
     std::atomic<uint64_t> loads_{0};
+    std::atomic<uint64_t> passed_{0};
     std::atomic<uint64_t> read_{0};
     std::atomic<uint64_t> written_{0};
     std::atomic<uint64_t> failures_{0};

@@ -233,11 +233,17 @@ PXStatus CImageRecFile::Read(const PXRect& rect, void* buffer, int64_t bufferRow
         char* to = static_cast<char*>(buffer) + (int64_t{piece.rect.y} - rect.y) * bufferRowBytes +
                    (int64_t{piece.rect.x} - rect.x) * colBytes;
         const int64_t length = int64_t{piece.rect.width} * colBytes;
-        if (!tiles_.Find(IndexOf(piece.row, piece.column))) {
+        CImageTile* tile = tiles_.Find(IndexOf(piece.row, piece.column));
+        if (!tile) {
             px::ClearRows(to, bufferRowBytes, length, piece.rect.height);
             return kPXOK;
         }
-        CImageTile* tile = nullptr;
+        const bool isWhole = piece.rect.width == TileSize() && piece.rect.height == TileSize();
+        bool isRead = false;
+        if (isWhole && bufferRowBytes == length && tile->IsAbsent()) {
+            PX_TRY(ReadPast(tile, to, &isRead));
+        }
+        if (isRead) return kPXOK;
         PX_TRY(Pin(piece.row, piece.column, LockIntent::kRead, &tile));
         px::CopyRows(to, bufferRowBytes, PixelsAt(*tile, piece.rect), tile->rowbytes, length,
                      piece.rect.height);

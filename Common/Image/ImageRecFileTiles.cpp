@@ -137,19 +137,40 @@ PXStatus CImageRecFile::FillFromSource(const CImageTile& tile, LockIntent intent
         std::memset(pixels, 0, static_cast<size_t>(bytes));
         return kPXOK;
     }
+    return ReadSlot(tile, pixels);
+}
+
+// Reads a tile's pixels from its slot, of which nobody else may make use meanwhile.
+PXStatus CImageRecFile::ReadSlot(const CImageTile& tile, char* pixels)
+{
+    const auto bytes = static_cast<size_t>(tile.Bytes());
     // Pixels that went to the store come back from it, whatever its type is now.
     const PXRef<CTileStore> store = Manager().StoreOfSlots();
-    const int error =
-        store->ReadTile(StoredAs(*this), tile.slot, pixels, static_cast<size_t>(bytes));
-    if (error) {
-        Manager().ReportFailure(internalID, error, "read");
-        return kPXErrNotFound;
-    }
-    if (px::HashPixels(pixels, static_cast<size_t>(bytes)) != tile.slotHash) {
-        Manager().ReportFailure(internalID, EBADMSG, "read");
-        return kPXErrNotFound;
-    }
-    return kPXOK;
+    int error = store->ReadTile(StoredAs(*this), tile.slot, pixels, bytes);
+    if (error == 0 && px::HashPixels(pixels, bytes) != tile.slotHash) error = EBADMSG;
+    if (error == 0) return kPXOK;
+    Manager().ReportFailure(internalID, error, "read");
+    return kPXErrNotFound;
+}
+
+// Copies all pixels of a tile from its slot to a caller and leaves it there, when the cache would
+// have to send another tile away for it.
+PXStatus CImageRecFile::ReadPast(CImageTile* tile, char* pixels, bool* isRead)
+{
+    *isRead = !IsKeptResident() && Manager().PassesBy(tile);
+    if (!*isRead) return kPXOK;
+    const px::MutexLocker lock(mutex_);
+    *isRead =
+        tile->phase == TilePhase::kIdle && tile->IsAbsent() && tile->source == TileSource::kSlot;
+    if (!*isRead) return kPXOK;
+    tile->phase = TilePhase::kLoading;
+    mutex_.unlock();
+    const PXStatus status = ReadSlot(*tile, pixels);
+    mutex_.lock();
+    tile->phase = TilePhase::kIdle;
+    idleness_.notify_all();
+    Manager().CountPass();
+    return status;
 }
 
 // Gets a block of its own for a tile that shares one and is to be written. Readers may go on using

@@ -134,5 +134,6 @@ public:
     CImageTile* older = nullptr;
     bool isListed = false;
     bool isLeaving = false;
+    int64_t passedAt = -1;  // where ImageCacheManager::passedBytes_ was when it was passed by
     int32_t timeStamp = 0;  // seconds since 1970 when it became resident, cut to 32 bits
 };
