@@ -83,7 +83,9 @@ inline void ReadInEveryForm(const uint8_t* bytes, size_t size)
             RoundTrip(list, kCFPropertyListXMLFormat_v1_0);
             continue;
         }
-        Require(CFEqual(first, list));
+        CFPropertyListRef copy = CFPropertyListCreateDeepCopy(nullptr, first, options);
+        Require(CFEqual(first, list) && CFEqual(first, copy));
+        CFRelease(copy);
         CFRelease(list);
     }
     CFRelease(first);

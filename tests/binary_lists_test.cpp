@@ -14,11 +14,6 @@ class BinaryLists : public LeakCheck {};
 constexpr CFPropertyListFormat kBinary = kCFPropertyListBinaryFormat_v1_0;
 constexpr CFIndex kCorrupt = 3840, kUnknownVersion = 3841;
 
-// {b: 1, a: [true, "x"]}
-const char* const kSample =
-    "62706C6973743030 D20102030651615162A204050951781001 080D0F111415170000000000000101"
-    "000000000000000700000000000000000000000000000019";
-
 std::string FromHex(std::string_view digits)
 {
     std::string bytes;
@@ -81,62 +76,22 @@ std::string ObjectsOf(CFPropertyListRef list)
     return ToHex(bytes.substr(8, table - 8));
 }
 
-TEST_F(BinaryLists, SampleIsWrittenAsItStands)
-{
-    auto sample = DictionaryOf(
-        {{CFSTR("b"), Number(int64_t{1})}, {CFSTR("a"), ArrayOf({kCFBooleanTrue, CFSTR("x")})}});
-    EXPECT_EQ(ToHex(FromHex(kSample)), ToHex(WriteList(sample, kBinary)));
-    const ReadResult read = ReadList(FromHex(kSample));
-    EXPECT_TRUE(CFEqual(sample, read.list)) << read.failure;
-    EXPECT_EQ(kBinary, read.format);
-}
-
-TEST_F(BinaryLists, ObjectsAreWrittenAsTheyStand)
+// What other writers of lists do not have: numbers of several sizes in memory, -0.0, and containers
+// that stand in two places.
+TEST_F(BinaryLists, EqualObjectsAreWrittenOnce)
 {
     const auto expect = [](CFTypeRef value, const std::string& want) {
         EXPECT_EQ(ToHex(FromHex(want)), ObjectsOf(value));
-        const ReadResult read = ReadList(WriteList(value, kBinary));
-        EXPECT_TRUE(CFEqual(value, read.list)) << want << read.failure;
     };
-    const std::string letters(256, 'A');
-    expect(Text("\u00E9"), "6100E9");
-    expect(Text(letters.substr(0, 15)), "5F100F" + ToHex(letters.substr(0, 15)));
-    expect(Text(letters), "5F110100" + ToHex(letters));
-    expect(Owned<CFNumberRef>(PXCFNumberCreateUInt64(nullptr, uint64_t{1} << 63)),
-           "1400000000000000008000000000000000");
-    expect(Number(int64_t{-1}), "13FFFFFFFFFFFFFFFF");
-    expect(Number(int64_t{255}), "10FF");
-    expect(Number(int64_t{256}), "110100");
-    expect(Number(int64_t{65536}), "1200010000");
-    expect(Number(int64_t{1} << 32), "130000000100000000");
-    expect(Number(1.0), "233FF0000000000000");
-    expect(Owned<CFDateRef>(CFDateCreate(nullptr, 0)), "330000000000000000");
-    expect(DataOf("ab"), "426162");
-    expect(kCFBooleanFalse, "08");
-    // Equal leaves are written once, whatever their size in memory, and containers never shared.
     const float half = 0.5F;
     const SInt8 small = 1;
     Owned<CFNumberRef> asFloat(CFNumberCreate(nullptr, kCFNumberFloat32Type, &half));
     Owned<CFNumberRef> asByte(CFNumberCreate(nullptr, kCFNumberSInt8Type, &small));
-    expect(ArrayOf({Number(0.5), asFloat, asByte, Number(int64_t{1}), Number(1.0), Text("t"),
-                    Text("t"), DataOf("t"), DataOf("t"), kCFBooleanTrue, kCFBooleanTrue}),
-           "AB0101020203040405050606 233FE0000000000000 1001 233FF0000000000000 5174 4174 09");
-    expect(ArrayOf({Number(0.5), Number(-0.0)}), "A20102 233FE0000000000000 238000000000000000");
+    expect(ArrayOf({Number(0.5), asFloat, asByte, Number(int64_t{1}), Number(1.0)}),
+           "A50101020203 233FE0000000000000 1001 233FF0000000000000");
+    expect(ArrayOf({Number(0.0), Number(-0.0)}), "A20102 230000000000000000 238000000000000000");
     auto shared = ArrayOf({});
     expect(ArrayOf({ArrayOf({}), shared, shared}), "A3010202 A0 A0");
-}
-
-TEST_F(BinaryLists, ReferencesAndOffsetsGrowWithTheList)
-{
-    for (const int64_t count : {254, 255, 256, 65534, 65535, 65536}) {
-        SCOPED_TRACE(count);
-        auto list = ArrayOf({});
-        for (int64_t i = 0; i < count; ++i) CFArrayAppendValue(list, Number(i));
-        const std::string bytes = WriteList(list, kBinary);
-        // The array is an object too.
-        EXPECT_EQ(count < 255 ? 1 : count < 65535 ? 2 : 4, bytes[bytes.size() - 25]);
-        EXPECT_TRUE(CFEqual(list, ReadList(bytes).list));
-    }
 }
 
 TEST_F(BinaryLists, AcceptedForms)
@@ -175,7 +130,7 @@ TEST_F(BinaryLists, AcceptedForms)
             EXPECT_EQ(row.want, ElementOf(read.list)) << read.failure;
         }
     }
-    std::string other = FromHex(kSample);
+    std::string other = File({"09"});
     other[7] = '1';
     EXPECT_TRUE(ReadList(other).list);
 }
@@ -234,31 +189,8 @@ TEST_F(BinaryLists, RefusedForms)
             EXPECT_EQ(kCorrupt, read.code) << read.failure;
         }
     }
-    std::string version = FromHex(kSample);
-    version.replace(0, 8, "bplist15");
-    EXPECT_EQ(kUnknownVersion, ReadList(version).code);
+    EXPECT_EQ(kUnknownVersion, ReadList(File({"09"}).replace(0, 8, "bplist15")).code);
     EXPECT_EQ(kUnknownVersion, ReadList("bplist").code);
-}
-
-TEST_F(BinaryLists, EveryTruncationAndFlippedByteIsReadOrRefused)
-{
-    const std::string whole = FromHex(kSample);
-    int accepted = 0;
-    for (size_t at = 0; at < whole.size(); ++at) {
-        EXPECT_FALSE(ReadList(whole.substr(0, at)).list) << at;
-        for (unsigned value = 0; value < 256; ++value) {
-            std::string flipped = whole;
-            flipped[at] = static_cast<char>(value);
-            for (CFOptionFlags options : {0U, 2U}) {
-                const ReadResult read = ReadList(flipped, options);
-                if (!read.list) continue;
-                ++accepted;
-                // What was read is a list like any other.
-                EXPECT_TRUE(CFEqual(read.list, ReadList(WriteList(read.list, kBinary)).list));
-            }
-        }
-    }
-    EXPECT_GT(accepted, 512);
 }
 
 TEST_F(BinaryLists, SharedObjectsAreBuiltOnceUnlessMutable)

@@ -157,25 +157,6 @@ TEST(ColourProfile, RefusesInconsistentBytes)
     EXPECT_EQ(0, profile.Open(good));
 }
 
-// Truncations and flipped bits: a status, and with a valid result a usable object.
-TEST(ColourProfile, SurvivesDamage)
-{
-    std::mt19937_64 random(Seed(7));
-    const Bytes good = MakeCMYKProfile();
-    Profile profile;
-    for (int step = 0; step < 150; ++step) {
-        Bytes bad = good;
-        bad[random() % (step % 2 ? 400 : bad.size())] ^= static_cast<uint8_t>(1U << random() % 8);
-        if (step % 5 == 0) bad.resize(random() % bad.size());
-        if (profile.Open(bad) != 0) continue;
-        Picture from({0, 0, 4, 2}, 8, 4, kPXColorSpaceCMYK);
-        Picture to({0, 0, 4, 2});
-        const int status = Convert(profile, Profile(kPXColorStandardSRGB), from, to, {0, 0, 4, 2});
-        EXPECT_TRUE(status == 0 || status == kPXErrTransform) << status;
-        profile.Data();
-    }
-}
-
 using ColourFolders = TempFolder;
 
 TEST_F(ColourFolders, HoldProfilesThatLoadByName)

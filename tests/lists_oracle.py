@@ -187,6 +187,9 @@ def main():
     for level in range(12):
         deep = [deep, rng.randbytes(100)] if level % 2 else {"data": rng.randbytes(100), "d": deep}
     values[0] = deep
+    values[1] = {"k" * (i % 150) + ("é" if i % 7 == 0 else "") + str(i): i for i in range(2000)}
+    # Around the counts where references and offsets get larger.
+    values[2:7] = [list(range(count)) for count in (254, 255, 256, 65534, 65535)]
     with tempfile.TemporaryDirectory() as folder:
         oracle = Oracle(sys.argv[1], folder, count)
         compare_with_plistlib(oracle, values)

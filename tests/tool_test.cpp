@@ -214,110 +214,6 @@ TEST_F(Tool, JPEGCarriesProfilesInPieces)
     EXPECT_EQ(picture.icc, Get("in.jpg").icc);
 }
 
-// A file in memory: thousands of damaged copies on a disk take their time.
-struct MemoryFile {
-    const uint8_t* bytes = nullptr;
-    size_t size = 0;
-    size_t position = 0;
-};
-MemoryFile memoryFile;
-
-int FactsOfMemoryFile(os::FileFacts* facts)
-{
-    *facts = {};
-    facts->size = static_cast<int64_t>(memoryFile.size);
-    facts->isRegular = true;
-    return 0;
-}
-
-class ToolDamage : public Tool {
-protected:
-    ToolDamage() : table_(os::NativeTable())
-    {
-        table_.factsOfPath = [](const char*, os::FileFacts* facts) {
-            return FactsOfMemoryFile(facts);
-        };
-        table_.openFile = [](const char*, os::OpenMode, os::File* file) {
-            memoryFile.position = 0;
-            *file = 0;
-            return 0;
-        };
-        table_.closeFile = [](os::File) { return 0; };
-        table_.factsOfFile = [](os::File, os::FileFacts* facts) {
-            return FactsOfMemoryFile(facts);
-        };
-        table_.readFile = [](os::File, void* buffer, size_t size, size_t* got) {
-            *got = std::min(size, memoryFile.size - std::min(memoryFile.position, memoryFile.size));
-            std::copy_n(memoryFile.bytes + memoryFile.position, *got,
-                        static_cast<uint8_t*>(buffer));
-            memoryFile.position += *got;
-            return 0;
-        };
-        table_.seekFile = [](os::File, int64_t offset) {
-            memoryFile.position = static_cast<size_t>(offset);
-            return 0;
-        };
-    }
-
-    std::vector<std::string> Sources()
-    {
-        for (const int32_t depth : {8, 16}) {
-            const std::string number = std::to_string(depth);
-            const Picture picture = Noise({23, 17, depth, kPXColorSpaceRGB, true});
-            Write(picture, "alpha" + number + ".png");
-            Write(picture, "alpha" + number + ".tif");
-        }
-        Picture plain = Noise({31, 29, 8, kPXColorSpaceRGB, false});
-        plain.exif = MakeResolutionExif(72, 72);
-        Write(plain, "plain.jpg");
-        Write(plain, "plain.png");
-        return {"alpha8.png", "alpha16.png", "alpha8.tif", "alpha16.tif", "plain.jpg", "plain.png"};
-    }
-
-    ExitCode DecodeBytes(const Bytes& bytes, size_t size)
-    {
-        memoryFile = {bytes.data(), size, 0};
-        os::ReplaceTable(&table_);
-        Picture picture;
-        const Failure failure = Read("damaged", &picture);
-        os::ReplaceTable(nullptr);
-        EXPECT_EQ(static_cast<bool>(failure), !failure.text.empty());
-        return failure.code;
-    }
-
-    os::Table table_;
-};
-
-TEST_F(ToolDamage, EveryCutIsAnError)
-{
-    for (const std::string& name : Sources()) {
-        const Bytes bytes = ReadBytes(Path(name));
-        for (size_t size = 0; size < bytes.size(); ++size) {
-            ASSERT_EQ(ExitCode::kInput, DecodeBytes(bytes, size))
-                << name << " cut to " << size << " of " << bytes.size();
-        }
-    }
-}
-
-TEST_F(ToolDamage, FlippedBitsEndInOrder)
-{
-    for (const std::string& name : Sources()) {
-        const Bytes bytes = ReadBytes(Path(name));
-        int errors = 0;
-        for (int round = 0; round < 5000; ++round) {
-            Bytes damaged = bytes;
-            for (int i = 0; i <= round % 3; ++i) {
-                damaged[random_() % damaged.size()] ^= static_cast<uint8_t>(1 << random_() % 8);
-            }
-            const ExitCode code = DecodeBytes(damaged, damaged.size());
-            EXPECT_TRUE(code == ExitCode::kDone || code == ExitCode::kInput ||
-                        code == ExitCode::kResources);
-            errors += code != ExitCode::kDone;
-        }
-        EXPECT_GT(errors, 0) << name;
-    }
-}
-
 // The faults that the replaced table injects; static because the table holds plain functions.
 struct Faults {
     int writesLeft = -1;  // -1: no fault
@@ -488,27 +384,6 @@ TEST_F(ToolFaults, ASignalStopsReadingAndWriting)
             EXPECT_EQ(ExitCode::kCancelled,
                       ConvertBadly(from, to, {.writesLeft = 0, .interrupts = true}).code);
         }
-    }
-}
-
-TEST(ToolExif, EveryPrefixAndEveryByteIsSafe)
-{
-    std::mt19937 random(static_cast<uint32_t>(test::Seed(12)));
-    const Bytes whole = MakeResolutionExif(300, 240);
-    EXPECT_DOUBLE_EQ(300, ReadExif(whole).dpiX);
-    EXPECT_DOUBLE_EQ(240, ReadExif(whole).dpiY);
-    for (size_t size = 0; size < whole.size(); ++size) {
-        Bytes part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-        ReadExif(part);
-        ChangeExif(part, {false, true, true});
-    }
-    for (int round = 0; round < 20'000; ++round) {
-        Bytes damaged = whole;
-        for (int i = 0; i < 3; ++i)
-            damaged[random() % damaged.size()] = static_cast<uint8_t>(random());
-        const ExifFacts facts = ReadExif(damaged);
-        EXPECT_TRUE(facts.orientation >= 1 && facts.orientation <= 8);
-        ChangeExif(damaged, {false, true, true});
     }
 }
 

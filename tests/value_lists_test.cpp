@@ -45,27 +45,22 @@ protected:
 
 TEST_F(ValueLists, StoreNumbersInTheirTypes)
 {
-    const auto typeOf = [&] { return CFNumberGetType(static_cast<CFNumberRef>(Stored())); };
-    PXUtilsCFDictionarySetValueBool(dictionary_, kKey, true);
-    EXPECT_EQ(CFNumberGetTypeID(), CFGetTypeID(Stored()));
-    EXPECT_EQ(1, PXUtilsCFDictionaryGetValueInt(dictionary_, kKey));
+    const auto check = [&](auto set, auto get, auto value, CFNumberType type) {
+        set(dictionary_, kKey, value);
+        EXPECT_EQ(value, get(dictionary_, kKey));
+        EXPECT_EQ(type, CFNumberGetType(static_cast<CFNumberRef>(Stored())));
+    };
+#define CHECK_NUMBER(Kind, value, type) \
+    check(PXUtilsCFDictionarySetValue##Kind, PXUtilsCFDictionaryGetValue##Kind, value, type)
+    CHECK_NUMBER(Bool, true, kCFNumberSInt32Type);
+    CHECK_NUMBER(Int, -7, kCFNumberSInt32Type);
     EXPECT_TRUE(PXUtilsCFDictionaryGetValueBool(dictionary_, kKey));
-    PXUtilsCFDictionarySetValueInt(dictionary_, kKey, -7);
-    EXPECT_EQ(kCFNumberSInt32Type, typeOf());
-    EXPECT_EQ(-7, PXUtilsCFDictionaryGetValueLongLong(dictionary_, kKey));
-    EXPECT_TRUE(PXUtilsCFDictionaryGetValueBool(dictionary_, kKey));
-    PXUtilsCFDictionarySetValueLongLong(dictionary_, kKey, INT64_MIN);
-    EXPECT_EQ(INT64_MIN, PXUtilsCFDictionaryGetValueLongLong(dictionary_, kKey));
-    EXPECT_EQ(kCFNumberSInt64Type, typeOf());
-    PXUtilsCFDictionarySetValueFloat(dictionary_, kKey, 0.1F);
-    EXPECT_EQ(0.1F, PXUtilsCFDictionaryGetValueFloat(dictionary_, kKey));
-    EXPECT_EQ(kCFNumberFloat32Type, typeOf());
-    PXUtilsCFDictionarySetValueDouble(dictionary_, kKey, 0.1);
-    EXPECT_EQ(0.1, PXUtilsCFDictionaryGetValueDouble(dictionary_, kKey));
-    auto* pointer = reinterpret_cast<void*>(uintptr_t{0xFEDCBA9876543210});
-    PXUtilsCFDictionarySetValuePointer(dictionary_, kKey, pointer);
-    EXPECT_EQ(pointer, PXUtilsCFDictionaryGetValuePointer(dictionary_, kKey));
-
+    CHECK_NUMBER(LongLong, INT64_MIN, kCFNumberSInt64Type);
+    CHECK_NUMBER(Float, 0.1F, kCFNumberFloat32Type);
+    CHECK_NUMBER(Double, 0.1, kCFNumberFloat64Type);
+    CHECK_NUMBER(Pointer, reinterpret_cast<void*>(uintptr_t{0xFEDCBA9876543210}),
+                 kCFNumberSInt64Type);
+#undef CHECK_NUMBER
     for (CFTypeRef other : {static_cast<CFTypeRef>(CFSTR("12")), CFTypeRef{kCFBooleanTrue}}) {
         Store(other);
         EXPECT_EQ(0, PXUtilsCFDictionaryGetValueInt(dictionary_, kKey));
@@ -240,35 +235,24 @@ TEST_F(ValueLists, ReportNulls)
     EXPECT_EQ(12, events.Count(1005));
 }
 
-TEST_F(ValueLists, ComeBackFromEachFormat)
+TEST_F(ValueLists, AreReadAsMutableAsPromised)
 {
-    const auto list = DictionaryOf({{kKey, Text("<\xC3\xA9 & \xF0\x9F\x98\x80>")},
-                                    {CFSTR("d"), DataOf("\x01\x02")},
-                                    {CFSTR("n"), Number(0.1)}});
+    const auto list = DictionaryOf({{kKey, Text("\xC3\xA9")}});
     const Owned<CFDataRef> bare(PXUtilsCreateXMLData(nullptr, list));
     EXPECT_EQ(0U, BytesOf(bare).find("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist"));
-    EXPECT_EQ(std::string::npos, BytesOf(bare).find("DOCTYPE"));
-    CFDataRef xml = nullptr, binary = nullptr;
-    ASSERT_EQ(0, PXUtilsCreatePropertyListData(list, kCFPropertyListXMLFormat_v1_0, &xml));
-    ASSERT_EQ(0, PXUtilsCreatePropertyListData(list, kCFPropertyListBinaryFormat_v1_0, &binary));
-    const Owned<CFDataRef> ownedXML(xml), ownedBinary(binary);
-    EXPECT_NE(std::string::npos, BytesOf(xml).find("DOCTYPE"));
-    for (CFDataRef data : {bare.Get(), xml, binary}) {
-        CFPropertyListRef read = nullptr;
-        ASSERT_EQ(0, PXUtilsCreatePropertyList(CFDataGetBytePtr(data), CFDataGetLength(data),
-                                               kCFPropertyListMutableContainers, &read));
-        const Owned<CFPropertyListRef> owned(read);
-        EXPECT_TRUE(CFEqual(list, read));
-        auto dictionary = px::test::As<CFMutableDictionaryRef>(read);
-        CFDictionaryRemoveAllValues(dictionary);  // it is immutable
-        EXPECT_EQ(3, CFDictionaryGetCount(dictionary));
-        CFStringRef sentence = CFSTR("stale");
-        const Owned<CFMutableDictionaryRef> changeable(PXUtilsCreateDictionaryFromXMLData(
-            nullptr, data, kCFPropertyListMutableContainers, &sentence));
-        EXPECT_EQ(nullptr, sentence);
-        CFDictionaryRemoveAllValues(changeable);
-        EXPECT_EQ(0, CFDictionaryGetCount(changeable));
-    }
+    CFPropertyListRef read = nullptr;
+    ASSERT_EQ(0, PXUtilsCreatePropertyList(CFDataGetBytePtr(bare), CFDataGetLength(bare),
+                                           kCFPropertyListMutableContainers, &read));
+    const Owned<CFPropertyListRef> owned(read);
+    CFDictionaryRemoveAllValues(px::test::As<CFMutableDictionaryRef>(read));  // it is immutable
+    EXPECT_TRUE(CFEqual(list, read));
+    CFStringRef sentence = CFSTR("stale");
+    const Owned<CFMutableDictionaryRef> changeable(PXUtilsCreateDictionaryFromXMLData(
+        nullptr, bare, kCFPropertyListMutableContainers, &sentence));
+    EXPECT_TRUE(CFEqual(list, changeable));
+    EXPECT_EQ(nullptr, sentence);
+    CFDictionaryRemoveAllValues(changeable);
+    EXPECT_EQ(0, CFDictionaryGetCount(changeable));
 }
 
 TEST_F(ValueLists, ReportWhatCannotBeReadOrWritten)

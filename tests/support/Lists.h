@@ -56,6 +56,12 @@ inline std::string WriteXML(CFPropertyListRef list)
     return WriteList(list, kCFPropertyListXMLFormat_v1_0);
 }
 
+// The list as "%@" prints it.
+inline std::string Shown(CFPropertyListRef list)
+{
+    return Taken(CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@"), list));
+}
+
 // The element that a list of one value holds.
 inline std::string ElementOf(CFPropertyListRef list)
 {
