@@ -214,4 +214,54 @@ ShortTransfers::ShortTransfers(size_t most)
     };
 }
 
+FaultySockets::FaultySockets(FaultySocket function, int error, int goodCalls)
+{
+    goodLeft = goodCalls;
+    givenError = error;
+    using T = os::Table;
+    switch (function) {
+        case FaultySocket::kMake:
+            Replace<&T::makeSocket>(&table_, &T::makeSocket);
+            break;
+        case FaultySocket::kNoDelay:
+            Replace<&T::setNoDelay>(&table_, &T::setNoDelay);
+            break;
+        case FaultySocket::kBind:
+            Replace<&T::bindSocket>(&table_, &T::bindSocket);
+            break;
+        case FaultySocket::kName:
+            Replace<&T::socketName>(&table_, &T::socketName);
+            break;
+        case FaultySocket::kListen:
+            Replace<&T::listenSocket>(&table_, &T::listenSocket);
+            break;
+        case FaultySocket::kAccept:
+            Replace<&T::acceptSocket>(&table_, &T::acceptSocket);
+            break;
+        case FaultySocket::kConnect:
+            Replace<&T::connectSocket>(&table_, &T::connectSocket);
+            break;
+        case FaultySocket::kReceive:
+            Replace<&T::receiveSome>(&table_, &T::receiveSome);
+            break;
+        case FaultySocket::kSend:
+            Replace<&T::sendParts>(&table_, &T::sendParts);
+            break;
+    }
+}
+
+ShortSockets::ShortSockets(size_t most)
+{
+    mostTransferred = most;
+    table_.receiveSome = [](os::File socket, void* buffer, size_t size, size_t* got) {
+        return os::NativeTable().receiveSome(socket, buffer,
+                                             std::min<size_t>(size, mostTransferred), got);
+    };
+    table_.sendParts = [](os::File socket, const os::SendPart* parts, size_t, bool mayWait,
+                          size_t* sent) {
+        const os::SendPart part = {parts->bytes, std::min<size_t>(parts->size, mostTransferred)};
+        return os::NativeTable().sendParts(socket, &part, 1, mayWait, sent);
+    };
+}
+
 }  // namespace px::test

@@ -74,4 +74,28 @@ public:
     explicit ShortTransfers(size_t most);
 };
 
+// One function of the sockets fails with `error` once it has worked `goodCalls` times.
+enum class FaultySocket {
+    kMake,
+    kNoDelay,
+    kBind,
+    kName,
+    kListen,
+    kAccept,
+    kConnect,
+    kReceive,
+    kSend
+};
+
+class FaultySockets : public FakeTable {
+public:
+    FaultySockets(FaultySocket function, int error, int goodCalls = 0);
+};
+
+// Every receive and send moves at most `most` bytes.
+class ShortSockets : public FakeTable {
+public:
+    explicit ShortSockets(size_t most);
+};
+
 }  // namespace px::test

@@ -30,6 +30,7 @@ enum class OpenMode : uint8_t {
     kCreateNew,        // read and write; fails with EEXIST when present; private to the user (0600)
     kAppend,           // write at the end; made when missing
     kCreateNewShared,  // as kCreateNew, with the permissions of any new file
+    kReadAppend,       // read anywhere, write at the end; made when missing
 };
 
 struct FileFacts {
@@ -53,6 +54,12 @@ enum class EntryMode : uint8_t {
     kRead,       // must exist
     kReadWrite,  // must exist; never emptied
     kCreateNew,  // read and write; fails with EEXIST when present; private to the user (0600)
+};
+
+// One of the pieces that leave in one call.
+struct SendPart {
+    const void* bytes = nullptr;
+    size_t size = 0;
 };
 
 using Thread = uintptr_t;
@@ -288,7 +295,40 @@ struct Table {
     int (*zoneFolder)(char* buffer, size_t size);
     // The short name that the system's zone has at a moment ("CEST").
     int (*localZoneAbbreviation)(int64_t utcSeconds, char* buffer, size_t size);
+
+    // Sockets: TCP over IPv4, blocking, not inherited by child processes. Addresses and ports are
+    // in the processor's byte order. Windows: a SOCKET in place of the descriptor.
+    int (*startSockets)();  // does nothing here; WSAStartup, once, on Windows
+    int (*makeSocket)(File* socket);
+    int (*setNoDelay)(File socket);
+    // A port that a process has just left may be taken again at once; never one that is in use.
+    int (*bindSocket)(File socket, uint32_t address, uint16_t port);
+    int (*listenSocket)(File socket, int backlog);
+    // Waits for a connection; those that end before they are accepted are passed over.
+    int (*acceptSocket)(File socket, File* accepted);
+    int (*connectSocket)(File socket, uint32_t address, uint16_t port);
+    int (*socketName)(File socket, uint32_t* address, uint16_t* port);
+    // Waits for at least one byte and gets what is there, at most `size`; 0 bytes mean the end.
+    int (*receiveSome)(File socket, void* buffer, size_t size, size_t* got);
+    // Sends the parts, at most kMostSendParts, one behind the other; may take fewer bytes than they
+    // have, never 0 without an error. EAGAIN when it would wait and `mayWait` is false; EPIPE,
+    // without a signal, when the peer has gone.
+    int (*sendParts)(File socket, const SendPart* parts, size_t count, bool mayWait, size_t* sent);
+    // Waits until the socket can be read from (`toSend`: sent to), or has failed; false when the
+    // time (negative: without end) is over.
+    int (*waitForSocket)(File socket, bool toSend, int timeoutMs, bool* isReady);
+    // Ends both directions and wakes whoever waits on the socket, in accepting, too. ENOTCONN.
+    int (*shutDownSocket)(File socket);
+    int (*closeSocket)(File socket);
+    // Whether the other end, on this machine, belongs to the user that this process runs as. ENOENT
+    // when the system knows no such end, ENOSYS when it does not tell. Windows: the owning process
+    // by GetExtendedTcpTable, and its token's user.
+    int (*isPeerOurs)(File socket, bool* isOurs);
 };
+
+// The most parts of one sendParts.
+inline constexpr size_t kMostSendParts = 8;
+inline constexpr uint32_t kLoopbackAddress = 0x7F000001;
 
 // The unit of reserveBlock, in bytes.
 inline constexpr size_t kHugePage = size_t{2} << 20;

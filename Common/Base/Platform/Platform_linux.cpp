@@ -3,6 +3,7 @@
 #include "Base/Platform/Platform_linux_calls.h"
 #include "Base/Platform/Platform_linux_entries.h"
 #include "Base/Platform/Platform_linux_process.h"
+#include "Base/Platform/Platform_linux_sockets.h"
 #include "Base/Platform/Platform_linux_values.h"
 #include "Base/Platform/Platform_linux_waits.h"
 
@@ -52,6 +53,9 @@ int OpenFile(const char* path, OpenMode mode, File* file)
             break;
         case OpenMode::kAppend:
             flags |= O_WRONLY | O_CREAT | O_APPEND;
+            break;
+        case OpenMode::kReadAppend:
+            flags |= O_RDWR | O_CREAT | O_APPEND;
             break;
     }
     const int descriptor = Retry([&] { return open(path, flags, permissions); });
@@ -440,6 +444,21 @@ constexpr Table kLinuxTable = {
     .removeFolder = linux_values::RemoveFolder,
     .zoneFolder = linux_values::ZoneFolder,
     .localZoneAbbreviation = linux_values::LocalZoneAbbreviation,
+
+    .startSockets = StartSockets,
+    .makeSocket = MakeSocket,
+    .setNoDelay = SetNoDelay,
+    .bindSocket = BindSocket,
+    .listenSocket = ListenSocket,
+    .acceptSocket = AcceptSocket,
+    .connectSocket = ConnectSocket,
+    .socketName = SocketName,
+    .receiveSome = ReceiveSome,
+    .sendParts = SendParts,
+    .waitForSocket = WaitForSocket,
+    .shutDownSocket = ShutDownSocket,
+    .closeSocket = CloseSocket,
+    .isPeerOurs = IsPeerOurs,
 };
 
 }  // namespace
