@@ -3,6 +3,7 @@
 #include "Base/BaseCore.h"
 #include "Base/PXLog.h"
 #include "Base/PXThread.h"
+#include "Base/Stream.h"
 #include "Base/TaskQueue.h"
 #include "Base/Task.h"
 #include "PXAccelerate/PXBlitter.h"
@@ -271,6 +272,43 @@ TEST(Abi, TasksAndQueuesKeepTheirSlots)
         called += queue.called;
     }
     EXPECT_EQ("RSTCbas", called);
+}
+
+class SlotStream final : public CBaseStream {
+public:
+    char called = 0;
+
+private:
+    PXStatus Call(char name) { return static_cast<PXStatus>(called = name); }
+    PXStatus Open() override { return Call('o'); }
+    void Close() override { Call('c'); }
+    PXStatus ReadChunk(void*, int, size_t&) override { return Call('r'); }
+    PXStatus WriteChunk(const void*, size_t&) override { return Call('w'); }
+    PXStatus ReadChar(char&) override { return Call('1'); }
+    PXStatus WriteString(CFStringRef) override { return Call('s'); }
+    PXStatus WriteStringParams(CFStringRef, ...) override { return Call('f'); }
+    PXStatus ReadLine(char*&, size_t&) override { return Call('l'); }
+    PXStatus GetPos(uint64_t&) override { return Call('g'); }
+    PXStatus SetPos(uint64_t) override { return Call('p'); }
+    PXStatus GetLength(uint64_t&) override { return Call('n'); }
+    PXStatus Skip(uint64_t) override { return Call('k'); }
+    PXStatus SetBuffer(CFDataRef) override { return Call('b'); }
+    PXStatus SetCaching(bool) override { return Call('h'); }
+    PXStatus CreateCopy(CBaseStream*&) override { return Call('y'); }
+    bool IsEOF() override { return Call('e') != 0; }
+    PXStatus readPropertyListCopy(CFOptionFlags, CFPropertyListRef&) override { return Call('L'); }
+    PXStatus WriteParts(const CBaseStreamPart*, size_t) override { return Call('P'); }
+};
+
+TEST(Abi, StreamsKeepTheirSlots)
+{
+    SlotStream stream;
+    std::string called;
+    for (size_t slot = 4; slot < 22; ++slot) {
+        CallSlot<void>(&stream, slot);
+        called += stream.called;
+    }
+    EXPECT_EQ("ocrw1sflgpnkbhyeLP", called);
 }
 
 }  // namespace

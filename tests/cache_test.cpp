@@ -1,3 +1,4 @@
+#include "Base/StreamMemory.h"
 #include "Image/ImageCacheManager.h"
 #include "Image/ImageRecFile.h"
 #include "PXCore/PXImage.h"
@@ -425,60 +426,64 @@ TEST_F(Cache, GivesAStatusForPixelsThatAreNotThoseWritten)
     EXPECT_EQ(2, events.Count(kPXErrNotFound));  // one for each cause
 }
 
-// A stream in memory that takes and gives a few bytes at a time.
-struct MemoryStream {
-    std::string bytes;
-    size_t at = 0;
-    size_t room = SIZE_MAX;
+// A stream in memory that has a limit.
+class ShortStream : public CBaseStreamMemory {
+public:
+    size_t room = 0;
 
-    PXImageStream Procs()
+private:
+    PXStatus WriteChunk(const void* bytes, size_t& size) override
     {
-        return {[](void* context, void* buffer, size_t size, size_t* count) -> PXStatus {
-                    auto* self = static_cast<MemoryStream*>(context);
-                    *count = std::min({size, self->bytes.size() - self->at, size_t{9999}});
-                    std::memcpy(buffer, self->bytes.data() + self->at, *count);
-                    self->at += *count;
-                    return kPXOK;
-                },
-                [](void* context, const void* from, size_t size) -> PXStatus {
-                    auto* self = static_cast<MemoryStream*>(context);
-                    if (self->bytes.size() + size > self->room) return kPXErrSoft;
-                    self->bytes.append(static_cast<const char*>(from), size);
-                    return kPXOK;
-                },
-                this};
+        if (size > room) return kPXErrSoft;
+        room -= size;
+        return CBaseStreamMemory::WriteChunk(bytes, size);
     }
 };
+
+std::string BytesOf(CFDataRef data)
+{
+    return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+            static_cast<size_t>(CFDataGetLength(data))};
+}
 
 TEST_F(Cache, StreamsGiveBackTheImageAndNothingElse)
 {
     std::mt19937_64 random(px::test::Seed(6));
     Pair pair(random);
     pair.Write(random);
-    MemoryStream stream;
-    const PXImageStream procs = stream.Procs();
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageWriteToStream(px::ToHandle(pair.plain.Get()), &procs));
-    stream.bytes += "what follows";
+    const auto stream = PXRef<CBaseStreamMemory>::Adopt(new CBaseStreamMemory);
+    const PXStream handle = px::ToHandle(stream.Get());
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageWriteToStream(px::ToHandle(pair.plain.Get()), handle));
+    const std::string whole = BytesOf(stream->GetData());
+    stream->WriteString(CFSTR("what follows"));
+    stream->SetPos(0);
     PXImage image = nullptr;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateFromStream(&procs, &image));
-    EXPECT_EQ("what follows", stream.bytes.substr(stream.at));
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateFromStream(handle, &image));
+    uint64_t position = 0;
+    EXPECT_EQ(PXStatus{kPXOK}, stream->GetPos(position));
+    EXPECT_EQ(whole.size(), position);
+    EXPECT_EQ(PXStreamByteOrder{kPXStreamByteOrderNative}, stream->GetByteOrder());
     pair.tiled = PXRef<CImageRec>::Adopt(px::ToRec(image));
     EXPECT_EQ(256, PXImageGetTileSize(image));
     pair.Compare(pair.tiled->bounds);
     // Damage and early ends give a status, or an image when only pixels were hit.
-    const std::string whole = stream.bytes;
     for (int step = 0; step < 300; ++step) {
-        stream.bytes = whole.substr(0, step < 100 ? random() % whole.size() : whole.size());
-        const size_t near = step < 200 ? 400 : stream.bytes.size();
-        if (step >= 100) stream.bytes[random() % near] = static_cast<char>(random());
-        stream.at = 0;
-        if (PXImageCreateFromStream(&procs, &image) == kPXOK) PXImageRelease(image);
-        EXPECT_TRUE(step >= 100 || !image || stream.bytes.size() + 12 >= whole.size());
+        std::string bytes = whole.substr(0, step < 100 ? random() % whole.size() : whole.size());
+        const size_t near = step < 200 ? 400 : bytes.size();
+        if (step >= 100) bytes[random() % near] = static_cast<char>(random());
+        const auto data = CFRef<CFDataRef>::Adopt(CFDataCreate(
+            nullptr, reinterpret_cast<const UInt8*>(bytes.data()), CFIndex(bytes.size())));
+        stream->SetConstantData(data.Get());
+        const PXStatus status = PXImageCreateFromStream(handle, &image);
+        EXPECT_EQ(status == kPXOK, image != nullptr);
+        EXPECT_TRUE(step >= 100 || !image);
+        PXImageRelease(image);
     }
-    stream.bytes.clear();
-    stream.room = 1000;
     EventLog events;
-    EXPECT_EQ(PXStatus{kPXErrSoft}, PXImageWriteToStream(px::ToHandle(pair.plain.Get()), &procs));
+    ShortStream full;
+    full.room = 1000;
+    EXPECT_EQ(PXStatus{kPXErrSoft},
+              PXImageWriteToStream(px::ToHandle(pair.plain.Get()), px::ToHandle(&full)));
     EXPECT_TRUE(events.Messages().empty());
 }
 

@@ -13,7 +13,8 @@ flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only",
 
 flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
 classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Ref", "Signal",
-                                               "Task", "TaskQueue")]
+                                               "Stream", "StreamFile", "StreamMemory", "StreamSocket",
+                                               "StreamSub", "Task", "TaskQueue")]
 classes += [common / f"PXCore/{name}.h"
             for name in ("PXBezierCurve", "PXColor", "PXDictionary", "PXImageIterator", "PXPreset",
                          "PXPresetData", "PXString", "PXVariant", "PXVariantPointerContainer")]

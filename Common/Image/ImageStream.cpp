@@ -18,11 +18,8 @@ namespace {
 constexpr char kEventSource[] = "ImageStream";
 
 constexpr int32_t kTileSize = CImageRecFile::kStreamTileSize;
-constexpr size_t kLengthBytes = 8;
 // Room for everything in a list but the pixels.
 constexpr int64_t kMostOverhead = 4096;
-// Memory is taken in steps of so many bytes while they arrive.
-constexpr int64_t kStep = 1 << 20;
 constexpr bool kIsLittleEndian = std::endian::native == std::endian::little;
 
 using List = CFRef<CFDictionaryRef>;
@@ -62,26 +59,29 @@ bool IsTrue(const List& list, CFStringRef key)
     return CFDictionaryGetValue(list.Get(), key) == kCFBooleanTrue;
 }
 
-PXStatus WriteLength(const PXImageStream& stream, uint64_t length)
-{
-    uint8_t bytes[kLengthBytes];
-    for (size_t i = 0; i < kLengthBytes; ++i) {
-        bytes[i] = static_cast<uint8_t>(length >> (8 * (kLengthBytes - 1 - i)));
+// Lengths go most significant byte first while it lives.
+class BigEndian {
+public:
+    explicit BigEndian(CBaseStream& stream) : stream_(stream), former_(stream.GetByteOrder())
+    {
+        stream.SetByteOrder(std::endian::native == std::endian::little ? kPXStreamByteOrderSwapped
+                                                                       : kPXStreamByteOrderNative);
     }
-    return stream.write(stream.context, bytes, sizeof(bytes));
-}
+    ~BigEndian() { stream_.SetByteOrder(former_); }
+    BigEndian(const BigEndian&) = delete;
+    BigEndian& operator=(const BigEndian&) = delete;
 
-PXStatus WriteList(const PXImageStream& stream, const ListToWrite& list)
+private:
+    CBaseStream& stream_;
+    const PXStreamByteOrder former_;
+};
+
+PXStatus WriteList(CBaseStream& stream, const ListToWrite& list)
 {
-    const auto bytes = CFRef<CFDataRef>::Adopt(CFPropertyListCreateData(
-        nullptr, list.Get(), kCFPropertyListBinaryFormat_v1_0, 0, nullptr));
-    if (!bytes) return PX_FAIL(kPXErrListWrite);
-    const auto length = static_cast<size_t>(CFDataGetLength(bytes.Get()));
-    PX_TRY(WriteLength(stream, length));
-    return stream.write(stream.context, CFDataGetBytePtr(bytes.Get()), length);
+    return stream.writePropertyList(list.Get(), kCFPropertyListBinaryFormat_v1_0);
 }
 
-PXStatus WriteHeader(const CImageRec& image, const PXImageStream& stream)
+PXStatus WriteHeader(const CImageRec& image, CBaseStream& stream)
 {
     const ListToWrite list = MakeList();
     Put(list, CFSTR("x"), image.bounds.x);
@@ -99,7 +99,7 @@ PXStatus WriteHeader(const CImageRec& image, const PXImageStream& stream)
 }
 
 PXStatus WriteTile(CImageRec* image, const PXRect& part, std::vector<char>& pixels,
-                   const PXImageStream& stream)
+                   CBaseStream& stream)
 {
     const int64_t rowBytes = int64_t{image->colBytes} * kTileSize;
     std::fill(pixels.begin(), pixels.end(), '\0');
@@ -123,40 +123,17 @@ PXStatus WriteTile(CImageRec* image, const PXRect& part, std::vector<char>& pixe
     return WriteList(stream, list);
 }
 
-// Fills the buffer; kPXErrListRead when the stream ends before.
-PXStatus ReadAll(const PXImageStream& stream, void* buffer, size_t size)
-{
-    auto* to = static_cast<char*>(buffer);
-    while (size > 0) {
-        size_t count = 0;
-        PX_TRY(stream.read(stream.context, to, size, &count));
-        if (count == 0 || count > size) return PX_FAIL(kPXErrListRead);
-        to += count;
-        size -= count;
-    }
-    return kPXOK;
-}
-
 // The next list, of at most `most` bytes; empty at the end of the image.
-PXStatus ReadList(const PXImageStream& stream, int64_t most, List* list)
+PXStatus ReadList(CBaseStream& stream, int64_t most, List* list)
 {
-    uint8_t bytes[kLengthBytes];
-    PX_TRY(ReadAll(stream, bytes, sizeof(bytes)));
-    uint64_t length = 0;
-    for (const uint8_t byte : bytes) length = length << 8 | byte;
     *list = {};
+    uint64_t length = 0;
+    PX_TRY(stream.ReadUInt64(length));
     if (length == 0) return kPXOK;
     if (length > static_cast<uint64_t>(most)) return PX_FAIL(kPXErrListRead);
-    std::vector<UInt8> text;
-    for (uint64_t left = length; left > 0;) {
-        const uint64_t step = std::min<uint64_t>(left, kStep);
-        const size_t had = text.size();
-        text.resize(had + step);
-        PX_TRY(ReadAll(stream, text.data() + had, step));
-        left -= step;
-    }
-    const auto data = CFRef<CFDataRef>::Adopt(CFDataCreateWithBytesNoCopy(
-        nullptr, text.data(), static_cast<CFIndex>(text.size()), kCFAllocatorNull));
+    CFDataRef bytes = nullptr;
+    PX_TRY(stream.ReadDataCopy(length, bytes));
+    const auto data = CFRef<CFDataRef>::Adopt(bytes);
     const auto read = CFRef<CFPropertyListRef>::Adopt(CFPropertyListCreateWithData(
         nullptr, data.Get(), kCFPropertyListImmutable, nullptr, nullptr));
     if (!read || CFGetTypeID(read.Get()) != CFDictionaryGetTypeID()) {
@@ -166,7 +143,7 @@ PXStatus ReadList(const PXImageStream& stream, int64_t most, List* list)
     return kPXOK;
 }
 
-PXStatus ReadHeader(const PXImageStream& stream, PXImageCreateParams* params)
+PXStatus ReadHeader(CBaseStream& stream, PXImageCreateParams* params)
 {
     List list;
     PX_TRY(ReadList(stream, kMostOverhead, &list));
@@ -221,10 +198,11 @@ PXStatus TakeTile(const List& list, CImageRecFile* image)
 
 }  // namespace
 
-PXStatus WriteImage(CImageRec* image, const PXImageStream& stream)
+PXStatus WriteImage(CImageRec* image, CBaseStream& stream)
 {
     PX_REQUIRE(image->bounds.width > 0);
     if (image->colBytes == 0) return PX_FAIL(kPXErrPixelLayout);
+    const BigEndian order(stream);
     PX_TRY(WriteHeader(*image, stream));
     std::vector<char> pixels(static_cast<size_t>(image->colBytes) * kTileSize * kTileSize);
     const PXRect all = image->bounds;
@@ -237,11 +215,12 @@ PXStatus WriteImage(CImageRec* image, const PXImageStream& stream)
             PX_TRY(WriteTile(image, part, pixels, stream));
         }
     }
-    return WriteLength(stream, 0);
+    return stream.WriteBlock(nullptr);
 }
 
-PXStatus ReadImage(const PXImageStream& stream, PXRef<CImageRec>* outImage)
+PXStatus ReadImage(CBaseStream& stream, PXRef<CImageRec>* outImage)
 {
+    const BigEndian order(stream);
     PXImageCreateParams params = {};
     PX_TRY(ReadHeader(stream, &params));
     const auto image = PXRef<CImageRecFile>::Adopt(new (std::nothrow) CImageRecFile(kTileSize));

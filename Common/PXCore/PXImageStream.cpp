@@ -9,19 +9,19 @@ constexpr char kEventSource[] = "PXImageStream";
 
 }  // namespace
 
-PXStatus PXImageCreateFromStream(const PXImageStream* stream, PXImage* outImage) noexcept
+PXStatus PXImageCreateFromStream(PXStream stream, PXImage* outImage) noexcept
 {
     PX_REQUIRE(outImage);
     *outImage = nullptr;
-    PX_REQUIRE(stream && stream->read);
+    PX_REQUIRE(stream);
     PXRef<CImageRec> image;
-    PX_TRY(px::ReadImage(*stream, &image));
+    PX_TRY(px::ReadImage(*px::ToStream(stream), &image));
     *outImage = px::ToHandle(image.Detach());
     return kPXOK;
 }
 
-PXStatus PXImageWriteToStream(PXImage image, const PXImageStream* stream) noexcept
+PXStatus PXImageWriteToStream(PXImage image, PXStream stream) noexcept
 {
-    PX_REQUIRE(image && stream && stream->write);
-    return px::WriteImage(px::ToRec(image), *stream);
+    PX_REQUIRE(image && stream);
+    return px::WriteImage(px::ToRec(image), *px::ToStream(stream));
 }

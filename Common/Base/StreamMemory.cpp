@@ -1,0 +1,192 @@
+#include "Base/StreamMemory.h"
+
+#include "Base/Ref.h"
+#include "Base/Status.h"
+#include "PXCore/PXUtils.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace {
+
+constexpr char kEventSource[] = "BaseStreamMemory";
+
+}  // namespace
+
+CBaseStreamMemory::CBaseStreamMemory()
+{
+    SetData(nullptr);
+}
+
+CBaseStreamMemory::~CBaseStreamMemory()
+{
+    if (data_) CFRelease(data_);
+}
+
+void CBaseStreamMemory::Replace(CFDataRef data, CFMutableDataRef changeable)
+{
+    const auto former = CFRef<CFDataRef>::Adopt(data_);
+    data_ = CFRef<CFDataRef>::Retain(data).Detach();
+    changeable_ = changeable;
+}
+
+void CBaseStreamMemory::SetData(CFMutableDataRef data)
+{
+    position_ = 0;
+    if (data) return Replace(data, data);
+    const auto made = CFRef<CFMutableDataRef>::Adopt(CFDataCreateMutable(nullptr, 0));
+    if (!made) PX_FAIL(kPXErrCreate);
+    Replace(made.Get(), made.Get());
+}
+
+void CBaseStreamMemory::SetConstantData(CFDataRef data)
+{
+    if (!data) return SetData(nullptr);
+    position_ = 0;
+    Replace(data, nullptr);
+}
+
+bool CBaseStreamMemory::MakeChangeable()
+{
+    if (changeable_) return true;
+    const auto copy = CFRef<CFMutableDataRef>::Adopt(
+        data_ ? CFDataCreateMutableCopy(nullptr, 0, data_) : CFDataCreateMutable(nullptr, 0));
+    if (!copy) return false;
+    Replace(copy.Get(), copy.Get());
+    return true;
+}
+
+const UInt8* CBaseStreamMemory::GetBytePtr() const noexcept
+{
+    return data_ ? CFDataGetBytePtr(data_) : nullptr;
+}
+
+uint64_t CBaseStreamMemory::Length() const
+{
+    return data_ ? static_cast<uint64_t>(CFDataGetLength(data_)) : 0;
+}
+
+PXStatus CBaseStreamMemory::Open()
+{
+    return kPXOK;
+}
+
+void CBaseStreamMemory::Close() {}
+
+PXStatus CBaseStreamMemory::ReadChunk(void* buffer, int /*flag*/, size_t& size)
+{
+    const uint64_t length = Length();
+    if (position_ > length || (position_ == length && size > 0)) {
+        size = 0;
+        return kPXErrStreamEnd;
+    }
+    size = static_cast<size_t>(std::min<uint64_t>(size, length - position_));
+    if (size > 0) std::memcpy(buffer, GetBytePtr() + position_, size);
+    position_ += size;
+    return kPXOK;
+}
+
+PXStatus CBaseStreamMemory::WriteChunk(const void* buffer, size_t& size)
+{
+    const size_t wanted = size;
+    size = 0;
+    if (!MakeChangeable()) return PX_FAIL(kPXErrCreate);
+    const uint64_t length = Length();
+    const auto* bytes = static_cast<const UInt8*>(buffer);
+    const auto inside =
+        static_cast<size_t>(std::min<uint64_t>(wanted, length - std::min(position_, length)));
+    if (inside > 0) {
+        std::memmove(CFDataGetMutableBytePtr(changeable_) + position_, bytes, inside);
+    }
+    const size_t behind = wanted - inside;
+    if (behind > 0) CFDataAppendBytes(changeable_, bytes + inside, static_cast<CFIndex>(behind));
+    const bool hasGrown = Length() == length + behind;
+    size = hasGrown ? wanted : inside;
+    position_ += size;
+    return hasGrown ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
+}
+
+PXStatus CBaseStreamMemory::ReadChar(char& character)
+{
+    if (position_ >= Length()) return kPXErrStreamEnd;
+    character = static_cast<char>(GetBytePtr()[position_++]);
+    return kPXOK;
+}
+
+PXStatus CBaseStreamMemory::ReadLine(char*& buffer, size_t& capacity)
+{
+    const Lender lend = [](CBaseStream* stream, PXStatus* status) -> Lent {
+        const auto* memory = static_cast<CBaseStreamMemory*>(stream);
+        const uint64_t length = memory->Length();
+        if (memory->position_ >= length) {
+            *status = kPXErrStreamEnd;
+            return {};
+        }
+        return {reinterpret_cast<const char*>(memory->GetBytePtr()) + memory->position_,
+                static_cast<size_t>(length - memory->position_)};
+    };
+    const Taker take = [](CBaseStream* stream, size_t size) {
+        static_cast<CBaseStreamMemory*>(stream)->position_ += size;
+    };
+    return ReadLineLent(lend, take, buffer, capacity);
+}
+
+PXStatus CBaseStreamMemory::GetPos(uint64_t& position)
+{
+    position = position_;
+    return kPXOK;
+}
+
+PXStatus CBaseStreamMemory::SetPos(uint64_t position)
+{
+    // Room for what a transfer may add.
+    if (position > INT64_MAX) return PX_FAIL(kPXErrBadArgument);
+    position_ = position;
+    return kPXOK;
+}
+
+PXStatus CBaseStreamMemory::GetLength(uint64_t& length)
+{
+    length = Length();
+    return kPXOK;
+}
+
+PXStatus CBaseStreamMemory::Skip(uint64_t count)
+{
+    return SetPos(count > INT64_MAX ? count : position_ + count);
+}
+
+PXStatus CBaseStreamMemory::CreateCopy(CBaseStream*& copy)
+{
+    copy = nullptr;
+    auto made = PXRef<CBaseStreamMemory>::Adopt(new (std::nothrow) CBaseStreamMemory);
+    const auto data = CFRef<CFMutableDataRef>::Adopt(
+        data_ ? CFDataCreateMutableCopy(nullptr, 0, data_) : nullptr);
+    if (!made || !data) return PX_FAIL(kPXErrCreate);
+    made->SetData(data.Get());
+    made->position_ = position_;
+    made->SetByteOrder(GetByteOrder());
+    made->SetReadOnly(GetReadOnly());
+    made->SetReadCap(GetReadCap());
+    copy = made.Detach();
+    return kPXOK;
+}
+
+bool CBaseStreamMemory::IsEOF()
+{
+    return position_ >= Length();
+}
+
+PXStatus CBaseStreamMemory::readPropertyListCopy(CFOptionFlags options, CFPropertyListRef& list)
+{
+    list = nullptr;
+    uint64_t length = 0;
+    PX_TRY(ReadUInt64(length));
+    if (length > Length() - position_) return PX_FAIL(kPXErrStreamEnd);
+    if (length > GetReadCap()) return PX_FAIL(kPXErrNotSupported);
+    const UInt8* bytes = GetBytePtr() + position_;
+    position_ += length;
+    return static_cast<PXStatus>(
+        PXUtilsCreatePropertyList(bytes, static_cast<long>(length), options, &list));
+}

@@ -1,0 +1,756 @@
+// Streams on files, memory, sockets and parts of other streams.
+
+#include "Base/Platform/Platform.h"
+#include "Base/PXSocket.h"
+#include "Base/StreamFile.h"
+#include "Base/StreamMemory.h"
+#include "Base/StreamSocket.h"
+#include "Base/StreamSub.h"
+#include "PXCore/PXStream.h"
+#include "PXCore/PXUtils.h"
+#include "support/CF.h"
+#include "support/EventLog.h"
+#include "support/FakePlatform.h"
+#include "support/Seed.h"
+#include "support/TempFolder.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <string>
+#include <thread>
+
+namespace {
+
+using namespace px::test;
+
+constexpr PXStatus kOK = kPXOK;
+
+class StreamTest : public InTempFolder<LeakCheck> {
+protected:
+    // The first line of a log leaves the time zone behind.
+    StreamTest()
+    {
+        const EventLog log;
+        PXLogNoArgs(CFSTR("first"));
+    }
+
+    PXRef<CBaseStreamFile> FileStream(const std::string& name, const char* mode)
+    {
+        PXStream made = nullptr;
+        EXPECT_EQ(kOK, PXStreamCreateForFile(FileURL(Path(name)), Text(mode), &made));
+        return PXRef<CBaseStreamFile>::Adopt(static_cast<CBaseStreamFile*>(px::ToStream(made)));
+    }
+};
+
+PXRef<CBaseStreamMemory> Memory(std::string_view bytes = {})
+{
+    auto made = PXRef<CBaseStreamMemory>::Adopt(new CBaseStreamMemory);
+    made->SetConstantData(DataOf(bytes));
+    return made;
+}
+
+// Two ends of one connection.
+struct Connection {
+    PXRef<CBaseStreamSocket> ours;
+    PXRef<CBaseStreamSocket> theirs;
+
+    Connection()
+    {
+        PXSocket listening = nullptr, near = nullptr, far = nullptr;
+        EXPECT_EQ(kOK, PXSocketCreate(&listening));
+        EXPECT_EQ(kOK, PXSocketSetAddressLoopback(listening, 0));
+        EXPECT_EQ(kOK, PXSocketListen(listening));
+        EXPECT_EQ(kOK, PXSocketCreate(&near));
+        EXPECT_EQ(kOK, PXSocketSetAddressLoopback(near, PXSocketGetPort(listening)));
+        EXPECT_EQ(kOK, PXSocketConnect(near));
+        EXPECT_EQ(kOK, PXSocketAccept(listening, &far));
+        ours = On(near);
+        theirs = On(far);
+        PXSocketRelease(listening);
+    }
+    static PXRef<CBaseStreamSocket> On(PXSocket socket)
+    {
+        PXStream made = nullptr;
+        EXPECT_EQ(kOK, PXStreamCreateForSocket(socket, &made));
+        PXSocketRelease(socket);
+        EXPECT_EQ(kOK, PXStreamOpen(made));
+        return PXRef<CBaseStreamSocket>::Adopt(static_cast<CBaseStreamSocket*>(px::ToStream(made)));
+    }
+};
+
+std::string Rest(CBaseStream& stream)
+{
+    std::string bytes;
+    for (;;) {
+        char part[1000];
+        size_t size = sizeof(part);
+        const PXStatus status = stream.ReadChunk(part, 0, size);
+        bytes.append(part, size);
+        if (status != kPXOK || size < sizeof(part)) return bytes;
+    }
+}
+
+struct Line {
+    PXStatus status = kPXOK;
+    std::string text;
+    size_t capacity = 0;
+};
+
+Line ReadLine(CBaseStream& stream, size_t capacity = 2)
+{
+    Line line;
+    line.capacity = capacity;
+    auto* buffer = static_cast<char*>(std::malloc(capacity));
+    line.status = PXStreamReadLine(px::ToHandle(&stream), &buffer, &line.capacity);
+    if (line.status == kPXOK) line.text = buffer;
+    std::free(buffer);
+    return line;
+}
+
+PXStatus Put(CBaseStream& stream, std::string_view bytes)
+{
+    size_t size = bytes.size();
+    const PXStatus status = stream.WriteChunk(bytes.data(), size);
+    EXPECT_EQ(status == kPXOK, size == bytes.size());
+    return status;
+}
+
+// Every kind of stream that can be written and then read from its start.
+TEST_F(StreamTest, ValuesHaveTheSameBytesOnEveryKindOfStream)
+{
+    using namespace std::string_literals;
+    const std::string swapped =
+        "\xFF\xFE"
+        "\xFF\xFE"
+        "\0\0\0\1"
+        "\x80\0\0\0"
+        "\0\0\0\0\0\0\0\2"
+        "\xFF\0\0\0\0\0\0\3"
+        "\x3F\xC0\0\0"
+        "\0\0\0\0\0\0\0\0"
+        "\0\0\0\0\0\0\0\3abc"
+        "\0\0\0\2\0A\x20\xAC"
+        "\x3F\xF8\0\0\0\0\0\0"
+        "caf\xC3\xA9 7\0\0\0"s;
+    const auto write = [](CBaseStream& stream) {
+        const PXStream handle = px::ToHandle(&stream);
+        EXPECT_EQ(kOK, PXStreamWriteInt16(handle, -2));
+        EXPECT_EQ(kOK, PXStreamWriteUInt16(handle, 0xFFFE));
+        EXPECT_EQ(kOK, PXStreamWriteInt32(handle, 1));
+        EXPECT_EQ(kOK, PXStreamWriteUInt32(handle, 0x80000000));
+        EXPECT_EQ(kOK, PXStreamWriteInt64(handle, 2));
+        EXPECT_EQ(kOK, PXStreamWriteUInt64(handle, 0xFF00000000000003));
+        EXPECT_EQ(kOK, PXStreamWriteFloat32(handle, 1.5F));
+        EXPECT_EQ(kOK, PXStreamWriteBlock(handle, nullptr));
+        EXPECT_EQ(kOK, PXStreamWriteBlock(handle, DataOf("abc")));
+        EXPECT_EQ(kOK, PXStreamWriteUnicodeStringWithLen(handle, Text("A\u20AC")));
+        EXPECT_EQ(kOK, PXStreamWriteDate(handle, Owned<CFDateRef>(CFDateCreate(nullptr, 1.5))));
+        EXPECT_EQ(kOK, PXStreamWriteString(handle, Text("caf\u00E9")));
+        EXPECT_EQ(kOK, PXStreamWriteStringParams(handle, CFSTR(" %d"), 7));
+        EXPECT_EQ(kOK, PXStreamWritePad(handle, 3));
+    };
+    const auto read = [](CBaseStream& stream) {
+        const PXStream handle = px::ToHandle(&stream);
+        int16_t i16 = 0;
+        uint16_t u16 = 0;
+        int32_t i32 = 0;
+        uint32_t u32 = 0;
+        int64_t i64 = 0;
+        uint64_t u64 = 0;
+        float f32 = 0;
+        EXPECT_EQ(kOK, PXStreamReadInt16(handle, &i16));
+        EXPECT_EQ(kOK, PXStreamReadUInt16(handle, &u16));
+        EXPECT_EQ(kOK, PXStreamReadInt32(handle, &i32));
+        EXPECT_EQ(kOK, PXStreamReadUInt32(handle, &u32));
+        EXPECT_EQ(kOK, PXStreamReadInt64(handle, &i64));
+        EXPECT_EQ(kOK, PXStreamReadUInt64(handle, &u64));
+        EXPECT_EQ(kOK, PXStreamReadFloat32(handle, &f32));
+        EXPECT_TRUE(i16 == -2 && u16 == 0xFFFE && i32 == 1 && u32 == 0x80000000 && i64 == 2);
+        EXPECT_TRUE(u64 == 0xFF00000000000003 && f32 == 1.5F);
+        CFDataRef data = DataOf("x");
+        EXPECT_EQ(kOK, PXStreamReadBlockCopy(handle, &data));
+        EXPECT_EQ(nullptr, data);
+        EXPECT_EQ(kOK, PXStreamReadBlockCopy(handle, &data));
+        EXPECT_EQ("abc", BytesOf(Owned<CFDataRef>(data)));
+        CFStringRef text = nullptr;
+        EXPECT_EQ(kOK, PXStreamReadUnicodeStringWithLenCopy(handle, &text));
+        EXPECT_EQ("A\u20AC", Taken(text));
+        CFDateRef date = nullptr;
+        EXPECT_EQ(kOK, PXStreamReadDateCopy(handle, &date));
+        EXPECT_EQ(1.5, CFDateGetAbsoluteTime(Owned<CFDateRef>(date)));
+        EXPECT_EQ(kOK, PXStreamSkip2(handle, 2));
+        EXPECT_EQ(kOK, PXStreamReadDataCopy(handle, 8, &data));
+        EXPECT_EQ(std::string("f\xC3\xA9 7\0\0\0", 8), BytesOf(Owned<CFDataRef>(data)));
+    };
+    const auto file = FileStream("values", "w+");
+    ASSERT_EQ(kOK, file->Open());
+    const auto memory = Memory();
+    const auto whole = Memory(std::string(200, '.'));
+    const auto sub = PXRef<CBaseStreamSub>::Adopt(new CBaseStreamSub(whole.Get(), 100, 90));
+    Connection connection;
+    ShortSockets sockets(5);
+    const struct {
+        const char* name;
+        CBaseStream* writer;
+        CBaseStream* reader;
+    } rows[] = {{"file", file.Get(), file.Get()},
+                {"memory", memory.Get(), memory.Get()},
+                {"sub-stream", sub.Get(), sub.Get()},
+                {"socket", connection.ours.Get(), connection.theirs.Get()}};
+    for (const auto& row : rows) {
+        for (const PXStreamByteOrder order : {1U, 0U, 2U}) {
+            SCOPED_TRACE(row.name + std::to_string(order));
+            PXStreamSetByteOrder(px::ToHandle(row.writer), order);
+            PXStreamSetByteOrder(px::ToHandle(row.reader), order);
+            if (row.writer == row.reader) row.writer->SetPos(0);
+            write(*row.writer);
+            if (row.writer == row.reader) row.writer->SetPos(0);
+            read(*row.reader);
+        }
+    }
+    memory->SetData(nullptr);
+    memory->SetByteOrder(kPXStreamByteOrderSwapped);
+    write(*memory);
+    EXPECT_EQ(swapped, BytesOf(memory->GetData()));
+    EXPECT_EQ(std::string(100, '.'), BytesOf(whole->GetData()).substr(0, 100));
+    memory->SetData(nullptr);
+    memory->SetByteOrder(kPXStreamByteOrderNative);
+    memory->WriteInt32(1);
+    EXPECT_EQ(std::string("\1\0\0\0", 4), BytesOf(memory->GetData()));
+}
+
+TEST_F(StreamTest, LinesEndAtALineFeedBehindACarriageReturn)
+{
+    const struct {
+        const char* bytes;
+        std::vector<std::string> lines;
+    } rows[] = {
+        {"abc\r\n", {"abc"}},
+        {"ab\ncd\r\n", {"ab\ncd"}},
+        {"\r\n", {""}},
+        {"a\r\r\nb\rc\r\n", {"a\r", "b\rc"}},
+        {"\n\r\n\r\r\r\nrest", {"\n", "\r\r"}},
+        {"0123456789012345678901234567890123456789\r\nx\r\n",
+         {"0123456789012345678901234567890123456789", "x"}},
+    };
+    // Reads character by character, as any stream does that knows nothing better.
+    class Plain : public CBaseStreamMemory {
+        PXStatus ReadLine(char*& buffer, size_t& capacity) override
+        {
+            return CBaseStream::ReadLine(buffer, capacity);
+        }
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.bytes);
+        Write("lines", row.bytes);
+        const auto file = FileStream("lines", "r");
+        ASSERT_EQ(kOK, file->Open());
+        const auto memory = Memory(row.bytes);
+        Plain plain;
+        plain.SetConstantData(DataOf(row.bytes));
+        Connection connection;
+        Put(*connection.ours, row.bytes);
+        connection.ours->Close();
+        ShortSockets sockets(3);
+        for (CBaseStream* stream : std::initializer_list<CBaseStream*>{
+                 file.Get(), memory.Get(), &plain, connection.theirs.Get()}) {
+            for (const std::string& line : row.lines) {
+                const Line read = ReadLine(*stream);
+                EXPECT_EQ(kOK, read.status);
+                EXPECT_EQ(line, read.text);
+                EXPECT_TRUE(read.capacity > line.size() &&
+                            (read.capacity & (read.capacity - 1)) == 0);
+            }
+            EventLog events;
+            EXPECT_EQ(kPXErrStreamEnd, ReadLine(*stream).status);
+            EXPECT_TRUE(events.Messages().empty());
+        }
+    }
+    const auto memory = Memory("a line\r\n");
+    char* untouched = nullptr;
+    size_t none = 0;
+    EXPECT_EQ(kOK, memory->ReadLine(untouched, none));
+    memory->SetReadCap(6);
+    EXPECT_EQ("a line", ReadLine(*memory).text);
+    memory->SetPos(0);
+    memory->SetReadCap(5);
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrNotSupported}, ReadLine(*memory).status);
+    EXPECT_EQ(1, events.Count(kPXErrNotSupported));
+}
+
+TEST_F(StreamTest, EndsAsEachKindOfStreamEnds)
+{
+    Write("three", "abc");
+    const auto file = FileStream("three", "r");
+    ASSERT_EQ(kOK, file->Open());
+    const auto memory = Memory("abc");
+    const auto around = Memory("..abc...");
+    const auto sub = PXRef<CBaseStreamSub>::Adopt(new CBaseStreamSub(around.Get(), 2, 3));
+    Connection connection;
+    Put(*connection.ours, "abc");
+    connection.ours->Close();
+    const struct {
+        const char* name;
+        CBaseStream* stream;
+        PXStatus atEnd;
+    } rows[] = {{"file", file.Get(), kPXOK},
+                {"memory", memory.Get(), kPXErrStreamEnd},
+                {"sub-stream", sub.Get(), kPXErrStreamEnd},
+                {"socket", connection.theirs.Get(), kPXErrStreamEnd}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        char bytes[8] = {};
+        size_t size = 0;
+        EXPECT_EQ(kOK, row.stream->ReadChunk(bytes, 0, size));
+        EXPECT_FALSE(row.stream->IsEOF());
+        size = sizeof(bytes);
+        EXPECT_EQ(kOK, row.stream->ReadChunk(bytes, 0, size));
+        EXPECT_EQ("abc", std::string(bytes, size));
+        size = 5;
+        EXPECT_EQ(row.atEnd, row.stream->ReadChunk(bytes, 1, size));
+        EXPECT_EQ(0U, size);
+        EXPECT_TRUE(row.stream->IsEOF());
+        EXPECT_EQ(kPXErrStreamEnd, row.stream->ReadChar(bytes[0]));
+        // What is not there whole is a failure, and logged once.
+        EventLog events;
+        int32_t value = 0;
+        EXPECT_EQ(kPXErrStreamEnd, row.stream->ReadInt32(value));
+        EXPECT_EQ(1U, events.Messages().size());
+    }
+    for (CBaseStream* stream :
+         {static_cast<CBaseStream*>(file.Get()), static_cast<CBaseStream*>(memory.Get()),
+          static_cast<CBaseStream*>(sub.Get())}) {
+        stream->SetPos(1);
+        EXPECT_FALSE(stream->IsEOF());
+        CFDataRef data = nullptr;
+        EXPECT_EQ(kPXErrStreamEnd, stream->ReadDataCopy(3, data));
+        EXPECT_EQ(nullptr, data);
+    }
+    memory->SetPos(1);
+    EXPECT_EQ(kOK, memory->Skip(0));
+    EXPECT_EQ(kOK, memory->Skip(5));
+    size_t size = 1;
+    char byte = 0;
+    EXPECT_EQ(kPXErrStreamEnd, memory->ReadChunk(&byte, 0, size));
+    EXPECT_EQ(kPXErrStreamEnd, connection.theirs->Skip(1));
+    uint64_t position = 0;
+    EXPECT_EQ(kPXErrStreamEnd, connection.theirs->GetPos(position));
+    EXPECT_EQ(kPXErrStreamEnd, connection.theirs->SetPos(0));
+    EXPECT_EQ(kPXErrStreamEnd, connection.theirs->GetLength(position));
+    EXPECT_EQ(kPXErrStreamEnd, memory->SetBuffer(nullptr));
+    EXPECT_EQ(kPXErrStreamEnd, memory->SetCaching(true));
+}
+
+// A file stream beside a plain string that takes the same steps.
+TEST_F(StreamTest, FilesDoWhatAModelDoes)
+{
+    std::mt19937_64 random(Seed(1));
+    for (const bool isBuffered : {true, false}) {
+        const auto file = FileStream("model", "w+");
+        if (!isBuffered) {
+            EXPECT_EQ(kOK, file->SetBuffer(nullptr));
+        }
+        ASSERT_EQ(kOK, file->Open());
+        std::string model;
+        size_t at = 0;
+        for (int step = 0; step < 3000; ++step) {
+            const size_t wanted = random() % 8 ? random() % 50 : random() % 200000;
+            size_t size = wanted;
+            switch (random() % 5) {
+                case 0: {
+                    const std::string bytes(wanted, static_cast<char>(random()));
+                    ASSERT_EQ(kOK, file->WriteChunk(bytes.data(), size));
+                    if (wanted && model.size() < at + wanted) model.resize(at + wanted);
+                    model.replace(at, wanted, bytes);
+                    at += wanted;
+                    break;
+                }
+                case 1:
+                    at = random() % (model.size() + 100);
+                    ASSERT_EQ(kOK, file->SetPos(at));
+                    break;
+                case 2: {
+                    uint64_t figure = 0;
+                    ASSERT_EQ(kOK, file->GetLength(figure));
+                    ASSERT_EQ(model.size(), figure);
+                    break;
+                }
+                default: {
+                    std::string bytes(wanted, '\0');
+                    ASSERT_EQ(kOK, file->ReadChunk(bytes.data(), 1, size));
+                    const std::string want = at < model.size() ? model.substr(at, wanted) : "";
+                    ASSERT_EQ(want, bytes.substr(0, size));
+                    at += size;
+                }
+            }
+            uint64_t position = 0;
+            ASSERT_EQ(kOK, file->GetPos(position));
+            ASSERT_EQ(at, position);
+            if (model.size() > 3000000) {
+                ASSERT_EQ(kOK, file->Open());
+                model.clear();
+                at = 0;
+            }
+        }
+        file->Close();
+        EXPECT_EQ(model, Content(Path("model")));
+    }
+}
+
+TEST_F(StreamTest, FilesOpenAsTheirModeSays)
+{
+    const struct {
+        const char* mode;
+        PXStatus open, read, write;
+        const char* after;
+    } rows[] = {
+        {"r", kPXOK, kPXOK, EBADF, "12345"},    {"rb+", kPXOK, kPXOK, kPXOK, "1xy45"},
+        {"w", kPXOK, EBADF, kPXOK, "xy"},       {"w+", kPXOK, kPXOK, kPXOK, "xy"},
+        {"a", kPXOK, EBADF, kPXOK, "12345xy"},  {"a+", kPXOK, kPXOK, kPXOK, "12345xy"},
+        {"wx", kPXErrNotFound, 0, 0, "12345"},  {"q", kPXErrBadArgument, 0, 0, "12345"},
+        {"", kPXErrBadArgument, 0, 0, "12345"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.mode);
+        Write("modes", "12345");
+        const auto file = FileStream("modes", row.mode);
+        ASSERT_EQ(row.open, file->Open());
+        if (row.open != kPXOK) continue;
+        char byte = 0;
+        size_t size = 1;
+        EXPECT_EQ(row.read, file->ReadChunk(&byte, 0, size));
+        if (row.read != kPXOK) file->SetPos(0);
+        EXPECT_EQ(row.write, Put(*file, "xy"));
+        EXPECT_EQ(kOK, file->Flush());
+        EXPECT_EQ(row.after, Content(Path("modes")));
+    }
+    EventLog events;
+    const auto nowhere = FileStream("no/such/file", "w");
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, nowhere->Open());
+    uint64_t figure = 0;
+    EXPECT_EQ(PXStatus{EBADF}, nowhere->GetLength(figure));
+    EXPECT_EQ(PXStatus{EBADF}, nowhere->GetPos(figure));
+    EXPECT_EQ(PXStatus{EBADF}, nowhere->SetPos(0));
+    CBaseStreamFile empty;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, empty.Open());
+    EXPECT_EQ(1, events.Count(kPXErrNotFound));
+    EXPECT_EQ(1, events.Count(kPXErrBadArgument));
+}
+
+TEST_F(StreamTest, FilesTellOfFailures)
+{
+    Write("broken", std::string(100000, 'b'));
+    const auto file = FileStream("broken", "r+");
+    {
+        FakePlatform fake(Faulty::kOpen, EMFILE);
+        EventLog events;
+        EXPECT_EQ(PXStatus{kPXErrCreate}, file->Open());
+        EXPECT_EQ(1, events.Count(kPXErrCreate));
+    }
+    ASSERT_EQ(kOK, file->Open());
+    std::string bytes(90000, '\0');
+    {
+        FakePlatform fake(Faulty::kRead, EIO, 1);
+        size_t size = 10;
+        EXPECT_EQ(kOK, file->ReadChunk(bytes.data(), 0, size));
+        size = bytes.size();
+        EXPECT_EQ(PXStatus{EIO}, file->ReadChunk(bytes.data(), 0, size));
+        EXPECT_EQ(65526U, size);
+    }
+    ASSERT_EQ(kOK, file->SetPos(0));
+    {
+        FakePlatform fake(Faulty::kWrite, ENOSPC);
+        EventLog events;
+        EXPECT_EQ(kOK, Put(*file, "waits"));
+        EXPECT_EQ(PXStatus{ENOSPC}, file->Flush());
+        EXPECT_EQ(PXStatus{ENOSPC}, Put(*file, bytes));
+        EXPECT_EQ(PXStatus{ENOSPC}, file->WriteBlock(DataOf(bytes)));
+        EXPECT_EQ(2, events.Count(ENOSPC));
+        EXPECT_EQ(kOK, Put(*file, "lost"));
+        file->Close();
+        EXPECT_EQ(3, events.Count(ENOSPC));
+    }
+    {
+        FakePlatform fake = FakePlatform::Short(7);
+        ASSERT_EQ(kOK, file->Open());
+        EXPECT_EQ(kOK, Put(*file, bytes));
+        ASSERT_EQ(kOK, file->SetPos(89999));
+        EXPECT_EQ(std::string(1, '\0') + std::string(10000, 'b'), Rest(*file));
+    }
+}
+
+TEST_F(StreamTest, PositionsHave64Bits)
+{
+    constexpr uint64_t kFar = uint64_t{5} << 30;
+    const auto file = FileStream("sparse", "w+");
+    ASSERT_EQ(kOK, file->Open());
+    ASSERT_EQ(kOK, file->SetPos(kFar));
+    ASSERT_EQ(kOK, file->WriteInt32(7));
+    const PXStream handle = px::ToHandle(file.Get());
+    uint64_t figure = 0;
+    EXPECT_EQ(kOK, PXStreamGetLength2(handle, &figure));
+    EXPECT_EQ(kFar + 4, figure);
+    uint32_t narrow = 1;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamGetLength(handle, &narrow));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamGetPos(handle, &narrow));
+    EXPECT_EQ(kOK, PXStreamSetPos(handle, 9));
+    EXPECT_EQ(kOK, PXStreamGetPos(handle, &narrow));
+    EXPECT_EQ(9U, narrow);
+    EXPECT_EQ(kOK, PXStreamSkip2(handle, kFar - 9));
+    int32_t value = 0;
+    EXPECT_EQ(kOK, PXStreamReadInt32(handle, &value));
+    EXPECT_EQ(7, value);
+    PXStream sub = nullptr;
+    ASSERT_EQ(kOK, PXStreamCreateSubStream(handle, kFar, kPXStreamToEnd, &sub));
+    EXPECT_EQ(kOK, PXStreamReadInt32(sub, &value));
+    EXPECT_EQ(kOK, PXStreamGetLength(sub, &narrow));
+    EXPECT_TRUE(value == 7 && narrow == 4);
+    EXPECT_NE(kOK, PXStreamSetPos2(sub, UINT64_MAX));
+    EXPECT_NE(kOK, PXStreamSetPos2(handle, UINT64_MAX));
+    EXPECT_NE(kOK, PXStreamSkip2(handle, UINT64_MAX));
+    PXStreamRelease(sub);
+}
+
+TEST_F(StreamTest, MemoryIsChangedInPlaceOrCopied)
+{
+    const auto owned = Owned<CFMutableDataRef>(CFDataCreateMutable(nullptr, 0));
+    CFDataAppendBytes(owned, reinterpret_cast<const UInt8*>("123456"), 6);
+    CBaseStreamMemory memory;
+    memory.SetData(owned);
+    memory.SetPos(4);
+    EXPECT_EQ(kOK, Put(memory, "abcd"));
+    EXPECT_EQ("1234abcd", BytesOf(owned));
+    memory.SetPos(100);  // no gap: what is written there follows the last byte
+    EXPECT_EQ(kOK, Put(memory, "!"));
+    EXPECT_EQ(kOK, Put(memory, "?"));
+    EXPECT_EQ("1234abcd!?", BytesOf(owned));
+    uint64_t position = 0;
+    memory.GetPos(position);
+    EXPECT_EQ(102U, position);
+    const auto constant = DataOf("constant");
+    memory.SetConstantData(constant);
+    memory.SetPos(1);
+    CBaseStream* copy = nullptr;
+    ASSERT_EQ(kOK, memory.CreateCopy(copy));
+    EXPECT_EQ(kOK, Put(memory, "X"));
+    EXPECT_EQ("cXnstant", BytesOf(PXStreamGetData(px::ToHandle(&memory))));
+    EXPECT_EQ("constant", BytesOf(constant));
+    EXPECT_EQ("onstant", Rest(*copy));
+    CFDataRef all = nullptr;
+    EXPECT_EQ(kOK, PXStreamCreateCFData(px::ToHandle(copy), &all));
+    EXPECT_EQ("constant", BytesOf(Owned<CFDataRef>(all)));
+    const auto sub = PXRef<CBaseStreamSub>::Adopt(new CBaseStreamSub(copy, 2, 3));
+    copy->Release();
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, Put(*sub, "four"));
+    EXPECT_EQ(kOK, Put(*sub, "two"));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, Put(*sub, "x"));
+    CBaseStream* subCopy = nullptr;
+    ASSERT_EQ(kOK, sub->CreateCopy(subCopy));
+    subCopy->SetPos(1);
+    EXPECT_EQ("wo", Rest(*subCopy));
+    subCopy->Release();
+    EXPECT_EQ(PXStatus{kPXErrNotSupported}, CBaseStreamFile().CreateCopy(copy));
+    EXPECT_EQ(nullptr, copy);
+}
+
+TEST_F(StreamTest, ListsTravelAndAreCheckedOnArrival)
+{
+    const auto list =
+        DictionaryOf({{CFSTR("name"), CFSTR("value")}, {CFSTR("n"), Number(int64_t{7})}});
+    Write("list", "");
+    const auto file = FileStream("list", "r+");
+    ASSERT_EQ(kOK, file->Open());
+    const auto memory = Memory();
+    for (CBaseStream* stream : std::initializer_list<CBaseStream*>{file.Get(), memory.Get()}) {
+        for (const CFPropertyListFormat format :
+             {kCFPropertyListXMLFormat_v1_0, kCFPropertyListBinaryFormat_v1_0}) {
+            stream->SetPos(0);
+            ASSERT_EQ(kOK, PXStreamWritePropertyList(px::ToHandle(stream), list, format));
+            ASSERT_EQ(kOK, stream->WriteInt16(77));
+            stream->SetPos(0);
+            CFPropertyListRef read = nullptr;
+            ASSERT_EQ(kOK, PXStreamReadPropertyListCopy(px::ToHandle(stream), 0, &read));
+            EXPECT_TRUE(CFEqual(list, Owned<CFPropertyListRef>(read)));
+            int16_t behind = 0;
+            EXPECT_EQ(kOK, stream->ReadInt16(behind));
+            EXPECT_EQ(77, behind);
+        }
+    }
+    // Lengths that lie, and a list that is none.
+    const struct {
+        const char* name;
+        std::string bytes;
+        PXStatus want;
+    } rows[] = {{"beyond the end", std::string("\x09\0\0\0\0\0\0\0<plist/>", 16), kPXErrStreamEnd},
+                {"huge",
+                 std::string("\0\0\0\0\0\0\0\x80"
+                             "12",
+                             10),
+                 kPXErrNotSupported},
+                {"a terabyte",
+                 std::string("\0\0\0\0\0\1\0\0"
+                             "12",
+                             10),
+                 kPXErrStreamEnd},
+                {"no list", std::string("\3\0\0\0\0\0\0\0<a>", 11), kPXErrListRead},
+                {"nothing", std::string(8, '\0'), kPXErrListRead}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Write("list", row.bytes);
+        ASSERT_EQ(kOK, file->Open());
+        file->SetReadCap(uint64_t{1} << 60);
+        EventLog events;
+        CFPropertyListRef read = nullptr;
+        EXPECT_EQ(row.want, file->readPropertyListCopy(0, read));
+        EXPECT_EQ(nullptr, read);
+        EXPECT_LE(1U, events.Messages().size());
+        memory->SetConstantData(DataOf(row.bytes));
+        EXPECT_NE(kOK, memory->readPropertyListCopy(0, read));
+        EXPECT_EQ(nullptr, read);
+    }
+    memory->SetConstantData(
+        DataOf(std::string("\5\0\0\0\0\0\0\0"
+                           "12345",
+                           13)));
+    memory->SetReadCap(4);
+    CFDataRef data = nullptr;
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrNotSupported}, memory->ReadBlockCopy(data));
+    EXPECT_EQ(1, events.Count(kPXErrNotSupported));
+}
+
+TEST_F(StreamTest, NullHandlesAreRefused)
+{
+    EventLog events;
+    PXStream stream = px::ToHandle(static_cast<CBaseStream*>(nullptr));
+    size_t size = 1;
+    char byte = 0;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamOpen(stream));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamRead(stream, &byte, &size));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamWriteInt32(stream, 1));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamCreateForFile(nullptr, CFSTR("r"), &stream));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamCreateForSocket(nullptr, &stream));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamCreateForData(nullptr, nullptr));
+    EXPECT_EQ(nullptr, PXStreamGetData(nullptr));
+    EXPECT_EQ(7, events.Count(kPXErrBadArgument));
+    PXStreamRelease(PXStreamRetain(nullptr));
+    PXSocketRelease(PXSocketRetain(nullptr));
+    EXPECT_EQ(7, events.Count(kPXErrBadArgument));
+}
+
+TEST_F(StreamTest, SocketsNameTheStepThatFails)
+{
+    const struct {
+        FaultySocket function;
+        const char* line;
+    } rows[] = {
+        {FaultySocket::kNoDelay, "setsockopt(mSocket, IPPROTO_TCP, TCP_NODELAY Failed"},
+        {FaultySocket::kBind, "bind Failed"},
+        {FaultySocket::kName, "CBaseSocket::GetPort getsockname - failed"},
+        {FaultySocket::kListen, "listen Failed"},
+        {FaultySocket::kMake, "Event (98)"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.line);
+        FaultySockets fake(row.function, EADDRINUSE);
+        EventLog events;
+        PXSocket socket = nullptr;
+        PXStatus status = PXSocketCreate(&socket);
+        if (status == kPXOK) status = PXSocketListen(socket);
+        EXPECT_EQ(PXStatus{EADDRINUSE}, status);
+        ASSERT_EQ(1U, events.Messages().size());
+        EXPECT_EQ(0U, events.Messages()[0].find(row.line)) << events.Messages()[0];
+        PXSocketRelease(socket);
+    }
+}
+
+TEST_F(StreamTest, SocketsPassErrorsOn)
+{
+    Connection connection;
+    bool isOwn = false;
+    EXPECT_EQ(kOK, PXSocketIsPeerOwnUser(connection.theirs->GetSocket(), &isOwn));
+    EXPECT_TRUE(isOwn);
+    EventLog events;
+    {
+        FaultySockets fake(FaultySocket::kSend, ECONNRESET);
+        EXPECT_EQ(PXStatus{ECONNRESET}, connection.ours->WriteInt32(1));
+        EXPECT_EQ(PXStatus{ECONNRESET}, connection.ours->WriteBlock(DataOf("abc")));
+    }
+    {
+        FaultySockets fake(FaultySocket::kReceive, ECONNRESET);
+        int32_t value = 0;
+        EXPECT_EQ(PXStatus{ECONNRESET}, connection.theirs->ReadInt32(value));
+        EXPECT_EQ(PXStatus{ECONNRESET}, ReadLine(*connection.theirs).status);
+    }
+    EXPECT_EQ(3, events.Count(ECONNRESET));
+    Put(*connection.ours, "12");
+    connection.theirs->SetReadDeadline(1);
+    char bytes[3];
+    size_t size = sizeof(bytes);
+    EXPECT_EQ(PXStatus{ETIMEDOUT}, connection.theirs->ReadChunk(bytes, 1, size));
+    connection.theirs->SetReadDeadline(0);
+    connection.ours->SetWriteTimeout(1);
+    EXPECT_EQ(PXStatus{ETIMEDOUT}, Put(*connection.ours, std::string(16 << 20, 'x')));
+    connection.theirs->Close();
+    connection.theirs->Close();
+    size = 1;
+    EXPECT_EQ(PXStatus{EBADF}, connection.theirs->ReadChunk(bytes, 1, size));
+    CBaseStreamSocket none;
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, none.Open());
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, Put(none, "x"));
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, none.ReadChar(bytes[0]));
+}
+
+// A megabyte each way at the same time, cut up differently on every side.
+TEST_F(StreamTest, ThreadsSendAndReceiveAtOnce)
+{
+    Connection connection;
+    std::mt19937_64 random(Seed(2));
+    std::string bytes(1 << 20, '\0');
+    for (char& byte : bytes) byte = static_cast<char>(random());
+    const auto send = [&](CBaseStream& stream) {
+        for (size_t at = 0, step = 1; at < bytes.size(); at += step, step = step * 3 % 99991) {
+            Put(stream, std::string_view(bytes).substr(at, step));
+        }
+    };
+    std::thread near(send, std::ref(*connection.ours));
+    std::thread far(send, std::ref(*connection.theirs));
+    for (CBaseStream* stream : {connection.ours.Get(), connection.theirs.Get()}) {
+        CFDataRef data = nullptr;
+        EXPECT_EQ(kOK, stream->ReadDataCopy(bytes.size(), data));
+        EXPECT_TRUE(data && bytes == BytesOf(data));
+        if (data) CFRelease(data);
+    }
+    near.join();
+    far.join();
+}
+
+TEST_F(StreamTest, ThreadsThatWaitAreWokenByClose)
+{
+    Connection connection;
+    PXStatus status = kPXOK;
+    std::thread reader([&] {
+        char character = 0;
+        status = connection.theirs->ReadChar(character);
+    });
+    connection.theirs->Close();
+    reader.join();
+    EXPECT_NE(kOK, status);
+    PXSocket listening = nullptr;
+    ASSERT_EQ(kOK, PXSocketCreate(&listening));
+    ASSERT_EQ(kOK, PXSocketListen(listening));
+    std::thread accepter([&] {
+        PXSocket accepted = nullptr;
+        status = PXSocketAccept(listening, &accepted);
+    });
+    PXSocketClose(listening);
+    accepter.join();
+    EXPECT_NE(kOK, status);
+    PXSocketRelease(listening);
+}
+
+}  // namespace
