@@ -119,8 +119,8 @@ TEST_F(Lists, TextsOfElements)
           " YQ = = ", "\nYQ==\n", "", "\n"}},
         {"string",
          {"a\r\nb\rc", "a\nb\nc", "a<!-- not here -->b", "ab", "<![CDATA[<&>]]>", "&lt;&amp;&gt;",
-          "&#x1F600;&#65;&quot;&apos;", "\U0001F600A\"'", "a&#13;b", "a&#13;b", "a\tb\u00E9",
-          "a\tb\u00E9"}},
+          "<![CDATA[a\n<b>]]>", "a\n&lt;b&gt;", "a\n<?b?>", "a\n", "&#x1F600;&#65;&quot;&apos;",
+          "\U0001F600A\"'", "a&#13;b", "a&#13;b", "a\tb\u00E9", "a\tb\u00E9"}},
     };
     const auto expect = [](const std::string& given, const std::string& want) {
         const ReadResult read = ReadList(given);
@@ -245,6 +245,35 @@ TEST_F(Lists, RefusedXMLNamesTheLine)
             ExpectRefused(text, "<" + name + ">" + text + "</" + name + ">", 1);
         }
     }
+}
+
+// A comment makes the reader look at all white space, which it otherwise skips between elements.
+TEST_F(Lists, SkippedWhiteSpaceMakesNoDifference)
+{
+    const char* const kPieces[] = {"\n",        "\r\n\t",    " \n ",    "x",         "<string>",
+                                   "</string>", "</dict>",   "<key>",   "</key>",    "<dict>",
+                                   "<true/>",   "<array>\n", "&amp;\n", "<real>\n1", "</real>",
+                                   "<data>",    "</data>\n", "!"};
+    std::mt19937_64 random(Seed(5));
+    const size_t body = kSample.find("<plist");
+    int read = 0;
+    for (int round = 0; round < 10'000; ++round) {
+        std::string text = kSample;
+        for (uint64_t edits = 1 + random() % 3; edits > 0; --edits) {
+            const size_t at = body + 7 + random() % (text.size() - body - 7);
+            const std::string piece = kPieces[random() % (random() % 4 ? 3 : std::size(kPieces))];
+            text.replace(at, random() % 6 == 0 ? random() % 12 : 0, piece);
+        }
+        std::string commented = text;
+        commented.insert(body, "<!-- -->");
+        const ReadResult skipping = ReadList(text), looking = ReadList(commented);
+        ASSERT_EQ(!looking.list, !skipping.list) << text << looking.failure << skipping.failure;
+        ASSERT_EQ(looking.failure, skipping.failure) << text;
+        if (!skipping.list) continue;
+        ASSERT_TRUE(CFEqual(looking.list, skipping.list)) << text;
+        ++read;
+    }
+    EXPECT_GT(read, 1000);
 }
 
 std::string Wide(std::string_view ascii, bool isBigEndian, bool hasMark)
