@@ -105,16 +105,11 @@ PXRect CImageRecFile::TileRect(int32_t row, int32_t column) const
             std::min(TileSize(), bounds.height - top)};
 }
 
-int64_t CImageRecFile::OffsetIn(const CImageTile& tile, const PXRect& rect)
-{
-    return (int64_t{rect.y} - tile.tile_y) * tile.rowbytes +
-           (int64_t{rect.x} - tile.tile_x) * tile.colbytes;
-}
-
 char* CImageRecFile::PixelsAt(const CImageTile& tile, const PXRect& rect)
 {
-    // Sequential with the exchange of shared pixels, as the pin is.
-    return tile.pixels.load(std::memory_order_seq_cst) + OffsetIn(tile, rect);
+    return tile.pixels.load(std::memory_order_seq_cst) +
+           (int64_t{rect.y} - tile.tile_y) * tile.rowbytes +
+           (int64_t{rect.x} - tile.tile_x) * tile.colbytes;
 }
 
 // Calls `work` for the part of a rectangle in each tile, row by row, until one fails.
@@ -143,8 +138,8 @@ PXStatus CImageRecFile::Lock(const PXRect& rect, void** outPointer, int64_t* out
     if (Locate(rect, &place) && place.isOneTile) {
         CImageTile* tile = tiles_.Find(IndexOf(place.row, place.column));
         if (tile && tile->TryPin(kIntent)) {
-            *outPointer = PixelsAt(*tile, rect);
-            *outRowBytes = tile->rowbytes;
+            *outPointer = PixelsAt(*tile, place);
+            *outRowBytes = int64_t{colBytes} << tileShift_;
             return kPXOK;
         }
     }
@@ -176,7 +171,7 @@ PXStatus CImageRecFile::LockSlowly(const PXRect& rect, LockIntent intent, void**
     if (!place.isOneTile) return GatherRect(rect, intent, outPointer);
     CImageTile* tile = nullptr;
     PX_TRY(Pin(place.row, place.column, intent, &tile));
-    *outPointer = PixelsAt(*tile, rect);
+    *outPointer = PixelsAt(*tile, place);
     return kPXOK;
 }
 
@@ -185,7 +180,7 @@ PXStatus CImageRecFile::UnlockRect(const PXRect& rect, const void* pointer)
     Place place;
     if (Locate(rect, &place) && place.isOneTile) {
         CImageTile* tile = tiles_.Find(IndexOf(place.row, place.column));
-        if (tile && pointer && pointer == PixelsAt(*tile, rect) && tile->IsPinned()) {
+        if (tile && pointer && pointer == PixelsAt(*tile, place) && tile->IsPinned()) {
             tile->Unpin();
             return kPXOK;
         }
@@ -198,11 +193,11 @@ PXStatus CImageRecFile::UnlockSlowly(const PXRect& rect, const void* pointer)
     Place place;
     PX_REQUIRE(Locate(rect, &place));
     if (!place.isOneTile) return ScatterRect(rect, pointer);
-    return UnlockRetired(tiles_.Find(IndexOf(place.row, place.column)), rect, pointer);
+    return UnlockRetired(tiles_.Find(IndexOf(place.row, place.column)), place, pointer);
 }
 
 // A reader of shared pixels keeps those it was lent while a writer gets pixels of its own.
-PXStatus CImageRecFile::UnlockRetired(CImageTile* tile, const PXRect& rect, const void* pointer)
+PXStatus CImageRecFile::UnlockRetired(CImageTile* tile, const Place& place, const void* pointer)
 {
     PX_REQUIRE(tile);
     PXRef<px::TileBlock> unused;
@@ -210,7 +205,7 @@ PXStatus CImageRecFile::UnlockRetired(CImageTile* tile, const PXRect& rect, cons
     {
         const px::MutexLocker lock(mutex_);
         isRetired = tile->retired && tile->IsPinned() &&
-                    pointer == tile->retired->Pixels() + OffsetIn(*tile, rect);
+                    pointer == tile->retired->Pixels() + OffsetOf(place);
         if (isRetired) tile->Unpin();
         if (isRetired && !tile->IsPinned()) std::swap(unused, tile->retired);
     }

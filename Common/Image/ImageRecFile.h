@@ -106,35 +106,46 @@ private:
     {
         return uint64_t(row) * uint64_t(tileColumns_) + uint64_t(column);
     }
-    // Finds the only tile of a rectangle; a rectangle that spans tiles has none. False unless the
-    // rectangle is the image's.
+    // Where the first pixel of a rectangle lies: its tile, and the place in it.
     struct Place {
-        bool isOneTile;
+        bool isOneTile;  // which holds the whole rectangle
         int32_t row;
         int32_t column;
+        uint32_t left;
+        uint32_t top;
     };
+    // False unless the rectangle is the image's.
     bool Locate(const PXRect& rect, Place* place) const noexcept
     {
-        // Unsigned differences are right whatever the signs, and a size of 0 or less is too large.
+        // A rectangle that begins before the image has a large difference, because bounds end below
+        // the largest coordinate; a size of 0 or less is too large, too.
         const uint32_t left = uint32_t(rect.x) - uint32_t(bounds.x);
         const uint32_t top = uint32_t(rect.y) - uint32_t(bounds.y);
         const uint32_t toRight = uint32_t(rect.width) - 1;
         const uint32_t toBottom = uint32_t(rect.height) - 1;
-        if (rect.x < bounds.x || rect.y < bounds.y || left >= uint32_t(bounds.width) ||
-            top >= uint32_t(bounds.height) || toRight >= uint32_t(bounds.width) - left ||
-            toBottom >= uint32_t(bounds.height) - top || tileColumns_ == 0) {
+        if (left >= uint32_t(bounds.width) || top >= uint32_t(bounds.height) ||
+            toRight >= uint32_t(bounds.width) - left || toBottom >= uint32_t(bounds.height) - top) {
             return false;
         }
         place->row = int32_t(top >> tileShift_);
         place->column = int32_t(left >> tileShift_);
-        place->isOneTile = (left + toRight) >> tileShift_ == left >> tileShift_ &&
-                           (top + toBottom) >> tileShift_ == top >> tileShift_;
+        place->left = left & (uint32_t(TileSize()) - 1);
+        place->top = top & (uint32_t(TileSize()) - 1);
+        place->isOneTile = ((place->left + toRight) | (place->top + toBottom)) >> tileShift_ == 0;
         return true;
     }
     template <class Work>
     PXStatus ForEachPiece(const PXRect& rect, Work work);
-    // How far into its tile's pixels a rectangle begins.
-    static int64_t OffsetIn(const CImageTile& tile, const PXRect& rect);
+    // How far into its tile's pixels a place is.
+    int64_t OffsetOf(const Place& place) const
+    {
+        return ((int64_t{place.top} << tileShift_) + place.left) * colBytes;
+    }
+    char* PixelsAt(const CImageTile& tile, const Place& place) const
+    {
+        // Sequential with the exchange of shared pixels, as the pin is.
+        return tile.pixels.load(std::memory_order_seq_cst) + OffsetOf(place);
+    }
     static char* PixelsAt(const CImageTile& tile, const PXRect& rect);
 
     CImageTile* TileAt(int32_t row, int32_t column);
@@ -160,7 +171,7 @@ private:
     [[gnu::noinline]] PXStatus LockSlowly(const PXRect& rect, LockIntent intent, void** outPointer,
                                           int64_t* outRowBytes);
     [[gnu::noinline]] PXStatus UnlockSlowly(const PXRect& rect, const void* pointer);
-    PXStatus UnlockRetired(CImageTile* tile, const PXRect& rect, const void* pointer);
+    PXStatus UnlockRetired(CImageTile* tile, const Place& place, const void* pointer);
     PXStatus GatherRect(const PXRect& rect, LockIntent intent, void** outPointer);
     PXStatus ScatterRect(const PXRect& rect, const void* pointer);
 
