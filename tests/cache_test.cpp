@@ -6,6 +6,7 @@
 #include "PXCore/PXImageIterator.h"
 #include "PXCore/PXImageStream.h"
 #include "PXCore/PXImageTiles.h"
+#include "support/ColourPictures.h"
 #include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Seed.h"
@@ -14,6 +15,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -690,6 +692,103 @@ TEST_F(Cache, ScansLeaveInMemoryWhatIsThere)
     EXPECT_EQ("########", read({}));
     EXPECT_EQ(6U, Statistics().tilesRead - statistics.tilesRead);
     EXPECT_EQ(6U, Statistics().misses - statistics.misses);
+}
+
+TEST_F(Cache, KeepingResidentStopsAtTheFirstTileThatFails)
+{
+    Workload workload;
+    workload.WriteAll();
+    ASSERT_EQ(PXStatus{kPXOK}, workload.Image()->Purge());
+    const PXImage image = px::ToHandle(workload.Image());
+    const auto loaded = [&] {
+        int count = 0;
+        while (count < 64 && PXImageGetTileLoaded(image, count / 8, count % 8)) ++count;
+        for (int i = count; i < 64; ++i) EXPECT_FALSE(PXImageGetTileLoaded(image, i / 8, i % 8));
+        return count;
+    };
+    {
+        px::test::FaultyEntries broken(11, EIO, false);
+        EXPECT_TRUE(PXImageSetKeepResident(image, true));
+    }
+    EXPECT_EQ(11, loaded());
+    PXImageTile tile = nullptr;  // no access lock is left behind
+    EXPECT_EQ(PXStatus{kPXOK}, PXImageGetNativeTile(image, 0, 0, &tile));
+    PXImageReleaseNativeTile(tile);
+    workload.WriteAll();  // the flag holds all the same: nothing leaves
+    EXPECT_EQ(64, loaded());
+    EXPECT_FALSE(PXImageSetKeepResident(image, true));
+    EXPECT_FALSE(PXImageSetKeepResident(image, false));
+    EXPECT_EQ(64, loaded());
+}
+
+// A forked child reads what its parent paged, but writes to files of its own only.
+TEST_F(Cache, ForksDoNotShareSlots)
+{
+    Workload workload;
+    workload.WriteAll();
+    ASSERT_EQ(PXStatus{kPXOK}, workload.Image()->Purge());
+    EXPECT_EXIT(
+        {
+            EXPECT_EQ(0, workload.ReadAll());
+            workload.WriteAll();
+            EXPECT_EQ(PXStatus{kPXErrNotFound}, workload.Image()->Purge());
+            EXPECT_EQ(64U, Statistics().residentTiles);
+            EXPECT_EQ(0, workload.ReadAll());
+            Workload own;
+            own.WriteAll();
+            EXPECT_EQ(PXStatus{kPXOK}, own.Image()->Purge());
+            EXPECT_EQ(0, own.ReadAll());
+            PXImageShutdown();
+            std::_Exit(HasFailure());
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EQ(0, workload.ReadAll());
+}
+
+TEST_F(Cache, ListsThatDisagreeSaySo)
+{
+    const auto image = Make({0, 0, 9, 9}, 8, 1, kPXDataSourceTiled);
+    CImageTile tile(static_cast<CImageRecFile*>(image.Get()), 0, 0);
+    const auto printed = [](auto work) {
+        testing::internal::CaptureStdout();
+        work();
+        std::fflush(stdout);
+        return testing::internal::GetCapturedStdout();
+    };
+    px::ResidentList list;
+    EXPECT_EQ("", printed([&] { list.Append(&tile), list.Remove(&tile); }));
+    list.count = 1;
+    EXPECT_EQ("dont this this should happen\n", printed([&] { list.Append(&tile); }));
+    EXPECT_EQ("should not happend\n", printed([&] { list.Remove(&tile); }));
+    list = {nullptr, &tile, 0};
+    EXPECT_EQ("this should not happen\n", printed([&] { list.Append(&tile); }));
+}
+
+// Profiles are converted tile by tile or in memory, under a limit of a few tiles, to equal bytes.
+TEST_F(Cache, ConvertsColoursAsInMemory)
+{
+    using px::test::Picture;
+    PXImageSetCacheMemAbsolute(double(15 * kTile));
+    const PXRect bounds = {-7, 9, 530, 1030};
+    const px::test::Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
+    Picture from(bounds), to(bounds);
+    from.Randomise(px::test::Seed(12));
+    ASSERT_EQ(0, px::test::Convert(srgb, adobe, from, to, bounds));
+    const auto tiled = Make(bounds, 8, 3, kPXDataSourceTiled);
+    const auto other = Make(bounds, 8, 3, kPXDataSourceTiled);
+    const int64_t rowBytes = tiled->rowBytes;
+    for (CImageRec* destination : {other.Get(), tiled.Get()}) {
+        for (const int32_t bands : {1, 2}) {
+            ASSERT_EQ(PXStatus{kPXOK}, tiled->Write(bounds, from.pixels.data(), rowBytes));
+            ASSERT_EQ(0,
+                      PXColorProfileConvertProfile2(srgb, adobe, px::ToHandle(tiled.Get()),
+                                                    px::ToHandle(destination), bounds, bands, 0));
+            px::test::Bytes converted(to.pixels.size());
+            ASSERT_EQ(PXStatus{kPXOK}, destination->Read(bounds, converted.data(), rowBytes));
+            EXPECT_TRUE(to.pixels == converted) << bands;
+        }
+    }
+    EXPECT_LT(0U, Statistics().tilesRead);
 }
 
 TEST_F(Cache, HugeImagesTakeMemoryForTouchedTilesOnly)
