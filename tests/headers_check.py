@@ -12,7 +12,8 @@ flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only",
          f"-I{common}", f"-I{common / 'PXCoreFoundation'}"]
 
 flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
-classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex", "Ref", "Signal",
+classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex",
+                                               "HTTPMessage", "Msg", "Ref", "Signal",
                                                "Stream", "StreamFile", "StreamMemory", "StreamSocket",
                                                "StreamSub", "Task", "TaskQueue")]
 classes += [common / f"PXCore/{name}.h"

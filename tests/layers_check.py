@@ -16,6 +16,7 @@ LAYERS = [
     ("PXCoreFoundation/", 1),
     ("CoreFoundation/", 1),
     ("Base/Stream", 4), ("Base/Task", 4), ("Base/ThreadPool", 4), ("Base/HTTP", 4),
+    ("Base/Msg", 4), ("Base/Connection", 4), ("Base/BroadcastConn", 4),
     ("Base/Server", 4), ("Base/", 2),
     ("PXAccelerate/", 4),
     ("Image/", 5),
@@ -26,6 +27,7 @@ LAYERS = [
     ("PXCore/PXImage.h", 3), ("PXCore/PXImageAccess.h", 3), ("PXCore/PXImageCache.h", 3),
     ("PXCore/PXImageTiles.h", 3), ("PXCore/PXImageStream.h", 3),
     ("PXCore/PXColorProfile.h", 3), ("PXCore/PXStream.h", 3),
+    ("PXCore/PXHttpMessage.h", 3),
     ("PXCore/", 6),
 ]
 

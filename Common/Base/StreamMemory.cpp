@@ -183,8 +183,8 @@ PXStatus CBaseStreamMemory::readPropertyListCopy(CFOptionFlags options, CFProper
     list = nullptr;
     uint64_t length = 0;
     PX_TRY(ReadUInt64(length));
-    if (length > Length() - position_) return PX_FAIL(kPXErrStreamEnd);
     if (length > GetReadCap()) return PX_FAIL(kPXErrNotSupported);
+    if (length > Length() - position_) return PX_FAIL(kPXErrStreamEnd);
     const UInt8* bytes = GetBytePtr() + position_;
     position_ += length;
     return static_cast<PXStatus>(

@@ -1,0 +1,450 @@
+// Messages: their bytes both ways, their limits, and what is refused.
+
+#include "Base/HTTPMessage.h"
+#include "Base/Msg.h"
+#include "Base/Ref.h"
+#include "Base/StreamMemory.h"
+#include "PXCore/PXHttpMessage.h"
+#include "support/CF.h"
+#include "support/EventLog.h"
+#include "support/Seed.h"
+
+#include <cstdlib>
+#include <functional>
+#include <random>
+#include <string>
+
+namespace {
+
+using namespace px::test;
+using namespace std::string_literals;
+
+constexpr PXStatus kOK = kPXOK;
+
+class MessageTest : public LeakCheck {
+protected:
+    MessageTest()
+    {
+        const EventLog log;
+        PXLogNoArgs(CFSTR("first"));
+    }
+};
+
+PXRef<CBaseStreamMemory> On(const std::string& bytes)
+{
+    auto stream = PXRef<CBaseStreamMemory>::Adopt(new CBaseStreamMemory);
+    stream->SetConstantData(DataOf(bytes));
+    return stream;
+}
+
+std::string Written(CHTTPMessage& message)
+{
+    const auto stream = On("");
+    EXPECT_EQ(kOK, message.Write(stream.Get()));
+    return BytesOf(stream->GetData());
+}
+
+PXStatus Read(CHTTPMessage& message, const std::string& bytes)
+{
+    return message.Read(On(bytes).Get());
+}
+
+const std::string kList =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n";
+const std::string kListEnd = "</dict>\n</plist>\n";
+
+std::string WithList(const std::string& start, const std::string& entries)
+{
+    const std::string list = entries.empty() ? "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                               "<plist version=\"1.0\">\n<dict/>\n</plist>\n"
+                                             : kList + entries + kListEnd;
+    return start + "Content-Type: text/xml; charset=UTF8\r\nContent-Length: " +
+           std::to_string(list.size()) + "\r\n\r\n" + list;
+}
+
+TEST_F(MessageTest, AreWrittenByteForByte)
+{
+    using Set = std::function<void(CHTTPMessage&)>;
+    const struct {
+        const char* name;
+        HTTPMessageType type;
+        Set set;
+        std::string want;
+    } rows[] = {
+        {"nothing set", kHTTPMessageRequest, [](CHTTPMessage&) {},
+         WithList("GET / HTTP/1.1\r\n", "")},
+        {"a response is OK whatever its code", kHTTPMessageResponse,
+         [](CHTTPMessage& m) {
+             m.SetResponseCode(404);
+             m.SetContentBinary(DataOf("\0\r\n"s));
+         },
+         "HTTP/1.1 404 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: 3\r\n\r\n\0\r\n"s},
+        {"everything but letters and digits is escaped", kHTTPMessageRequest,
+         [](CHTTPMessage& m) {
+             m.SetMethod(CFSTR("PUT"));
+             m.SetUri(CFSTR("image/open"));
+             m.SetParamObj(CFSTR("a.b"), CFSTR("a b/c"));
+             m.SetParamObj(CFSTR("x"), CFSTR("x.y-z_~\xC3\xA9"));
+             m.SetContentHTML(Text("<p>\u00E9"));
+         },
+         "PUT /image/open?a.b=a%20b%2Fc&x=x%2Ey%2Dz%5F%7E%C3%A9 HTTP/1.1\r\n"
+         "Content-Type: text/html\r\nContent-Length: 5\r\n\r\n<p>\xC3\xA9"},
+        {"parameters and headers keep their order", kHTTPMessageRequest,
+         [](CHTTPMessage& m) {
+             m.SetUri(CFSTR("u"));
+             m.SetHeader(CFSTR("Z"), CFSTR("1"));
+             m.SetHeader(CFSTR("A"), -2);
+             m.SetContentJson(DataOf("{}"));
+             m.SetHeader(CFSTR("Z"), CFSTR("3"));
+             m.SetParam(CFSTR("z"), 4000000000U);
+             m.SetParamObj(CFSTR("list"), ArrayOf({CFSTR("1"), CFSTR("&"), Number(int64_t{3})}));
+             m.SetParam(CFSTR("a"), -5);
+             m.SetParamDouble(CFSTR("d"), 1.5);
+             m.SetParamCmd(CFSTR("go"));
+         },
+         "GET /u?z=4000000000&list=1&list=%26&list=3&a=%2D5&d=1%2E5&cmd=go HTTP/1.1\r\n"
+         "Z: 3\r\nA: -2\r\nContent-Type: application/json\r\nContent-Length: 2\r\n\r\n{}"},
+        {"entries become the body", kHTTPMessageResponse,
+         [](CHTTPMessage& m) {
+             m.SetContentInt(CFSTR("n"), -1);
+             Written(m);
+             m.SetContentString(CFSTR("s"), CFSTR("<"));
+         },
+         WithList("HTTP/1.1 200 OK\r\n",
+                  "\t<key>n</key>\n\t<integer>-1</integer>\n"
+                  "\t<key>s</key>\n\t<string>&lt;</string>\n")},
+        {"an empty array is no parameter and no body is no body", kHTTPMessageRequest,
+         [](CHTTPMessage& m) {
+             m.SetUri(CFSTR("u"));
+             m.SetParamObj(CFSTR("q"), CFSTR(""));
+             m.SetContent(CFSTR("x/y"), DataOf(""));
+         },
+         "GET /u?q= HTTP/1.1\r\nContent-Type: x/y\r\nContent-Length: 0\r\n\r\n"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        CHTTPMessage message(row.type);
+        row.set(message);
+        EXPECT_EQ(row.want, Written(message));
+        EXPECT_EQ(row.want, Written(message));
+    }
+    CHTTPMessage request(nullptr, CFSTR("server"), CFSTR("connect"));
+    request.SetParam(CFSTR("api-version"), 3);
+    EXPECT_EQ(0U, Written(request).find("GET /server?cmd=connect&api-version=3 HTTP/1.1\r\n"));
+}
+
+struct Parsed {
+    PXStatus status = kPXOK;
+    std::string method{"GET"}, uri{}, host{}, type{}, body{};
+    int32_t code = 200;
+};
+
+TEST_F(MessageTest, AreReadByteForByte)
+{
+    const std::string many = [] {
+        std::string lines;
+        for (int i = 0; i < 200; ++i) lines += "X: y\r\n";
+        return lines;
+    }();
+    const struct {
+        const char* name;
+        HTTPMessageType type;
+        std::string bytes;
+        Parsed want;
+    } rows[] = {
+        {"body by its length, the rest stays",
+         kHTTPMessageRequest,
+         "POST /a/b HTTP/1.1\r\nHost: here:1\r\nContent-Length: 3\r\n\r\nabcd",
+         {kPXOK, "POST", "a/b", "here:1", "<null>", "abc"}},
+        {"no length, no body",
+         kHTTPMessageRequest,
+         "GET / HTTP/1.1\r\n\r\nabcd",
+         {kPXOK, "GET", "", "<null>", "<null>", ""}},
+        {"only the first token of a header",
+         kHTTPMessageResponse,
+         "HTTP/1.1 404 Not Found\r\nContent-Type: text/xml; charset=UTF8\r\n\r\n",
+         {kPXOK, "GET", "<null>", "<null>", "text/xml;", "", 404}},
+        {"names in another case are other names",
+         kHTTPMessageRequest,
+         "GET /x HTTP/1.1\r\ncontent-length: 3\r\nHOST: h\r\nContent-type: t\r\n\r\nabc",
+         {kPXOK, "GET", "x", "<null>", "<null>", ""}},
+        {"chunked is noted and not decoded",
+         kHTTPMessageRequest,
+         "GET /x HTTP/1.1\r\nTransfer-encoding: chunked\r\nContent-Length: 2\r\n\r\n1\r\n",
+         {kPXOK, "GET", "x", "<null>", "<null>", "1\r"}},
+        {"no version",
+         kHTTPMessageRequest,
+         "PUT /x\r\n\r\n",
+         {kPXOK, "PUT", "x", "<null>", "<null>", ""}},
+        {"no slash",
+         kHTTPMessageRequest,
+         "GET xy HTTP/1.1\r\n\r\n",
+         {kPXOK, "GET", "y", "<null>", "<null>", ""}},
+        {"the same length twice",
+         kHTTPMessageRequest,
+         "GET /x HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 01\r\n\r\na",
+         {kPXOK, "GET", "x", "<null>", "<null>", "a"}},
+        {"odd code",
+         kHTTPMessageResponse,
+         "HTTP/1.1 99999999999x\r\n\r\n",
+         {kPXOK, "GET", "<null>", "<null>", "<null>", "", INT32_MAX}},
+        {"one token", kHTTPMessageRequest, "GET\r\n\r\n", {kPXErrMissing}},
+        {"one token of a response", kHTTPMessageResponse, "HTTP/1.1 \r\n\r\n", {kPXErrMissing}},
+        {"empty line", kHTTPMessageRequest, "\r\nGET / HTTP/1.1\r\n\r\n", {kPXErrStreamEnd}},
+        {"nothing", kHTTPMessageRequest, "", {kPXErrStreamEnd}},
+        {"head cut off", kHTTPMessageRequest, "GET / HTTP/1.1\r\nHost: h\r\n", {kPXErrStreamEnd}},
+        {"body cut off",
+         kHTTPMessageRequest,
+         "GET / HTTP/1.1\r\nContent-Length: 4\r\n\r\nabc",
+         {kPXErrStreamEnd}},
+        {"negative length",
+         kHTTPMessageRequest,
+         "G /\r\nContent-Length: -1\r\n\r\n",
+         {kPXErrMissing}},
+        {"signed length",
+         kHTTPMessageRequest,
+         "G /\r\nContent-Length: +1\r\n\r\na",
+         {kPXErrMissing}},
+        {"hex length", kHTTPMessageRequest, "G /\r\nContent-Length: 0x1\r\n\r\na", {kPXErrMissing}},
+        {"length and more",
+         kHTTPMessageRequest,
+         "G /\r\nContent-Length: 1,1\r\n\r\na",
+         {kPXErrMissing}},
+        {"no number", kHTTPMessageRequest, "G /\r\nContent-Length:\r\n\r\na", {kPXErrMissing}},
+        {"2^32",
+         kHTTPMessageRequest,
+         "G /\r\nContent-Length: 4294967296\r\n\r\na",
+         {kPXErrMissing}},
+        {"2^64 + 1",
+         kHTTPMessageRequest,
+         "G /\r\nContent-Length: 18446744073709551617\r\n\r\na",
+         {kPXErrMissing}},
+        {"two lengths",
+         kHTTPMessageRequest,
+         "G /\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab",
+         {kPXErrMissing}},
+        {"zero and a length",
+         kHTTPMessageRequest,
+         "G /\r\nContent-Length: 0\r\nContent-Length: 2\r\n\r\nab",
+         {kPXErrMissing}},
+        {"above the body's limit",
+         kHTTPMessageRequest,
+         "G /\r\nContent-Length: 1073741825\r\n\r\n",
+         {kPXErrNotSupported}},
+        {"200 headers",
+         kHTTPMessageRequest,
+         "G /\r\n" + many + "\r\n",
+         {kPXOK, "G", "", "<null>", "<null>", ""}},
+        {"201 headers",
+         kHTTPMessageRequest,
+         "G /\r\n" + many + "X: y\r\n\r\n",
+         {kPXErrNotSupported}},
+        {"the longest line",
+         kHTTPMessageRequest,
+         "G /" + std::string(65533, 'x') + "\r\n\r\n",
+         {kPXOK, "G", std::string(65533, 'x'), "<null>", "<null>", ""}},
+        {"one byte more",
+         kHTTPMessageRequest,
+         "G /" + std::string(65534, 'x') + "\r\n\r\n",
+         {kPXErrNotSupported}},
+        {"five long headers",
+         kHTTPMessageRequest,
+         "G /\r\n" +
+             [] {
+                 std::string lines;
+                 for (int i = 0; i < 5; ++i) lines += "X: " + std::string(60000, 'y') + "\r\n";
+                 return lines;
+             }() +
+             "\r\n",
+         {kPXErrNotSupported}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        CHTTPMessage message(row.type);
+        EventLog events;
+        const auto stream = On(row.bytes);
+        ASSERT_EQ(row.want.status, message.Read(stream.Get()));
+        EXPECT_EQ(uint64_t{kPXStreamDefaultCap}, stream->GetReadCap());
+        const bool isRefused = row.want.status != kPXOK && row.want.status != kPXErrStreamEnd;
+        EXPECT_TRUE(!isRefused || events.Messages().size() == 1);
+        if (row.want.status != kPXOK) continue;
+        EXPECT_EQ(row.want.method, Utf8Of(message.GetMethod()));
+        EXPECT_EQ(row.want.uri, Utf8Of(message.GetUri()));
+        EXPECT_EQ(row.want.host, Utf8Of(message.GetHost()));
+        EXPECT_EQ(row.want.type, Utf8Of(message.GetRawContentType()));
+        EXPECT_EQ(row.want.code, message.GetResponseCode());
+        const CFDataRef body = message.GetRawContent();
+        EXPECT_EQ(row.want.body, body ? BytesOf(body) : "");
+    }
+}
+
+TEST_F(MessageTest, TakeQueriesApart)
+{
+    CHTTPMessage message;
+    ASSERT_EQ(kOK, Read(message,
+                        "GET /image/open?id=1&id=2&x=a%20b%2Fc%25&bad&two=a=b&=e&n=12.5"
+                        "&id=%C3%A9&raw=%FF&q=+&cmd=go HTTP/1.1\r\n\r\n"));
+    CFStringRef verb = nullptr, object = nullptr;
+    EXPECT_EQ(kOK, message.GetVerbAndObject(verb, object));
+    EXPECT_EQ("open image", Utf8Of(verb) + " " + Utf8Of(object));
+    EXPECT_TRUE(CFEqual(ArrayOf({CFSTR("1"), CFSTR("2"), Text("\u00E9")}),
+                        message.GetParamRaw(CFSTR("id"))));
+    EXPECT_EQ("a b/c%", Utf8Of(message.GetParamString(CFSTR("x"))));
+    EXPECT_EQ("+", Utf8Of(message.GetParamString(CFSTR("q"))));
+    EXPECT_EQ("%FF", Utf8Of(message.GetParamString(CFSTR("raw"))));
+    EXPECT_EQ("e", Utf8Of(message.GetParamString(CFSTR(""))));
+    EXPECT_EQ(nullptr, message.GetParamRaw(CFSTR("two")));
+    EXPECT_EQ(nullptr, message.GetParamRaw(CFSTR("bad")));
+    EXPECT_EQ("go", Utf8Of(message.GetParamCmd()));
+    EXPECT_EQ(12, message.GetParamInt(CFSTR("n")));
+    EXPECT_EQ(12.5, message.GetParamDouble(CFSTR("n")));
+    EXPECT_EQ(0, message.GetParamInt(CFSTR("absent")));
+    const Owned<CFNumberRef> number(message.GetParamNumberCopy(CFSTR("n")));
+    EXPECT_TRUE(CFEqual(Number(12.5), number));
+    EXPECT_EQ(nullptr, message.GetParamNumberCopy(CFSTR("x")));
+    const Owned<CFArrayRef> one(message.GetParamAsArrayCopy(CFSTR("n")));
+    EXPECT_TRUE(CFEqual(ArrayOf({CFSTR("12.5")}), one));
+    const Owned<CFArrayRef> three(message.GetParamAsArrayCopy(CFSTR("id")));
+    EXPECT_EQ(3, CFArrayGetCount(three));
+    // Several marks: no query at all; one component: neither verb nor object.
+    ASSERT_EQ(kOK, Read(message, "GET /image?a=1?b=2 HTTP/1.1\r\n\r\n"));
+    EXPECT_EQ("image", Utf8Of(message.GetUri()));
+    EXPECT_EQ(nullptr, message.GetParamRaw(CFSTR("a")));
+    EXPECT_EQ(kPXErrStreamEnd, message.GetVerbAndObject(verb, object));
+    EXPECT_EQ(nullptr, verb);
+}
+
+TEST_F(MessageTest, PackedBodiesCarryBytesBesideAList)
+{
+    CBaseMsg packed(CFSTR("tile"));
+    packed.SetInt(CFSTR("id"), 7);
+    packed.SetRaw(DataOf("\1\2\0\3"s));
+    CHTTPMessage message(kHTTPMessageResponse);
+    message.SetContent(&packed);
+    const std::string bytes = Written(message);
+    const size_t start = bytes.find("\r\n\r\n") + 4;
+    EXPECT_EQ("\0\0\0\4\1\2\0\3\0\0\0"s, bytes.substr(start, 11));
+    EXPECT_EQ(bytes.size() - start - 12, static_cast<unsigned char>(bytes[start + 11]));
+    CHTTPMessage read(kHTTPMessageResponse);
+    ASSERT_EQ(kOK, Read(read, bytes));
+    const CFDictionaryRef list = read.GetResponse();
+    ASSERT_NE(nullptr, list);
+    EXPECT_EQ(list, read.GetResponse());
+    EXPECT_EQ("\1\2\0\3"s, BytesOf(As<CFDataRef>(CFDictionaryGetValue(list, CFSTR("raw")))));
+    EXPECT_EQ(bytes.substr(start),
+              BytesOf(As<CFDataRef>(CFDictionaryGetValue(list, CFSTR("--content--")))));
+    const auto again = PXRef<CBaseMsg>::Adopt(CBaseMsg::CreateFromDictionary(list));
+    EXPECT_EQ("tile 7",
+              Utf8Of(again->GetName()) + " " + std::to_string(again->GetInt(CFSTR("id"))));
+    EXPECT_TRUE(CFEqual(packed.GetDictionary(), again->GetDictionary()));
+    EXPECT_TRUE(CFEqual(packed.GetRaw(), again->GetRaw()));
+    // Every length that lies, and every place where the body may end, gives null and one event.
+    std::mt19937_64 random(Seed(3));
+    for (int step = 0; step < 400; ++step) {
+        std::string body = bytes.substr(start);
+        if (step < 200) {
+            body.resize(random() % body.size());
+        } else {
+            const size_t at = step % 2 ? random() % 4 : 8 + random() % 4;
+            body[at] = static_cast<char>(body[at] + 1 + int(random() % 255));
+        }
+        CHTTPMessage damaged(kHTTPMessageResponse);
+        const std::string head =
+            "HTTP/1.1 200 OK\r\nContent-Type: packed/packed;x\r\nContent-Length: ";
+        ASSERT_EQ(kOK, Read(damaged, head + std::to_string(body.size()) + "\r\n\r\n" + body));
+        EventLog events;
+        if (damaged.GetRawContent()) {
+            EXPECT_EQ(nullptr, damaged.GetResponse());
+            EXPECT_EQ(1, events.Count(kPXErrListRead));
+        }
+    }
+}
+
+TEST_F(MessageTest, AnswerOnTheStreamTheyCameFrom)
+{
+    const auto stream = On("GET /x HTTP/1.1\r\n\r\n");
+    CHTTPMessage request;
+    CBaseResponse response;
+    response.SetResult(kPXErrSoft);
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, request.SendResponse(response));
+    ASSERT_EQ(kOK, request.Read(stream.Get()));
+    ASSERT_EQ(kOK, request.SendResponse(response));
+    CHTTPMessage answer(kHTTPMessageResponse);
+    stream->SetPos(19);
+    ASSERT_EQ(kOK, answer.Read(stream.Get()));
+    EXPECT_TRUE(
+        CFEqual(DictionaryOf({{CFSTR("result"), Number(int64_t{1007})}}), answer.GetResponse()));
+    // A text that would start another line is not sent.
+    CHTTPMessage split;
+    split.SetHeader(CFSTR("X"), CFSTR("1\r\nContent-Length: 9"));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, split.Write(stream.Get()));
+    CHTTPMessage bad(nullptr, CFSTR("a\nb"), nullptr);
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, bad.Write(stream.Get()));
+    CHTTPMessage unwritable;
+    unwritable.SetContentValue(CFSTR("null"), kCFNull);
+    EXPECT_NE(kOK, unwritable.Write(stream.Get()));
+    EXPECT_TRUE(Read(answer, "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n<a>") == kOK &&
+                !answer.GetResponse());
+    EXPECT_EQ(1, events.Count(kPXErrListRead));
+    CHTTPMessage browser;
+    EXPECT_TRUE(Read(browser, "GET /x HTTP/1.1\r\noRiGin: null\r\n\r\n") == kOK &&
+                browser.IsFromBrowser());
+    EXPECT_TRUE(Read(browser, "GET /x HTTP/1.1\r\nSEC-Fetch-Mode: cors\r\n\r\n") == kOK &&
+                browser.IsFromBrowser());
+    EXPECT_TRUE(Read(browser, "GET /x HTTP/1.1\r\nOriginal: 1\r\n\r\n") == kOK &&
+                !browser.IsFromBrowser());
+}
+
+TEST_F(MessageTest, LinesAreCutFromABuffer)
+{
+    const std::string text = "ab\r\n\rc\n\r\n\r\nrest";
+    const char* end = text.c_str() + text.size();
+    const char* next = nullptr;
+    const auto line = [&](const char* from) {
+        char* copy = CHTTPMessage::ReadLine(from, end, &next);
+        const std::string found = copy ? copy : "<null>";
+        std::free(copy);
+        return found;
+    };
+    EXPECT_EQ("ab", line(text.c_str()));
+    EXPECT_EQ("\rc\n", line(next));
+    EXPECT_EQ("<null>", line(next));
+    EXPECT_EQ("rest", std::string(next));
+    EXPECT_EQ("<null>", line(next));
+}
+
+TEST_F(MessageTest, HandlesForwardToTheClass)
+{
+    const auto stream = On("");
+    const PXStream handle = px::ToHandle(stream.Get());
+    PXHttpMessage request = PXHttpMessageCreateRequest(CFSTR("PUT"), CFSTR("a/b"), CFSTR("go"));
+    PXHttpMessageAddParamInt(request, CFSTR("n"), -3);
+    PXHttpMessageAddParams(request, DictionaryOf({{CFSTR("s"), CFSTR("t")}}));
+    PXHttpMessageSetContentPacked(request, DataOf("raw"), DictionaryOf({}));
+    EXPECT_EQ(kOK, PXHttpMessageWrite(request, handle));
+    PXHttpMessageRelease(request);
+    request = PXHttpMessageCreate(kHTTPMessageRequest);
+    const PXHttpLimits tight = {64, 2, 200, 10};
+    EXPECT_EQ(kOK, PXHttpMessageSetLimits(request, &tight));
+    stream->SetPos(0);
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrNotSupported}, PXHttpMessageRead(request, handle));
+    PXHttpLimits limits;
+    PXHttpLimitsGetDefault(&limits);
+    PXHttpMessageSetLimits(request, &limits);
+    stream->SetPos(0);
+    EXPECT_EQ(kOK, PXHttpMessageRead(request, handle));
+    EXPECT_EQ("PUT a/b go", Utf8Of(PXHttpMessageGetMethod(request)) + " " +
+                                Utf8Of(PXHttpMessageGetUri(request)) + " " +
+                                Utf8Of(PXHttpMessageGetParamCmd(request)));
+    EXPECT_EQ(-3, PXHttpMessageGetParamInt(request, CFSTR("n")));
+    EXPECT_EQ("packed/packed", Utf8Of(PXHttpMessageGetRawContentType(request)));
+    EXPECT_EQ(2, CFDictionaryGetCount(PXHttpMessageGetContent(request)));
+    PXHttpMessageRelease(request);
+    EXPECT_EQ(nullptr, PXHttpMessageGetUri(nullptr));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXHttpMessageRead(nullptr, handle));
+    EXPECT_EQ(2, events.Count(kPXErrBadArgument));
+}
+
+}  // namespace
