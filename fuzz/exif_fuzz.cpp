@@ -15,7 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     if (before.orientation < 1 || before.orientation > 8) std::abort();
     for (const bool flag : {false, true}) {
         std::vector<uint8_t> changed = exif;
-        px::tool::ChangeExif(changed, {flag, true, flag});
+        px::tool::ChangeExif(changed,
+                             {px::tool::ExifColour::kSRGB, true, flag, flag ? 70000U : 0U, 9});
         if (!before.isReadable && changed != exif) std::abort();
     }
     return 0;

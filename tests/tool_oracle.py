@@ -424,6 +424,70 @@ class Facts(ToolTest):
             self.assertEqual((300, 240), (round(exif[0x11A][0]), round(exif[0x11B][0])))
 
 
+class Sizes(ToolTest):
+    """resize, crop and mips."""
+
+    def change(self, *arguments, code=0):
+        done = run(*arguments, cwd=self.folder)
+        self.assertEqual(code, done.returncode, done.stderr)
+        return done.stderr
+
+    def pixels(self, name):
+        picture = self.read(name)
+        step = picture.channels
+        rows = [picture.samples[i : i + picture.width * step] for i in range(0, len(picture.samples), picture.width * step)]
+        return [[tuple(row[x : x + step]) for x in range(0, len(row), step)] for row in rows]
+
+    def test_crop_cuts_the_upright_picture(self):
+        self.write("in.tif", smooth(31, 17, 16, 4), orientation=3)
+        upright = [row[::-1] for row in self.pixels("in.tif")[::-1]]
+        for rect, left, top, right, bottom in (("5,3,20,10", 5, 3, 25, 13), ("-4,-4,9,9", 0, 0, 5, 5), ("30,16,99,99", 30, 16, 31, 17)):
+            self.change("crop", "in.tif", "out.png", f"--rect={rect}")
+            self.assertEqual([row[left:right] for row in upright[top:bottom]], self.pixels("out.png"))
+        self.assertIn("31 x 17", self.change("crop", "in.tif", "no.png", "--rect", "31,0,5,5", code=2))
+
+    def test_resize_by_size_box_and_percent(self):
+        for depth, channels in ((8, 1), (8, 2), (16, 3), (8, 4)):
+            self.write("in.png", smooth(40, 30, depth, channels))
+            for options, size in (("--size 7x61", (7, 61)), ("--fit 100x60", (80, 60)), ("--percent 25.5", (10, 8))):
+                self.change("resize", "in.png", "out.png", *options.split())
+                made = self.read("out.png")
+                self.assertEqual((*size, depth, channels), (made.width, made.height, made.depth, made.channels))
+            self.change("resize", "in.png", "out.png", "--percent", "200", "--filter", "nearest")
+            twice = [[pixel for pixel in row for _ in "ab"] for row in self.pixels("in.png") for _ in "ab"]
+            self.assertEqual(twice, self.pixels("out.png"))
+
+    def test_profile_stays_and_exif_tells_the_new_size(self):
+        icc = read_file(ADOBE)
+        self.write("in.png", smooth(40, 30, 8, 3, icc))
+        self.write_jpeg("in.jpg", smooth(40, 30, 8, 3))
+        insert = pictures.make_exif("<", 6, color_space=0xFFFF, width=40, height=30)
+        pictures.insert_jpeg_segment(self.path("in.jpg"), 0xE1, b"Exif\0\0" + insert)
+        self.change("resize", "in.png", "out.png", "--fit", "20x20")
+        self.assertEqual(icc, self.read("out.png").icc)
+        self.change("resize", "in.jpg", "out.jpg", "--percent", "50")
+        fields, preview = pictures.read_exif(self.read("out.jpg").exif)
+        self.assertEqual(([15], [20], [1], 0), (fields[0xA002], fields[0xA003], fields[0x112], preview))
+
+    def test_mips_are_files_down_to_one_pixel(self):
+        self.write("in.png", Picture(21, 6, 8, 3, [7, 200, 90] * 126))
+        before = self.names()
+        self.change("mips", "in.png", "out.png")
+        self.assertEqual(before | {f"out-{i}.png" for i in range(1, 5)}, self.names())
+        for i, (width, height) in enumerate(((10, 3), (5, 1), (2, 1), (1, 1)), 1):
+            self.assertEqual([[(7, 200, 90)] * width] * height, self.pixels(f"out-{i}.png"))
+
+    def test_a_level_that_cannot_be_written_leaves_nothing(self):
+        self.write("in.png", smooth(40, 30, 8, 3))
+        os.mkdir(self.path("out-3.png"))
+        before = self.names()
+        self.change("mips", "in.png", "out.png", code=4)
+        self.write("clear.png", Picture(1, 1, 8, 4, [1, 2, 3, 4]))
+        self.assertIn("transparent", self.change("resize", "clear.png", "out.jpg", "--size", "2x2", code=4))
+        self.change("resize", "in.png", "out.png", "--size", "2000000000x2000000000", code=5)
+        self.assertEqual(before | {"clear.png"}, self.names())
+
+
 class Behaviour(ToolTest):
     def setUp(self):
         super().setUp()
@@ -443,6 +507,11 @@ class Behaviour(ToolTest):
             "'srgb'": [srgb + " --from srbg"],
             "'--quality'": [srgb + " --qualty 3"],
             "'perceptual'": [srgb + " --intent perceptul"],
+            "--size": ["resize in.png out.png", "resize in.png out.png --size 3x4 --percent 9", "resize in.png out.png --sise 3x4"],
+            "pxtool resize": ["resize in.png out.png --size 3", "resize in.png out.png --fit 0x4", "resize in.png out.png --percent 0"],
+            "'lanczos'": ["resize in.png out.png --size 3x4 --filter lanczoss"],
+            "pxtool crop": ["crop in.png out.png --rect 1,2,3", "crop in.png out.png --rect 1,2,3,4,5"],
+            "pxtool mips": ["mips in.png out.png --levels 0"],
             ".tif": [f"convert in.png {name} --to srgb" for name in ("out.webp", "png", "line\nbreak.webp")],
         }
         for hint, command in ((hint, command) for hint, commands in rows.items() for command in commands):

@@ -102,12 +102,12 @@ PXStatus ScaledReader::Read(const PXRect& rect, void* buffer, int64_t rowBytes)
     PXRect covered = {};
     PXRect region = {};
     PX_TRY(static_cast<PXStatus>(PXBlitterGetSourceROI(blitter_.get(), rect, &covered, &region)));
-    void* pixels = nullptr;
+    const void* pixels = nullptr;
     int64_t pixelRowBytes = 0;
     const PXRect lent = {region.x + image_->bounds.x, region.y + image_->bounds.y, region.width,
                          region.height};
     if (readsInPlace_) {
-        PX_TRY(image_->LockRect(lent, &pixels, &pixelRowBytes));
+        PX_TRY(image_->LockForReading(lent, &pixels, &pixelRowBytes));
     } else {
         PX_TRY(FillWindow(region));
         pixels = window_.get();

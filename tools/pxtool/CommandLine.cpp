@@ -1,7 +1,6 @@
 #include "pxtool/CommandLine.h"
 
-#include "pxtool/ConvertCommand.h"
-#include "pxtool/Profiles.h"
+#include "pxtool/Command.h"
 #include "pxtool/Progress.h"
 
 #include <CLI/CLI.hpp>
@@ -10,34 +9,34 @@
 #include <cstdio>
 #include <exception>
 #include <iterator>
+#include <memory>
 #include <new>
+#include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <variant>
+#include <vector>
 
 namespace px::tool {
 
 namespace {
 
-constexpr std::string_view kCommands[] = {"convert"};
-constexpr std::string_view kOptions[] = {"--to",      "--from", "--intent", "--bands",
-                                         "--quality", "--help", "--version"};
-constexpr std::string_view kIntents[] = {"perceptual", "relative"};
-constexpr int32_t kMaxBands = 1024;
-
 constexpr char kAbout[] = "pxtool - works on picture files with colour management";
-constexpr char kConvertAbout[] =
-    "Converts a JPEG, PNG or TIFF picture to another colour profile.\n"
-    "\n"
-    "The format of OUT follows from the end of its name. The profile embedded in IN is used, sRGB\n"
-    "when there is none; the new profile is embedded in OUT. The picture is turned upright as its\n"
-    "orientation says. Resolution is kept, EXIF between JPEG and PNG. OUT may be IN; it is "
-    "replaced\n"
-    "when the result is complete, and stays as it was after an error or Ctrl-C.";
-constexpr char kConvertFooter[] =
-    "\nPROFILE is srgb, adobergb, prophoto or prophoto22, the path of an ICC file, or the name of\n"
-    "one in the system's colour folders.\n"
-    "\n"
-    "Exit codes: 0 done, 2 wrong arguments, 3 input, 4 output, 5 resources, 130 cancelled.";
+constexpr std::string_view kGeneralOptions[] = {"--help", "--version"};
+
+using Commands = std::vector<std::unique_ptr<Command>>;
+
+// In the order of the help.
+Commands MakeCommands()
+{
+    Commands commands;
+    commands.push_back(MakeConvertCommand());
+    commands.push_back(MakeCropCommand());
+    commands.push_back(MakeMipsCommand());
+    commands.push_back(MakeResizeCommand());
+    return commands;
+}
 
 void Say(const Failure& failure)
 {
@@ -49,43 +48,75 @@ bool IsOneOf(std::string_view word, std::span<const std::string_view> words)
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-Failure UsageFailure(std::string text, std::string_view word,
-                     std::span<const std::string_view> candidates)
+std::vector<std::string_view> NamesOf(const Commands& commands)
 {
-    const std::string_view nearest = word.empty() ? std::string_view() : Nearest(word, candidates);
-    return {ExitCode::kUsage, std::move(text),
-            nearest.empty() ? "see pxtool convert --help"
-                            : "did you mean '" + std::string(nearest) + "'?"};
+    std::vector<std::string_view> names;
+    for (const auto& command : commands) names.emplace_back(command->Name());
+    return names;
+}
+
+std::vector<std::string_view> OptionNames(Command* command)
+{
+    std::vector<std::string_view> names(std::begin(kGeneralOptions), std::end(kGeneralOptions));
+    if (!command) return names;
+    for (const Option& option : command->Options()) {
+        if (option.name[0] == '-') names.emplace_back(option.name);
+    }
+    return names;
 }
 
 // The first word that looks like an option and is none; empty when there is none.
-std::string_view UnknownOption(int argc, const char* const* argv)
+std::string_view UnknownOption(int argc, const char* const* argv,
+                               std::span<const std::string_view> names)
 {
     for (int i = 1; i < argc; ++i) {
         const std::string_view word(argv[i]);
         if (word == "--") break;
         const std::string_view name = word.substr(0, word.find('='));
-        if (name.substr(0, 2) == "--" && !IsOneOf(name, kOptions)) return name;
+        if (name.substr(0, 2) == "--" && !IsOneOf(name, names)) return name;
     }
     return {};
 }
 
 // What CLI11 says, as a part of one line.
-Failure FailureOf(const CLI::ParseError& error, int argc, const char* const* argv)
+Failure FailureOf(const CLI::ParseError& error, Command* command, int argc, const char* const* argv)
 {
     std::string text = error.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
     while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
-    return UsageFailure(std::move(text), UnknownOption(argc, argv), kOptions);
+    const std::vector<std::string_view> names = OptionNames(command);
+    return UsageFailure(std::move(text), UnknownOption(argc, argv, names), names,
+                        command ? command->Name() : "");
 }
 
-Failure ReadIntent(const std::string& name, int32_t* intent)
+CLI::Option* Add(CLI::App* app, const Option& option)
 {
-    if (!IsOneOf(name, kIntents)) {
-        return UsageFailure("there is no intent '" + name + "'", name, kIntents);
+    return std::visit(
+        [&](auto* value) -> CLI::Option* {
+            if constexpr (std::is_same_v<decltype(value), bool*>) {
+                return app->add_flag(option.name, *value, option.help);
+            } else {
+                return app->add_option(option.name, *value, option.help);
+            }
+        },
+        option.value);
+}
+
+void AddCommand(CLI::App& app, Command& command)
+{
+    CLI::App* sub = app.add_subcommand(command.Name(), command.About());
+    sub->footer(command.Footer());
+    for (const Option& option : command.Options()) {
+        CLI::Option* added = Add(sub, option);
+        added->required(option.isRequired);
+        if (option.typeName[0]) added->type_name(option.typeName);
+        if (option.least > option.most) continue;
+        if (std::holds_alternative<double*>(option.value)) {
+            added->check(CLI::Range(option.least, option.most));
+        } else {
+            added->check(CLI::Range(static_cast<int>(option.least), static_cast<int>(option.most)));
+        }
     }
-    *intent = name == kIntents[0] ? kPXIntentPerceptual : kPXIntentRelativeColorimetric;
-    return Done();
 }
 
 int Finish(const Failure& failure)
@@ -96,47 +127,34 @@ int Finish(const Failure& failure)
 
 int Run(int argc, const char* const* argv)
 {
-    if (argc < 2) return Finish(UsageFailure("no command is given", "", kCommands));
+    const Commands commands = MakeCommands();
+    const std::vector<std::string_view> names = NamesOf(commands);
+    if (argc < 2) return Finish(UsageFailure("no command is given", "", names, ""));
+    const auto chosen = std::find(names.begin(), names.end(), std::string_view(argv[1]));
     // CLI11 would only miss a command; naming the mistyped one helps more.
-    if (argv[1][0] != '-' && !IsOneOf(argv[1], kCommands)) {
+    if (argv[1][0] != '-' && chosen == names.end()) {
         return Finish(
-            UsageFailure("there is no command '" + std::string(argv[1]) + "'", argv[1], kCommands));
+            UsageFailure("there is no command '" + std::string(argv[1]) + "'", argv[1], names, ""));
     }
-    ConvertOptions options;
-    std::string intent(kIntents[1]);
+    Command* command = chosen == names.end()
+                           ? nullptr
+                           : commands[static_cast<size_t>(chosen - names.begin())].get();
     CLI::App app(kAbout, "pxtool");
     app.set_version_flag("--version", "pxtool " PXTOOL_VERSION);
     app.require_subcommand(1);
-    CLI::App* convert = app.add_subcommand("convert", kConvertAbout);
-    convert->footer(kConvertFooter);
-    convert->add_option("IN", options.input, "the picture to read")->required();
-    convert->add_option("OUT", options.output, "the picture to write")->required();
-    convert->add_option("--to", options.to, "the profile to convert to")
-        ->required()
-        ->type_name("PROFILE");
-    convert->add_option("--from", options.from, "the profile of IN, in place of the embedded one")
-        ->type_name("PROFILE");
-    convert->add_option("--intent", intent, "perceptual or relative (as set without this option)")
-        ->type_name("INTENT");
-    convert
-        ->add_option("--bands", options.bands,
-                     "parts that large pictures are converted in side by side, 1 to 1024 "
-                     "(without this option: one for each processor)")
-        ->check(CLI::Range(1, kMaxBands))
-        ->type_name("N");
-    convert->add_option("--quality", options.quality, "of JPEG, 1 to 100 (without this option: 92)")
-        ->check(CLI::Range(1, 100))
-        ->type_name("N");
+    for (const auto& each : commands) AddCommand(app, *each);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& wish) {
         return app.exit(wish);  // prints the help or the version
     } catch (const CLI::ParseError& error) {
-        return Finish(FailureOf(error, argc, argv));
+        return Finish(FailureOf(error, command, argc, argv));
     }
-    if (Failure failure = ReadIntent(intent, &options.intent)) return Finish(failure);
     CatchSignals();
-    return Finish(RunConvert(options));
+    // Options before the command do not keep it from being found.
+    const std::string name = app.get_subcommands().front()->get_name();
+    const auto found = std::find(names.begin(), names.end(), name);
+    return Finish(commands[static_cast<size_t>(found - names.begin())]->Run());
 }
 
 // Without an allocation: memory may be what is missing.

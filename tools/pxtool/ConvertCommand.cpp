@@ -18,20 +18,12 @@ namespace {
 // run. A picture is therefore handed over in slabs at least this high.
 constexpr int32_t kMinSlabRows = 1000;
 constexpr int32_t kMaxSlabs = 32;
-constexpr int kStandardError = 2;
-
-std::string NameIn(const std::string& path)
-{
-    return path.substr(path.rfind('/') + 1);
-}
 
 // One conversion on its way from file to file.
 class Conversion {
 public:
     explicit Conversion(const ConvertOptions& options)
-        : options_(options),
-          progress_(NameIn(options.input) + " -> " + NameIn(options.output),
-                    os::Os().isTerminal(kStandardError))
+        : options_(options), progress_(options.input, options.output)
     {
     }
 
@@ -39,7 +31,6 @@ public:
 
 private:
     Failure CheckArguments();
-    Failure ReadInput();
     Failure ChooseSourceProfile();
     Failure FitModelToProfile();
     Failure DecideOnAlpha();
@@ -48,7 +39,6 @@ private:
     Failure RunSlabs(PXImage destination, int32_t bands);
     Failure FailureOf(int status) const;
     void DescribeResult();
-    Failure WriteOutput();
 
     PictureLayout DestinationLayout() const;
 
@@ -66,7 +56,7 @@ private:
 Failure Conversion::Run()
 {
     if (Failure failure = CheckArguments()) return failure;
-    if (Failure failure = ReadInput()) return failure;
+    if (Failure failure = ReadPicture(options_.input, progress_, &picture_)) return failure;
     if (Failure failure = ChooseSourceProfile()) return failure;
     if (Failure failure = FitModelToProfile()) return failure;
     if (Failure failure = DecideOnAlpha()) return failure;
@@ -74,17 +64,13 @@ Failure Conversion::Run()
     if (Failure failure = MakeUpright(options_.input, &picture_)) return failure;
     if (Failure failure = ConvertPixels()) return failure;
     DescribeResult();
-    return WriteOutput();
+    return WritePicture(picture_, options_.output, options_.quality, progress_);
 }
 
 // Finds out before any work what can be known before it.
 Failure Conversion::CheckArguments()
 {
-    outputFormat_ = FormatOfName(options_.output);
-    if (outputFormat_ == Format::kUnknown) {
-        return {ExitCode::kUsage, "cannot tell the format of '" + options_.output + "'",
-                "let its name end in .jpg, .png or .tif"};
-    }
+    if (Failure failure = CheckOutput(options_.output, &outputFormat_)) return failure;
     if (Failure failure = OpenProfile(options_.to, &destination_)) return failure;
     if (!options_.from.empty()) {
         if (Failure failure = OpenProfile(options_.from, &source_)) return failure;
@@ -97,15 +83,7 @@ Failure Conversion::CheckArguments()
     if (destinationModel_ == kPXColorSpaceCMYK && outputFormat_ == Format::kPNG) {
         return CannotWrite(options_.output, "PNG cannot hold CMYK", "write a .tif or .jpg file");
     }
-    return CheckOutputPath(options_.output);
-}
-
-// The file is closed before anything is written: it may be the one that is replaced.
-Failure Conversion::ReadInput()
-{
-    InputFile file;
-    if (Failure failure = file.Open(options_.input)) return failure;
-    return Decode(file, progress_, &picture_);
+    return Done();
 }
 
 Failure Conversion::ChooseSourceProfile()
@@ -144,12 +122,9 @@ Failure Conversion::DecideOnAlpha()
     keepsAlpha_ = picture_.layout.hasAlpha && canHold;
     // An alpha channel without a transparent pixel says nothing and may go.
     if (canHold || IsOpaque(picture_)) return Done();
-    const bool isJPEG = outputFormat_ == Format::kJPEG;
-    return CannotWrite(options_.output,
-                       isJPEG ? "the picture is transparent, which JPEG cannot hold"
-                              : "the picture is transparent, which CMYK cannot be",
-                       isJPEG ? "write a .png or .tif file"
-                              : "convert to an RGB profile, or flatten the picture first");
+    if (outputFormat_ == Format::kJPEG) return TransparentJPEG(options_.output);
+    return CannotWrite(options_.output, "the picture is transparent, which CMYK cannot be",
+                       "convert to an RGB profile, or flatten the picture first");
 }
 
 PictureLayout Conversion::DestinationLayout() const
@@ -247,20 +222,9 @@ void Conversion::DescribeResult()
 {
     picture_.icc = BytesOf(destination_);
     const bool isSRGB = PXColorProfileGetStandard(destination_.Get()) == kPXColorStandardSRGB;
-    ChangeExif(picture_.exif, {isSRGB, storedOrientation_ != 1, storedOrientation_ >= 5});
-}
-
-Failure Conversion::WriteOutput()
-{
-    OutputFile file;
-    if (Failure failure = file.Create(options_.output)) return failure;
-    Failure failure = outputFormat_ == Format::kJPEG
-                          ? EncodeJPEG(picture_, options_.quality, progress_, file)
-                      : outputFormat_ == Format::kPNG ? EncodePNG(picture_, progress_, file)
-                                                      : EncodeTIFF(picture_, progress_, file);
-    if (failure) return failure;
-    if (IsCancelled()) return Cancelled();
-    return file.Commit();
+    ChangeExif(picture_.exif, {.colour = isSRGB ? ExifColour::kSRGB : ExifColour::kUncalibrated,
+                               .dropsPreview = storedOrientation_ != 1,
+                               .swapsSides = storedOrientation_ >= 5});
 }
 
 }  // namespace

@@ -4,13 +4,12 @@
 
 #include "PXCore/PXColorProfile.h"
 #include "pxtool/Errors.h"
+#include "pxtool/PictureFile.h"
 
 #include <cstdint>
 #include <string>
 
 namespace px::tool {
-
-inline constexpr int kDefaultQuality = 92;
 
 struct ConvertOptions {
     std::string input;
@@ -19,7 +18,7 @@ struct ConvertOptions {
     std::string from;  // empty: the embedded profile, else sRGB
     int32_t intent = kPXIntentRelativeColorimetric;
     int32_t bands = 0;  // 0: one for each processor
-    int quality = kDefaultQuality;
+    int32_t quality = kDefaultQuality;
 };
 
 // Reads, converts and writes. The output file is there only after success.

@@ -140,6 +140,20 @@ public:
         bytes_[field + 9] = view_.IsBigEndian() ? low : high;
     }
 
+    // Sets a field of one short or long number; what does not fit a short one becomes its largest.
+    void SetNumber(const Folder& folder, uint16_t tag, uint32_t number)
+    {
+        const size_t field = FindField(view_, folder, tag);
+        if (!IsOne(view_, field, kTypeLong)) {
+            SetShort(folder, tag, static_cast<uint16_t>(std::min<uint32_t>(number, 0xFFFF)));
+            return;
+        }
+        for (size_t i = 0; i < 4; ++i) {
+            const size_t shift = 8 * (view_.IsBigEndian() ? 3 - i : i);
+            bytes_[field + 8 + i] = static_cast<uint8_t>(number >> shift);
+        }
+    }
+
     // Exchanges type, count and value of two fields, so that either may be of any type.
     void Swap(const Folder& folder, uint16_t tagA, uint16_t tagB)
     {
@@ -189,13 +203,21 @@ void ChangeExif(std::span<uint8_t> bytes, const ExifChange& change)
     const Folder exif = ExifFolder(view, first);
     Editor editor(bytes, view);
     editor.SetShort(first, kTagOrientation, 1);
-    editor.SetShort(exif, kTagColorSpace, change.isSRGB ? kColorSRGB : kColorUncalibrated);
-    if (change.wasTurned) editor.DropNextFolder(first);
+    if (change.colour != ExifColour::kAsItIs) {
+        const bool isSRGB = change.colour == ExifColour::kSRGB;
+        editor.SetShort(exif, kTagColorSpace, isSRGB ? kColorSRGB : kColorUncalibrated);
+    }
+    if (change.dropsPreview) editor.DropNextFolder(first);
     if (change.swapsSides) {
         editor.Swap(first, kTagXResolution, kTagYResolution);
         editor.Swap(first, kTagImageWidth, kTagImageLength);
         editor.Swap(exif, kTagPixelWidth, kTagPixelHeight);
     }
+    if (change.width == 0) return;
+    editor.SetNumber(first, kTagImageWidth, change.width);
+    editor.SetNumber(first, kTagImageLength, change.height);
+    editor.SetNumber(exif, kTagPixelWidth, change.width);
+    editor.SetNumber(exif, kTagPixelHeight, change.height);
 }
 
 std::vector<uint8_t> MakeResolutionExif(double dpiX, double dpiY)

@@ -22,13 +22,17 @@ struct ExifFacts {
 
 ExifFacts ReadExif(std::span<const uint8_t> bytes);
 
+enum class ExifColour : uint8_t { kAsItIs, kSRGB, kUncalibrated };
+
 struct ExifChange {
-    bool isSRGB;     // the pixels are sRGB now; else the colour space becomes "uncalibrated"
-    bool wasTurned;  // the pixels were turned upright: a preview in the bytes would lie on its side
-    bool swapsSides;  // width and height changed places
+    ExifColour colour = ExifColour::kAsItIs;
+    bool dropsPreview = false;  // a preview in the bytes would not show the picture any more
+    bool swapsSides = false;    // width and height changed places
+    uint32_t width = 0;         // the new size in pixels; 0: as it was
+    uint32_t height = 0;
 };
 
-// Sets the orientation to 1 and makes the change true where the fields exist. The size stays.
+// Sets the orientation to 1 and makes the change true where the fields exist.
 void ChangeExif(std::span<uint8_t> bytes, const ExifChange& change);
 
 // A structure that holds nothing but a resolution in pixels per inch.

@@ -359,7 +359,10 @@ bool WritePicture(Writer& writer, int quality)
         jpeg_write_marker(&codec, kMarkerExif, writer.exif->data(),
                           static_cast<unsigned>(writer.exif->size()));
     }
-    jpeg_write_icc_profile(&codec, picture.icc.data(), static_cast<unsigned>(picture.icc.size()));
+    if (!picture.icc.empty()) {
+        jpeg_write_icc_profile(&codec, picture.icc.data(),
+                               static_cast<unsigned>(picture.icc.size()));
+    }
     while (codec.next_scanline < codec.image_height) {
         if (codec.next_scanline % kStepRows == 0 &&
             !writer.progress->Step(Phase::kWrite, codec.next_scanline, codec.image_height)) {

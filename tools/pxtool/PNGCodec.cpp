@@ -180,6 +180,17 @@ int ColorTypeOf(const PictureLayout& layout)
            (layout.hasAlpha ? PNG_COLOR_MASK_ALPHA : 0);
 }
 
+void SetProfile(const Writer& writer)
+{
+    const std::vector<uint8_t>& icc = writer.picture->icc;
+    png_set_iCCP(writer.png, writer.chunks, "ICC profile", PNG_COMPRESSION_TYPE_BASE, icc.data(),
+                 static_cast<png_uint_32>(icc.size()));
+    // What libpng takes for wrong it leaves out with a warning.
+    if (!png_get_valid(writer.png, writer.chunks, PNG_INFO_iCCP)) {
+        png_error(writer.png, "libpng refuses the profile");
+    }
+}
+
 void WriteChunks(const Writer& writer)
 {
     const Picture& picture = *writer.picture;
@@ -187,12 +198,7 @@ void WriteChunks(const Writer& writer)
                  static_cast<png_uint_32>(picture.layout.height), picture.layout.depth,
                  ColorTypeOf(picture.layout), PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_BASE,
                  PNG_FILTER_TYPE_BASE);
-    png_set_iCCP(writer.png, writer.chunks, "ICC profile", PNG_COMPRESSION_TYPE_BASE,
-                 picture.icc.data(), static_cast<png_uint_32>(picture.icc.size()));
-    // What libpng takes for wrong it leaves out with a warning.
-    if (!png_get_valid(writer.png, writer.chunks, PNG_INFO_iCCP)) {
-        png_error(writer.png, "libpng refuses the profile");
-    }
+    if (!picture.icc.empty()) SetProfile(writer);
     if (picture.dpiX > 0 && picture.dpiY > 0) {
         const auto perMetre = [](double dpi) {
             return static_cast<png_uint_32>(

@@ -31,8 +31,14 @@ struct Share {
 // Compressing takes longest for PNG and TIFF; JPEG is done before one can look.
 constexpr Share kShares[] = {{0, 25}, {25, 50}, {50, 100}};
 
+constexpr int kStandardError = 2;
 constexpr int kBarWidth = 30;
 constexpr int64_t kQuietNanos = 200'000'000;  // what is done sooner needs no bar
+
+std::string NameIn(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
 
 }  // namespace
 
@@ -52,6 +58,11 @@ void CatchSignals()
 bool IsCancelled() noexcept
 {
     return isCancelled != 0;
+}
+
+Progress::Progress(const std::string& input, const std::string& output)
+    : Progress(NameIn(input) + " -> " + NameIn(output), os::Os().isTerminal(kStandardError))
+{
 }
 
 Progress::Progress(std::string label, bool isVisible)

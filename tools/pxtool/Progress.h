@@ -22,6 +22,8 @@ class Progress {
 public:
     // Without `isVisible` nothing is printed.
     Progress(std::string label, bool isVisible);
+    // The bar of a command that makes one file from another, visible on a terminal.
+    Progress(const std::string& input, const std::string& output);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();  // clears the bar

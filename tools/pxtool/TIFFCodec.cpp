@@ -550,9 +550,12 @@ bool WriteFields(TIFF* tiff, const Picture& picture)
                  TIFFSetField(tiff, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL) &&
                  TIFFSetField(tiff, TIFFTAG_ZIPQUALITY, kCompressionLevel) &&
                  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, RowsPerStrip(layout)) &&
-                 TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT) &&
-                 TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<uint32_t>(picture.icc.size()),
-                              picture.icc.data());
+                 TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
+    if (!picture.icc.empty()) {
+        isSet =
+            isSet && TIFFSetField(tiff, TIFFTAG_ICCPROFILE,
+                                  static_cast<uint32_t>(picture.icc.size()), picture.icc.data());
+    }
     if (layout.hasAlpha) {
         const uint16_t kind = EXTRASAMPLE_UNASSALPHA;
         isSet = isSet && TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &kind);
