@@ -6,7 +6,7 @@
 #include "support/CF.h"
 #include "support/ColourPictures.h"
 #include "support/EventLog.h"
-#include "support/FakePlatform.h"
+#include "support/FakeDisplay.h"
 #include "support/Profiles.h"
 #include "support/Seed.h"
 #include "support/TempFolder.h"
@@ -168,6 +168,8 @@ TEST_F(ColourFolders, HoldProfilesThatLoadByName)
     const auto shared = FileURL(Path("shared"), true), user = FileURL(Path("user"), true);
     const PXFolderContext context = {shared, user};
     {
+        FakeDisplay display;
+        display.isSet = false;
         EventLog events;
         EXPECT_EQ(kPXErrMissing, PXColorProfileInitialize(&context));  // no display is known
         EXPECT_EQ(1, events.Count(kPXErrMissing));
@@ -196,15 +198,6 @@ TEST_F(ColourFolders, HoldProfilesThatLoadByName)
     ASSERT_EQ(1U, events.Messages().size());
     EXPECT_EQ("Can't find color profile: gone.icc. Error Number = 1003", events.Messages()[0]);
     PXColorProfileInitialize(nullptr);
-}
-
-TEST(ColourMonitor, ProfileIsWhatWasSet)
-{
-    EXPECT_EQ(nullptr, PXColorProfileCreateStandard(kPXColorStandardDisplay));
-    const Bytes icc = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
-    ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(DataOf(icc)));
-    EXPECT_EQ(0, PXColorProfileInitialize(nullptr));
-    EXPECT_EQ(icc, Profile(kPXColorStandardDisplay).Data());
 }
 
 TEST(ColourProfile, InfoDictionaryRoundTrips)

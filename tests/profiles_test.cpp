@@ -137,6 +137,33 @@ TEST(Profile, RefusesInfoOfWrongKinds)
     EXPECT_FALSE(PXColorProfileIsValid(untouched));
 }
 
+TEST(ProfileDevices, AreKnownByTrimmedNamesWithoutCase)
+{
+    const Profile paper(MakeCMYKProfile()), other(MakeGreyProfile());
+    const auto find = [](CFStringRef name) {
+        const Profile found(PXColorProfileCreateDeviceNamed(name));
+        return static_cast<PXColorProfile>(found);
+    };
+    ASSERT_EQ(0, PXColorRegisterProfile(CFSTR(" \tÉpreuve 5 "), paper));
+    EXPECT_EQ(2, px::ToProfile(paper)->RetainCount());
+    EXPECT_EQ(paper, find(CFSTR("éPREUVE 5")));
+    EXPECT_EQ(paper, find(CFSTR(" Épreuve 5")));
+    EXPECT_EQ(2, px::ToProfile(paper)->RetainCount());
+    ASSERT_EQ(0, PXColorRegisterProfile(CFSTR("épreuve 5"), other));
+    EXPECT_EQ(1, px::ToProfile(paper)->RetainCount());
+    EXPECT_EQ(other, find(CFSTR("Épreuve 5")));
+    ASSERT_EQ(0, PXColorRegisterProfile(CFSTR("Épreuve 5"), other));  // by itself
+    EXPECT_EQ(2, px::ToProfile(other)->RetainCount());
+    EXPECT_NE(nullptr, find(CFSTR("sRGB")));  // no device: a profile of that name
+    EventLog events;
+    EXPECT_EQ(nullptr, find(CFSTR("Épreuve")));
+    EXPECT_EQ(1U, events.Messages().size());
+    EXPECT_EQ(kPXErrBadArgument, PXColorRegisterProfile(nullptr, paper));
+    EXPECT_EQ(kPXErrBadArgument, PXColorRegisterProfile(CFSTR(" \t"), paper));
+    EXPECT_EQ(kPXErrBadArgument, PXColorRegisterProfile(CFSTR("a"), nullptr));
+    EXPECT_EQ(3, events.Count(kPXErrBadArgument));
+}
+
 // Little CMS alone, without the plug-in, which rounds and clamps floats.
 std::vector<float> ByLittleCMS(const Bytes& from, const Bytes& to, std::vector<float> color,
                                uint32_t fromType, uint32_t toType, uint32_t intent)

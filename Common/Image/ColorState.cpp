@@ -2,6 +2,7 @@
 
 #include "Base/NeverDestroyed.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -28,16 +29,17 @@ void ColorState::SetFolders(CFURLRef sharedSupport, CFURLRef userSupport)
     hasFolders_ = true;
 }
 
+ProfileFolders ColorState::Folders()
+{
+    MutexLocker lock(mutex_);
+    if (!hasFolders_) folders_.SetDefaults();
+    hasFolders_ = true;
+    return folders_;
+}
+
 std::string ColorState::FindProfile(const std::string& fileName)
 {
-    ProfileFolders folders;
-    {
-        MutexLocker lock(mutex_);
-        if (!hasFolders_) folders_.SetDefaults();
-        hasFolders_ = true;
-        folders = folders_;
-    }
-    return folders.Find(fileName);
+    return Folders().Find(fileName);
 }
 
 PXRef<LCMSColorProfile> ColorState::StandardProfileOf(uint32_t signature)
@@ -74,10 +76,43 @@ PXRef<LCMSColorProfile> ColorState::MonitorProfile()
     return monitor_;
 }
 
-void ColorState::SetMonitorProfile(PXRef<LCMSColorProfile> profile)
+PXMonitorSource ColorState::MonitorSource()
+{
+    MutexLocker lock(mutex_);
+    return monitorSource_;
+}
+
+void ColorState::SetMonitorProfile(PXRef<LCMSColorProfile> profile, PXMonitorSource source)
 {
     MutexLocker lock(mutex_);
     std::swap(monitor_, profile);  // the former one is released after the lock
+    monitorSource_ = source;
+}
+
+ColorState::Devices::iterator ColorState::IndexOf(CFStringRef trimmedName)
+{
+    return std::find_if(devices_.begin(), devices_.end(), [trimmedName](const auto& entry) {
+        return CFStringCompare(entry.first, trimmedName, kCFCompareCaseInsensitive) ==
+               kCFCompareEqualTo;
+    });
+}
+
+void ColorState::RegisterDevice(CFStringRef trimmedName, PXRef<LCMSColorProfile> profile)
+{
+    Device former;  // outlives the lock
+    MutexLocker lock(mutex_);
+    if (const auto found = IndexOf(trimmedName); found != devices_.end()) {
+        former = std::move(found->second);
+        devices_.erase(found);
+    }
+    devices_[trimmedName] = {CFRef<CFStringRef>::Retain(trimmedName), std::move(profile)};
+}
+
+PXRef<LCMSColorProfile> ColorState::FindDevice(CFStringRef trimmedName)
+{
+    MutexLocker lock(mutex_);
+    const auto found = IndexOf(trimmedName);
+    return found == devices_.end() ? PXRef<LCMSColorProfile>() : found->second.profile;
 }
 
 }  // namespace px

@@ -1,10 +1,12 @@
 #pragma once
 
-// ColorState — the process's colour state: profile folders, the shared standard profiles and the
-// monitor profile, under one lock, the colour lock.
+// ColorState — the process's colour state: profile folders, the shared standard profiles, the
+// monitor profile and the profiles that were registered for devices, under one lock, the colour
+// lock.
 //
-// The colour lock is never held while a profile is opened or saved.
+// The colour lock is never held while a profile is opened, saved or released.
 
+#include <map>
 #include <string>
 
 #include "Base/Mutex.h"
@@ -20,6 +22,7 @@ public:
 
     // Null folders keep their defaults.
     void SetFolders(CFURLRef sharedSupport, CFURLRef userSupport);
+    ProfileFolders Folders();
     // The path of a profile file of this name, empty when there is none.
     std::string FindProfile(const std::string& fileName);
 
@@ -29,7 +32,12 @@ public:
     uint32_t SignatureOf(const LCMSColorProfile* profile);
 
     PXRef<LCMSColorProfile> MonitorProfile();
-    void SetMonitorProfile(PXRef<LCMSColorProfile> profile);
+    PXMonitorSource MonitorSource();
+    void SetMonitorProfile(PXRef<LCMSColorProfile> profile, PXMonitorSource source);
+
+    // Device names are trimmed and equal without regard to case.
+    void RegisterDevice(CFStringRef trimmedName, PXRef<LCMSColorProfile> profile);
+    PXRef<LCMSColorProfile> FindDevice(CFStringRef trimmedName);
 
 private:
     friend class NeverDestroyed<ColorState>;
@@ -42,6 +50,15 @@ private:
     ProfileFolders folders_ PX_GUARDED_BY(mutex_);
     PXRef<LCMSColorProfile> standards_[kStandardCount] PX_GUARDED_BY(mutex_);
     PXRef<LCMSColorProfile> monitor_ PX_GUARDED_BY(mutex_);
+    PXMonitorSource monitorSource_ PX_GUARDED_BY(mutex_) = kPXMonitorSourceNone;
+
+    struct Device {
+        CFRef<CFStringRef> name;
+        PXRef<LCMSColorProfile> profile;
+    };
+    using Devices = std::map<CFStringRef, Device>;  // by reference, which holds a place alone
+    Devices::iterator IndexOf(CFStringRef trimmedName) PX_REQUIRES_LOCK(mutex_);
+    Devices devices_ PX_GUARDED_BY(mutex_);
 };
 
 }  // namespace px

@@ -10,10 +10,6 @@
 #include <cstring>
 #include <new>
 
-#if defined(PX_FAST_FLOAT)
-#include <lcms2_fast_float.h>
-#endif
-
 CFStringRef kPXColorProfileNameSRGB = CFSTR("sRGB Color Space Profile.icm");
 CFStringRef kPXColorProfileNameAdobeRGB1998 = CFSTR("AdobeRGB1998.icc");
 CFStringRef kPXColorProfileNameProPhoto = CFSTR("ProPhoto.icm");
@@ -45,12 +41,6 @@ PXRef<LCMSColorProfile> NewProfile()
     auto made = PXRef<LCMSColorProfile>::Adopt(new (std::nothrow) LCMSColorProfile);
     if (!made) (void)PX_FAIL(kPXErrCreate);
     return made;
-}
-
-// The status that names the standard profile which is missing at start-up.
-PXStatus RequireStandard(uint32_t signature, PXStatus missing)
-{
-    return ColorState::Shared().StandardProfileOf(signature) ? PXStatus{kPXOK} : PX_FAIL(missing);
 }
 
 int Convert(PXColorProfile profile, PXColorProfile destinationProfile, PXImage source,
@@ -85,37 +75,27 @@ PXStatus ReadICCParams(CFDataRef data, uint32_t* outColorModel, uint32_t* outSta
     return kPXOK;
 }
 
-PXStatus Initialize(const PXFolderContext* context)
+// An application writes device names by hand.
+CFRef<CFStringRef> Trimmed(CFStringRef name)
 {
-    ColorState& state = ColorState::Shared();
-    state.SetFolders(context ? context->sharedSupportFolder : nullptr,
-                     context ? context->userSupportFolder : nullptr);
-#if defined(PX_FAST_FLOAT)
-    cmsPlugin(cmsFastFloatExtensions());
-#endif
-    if (!state.MonitorProfile()) return PX_FAIL(kPXErrMissing);
-    PX_TRY(RequireStandard(kPXColorStandardProPhoto22, kPXErrNoProPhoto22));
-    PX_TRY(RequireStandard(kPXColorStandardSRGB, kPXErrNoSRGB));
-    PX_TRY(RequireStandard(kPXColorStandardAdobeRGB1998, kPXErrBadArgument));
-    return RequireStandard(kPXColorStandardProPhoto, kPXErrBadArgument);
+    const auto trimmed =
+        CFRef<CFMutableStringRef>::Adopt(CFStringCreateMutableCopy(nullptr, 0, name));
+    if (!trimmed) return {};
+    CFStringTrimWhitespace(trimmed.Get());
+    return CFRef<CFStringRef>::Adopt(CFStringCreateCopy(nullptr, trimmed.Get()));
 }
 
-PXStatus SetMonitor(CFDataRef data)
+PXStatus Register(CFStringRef deviceName, PXColorProfile profile)
 {
-    PX_REQUIRE(data);
-    PXRef<LCMSColorProfile> profile = NewProfile();
-    if (!profile) return kPXErrCreate;
-    PX_TRY(profile->SetICCData(data));
-    ColorState::Shared().SetMonitorProfile(profile);
+    PX_REQUIRE(deviceName && profile);
+    const CFRef<CFStringRef> name = Trimmed(deviceName);
+    PX_REQUIRE(name && CFStringGetLength(name.Get()) > 0);
+    ColorState::Shared().RegisterDevice(name.Get(),
+                                        PXRef<LCMSColorProfile>::Retain(ToProfile(profile)));
     return kPXOK;
 }
 
 }  // namespace
-
-int PXColorProfileInitialize(const PXFolderContext* context) noexcept
-{
-    return static_cast<int>(Initialize(context));
-}
 
 PXColorProfile PXColorProfileCreate(void) noexcept
 {
@@ -144,6 +124,21 @@ PXColorProfile PXColorProfileCreateFromDisk(CFStringRef name) noexcept
     return ToHandle(profile.Detach());
 }
 
+int PXColorRegisterProfile(CFStringRef deviceName, PXColorProfile profile) noexcept
+{
+    return static_cast<int>(Register(deviceName, profile));
+}
+
+PXColorProfile PXColorProfileCreateDeviceNamed(CFStringRef deviceName) noexcept
+{
+    PX_REQUIRE_OR(deviceName, nullptr);
+    PXRef<LCMSColorProfile> registered;
+    if (const CFRef<CFStringRef> name = Trimmed(deviceName)) {
+        registered = ColorState::Shared().FindDevice(name.Get());
+    }
+    return registered ? ToHandle(registered.Detach()) : PXColorProfileCreateFromDisk(deviceName);
+}
+
 uint32_t PXColorProfileGetStandardFromName(CFStringRef name) noexcept
 {
     return name ? px::StandardFromName(name) : uint32_t{kPXColorStandardNone};
@@ -161,11 +156,6 @@ int PXColorProfileGetICCParams(CFDataRef data, uint32_t* outColorModel,
                                uint32_t* outStandard) noexcept
 {
     return static_cast<int>(ReadICCParams(data, outColorModel, outStandard));
-}
-
-int PXColorProfileSetMonitorICCProfile(CFDataRef data) noexcept
-{
-    return static_cast<int>(SetMonitor(data));
 }
 
 int PXColorProfileSetICCData(PXColorProfile profile, CFDataRef data) noexcept

@@ -52,11 +52,12 @@ typedef struct PXFolderContext {
     CFURLRef userSupportFolder;
 } PXFolderContext;
 
-/* Sets up the folders, loads the monitor profile and makes the standard profiles. `context` may be
- * null. A machine whose monitor profile is not known ends it with kPXErrMissing before the standard
- * profiles are made; they are then made on first use, and everything but the display profile works.
- * kPXErrNoProPhoto22, kPXErrNoSRGB and kPXErrBadArgument name a standard profile that is missing.
- */
+/* Sets up the folders, registers the fast-float plug-in, loads the monitor profile and makes the
+ * standard profiles, in this order; it ends with the first failure. `context` may be null. A
+ * machine whose monitor profile is not known ends it with kPXErrMissing, an empty one with
+ * kPXErrNotFound; the standard profiles are then made on first use, and everything but the display
+ * profile works. A monitor profile that was set before stays. kPXErrNoProPhoto22, kPXErrNoSRGB and
+ * kPXErrBadArgument name a standard profile that is missing. */
 PX_API int PXColorProfileInitialize(const PXFolderContext* context) PX_NOEXCEPT;
 
 /* A profile object without a profile, to be filled by PXColorProfileSetICCData. */
@@ -72,6 +73,14 @@ PX_API PXColorProfile PXColorProfileCreateStandard(uint32_t signature) PX_NOEXCE
  * find color profile: NAME.") or is no valid profile. */
 PX_API PXColorProfile PXColorProfileCreateFromDisk(CFStringRef name) PX_NOEXCEPT;
 
+/* Profiles that an application registers for its devices. Names are equal without regard to case
+ * and to blanks around them; registering one again replaces the profile, which stays retained until
+ * then. kPXErrBadArgument for a null or blank name and for a null profile. */
+PX_API int PXColorRegisterProfile(CFStringRef deviceName, PXColorProfile profile) PX_NOEXCEPT;
+/* The profile registered for the device, else one loaded by that name as by
+ * PXColorProfileCreateFromDisk. */
+PX_API PXColorProfile PXColorProfileCreateDeviceNamed(CFStringRef deviceName) PX_NOEXCEPT;
+
 /* The signature that a file or display name stands for, kPXColorStandardOther for any other name
  * and kPXColorStandardNone for null. */
 PX_API uint32_t PXColorProfileGetStandardFromName(CFStringRef name) PX_NOEXCEPT;
@@ -84,7 +93,22 @@ PX_API uint32_t PXColorProfileGetStandard(PXColorProfile profile) PX_NOEXCEPT;
 PX_API int PXColorProfileGetICCParams(CFDataRef data, uint32_t* outColorModel,
                                       uint32_t* outStandard) PX_NOEXCEPT;
 
-/* The profile of the display, from ICC bytes; replaces the former one. */
+/* Where the present monitor profile came from. */
+typedef enum PXMonitorSource {
+    kPXMonitorSourceNone = 0,     /* there is none */
+    kPXMonitorSourceSet = 1,      /* PXColorProfileSetMonitorICCProfile */
+    kPXMonitorSourceAssigned = 2, /* colour management has assigned it to the primary display */
+    kPXMonitorSourceServer = 3    /* the display server has it */
+} PXMonitorSource;
+PX_API PXMonitorSource PXColorProfileGetMonitorSource(void) PX_NOEXCEPT;
+
+/* The ICC bytes of the display's profile: what was set by the next function, else what the system
+ * says now: the file that colour management has assigned to the primary display, else the profile
+ * of the display server. *outData is null unless 0 is returned; without any profile that is
+ * kPXErrMissing. Asking takes as long as the system's services take, up to 1.5 seconds. */
+PX_API int PXColorProfileGetMonitorICC(CFDataRef* outData) PX_NOEXCEPT;
+/* Sets the profile of the display from ICC bytes, whatever the system says; replaces the former
+ * one. Refused bytes give kPXErrNotFound and change nothing. */
 PX_API int PXColorProfileSetMonitorICCProfile(CFDataRef data) PX_NOEXCEPT;
 
 /* Opens ICC bytes in place of what the profile held. Bytes whose header or tag table is

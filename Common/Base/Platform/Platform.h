@@ -89,6 +89,7 @@ using Module = uintptr_t;
 // Gets one process id. Answers whether to go on.
 using ProcessVisitor = bool (*)(uint32_t processId, void* context);
 using TextVisitor = void (*)(const char* text, void* context);
+using BytesVisitor = void (*)(const uint8_t* bytes, size_t size, void* context);
 
 struct Table {
     // Files. Descriptors are not inherited by child processes. New files get 0666 less the umask.
@@ -324,6 +325,14 @@ struct Table {
     // when the system knows no such end, ENOSYS when it does not tell. Windows: the owning process
     // by GetExtendedTcpTable, and its token's user.
     int (*isPeerOurs)(File socket, bool* isOurs);
+
+    // The profile of the primary display. The path of its ICC file as colour management keeps it
+    // (Linux: the colour daemon, asked over the system bus for at most 1.5 seconds; Windows:
+    // GetDC and GetICMProfileW). ENOENT when nobody tells.
+    int (*assignedMonitorProfile)(char* path, size_t size);
+    // The bytes that the display server itself has (Linux: the property _ICC_PROFILE of the X root
+    // window). ENOENT without one, and on Windows; EFBIG beyond `limitBytes`.
+    int (*serverMonitorProfile)(uint64_t limitBytes, BytesVisitor visit, void* context);
 };
 
 // The most parts of one sendParts.

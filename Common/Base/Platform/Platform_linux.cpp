@@ -1,6 +1,7 @@
 #include "Base/Platform/Platform.h"
 #include "Base/Platform/Platform_linux_accelerate.h"
 #include "Base/Platform/Platform_linux_calls.h"
+#include "Base/Platform/Platform_linux_display.h"
 #include "Base/Platform/Platform_linux_entries.h"
 #include "Base/Platform/Platform_linux_process.h"
 #include "Base/Platform/Platform_linux_sockets.h"
@@ -459,6 +460,9 @@ constexpr Table kLinuxTable = {
     .shutDownSocket = ShutDownSocket,
     .closeSocket = CloseSocket,
     .isPeerOurs = IsPeerOurs,
+
+    .assignedMonitorProfile = linux_display::AssignedMonitorProfile,
+    .serverMonitorProfile = linux_display::ServerMonitorProfile,
 };
 
 }  // namespace

@@ -1,0 +1,232 @@
+// Where the profile of the monitor comes from, and how start-up ends.
+
+#include "PXCore/PXColorProfile.h"
+
+#include "Image/ColorState.h"
+#include "support/CF.h"
+#include "support/EventLog.h"
+#include "support/FakeDisplay.h"
+#include "support/Profiles.h"
+#include "support/TempFolder.h"
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace px::test;
+using Bytes = std::vector<uint8_t>;
+
+class Monitor : public TempFolder {
+protected:
+    ~Monitor() override
+    {
+        px::ColorState::Shared().SetMonitorProfile({}, kPXMonitorSourceNone);
+        PXColorProfileInitialize(nullptr);
+    }
+
+    // A file of the folder with these bytes; its path.
+    std::string File(const std::string& name, const Bytes& bytes)
+    {
+        Write(name, std::string(bytes.begin(), bytes.end()));
+        return Path(name);
+    }
+    // What the system says, with the status.
+    static Bytes Read(int want)
+    {
+        CFDataRef data = nullptr;
+        EXPECT_EQ(want, PXColorProfileGetMonitorICC(&data));
+        EXPECT_EQ(want == 0, data != nullptr);
+        const std::string bytes = data ? BytesOf(data) : std::string();
+        if (data) CFRelease(data);
+        return {bytes.begin(), bytes.end()};
+    }
+
+    const Bytes adobe_ = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
+    const Bytes wide_ = StandardProfileBytes(kPXColorStandardProPhoto);
+};
+
+TEST_F(Monitor, AsksTheDaemonThenTheServer)
+{
+    const std::string first = File("first.icc", adobe_), second = File("second.icc", wide_);
+    const Bytes large(200'001, 7);  // in pieces
+    using Devices = std::vector<FakeDisplay::Device>;
+    const struct {
+        const char* name;
+        Devices devices;
+        Bytes property, want;
+        int status = 0;
+    } rows[] = {
+        {"the first display", {{first}, {second}}, large, adobe_},
+        {"the primary display", {{first}, {second, true}}, large, wide_},
+        {"a primary display without a profile", {{"", true}, {second}}, large, wide_},
+        {"no profile anywhere", {{""}}, large, large},
+        {"no display", {}, large, large},
+        {"a missing file", {{Path("gone.icc")}}, large, large},
+        {"nothing at all", {}, {}, {}, kPXErrMissing},
+        {"nothing but a missing file", {{Path("gone.icc")}}, {}, {}, kPXErrNotFound},
+        {"a path too long", {{std::string(2000, 'x')}}, {}, {}, kPXErrNotFound},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        FakeDisplay display;
+        display.devices = row.devices;
+        display.property = row.property;
+        display.isSet = !row.property.empty();
+        EventLog events;
+        EXPECT_EQ(row.want, Read(row.status));
+        EXPECT_EQ(0, display.live);
+        EXPECT_EQ(row.status ? 1 : 0, events.Count(static_cast<uint32_t>(row.status)));
+    }
+}
+
+// Whatever is missing or fails, the answer is one of the two or none, and nothing is kept.
+TEST_F(Monitor, SurvivesEveryFailure)
+{
+    const std::string file = File("first.icc", adobe_);
+    const auto check = [&](FakeDisplay& display) {
+        display.devices = {{file}, {file, true}};
+        display.property = Bytes(70'000, 9);
+        CFDataRef data = nullptr;
+        EventLog events;
+        const int status = PXColorProfileGetMonitorICC(&data);
+        EXPECT_EQ(status == 0, data != nullptr);
+        EXPECT_TRUE(status == 0 || status == kPXErrMissing || status == kPXErrNotFound) << status;
+        EXPECT_EQ(0, display.live);
+        if (data) CFRelease(data);
+        return status;
+    };
+    std::set<std::string> symbols;
+    {
+        FakeDisplay display;
+        display.missing = {"libdbus-1.so.3"};
+        check(display);
+        symbols = display.asked;
+        FakeDisplay whole;
+        check(whole);
+        symbols.merge(whole.asked);
+    }
+    EXPECT_GE(symbols.size(), 27U);
+    for (const std::string& symbol : symbols) {
+        SCOPED_TRACE(symbol);
+        FakeDisplay display;
+        display.missing = {symbol};
+        EXPECT_EQ(0, check(display));
+    }
+    int failed = 0;
+    for (int call = 0;; ++call) {
+        SCOPED_TRACE(call);
+        FakeDisplay display;
+        display.failingCall = call;
+        check(display);
+        if (display.calls <= call) break;
+        ++failed;
+    }
+    EXPECT_GT(failed, 20);
+    for (int call = 0; call < 8; ++call) {
+        SCOPED_TRACE(call);
+        FakeDisplay display;
+        display.hasBus = false;
+        display.failingCall = call;
+        check(display);
+    }
+}
+
+TEST_F(Monitor, RefusesOddProperties)
+{
+    const struct {
+        const char* name;
+        void (*change)(FakeDisplay&);
+        int want;
+    } rows[] = {
+        {"no server", [](FakeDisplay& d) { d.hasServer = false; }, kPXErrMissing},
+        {"no DISPLAY", [](FakeDisplay& d) { d.SetEnvironment({}); }, kPXErrMissing},
+        {"not bytes", [](FakeDisplay& d) { d.format = 32; }, kPXErrMissing},
+        {"pieces that end early", [](FakeDisplay& d) { d.most = 6; }, kPXErrNotFound},
+        {"larger than allowed", [](FakeDisplay&) { PXColorProfileSetMaxICCSize(50); },
+         kPXErrNotFound},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        FakeDisplay display;
+        display.property = Bytes(100, 3);
+        row.change(display);
+        EventLog events;
+        Read(row.want);
+        EXPECT_EQ(1, events.Count(static_cast<uint32_t>(row.want)));
+        EXPECT_EQ(0, display.live);
+        PXColorProfileSetMaxICCSize(int64_t{64} << 20);
+    }
+}
+
+TEST_F(Monitor, WaitsForTheDaemonNoLongerThanItSays)
+{
+    FakeDisplay display;
+    display.devices.resize(50, {File("first.icc", adobe_)});
+    display.isSet = false;
+    display.nanosOfCall = 200'000'000;
+    EventLog events;
+    Read(0);  // what was found until then
+    EXPECT_LT(display.calls, 60);
+    display.nanosOfCall = 600'000'000;
+    Read(kPXErrMissing);
+}
+
+TEST_F(Monitor, StartUpEndsAsTheProfileDoes)
+{
+    const auto fileOf = [&](const char* name, const Bytes& bytes) {
+        return std::vector<FakeDisplay::Device>{{File(name, bytes)}};
+    };
+    const struct {
+        const char* name;
+        std::vector<FakeDisplay::Device> devices;
+        int want;
+        PXMonitorSource source;
+    } rows[] = {
+        {"no profile", {}, kPXErrMissing, kPXMonitorSourceNone},
+        {"an empty file", fileOf("empty.icc", {}), kPXErrNotFound, kPXMonitorSourceNone},
+        {"no ICC", fileOf("bad.icc", Bytes(300, 1)), kPXErrNotFound, kPXMonitorSourceNone},
+        {"a profile", fileOf("My Screen.icc", adobe_), 0, kPXMonitorSourceAssigned},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        FakeDisplay display;
+        display.devices = row.devices;
+        display.isSet = false;
+        EventLog events;
+        EXPECT_EQ(row.want, PXColorProfileInitialize(nullptr));
+        EXPECT_EQ(row.want ? 1 : 0, events.Count(static_cast<uint32_t>(row.want)));
+        EXPECT_EQ(row.source, PXColorProfileGetMonitorSource());
+        PXColorProfile monitor = PXColorProfileCreateStandard(kPXColorStandardDisplay);
+        EXPECT_EQ(row.want == 0, monitor != nullptr);
+        if (row.want == 0) {
+            EXPECT_TRUE(CFEqual(CFSTR("My Screen.icc"), PXColorProfileGetICCName(monitor)));
+        }
+        PXColorProfileRelease(monitor);
+    }
+    FakeDisplay display;
+    display->assignedMonitorProfile = [](char*, size_t) { return ECANCELED; };
+    EventLog events;
+    EXPECT_EQ(kPXErrSoft, PXColorProfileInitialize(nullptr));
+    EXPECT_TRUE(events.Messages().empty());
+}
+
+TEST_F(Monitor, WhatWasSetStays)
+{
+    FakeDisplay display;
+    display.devices = {{File("first.icc", adobe_)}};
+    ASSERT_EQ(0, PXColorProfileInitialize(nullptr));
+    const Owned<CFDataRef> mine(CFDataCreate(nullptr, wide_.data(), CFIndex(wide_.size())));
+    ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(mine));
+    ASSERT_EQ(0, PXColorProfileInitialize(nullptr));
+    EXPECT_EQ(kPXMonitorSourceSet, PXColorProfileGetMonitorSource());
+    EXPECT_EQ(wide_, Read(0));
+    EventLog events;
+    const Owned<CFDataRef> bad(CFDataCreate(nullptr, wide_.data(), 200));
+    EXPECT_EQ(kPXErrNotFound, PXColorProfileSetMonitorICCProfile(bad));
+    EXPECT_EQ(wide_, Read(0));
+    EXPECT_EQ(kPXErrBadArgument, PXColorProfileSetMonitorICCProfile(nullptr));
+}
+
+}  // namespace
