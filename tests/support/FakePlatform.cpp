@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <utility>
@@ -262,6 +263,51 @@ ShortSockets::ShortSockets(size_t most)
         const os::SendPart part = {parts->bytes, std::min<size_t>(parts->size, mostTransferred)};
         return os::NativeTable().sendParts(socket, &part, 1, mayWait, sent);
     };
+}
+
+namespace {
+
+template <auto Member, class... Arguments>
+int DieCounted(Arguments... arguments)
+{
+    if (entryError == FaultySaves::kDies && entryCalls == faultyCall) std::_Exit(9);
+    return FailCounted<Member>(arguments...);
+}
+
+template <auto Member, class... Arguments>
+void CountSave(os::Table* table, int (*os::Table::*)(Arguments...))
+{
+    table->*Member = DieCounted<Member, Arguments...>;
+}
+
+}  // namespace
+
+FaultySaves::FaultySaves(int first, int error)
+{
+    entryCalls = 0;
+    faultyCall = first;
+    entryError = error;
+    staysFaulty = false;
+    using T = os::Table;
+    CountSave<&T::openFile>(&table_, &T::openFile);
+    CountSave<&T::lockFile>(&table_, &T::lockFile);
+    CountSave<&T::factsOfEntry>(&table_, &T::factsOfEntry);
+    CountSave<&T::setPermissions>(&table_, &T::setPermissions);
+    CountSave<&T::syncFile>(&table_, &T::syncFile);
+    CountSave<&T::syncFolder>(&table_, &T::syncFolder);
+    CountSave<&T::renameFile>(&table_, &T::renameFile);
+    CountSave<&T::removeFile>(&table_, &T::removeFile);
+    CountSave<&T::makePrivateFolder>(&table_, &T::makePrivateFolder);
+    CountSave<&T::makeFolder>(&table_, &T::makeFolder);
+    table_.writeFile = [](os::File file, const void* buffer, size_t size, size_t* written) {
+        if (entryCalls == faultyCall) os::NativeTable().writeFile(file, buffer, size / 2, written);
+        return DieCounted<&T::writeFile>(file, buffer, size, written);
+    };
+}
+
+int FaultySaves::Calls() const
+{
+    return entryCalls;
 }
 
 }  // namespace px::test

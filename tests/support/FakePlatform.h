@@ -98,4 +98,16 @@ public:
     explicit ShortSockets(size_t most);
 };
 
+// Counts the calls that saving and deleting files make, and fails one of them.
+class FaultySaves : public FakeTable {
+public:
+    // In the place of an error: the process ends there, as if it were killed. A write is then half
+    // done.
+    static constexpr int kDies = -1;
+
+    // Call number `first` (from 0) fails with `error`.
+    FaultySaves(int first, int error);
+    int Calls() const;
+};
+
 }  // namespace px::test

@@ -333,6 +333,22 @@ struct Table {
     // The bytes that the display server itself has (Linux: the property _ICC_PROFILE of the X root
     // window). ENOENT without one, and on Windows; EFBIG beyond `limitBytes`.
     int (*serverMonitorProfile)(uint64_t limitBytes, BytesVisitor visit, void* context);
+
+    // What folders of presets need of the desktop. Moves a file or folder, given by its absolute
+    // path, to where the user looks for deleted things: XDG_DATA_HOME/Trash here, the recycle bin
+    // on Windows. ENOTSUP where there is neither a trash nor a desktop, EXDEV when it lies on
+    // another volume; nothing has then been moved.
+    int (*moveToTrash)(const char* path);
+    // The program that shows a folder to the user, to be searched in PATH; static.
+    const char* (*folderViewer)();
+    // Reports of changed folders: a descriptor that waitForFiles finds ready when an entry of a
+    // watched folder was made, written, renamed or removed. closeFile ends it. Windows: change
+    // notifications of the whole tree below the first folder, behind one event.
+    int (*openWatch)(File* watch);
+    // Adds a folder, without those inside it; one that is watched already stays.
+    int (*watchFolder)(File watch, const char* path);
+    // Takes all waiting reports and tells whether there was one.
+    int (*readWatch)(File watch, bool* changed);
 };
 
 // The most parts of one sendParts.

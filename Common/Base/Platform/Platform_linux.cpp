@@ -3,6 +3,7 @@
 #include "Base/Platform/Platform_linux_calls.h"
 #include "Base/Platform/Platform_linux_display.h"
 #include "Base/Platform/Platform_linux_entries.h"
+#include "Base/Platform/Platform_linux_presets.h"
 #include "Base/Platform/Platform_linux_process.h"
 #include "Base/Platform/Platform_linux_sockets.h"
 #include "Base/Platform/Platform_linux_values.h"
@@ -463,6 +464,12 @@ constexpr Table kLinuxTable = {
 
     .assignedMonitorProfile = linux_display::AssignedMonitorProfile,
     .serverMonitorProfile = linux_display::ServerMonitorProfile,
+
+    .moveToTrash = linux_presets::MoveToTrash,
+    .folderViewer = linux_presets::FolderViewer,
+    .openWatch = linux_presets::OpenWatch,
+    .watchFolder = linux_presets::WatchFolder,
+    .readWatch = linux_presets::ReadWatch,
 };
 
 }  // namespace

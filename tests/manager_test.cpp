@@ -1,0 +1,629 @@
+#include "Base/Platform/Platform.h"
+#include "PXCore/PXBezierCurve.h"
+#include "PXCore/PXPresetManager.h"
+#include "PXCore/PXUtils.h"
+#include "support/FakePlatform.h"
+#include "support/Seed.h"
+#include "support/TempFolder.h"
+#include "support/ValueTest.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <map>
+#include <random>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using px::test::EventLog;
+using px::test::FakePlatform;
+using px::test::FakeTable;
+using px::test::Faulty;
+using px::test::FaultySaves;
+using px::test::Owned;
+using px::test::Text;
+using px::test::Utf8Of;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class PlainMaker final : public PXPresetMaker {
+public:
+    PXPreset* createPreset() override { return new PXPreset; }
+};
+
+class CurveMaker final : public PXPresetMaker {
+public:
+    PXPreset* createPreset() override { return new PXBezierCurve(0, 256, 16); }
+};
+
+// Makes nothing.
+class EmptyMaker final : public PXPresetMaker {
+public:
+    PXPreset* createPreset() override { return nullptr; }
+};
+
+class PlainFactory final : public PXPresetFactory {};
+
+class PresetManager : public px::test::InTempFolder<px::test::ValueTest> {
+protected:
+    PresetManager()
+    {
+        // Looked up once in the process.
+        PXPresetManager::getFavoritesName();
+        PXPresetManager::getFavoriteLooksName();
+        manager_.initialize(Path("").c_str(), "Curves", "pxcurve");
+        manager_.addCategory("Warm");
+    }
+
+    static PXString S(const std::string& text) { return PXString(text.c_str()); }
+
+    bool Save(const std::string& category, const std::string& name, int sortOrder = 0)
+    {
+        PXPreset preset;
+        preset.setName(S(name));
+        if (sortOrder) preset.setCustomSortOrder(sortOrder);
+        return manager_.savePreset(S(category), &preset);
+    }
+
+    void WriteList(const std::string& path, const std::string& inner)
+    {
+        Write("Curves/" + path, "<plist version=\"1.0\">" + inner + "</plist>");
+    }
+
+    static std::vector<std::string> Names(const std::deque<PXString>& list)
+    {
+        std::vector<std::string> names;
+        for (const PXString& name : list) names.push_back(Utf8Of(name));
+        return names;
+    }
+
+    std::vector<std::string> Loaded(PXPresetFactory* factory, const std::string& category)
+    {
+        std::deque<PXPreset*> presets;
+        manager_.loadCategory(factory, S(category), &presets);
+        std::vector<std::string> names;
+        for (PXPreset* preset : presets) names.push_back(Utf8Of(preset->name()));
+        PXPresetManager::releasePresetList(&presets);
+        return names;
+    }
+
+    // Every file below the temporary folder.
+    std::vector<std::string> Files() const
+    {
+        std::vector<std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator(root_))
+            if (!entry.is_directory()) files.push_back(fs::relative(entry, root_).string());
+        std::sort(files.begin(), files.end());
+        return files;
+    }
+
+    PXPresetManager manager_;
+    PlainMaker plain_;
+};
+
+TEST_F(PresetManager, KeepsWhatItWasInitializedWith)
+{
+    EXPECT_EQ(".pxcurve", Utf8Of(manager_.getFileExtension()));
+    EXPECT_EQ("Curves", Utf8Of(manager_.getPresetFolderName()));
+    EXPECT_TRUE(fs::is_directory(Utf8Of(manager_.getModuleDataPath())));
+    EXPECT_TRUE(manager_.useCategoryExclusionList());
+    PXPresetManager dotted(Path("").c_str(), "Dots", ".a.b");
+    EXPECT_EQ(".a.b", Utf8Of(dotted.getFileExtension()));
+    EventLog events;
+    Write("file", "");
+    EXPECT_FALSE(dotted.initialize(Path("file").c_str(), "Curves", "x"));
+    EXPECT_THAT(
+        events.Messages(),
+        ElementsAre("initialize: Could not create 'Curves' directory in '" + Path("file") + "'"));
+    EXPECT_FALSE(dotted.initialize(Path("").c_str(), "../Curves", "x"));
+    EXPECT_FALSE(dotted.initialize(Path("").c_str(), "Curves", "/x"));
+    EXPECT_TRUE(dotted.getCategories().empty());
+    EXPECT_FALSE(dotted.addCategory("A"));
+}
+
+TEST_F(PresetManager, FindsTheFoldersOfProducts)
+{
+    FakeTable table;
+    table.SetEnvironment(
+        {{"HOME", Path("home")}, {"XDG_DATA_DIRS", Path("shared") + ":/usr/share"}});
+    PXPresetManager manager("Atelier", true, kPXPresetSupportRoot, "Curves", "x");
+    EXPECT_EQ(Path("home/.local/share/Atelier/Curves"), Utf8Of(manager.getModuleDataPath()));
+    EXPECT_TRUE(manager.initialize("Atelier", false, kPXPresetSupportPresets, "Curves", "x"));
+    EXPECT_EQ(Path("shared/Atelier/Presets/Curves"), Utf8Of(manager.getModuleDataPath()));
+    EventLog events;
+    EXPECT_FALSE(manager.initialize("Atelier", true, 7, "Curves", "x"));
+    Write("home/.local/share/Block", "");
+    EXPECT_FALSE(manager.initialize("Block", true, 0, "Curves", "x"));
+    EXPECT_THAT(
+        events.Messages(),
+        ElementsAre("initialize: Could not get support URL for product: Atelier, user: true, "
+                    "supportType: 7",
+                    "initialize: Could not create 'Curves' directory '" +
+                        Path("home/.local/share/Block") + "'"));
+}
+
+TEST_F(PresetManager, ListsCategoriesInReadingOrder)
+{
+    for (const char* name : {"look 10", "Look 9", "look 9b", "\xC3\x84pfel", "Zebra"})
+        EXPECT_TRUE(manager_.addCategory(name));
+    Write("Curves/Zebra/__EXCLUDE", "");
+    Write("Curves/.hidden/x", "");
+    Write("Curves/Hidden/__exclude", "");
+    Write("Curves/file", "");
+    EXPECT_THAT(Names(manager_.getCategories()), ElementsAre("Look 9", "look 9b", "look 10", "Warm",
+                                                             "Zebra", "\xC3\x84pfel", "Favorites"));
+    manager_.setUseCategoryExclusionList(false);
+    EXPECT_THAT(Names(manager_.getCategories()), Contains("Hidden"));
+    EXPECT_TRUE(manager_.categoryExists("Hidden"));
+    EXPECT_FALSE(manager_.categoryExists("file") || manager_.categoryExists(".."));
+}
+
+std::deque<PXString> Reversed(const std::deque<PXString>& names)
+{
+    return {names.rbegin(), names.rend()};
+}
+
+TEST_F(PresetManager, ListsPresetsByNameCallbackAndSortOrder)
+{
+    EXPECT_TRUE(Save("Warm", "b", 3) && Save("Warm", "C") && Save("Warm", "a", 3));
+    WriteList("Warm/d.pxcurve",
+              "<dict><key>presetCommonData</key><dict><key>sortOrder</key>"
+              "<integer>-1</integer></dict></dict>");
+    Write("Curves/Warm/a.png", "");
+    fs::create_directory(Path("Curves/Warm/folder.pxcurve"));
+    EXPECT_THAT(Names(manager_.getPresets("Warm")), ElementsAre("a", "b", "C", "d"));
+    EXPECT_THAT(Names(manager_.getPresetsByCustomSortOrder("Warm")),
+                ElementsAre("d", "C", "a", "b"));
+    PXPresetManager::setPresetSortCallback(Reversed);
+    EXPECT_THAT(Names(manager_.getPresets("Warm")), ElementsAre("d", "C", "b", "a"));
+    EXPECT_THAT(Names(manager_.getPresetsByCustomSortOrder("Warm")),
+                ElementsAre("d", "C", "b", "a"));
+    PXPresetManager::setPresetSortCallback(nullptr);
+    EXPECT_TRUE(manager_.setCustomSortOrder("Warm", {"b", "d", "C", "a"}));
+    EXPECT_THAT(Names(manager_.getPresetsByCustomSortOrder("Warm")),
+                ElementsAre("b", "d", "C", "a"));
+    EventLog events;
+    EXPECT_FALSE(manager_.setCustomSortOrder("Warm", {"nobody"}));
+    EXPECT_TRUE(manager_.getPresets("../Warm").empty());
+    std::deque<PXPreset*> presets;
+    EXPECT_TRUE(manager_.loadCategoryByCustomSortOrder(&plain_, "Warm", &presets));
+    EXPECT_EQ(2, presets[1]->customSortOrder());
+    PXPresetManager::releasePresetList(&presets);
+}
+
+TEST_F(PresetManager, SkipsAndReportsWhatCannotBeLoaded)
+{
+    WriteList("Warm/good.pxcurve", "<dict><key>presetName</key><string>good</string></dict>");
+    WriteList("Warm/array.pxcurve", "<array/>");
+    Write("Curves/Warm/empty.pxcurve", "");
+    const std::string file = Path("Curves/Warm/");
+    const auto load = [](const std::string& path) {
+        return "load: Could not load preset from file '" + path + "'";
+    };
+    const auto category = [](const std::string& name) {
+        return "loadCategory: Could not load preset '" + name +
+               "' in category 'Warm' (Curves, .pxcurve)";
+    };
+    EventLog events;
+    EXPECT_THAT(Loaded(&plain_, "Warm"), ElementsAre("good"));
+    EXPECT_THAT(
+        events.Messages(),
+        ElementsAre("createDictionary: Could not create dictionary for '" + file + "array.pxcurve'",
+                    load(file + "array.pxcurve"), category("array"),
+                    "read: Invalid file size for '" + file + "empty.pxcurve'",
+                    "createDictionary: Could not load data from file '" + file + "empty.pxcurve'",
+                    load(file + "empty.pxcurve"), category("empty")));
+    EXPECT_EQ("<plist version=\"1.0\"><array/></plist>", Content(file + "array.pxcurve"));
+}
+
+TEST_F(PresetManager, SaysWhyAFileCannotBeRead)
+{
+    ASSERT_TRUE(Save("Warm", "a"));
+    const std::string file = Path("Curves/Warm/a.pxcurve");
+    const std::string load = "load: Could not load preset from file '" + file + "'";
+    const std::string data = "createDictionary: Could not load data from file '" + file + "'";
+    EmptyMaker empty;
+    PlainFactory factory;
+    for (PXPresetFactory* useless :
+         {static_cast<PXPresetFactory*>(&empty), static_cast<PXPresetFactory*>(&factory)}) {
+        EventLog events;
+        EXPECT_EQ(nullptr, manager_.loadPreset("a", useless, "Warm"));
+        EXPECT_THAT(
+            events.Messages(),
+            ElementsAre("load: Could not create preset from factory for file '" + file + "'",
+                        load));
+    }
+    {
+        EventLog events;
+        FakePlatform platform(Faulty::kOpen, EACCES);
+        EXPECT_EQ(nullptr, manager_.loadPreset("a", &plain_, "Warm"));
+        EXPECT_THAT(
+            events.Messages(),
+            ElementsAre("read: Could not open file '" + file + "' for reading", data, load));
+    }
+    EventLog events;
+    FakePlatform platform(Faulty::kRead, EIO);
+    EXPECT_EQ(nullptr, manager_.loadPreset("a", &plain_, "Warm"));
+    EXPECT_EQ(nullptr, manager_.loadPreset("../Warm/a", &plain_, "Warm"));
+    EXPECT_THAT(
+        events.Messages(),
+        ElementsAre("read: Bytes read (0) does not match file size (" +
+                        std::to_string(fs::file_size(file)) + ") for file '" + file + "'",
+                    data, load, "load: Refused the name '../Warm/a': it begins with a dot"));
+}
+
+// Gives what savePreset cannot save.
+class Unsavable final : public PXPreset {
+public:
+    explicit Unsavable(bool hasData) : hasData_(hasData)
+    {
+        setName("a");
+        const Owned<CFMutableArrayRef> raw(CFArrayCreateMutable(nullptr, 0, nullptr));
+        CFDictionarySetValue(data_->getMutablePresetData(), CFSTR("raw"), raw);
+    }
+    CFDictionaryRef presetData() override { return hasData_ ? PXPreset::presetData() : nullptr; }
+
+private:
+    bool hasData_;
+};
+
+TEST_F(PresetManager, SaysWhyAPresetCannotBeSaved)
+{
+    EventLog events;
+    Unsavable without(false);
+    EXPECT_FALSE(manager_.savePreset("Warm", &without));
+    Unsavable notXML(true);
+    EXPECT_FALSE(manager_.savePreset("Warm", &notXML));
+    EXPECT_FALSE(Save("Missing", "a"));
+    ASSERT_TRUE(Save("Warm", "a"));
+    const std::string before = Content(Path("Curves/Warm/a.pxcurve"));
+    const std::string file = Path("Curves/Warm/a.pxcurve");
+    {
+        FakePlatform platform(Faulty::kWrite, ENOSPC);
+        EXPECT_FALSE(Save("Warm", "a", 5));
+    }
+    std::vector<std::string> messages = events.Messages();
+    std::erase_if(messages, [](const std::string& line) { return line.starts_with("Event"); });
+    PXPreset written;
+    EXPECT_THAT(
+        messages,
+        ElementsAre(
+            "savePreset: No data for preset 'a' in category 'Warm'",
+            "savePreset: Could not create XML data from preset 'a' in category 'Warm'",
+            "write: Could not open file '" + Path("Curves/Missing/a.pxcurve") + "' for writing",
+            testing::MatchesRegex("write: Bytes written \\(0\\) does not match bytes "
+                                  "to write \\([0-9]+\\) for file '" +
+                                  file + "'")));
+    EXPECT_EQ(before, Content(file));
+    EXPECT_THAT(Files(), ElementsAre("Curves/Warm/a.pxcurve"));
+}
+
+// Whatever call fails, and wherever the process ends, the file holds the old or the new preset; the
+// next start finds nothing else.
+TEST_F(PresetManager, SavesWholeOrNotAtAll)
+{
+    ASSERT_TRUE(Save("Warm", "a", 1));
+    const std::string file = Path("Curves/Warm/a.pxcurve");
+    fs::permissions(file, fs::perms(0640));
+    const std::string before = Content(file);
+    ASSERT_TRUE(Save("Warm", "a", 2));
+    const std::string after = Content(file);
+    EXPECT_EQ(fs::perms(0640), fs::status(file).permissions());
+    int steps = 0;
+    {
+        FaultySaves counting(-2, 0);
+        ASSERT_TRUE(Save("Warm", "a", 2));
+        steps = counting.Calls();
+    }
+    ASSERT_GE(steps, 8);
+    for (int step = 0; step < steps; ++step) {
+        for (const int error : {EIO, FaultySaves::kDies}) {
+            SCOPED_TRACE(std::to_string(step) + " with " + std::to_string(error));
+            ASSERT_TRUE(Save("Warm", "a", 1));
+            bool isSaved = false;
+            if (error == FaultySaves::kDies) {
+                EXPECT_EXIT(
+                    {
+                        FaultySaves dying(step, error);
+                        Save("Warm", "a", 2);
+                    },
+                    testing::ExitedWithCode(9), "");
+            } else {
+                FaultySaves failing(step, error);
+                isSaved = Save("Warm", "a", 2);
+            }
+            PXPresetManager next(Path("").c_str(), "Curves", "pxcurve");
+            EXPECT_THAT(Files(), ElementsAre("Curves/Warm/a.pxcurve"));
+            const std::string found = Content(file);
+            EXPECT_TRUE(found == after || (!isSaved && found == before));
+        }
+    }
+}
+
+TEST_F(PresetManager, LeavesTheFilesOfSavesUnderWay)
+{
+    Write("Curves/Warm/.pxsave-1.tmp", "");
+    Write("Curves/Warm/.pxsave-2.tmp", "");
+    Write("Curves/Warm/.other.tmp", "");
+    px::os::File file = px::os::kNoFile;
+    ASSERT_EQ(0, px::os::Os().openFile(Path("Curves/Warm/.pxsave-1.tmp").c_str(),
+                                       px::os::OpenMode::kReadWrite, &file));
+    ASSERT_EQ(0, px::os::Os().lockFile(file));
+    PXPresetManager next(Path("").c_str(), "Curves", "pxcurve");
+    EXPECT_THAT(Files(), ElementsAre("Curves/Warm/.other.tmp", "Curves/Warm/.pxsave-1.tmp"));
+    px::os::Os().closeFile(file);
+}
+
+TEST_F(PresetManager, TouchesNothingOutsideWhateverTheNames)
+{
+    const char* const pieces[] = {"..",       "/",
+                                  "\\",       ".",
+                                  "a",        " ",
+                                  ":",        "CON",
+                                  "\n",       "\x01",
+                                  "nul.",     "\xC3\xA9",
+                                  "*",        "\xF0\x9F\x8C\x85",
+                                  "COM1",     "~",
+                                  "\x7F",     "?",
+                                  "Curves",   "%2e",
+                                  "\xC2\x85", "__exclude",
+                                  "-",        "|",
+                                  "<",        "LPT\xC2\xB2.x"};
+    std::mt19937_64 random(px::test::Seed(51));
+    EventLog events;
+    size_t saved = 0;
+    std::map<std::string, bool> names;
+    for (int i = 0; i < 1000; ++i) {
+        std::string name;
+        for (uint64_t piece = random() % 4; piece < 4; ++piece)
+            name += pieces[random() % std::size(pieces)];
+        if (i % 50 == 0) name.assign(static_cast<size_t>(240 + i / 50), 'n');
+        saved += Save("Warm", name) && names.emplace(name, true).second;
+        manager_.addCategory(S(name));
+        manager_.deletePreset(S(name), "Nowhere");
+        manager_.loadPreset(S(name), &plain_, S(name));
+        manager_.renamePreset("Warm", "nobody", S(name), &plain_);
+    }
+    EXPECT_GT(saved, 50U);
+    const std::vector<std::string> files = Files();
+    EXPECT_EQ(saved, files.size());
+    for (const std::string& file : files) {
+        EXPECT_TRUE(file.starts_with("Curves/Warm/") && file.ends_with(".pxcurve")) << file;
+        EXPECT_EQ(std::string::npos, file.find_first_of("\n\x01\\:*?|<", 12)) << file;
+        EXPECT_LE(fs::path(file).filename().string().size(), 255U);
+    }
+    for (const auto& entry : fs::directory_iterator(root_))
+        EXPECT_EQ("Curves", entry.path().filename());
+    EXPECT_EQ(saved, manager_.getPresets("Warm").size());
+    const UniChar half[] = {'a', 0xD800};
+    EXPECT_FALSE(manager_.addCategory(PXString(half, 2)));
+    EXPECT_EQ("addCategory: Refused the name 'a?': it is not valid text", events.Messages().back());
+}
+
+TEST_F(PresetManager, ReportsNamesThatDifferByCase)
+{
+    ASSERT_TRUE(Save("Warm", "Sunset"));
+    EventLog events;
+    EXPECT_TRUE(Save("Warm", "sunSet") && Save("Warm", "Sunset") && manager_.addCategory("WARM"));
+    EXPECT_THAT(
+        events.Messages(),
+        ElementsAre(
+            "'sunSet.pxcurve' differs only by case from 'Sunset.pxcurve' in category 'Warm'",
+            "'WARM' differs only by case from 'Warm' in category 'WARM'"));
+}
+
+TEST_F(PresetManager, KeepsUnknownKeysThroughReadEditAndSave)
+{
+    WriteList("Warm/a.pxcurve",
+              "<dict><key>presetCommonData</key><dict><key>presetName</key><string>a</string>"
+              "<key>mood</key><string>calm</string></dict>"
+              "<key>future</key><array><integer>1</integer></array>"
+              "<key>id</key><integer>4</integer><key>controlPoints</key><array/></dict>");
+    CurveMaker curves;
+    for (PXPresetFactory* factory :
+         {static_cast<PXPresetFactory*>(&plain_), static_cast<PXPresetFactory*>(&curves)}) {
+        PXPreset* preset = manager_.loadPreset("a", factory, "Warm");
+        ASSERT_NE(nullptr, preset);
+        if (auto* curve = dynamic_cast<PXBezierCurve*>(preset)) {
+            EXPECT_EQ(4, curve->id());
+            curve->setId(5);
+        }
+        preset->setAuthor("me");
+        EXPECT_TRUE(manager_.savePreset("Warm", preset));
+        PXPresetManager::releasePreset(preset);
+    }
+    const std::string content = Content(Path("Curves/Warm/a.pxcurve"));
+    for (const char* kept : {"<key>future</key>\n\t<array>\n\t\t<integer>1</integer>", "calm", "me",
+                             "<key>id</key>\n\t<integer>5</integer>"})
+        EXPECT_THAT(content, HasSubstr(kept));
+}
+
+TEST_F(PresetManager, RenamesWithThumbnailAndSaysWhatFails)
+{
+    ASSERT_TRUE(Save("Warm", "old", 7) && Save("Warm", "other"));
+    Write("Curves/Warm/old.png", "picture");
+    EventLog events;
+    const auto rename = [&](const char* from, const char* to) {
+        return manager_.renamePreset("Warm", from, to, &plain_);
+    };
+    EXPECT_FALSE(rename("absent", "new"));
+    EXPECT_EQ("renamePreset: Could load preset 'absent' in category 'Warm'",
+              events.Messages().back());
+    {
+        FakePlatform platform(Faulty::kWrite, ENOSPC);
+        EXPECT_FALSE(rename("old", "new"));
+        EXPECT_EQ("renamePreset: Could save preset 'new' in category 'Warm'",
+                  events.Messages().back());
+    }
+    {
+        FakePlatform platform(Faulty::kRemove, EACCES);
+        EXPECT_FALSE(rename("old", "stays"));
+        EXPECT_EQ("renamePreset: Could delete preset 'old' in category 'Warm'",
+                  events.Messages().back());
+    }
+    EXPECT_FALSE(rename("old", "other"));
+    EXPECT_TRUE(rename("old", "old"));
+    EXPECT_TRUE(rename("old", "OLD"));
+    EXPECT_TRUE(rename("OLD", "new"));
+    EXPECT_THAT(Files(), ElementsAre("Curves/Warm/new.png", "Curves/Warm/new.pxcurve",
+                                     "Curves/Warm/other.pxcurve", "Curves/Warm/stays.pxcurve"));
+    EXPECT_THAT(Names(manager_.getPresetsByCustomSortOrder("Warm")),
+                ElementsAre("other", "new", "stays"));
+    EXPECT_EQ("picture", Content(Path("Curves/Warm/new.png")));
+}
+
+TEST_F(PresetManager, RedirectsFavouritesThroughRenames)
+{
+    ASSERT_TRUE(manager_.addCategory("Cold") && Save("Warm", "a") && Save("Cold", "a") &&
+                Save("Warm", "b"));
+    EXPECT_TRUE(manager_.loadFavorites(&plain_, nullptr) == false);
+    EXPECT_TRUE(Loaded(&plain_, "Favorites").empty());
+    EXPECT_TRUE(manager_.addFavorite("a", "Warm") && manager_.addFavorite("a", "Cold"));
+    EXPECT_TRUE(manager_.addFavorite("a", "Warm") && manager_.addFavorite("b", "Warm"));
+    EXPECT_FALSE(manager_.addFavorite("nobody", "Warm") || manager_.addFavorite("a", "Favorites"));
+    EXPECT_THAT(Names(manager_.getPresets("Quarvo Favorite Looks")),
+                ElementsAre("a", "a (Cold)", "b"));
+    EXPECT_TRUE(manager_.renamePreset("Warm", "b", "c", &plain_));
+    EXPECT_TRUE(manager_.renamePreset("Cold", "a", "ice", &plain_));
+    EXPECT_TRUE(manager_.checkFavorites("c") && !manager_.checkFavorites("b"));
+    PXString category, name;
+    EXPECT_TRUE(manager_.redirectFavorite("a (Cold)", &category, &name));
+    EXPECT_EQ("Cold ice", Utf8Of(category) + " " + Utf8Of(name));
+    EXPECT_THAT(Loaded(&plain_, "Favorites"), ElementsAre("a", "ice", "c"));
+    fs::remove(Path("Curves/Warm/c.pxcurve"));
+    EventLog events;
+    EXPECT_FALSE(manager_.redirectFavorite("c", &category, &name));
+    EXPECT_EQ(
+        "redirectFavorite: The preset 'c' in category 'Warm' that favorite 'c' stands for is "
+        "missing",
+        events.Messages().back());
+    EXPECT_THAT(Loaded(&plain_, "Favorites"), ElementsAre("a", "ice"));
+    EXPECT_EQ("loadCategory: Could not load preset 'c' (Curves, .pxcurve)",
+              events.Messages().back());
+    EXPECT_TRUE(manager_.removeFavorite("c") && !manager_.removeFavorite("c"));
+    EXPECT_TRUE(Save("Favorites", "own") && manager_.redirectFavorite("own", &category, &name));
+    EXPECT_EQ("Favorites own", Utf8Of(category) + " " + Utf8Of(name));
+}
+
+TEST_F(PresetManager, DeletesToTheTrashOrForGood)
+{
+    FakeTable table;
+    table.SetEnvironment({{"HOME", Path("home")}});
+    fs::create_directories(Path("home/.local/share"));
+    ASSERT_TRUE(Save("Warm", "a") && Save("Warm", "b") && manager_.addCategory("Cold"));
+    Write("Curves/Warm/a.png", "");
+    // Without a desktop.
+    EXPECT_TRUE(manager_.deletePreset("a", "Warm"));
+    fs::create_directories(Path("outside/kept"));
+    fs::create_directory_symlink(Path("outside"), Path("Curves/Cold/link"));
+    Write("Curves/Cold/deep/er/x", "");
+    EXPECT_TRUE(manager_.deleteCategory("Cold"));
+    EXPECT_THAT(Files(), ElementsAre("Curves/Warm/b.pxcurve"));
+    EXPECT_TRUE(fs::exists(Path("outside/kept")));
+    // With one.
+    table.SetEnvironment({{"XDG_DATA_HOME", Path("data")}, {"XDG_CURRENT_DESKTOP", "X"}});
+    fs::create_directory(Path("data"));
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(Save("Warm", "\xC3\xA9 1"));
+        EXPECT_TRUE(manager_.deletePreset("\xC3\xA9 1", "Warm"));
+    }
+    EXPECT_TRUE(manager_.deleteCategory("Warm"));
+    EXPECT_THAT(
+        Files(),
+        ElementsAre("data/Trash/files/Warm/b.pxcurve", "data/Trash/files/\xC3\xA9 1.pxcurve",
+                    "data/Trash/files/\xC3\xA9 1.pxcurve.2", "data/Trash/info/Warm.trashinfo",
+                    "data/Trash/info/\xC3\xA9 1.pxcurve.2.trashinfo",
+                    "data/Trash/info/\xC3\xA9 1.pxcurve.trashinfo"));
+    EXPECT_THAT(Content(Path("data/Trash/info/\xC3\xA9 1.pxcurve.trashinfo")),
+                testing::MatchesRegex("\\[Trash Info\\]\nPath=/.*/Curves/Warm/%C3%A9%201.pxcurve\n"
+                                      "DeletionDate=....-..-..T..:..:..\n"));
+    EventLog events;
+    EXPECT_FALSE(manager_.deletePreset("b", "Warm") || manager_.deleteCategory("Warm"));
+    EXPECT_EQ(2U, events.Messages().size());
+}
+
+TEST_F(PresetManager, DeletesNothingWhenTheTrashFails)
+{
+    ASSERT_TRUE(Save("Warm", "a"));
+    bool isDeleted = false;
+    for (int step = 0; !isDeleted; ++step) {
+        SCOPED_TRACE(step);
+        ASSERT_LT(step, 20);
+        fs::remove_all(Path("data"));
+        fs::create_directory(Path("data"));
+        FaultySaves platform(step, EACCES);
+        platform.SetEnvironment({{"XDG_DATA_HOME", Path("data")}, {"XDG_CURRENT_DESKTOP", "X"}});
+        isDeleted = manager_.deletePreset("a", "Warm");
+        EXPECT_EQ(isDeleted, !manager_.presetExists("a", "Warm"));
+        // No call failed, or the file is where it was and nothing points to it.
+        EXPECT_EQ(isDeleted, platform.Calls() <= step);
+        EXPECT_EQ(isDeleted ? 2U : 1U, Files().size());
+    }
+}
+
+TEST_F(PresetManager, NamesFilesAndShowsTheFolder)
+{
+    const Owned<CFURLRef> url(manager_.copyPresetURL("a b", "Warm"));
+    EXPECT_THAT(px::test::Taken(CFURLCopyFileSystemPath(url, 0)),
+                testing::EndsWith("Curves/Warm/a b.pxcurve"));
+    EXPECT_THAT(
+        px::test::Taken(CFURLCopyFileSystemPath(manager_.getCategoryImagePath("Warm", "a"), 0)),
+        testing::EndsWith("/Curves/Warm/a.png"));
+    EXPECT_EQ(nullptr, manager_.copyPresetURL("a/b", "Warm"));
+    EXPECT_EQ(nullptr, manager_.getCategoryImagePath("a/b", "a"));
+    FakeTable table;
+    table.SetEnvironment({{"PATH", Path("bin")}});
+    EventLog events;
+    EXPECT_FALSE(manager_.launchFileBrowser());
+    EXPECT_EQ("launchFileBrowser: Could not show '" + Path("Curves") + "'",
+              events.Messages().back());
+    Write("bin/xdg-open", "#!/bin/sh\n");
+    static std::string launched;
+    table->launchProcess = [](const px::os::Launch& launch, uint32_t*) {
+        launched = std::string(launch.path) + " " + launch.arguments[1];
+        return ENOENT;
+    };
+    EXPECT_FALSE(manager_.launchFileBrowser());
+    EXPECT_EQ(Path("bin/xdg-open") + " " + Path("Curves"), launched);
+}
+
+TEST_F(PresetManager, ListsWhatIsWrong)
+{
+    ASSERT_TRUE(Save("Warm", "good") && Save("Warm", "Good") &&
+                manager_.addFavorite("good", "Warm"));
+    Write("Curves/Warm/good.png", "");
+    EXPECT_THAT(manager_.lint(), testing::SizeIs(1));
+    fs::remove(Path("Curves/Warm/Good.pxcurve"));
+    EXPECT_TRUE(manager_.lint().empty());
+    EXPECT_TRUE(manager_.deletePreset("good", "Warm"));
+    Write("Curves/stray", "");
+    Write("Curves/aux/x.pxcurve", "half");
+    Write("Curves/Warm/.left.pxcurve", "");
+    Write("Curves/Warm/lone.png", "");
+    Write("Curves/Warm/\xFF.pxcurve", "");
+    Write("Curves/Warm/__exclude", "");
+    fs::create_directory(Path("Curves/Warm/folder"));
+    WriteList("Warm/w:x.pxcurve", "<dict><key>presetName</key><string>y</string></dict>");
+    EventLog events;
+    std::vector<std::string> faults;
+    for (const PXPresetFault& fault : manager_.lint())
+        faults.push_back(Utf8Of(fault.category) + "/" + Utf8Of(fault.file) + ": " +
+                         Utf8Of(fault.text));
+    EXPECT_THAT(
+        faults,
+        testing::UnorderedElementsAre(
+            "/aux: as a name it is the name of a device", "aux/x.pxcurve: it cannot be read",
+            "Favorites/good.pxcurve: the preset that it stands for is missing",
+            "/stray: it is no category", "Warm/.left.pxcurve: it is no preset of this module",
+            "Warm/folder: it is no file", "Warm/lone.png: it is a thumbnail without its preset",
+            "Warm/w:x.pxcurve: as a name it holds one of the characters < > : \" | ? *",
+            "Warm/w:x.pxcurve: the name inside is 'y'",
+            "Warm/\uFFFD.pxcurve: as a name it is not valid text"));
+}
+
+}  // namespace
