@@ -4,6 +4,7 @@
 #include "Base/Status.h"
 #include "Image/LCMSColorTransformTask.h"
 #include "Image/PixelType.h"
+#include "Image/TransformCache.h"
 
 #include <algorithm>
 #include <memory>
@@ -16,22 +17,6 @@ namespace {
 constexpr char kEventSource[] = "LCMSColorProfile";
 
 constexpr int32_t kProgressRows = 32;
-
-// Owns a transform for the duration of a conversion.
-class TransformOwner {
-public:
-    explicit TransformOwner(cmsHTRANSFORM transform) : transform_(transform) {}
-    TransformOwner(const TransformOwner&) = delete;
-    TransformOwner& operator=(const TransformOwner&) = delete;
-    ~TransformOwner()
-    {
-        if (transform_) cmsDeleteTransform(transform_);
-    }
-    cmsHTRANSFORM Get() const { return transform_; }
-
-private:
-    cmsHTRANSFORM transform_;
-};
 
 // One row for images that cannot lend theirs; empty when memory runs out.
 std::unique_ptr<uint8_t[]> MakeRow(const CImageRec& image, int32_t width)
@@ -109,58 +94,47 @@ bool HasColorOnly(const CImageRec& image)
 }
 
 // Looks at both kinds of progress before a row.
-PXStatus Report(const ConversionRequest& request, const PXRect& rect, int32_t line,
-                bool reportsRows)
+PXStatus Report(const RowJob& job, const PXRect& rect, int32_t line, bool reportsRows)
 {
     if (line % kProgressRows != 0) return kPXOK;
-    if (request.progress && reportsRows) {
-        PX_TRY(request.progress(request.progressContext, rect.y + line, kPXProgressRow));
+    if (job.progress && reportsRows) {
+        PX_TRY(job.progress(job.progressContext, rect.y + line, kPXProgressRow));
     }
-    return PXProgressGetStatus(request.counter);
+    return PXProgressGetStatus(job.counter);
 }
 
-void Count(const ConversionRequest& request, const PXRect& rect, int32_t line)
+void Count(const RowJob& job, const PXRect& rect, int32_t line)
 {
     const int32_t done = line + 1;
     if (done == rect.height || done % kProgressRows == 0) {
-        PXProgressStep(request.counter, done - line / kProgressRows * kProgressRows);
+        PXProgressStep(job.counter, done - line / kProgressRows * kProgressRows);
     }
-}
-
-PXStatus CheckRequest(const ConversionRequest& request)
-{
-    PX_REQUIRE(request.source && request.destination && request.sourceProfile &&
-               request.destinationProfile);
-    PX_REQUIRE(request.source->Holds(request.rect) && request.destination->Holds(request.rect));
-    PX_REQUIRE(request.bands >= 1);
-    PX_REQUIRE(request.destinationProfile->GetHandle());
-    return kPXOK;
 }
 
 }  // namespace
 
-PXStatus ConvertRows(const ConversionRequest& request, cmsHTRANSFORM transform, const PXRect& rect,
+PXStatus ConvertRows(const RowJob& job, const RowConverter& converter, const PXRect& rect,
                      bool reportsRows)
 {
-    const AlphaCopy alpha(*request.source, *request.destination);
-    RowReader source(request.source, rect.width);
-    RowWriter destination(request.destination, rect.width, HasColorOnly(*request.destination));
+    const AlphaCopy alpha(*job.source, *job.destination);
+    RowReader source(job.source, rect.width);
+    RowWriter destination(job.destination, rect.width, HasColorOnly(*job.destination));
     if (!source.IsReady() || !destination.IsReady()) return PX_FAIL(kPXErrCreate);
     PXRect row = {rect.x, rect.y, rect.width, 1};
     for (int32_t line = 0; line < rect.height; ++line, ++row.y) {
-        PX_TRY(Report(request, rect, line, reportsRows));
+        PX_TRY(Report(job, rect, line, reportsRows));
         const void* from = nullptr;
         void* to = nullptr;
         PX_TRY(source.Begin(row, &from));
         PXStatus status = destination.Begin(row, &to);
         if (status == kPXOK) {
-            cmsDoTransform(transform, from, to, static_cast<cmsUInt32Number>(rect.width));
+            converter.Convert(from, to, static_cast<uint32_t>(rect.width));
             alpha.Run(from, to, rect.width);
             status = destination.End(row, to);
         }
         const PXStatus ended = source.End(row, from);
         PX_TRY(status ? status : ended);
-        Count(request, rect, line);
+        Count(job, rect, line);
     }
     return kPXOK;
 }
@@ -186,20 +160,33 @@ int32_t BandsOfThisMachine()
     return static_cast<int32_t>(std::clamp(os::Os().processorCount(), 1U, 1024U));
 }
 
+PXStatus ConvertImageWith(const RowConverter& converter, const RowJob& job)
+{
+    PX_REQUIRE(job.source && job.destination && job.bands >= 1);
+    PX_REQUIRE(job.source->Holds(job.rect) && job.destination->Holds(job.rect));
+    PXProgressSetTotal(job.counter, job.rect.height);
+    if (job.bands == 1 || job.rect.height < kMinBandedRows) {
+        return ConvertRows(job, converter, job.rect, true);
+    }
+    return ConvertInBands(job, converter);
+}
+
 PXStatus ConvertImage(const ConversionRequest& request)
 {
-    PX_TRY(CheckRequest(request));
+    PX_REQUIRE(request.source && request.destination && request.bands >= 1);
+    PX_REQUIRE(request.source->Holds(request.rect) && request.destination->Holds(request.rect));
+    PX_REQUIRE(request.sourceProfile && request.destinationProfile &&
+               request.destinationProfile->GetHandle());
     const cmsUInt32Number sourceType = PixelTypeOf(*request.source);
     const cmsUInt32Number destinationType = PixelTypeOf(*request.destination);
     if (!sourceType || !destinationType) return PX_FAIL(kPXErrPixelLayout);
-    const TransformOwner transform(request.sourceProfile->MakeTransform(
-        *request.destinationProfile, sourceType, destinationType, request.intent));
-    if (!transform.Get()) return PX_FAIL(kPXErrTransform);
-    PXProgressSetTotal(request.counter, request.rect.height);
-    if (request.bands == 1 || request.rect.height < kMinBandedRows) {
-        return ConvertRows(request, transform.Get(), request.rect, true);
-    }
-    return ConvertInBands(request, transform.Get());
+    const auto transform =
+        TransformCache::Shared().Get(*request.sourceProfile, *request.destinationProfile,
+                                     sourceType, destinationType, request.intent);
+    if (!transform) return PX_FAIL(kPXErrTransform);
+    return ConvertImageWith(*transform,
+                            {request.source, request.destination, request.rect, request.bands,
+                             request.progress, request.progressContext, request.counter});
 }
 
 }  // namespace px

@@ -1,14 +1,14 @@
 #pragma once
 
-// ColorTransform — converts a rectangle of one image into another with Little CMS, row by row on
-// the calling thread or in horizontal bands that run as tasks.
+// ColorTransform — converts a rectangle of one image into another, row by row on the calling thread
+// or in horizontal bands that run as tasks.
 
-#include <atomic>
 #include <vector>
 
 #include "Base/PXProgress.h"
 #include "Image/ImageRec.h"
 #include "Image/LCMSColorProfile.h"
+#include "Image/RowConverter.h"
 
 namespace px {
 
@@ -40,11 +40,25 @@ struct ConversionRequest {
     PXProgress counter = nullptr;
 };
 
+// With Little CMS.
 [[nodiscard]] PXStatus ConvertImage(const ConversionRequest& request);
 
-// Converts the rows of one rectangle, of which the request's is the whole; with a `progress` of the
-// request only when `reportsRows`.
-[[nodiscard]] PXStatus ConvertRows(const ConversionRequest& request, cmsHTRANSFORM transform,
+// Rows of a rectangle on their way through a converter, with the progress of a request.
+struct RowJob {
+    CImageRec* source;
+    CImageRec* destination;
+    PXRect rect;
+    int32_t bands;
+    PXProgressProc progress = nullptr;
+    void* progressContext = nullptr;
+    PXProgress counter = nullptr;
+};
+
+// With any converter that takes the pixels of the two images.
+[[nodiscard]] PXStatus ConvertImageWith(const RowConverter& converter, const RowJob& job);
+
+// Converts the rows of `rect`, a part of the job's; tells its `progress` only when `reportsRows`.
+[[nodiscard]] PXStatus ConvertRows(const RowJob& job, const RowConverter& converter,
                                    const PXRect& rect, bool reportsRows);
 
 }  // namespace px

@@ -42,6 +42,12 @@ public:
     // 'mntr', 'prtr' and so on, as the profile calls its kind of device; 0 without a profile.
     virtual uint32_t GetDeviceClass() const = 0;
     virtual void Clear() = 0;
+    // A cube of how `display`, or the monitor when that is null, shows what `proof` makes of this
+    // profile's colours; with what `proof` cannot show in red, or with the white of its paper.
+    [[nodiscard]] virtual PXStatus CreateSoftProofCube(PXColorProfile proof, int32_t intent,
+                                                       PXColorProfile display, uint32_t gridSize,
+                                                       bool warnsOfGamut, bool simulatesPaper,
+                                                       CFDataRef* cube) const = 0;
     virtual CFDictionaryRef CopyInfo() const = 0;
     // Both convert pixels in place, from this profile to the destination.
     [[nodiscard]] virtual PXStatus ApplyToImageRect(PXImage image, PXColorProfile destination,
@@ -71,6 +77,9 @@ public:
                                                         void** transform) const = 0;
     // The Little CMS handle, null without one. It may be used under the profile's lock alone.
     virtual void* GetHandle() const = 0;
+    // A cube of the destination's colours for this profile's, by relative colorimetric intent.
+    [[nodiscard]] virtual PXStatus CreateRGBCube(PXColorProfile destination, uint32_t gridSize,
+                                                 CFDataRef* cube) const = 0;
 
 protected:
     IImageColorProfile() noexcept = default;

@@ -47,6 +47,10 @@ public:
     [[nodiscard]] PXStatus CreateCopy(IImageColorProfile** copy) const override;
     uint32_t GetDeviceClass() const override;
     void Clear() override;
+    [[nodiscard]] PXStatus CreateSoftProofCube(PXColorProfile proof, int32_t intent,
+                                               PXColorProfile display, uint32_t gridSize,
+                                               bool warnsOfGamut, bool simulatesPaper,
+                                               CFDataRef* cube) const override;
     CFDictionaryRef CopyInfo() const override;
     [[nodiscard]] PXStatus ApplyToImageRect(PXImage image, PXColorProfile destination,
                                             const PXRect& rect) const override;
@@ -67,7 +71,12 @@ public:
                                                 PXImage to, int32_t intent,
                                                 void** transform) const override;
     void* GetHandle() const override;
+    [[nodiscard]] PXStatus CreateRGBCube(PXColorProfile destination, uint32_t gridSize,
+                                         CFDataRef* cube) const override;
 
+    // CreateRGBCube by another intent.
+    [[nodiscard]] PXStatus CreateRGBCubeByIntent(PXColorProfile destination, int32_t intent,
+                                                 uint32_t gridSize, CFDataRef* cube) const;
     // The name, safe from another thread that changes it.
     CFRef<CFStringRef> Name() const;
     // A transform from this profile to `destination` with black-point compensation; null when

@@ -18,28 +18,29 @@ public:
 
 }  // namespace
 
-LCMSColorTransformTask::LCMSColorTransformTask(const px::ConversionRequest& request,
-                                               cmsHTRANSFORM transform, const px::ColorBand& band)
-    : band_(band), request_(request), transform_(transform)
+LCMSColorTransformTask::LCMSColorTransformTask(const px::RowJob& job,
+                                               const px::RowConverter& converter,
+                                               const px::ColorBand& band)
+    : band_(band), job_(job), converter_(converter)
 {
 }
 
 void LCMSColorTransformTask::Run()
 {
-    status_ = px::ConvertRows(request_, transform_, band_.rect, false);
+    status_ = px::ConvertRows(job_, converter_, band_.rect, false);
 }
 
 namespace px {
 
-PXStatus ConvertInBands(const ConversionRequest& request, cmsHTRANSFORM transform)
+PXStatus ConvertInBands(const RowJob& job, const RowConverter& converter)
 {
     const auto queue = PXRef<BandQueue>::Adopt(new BandQueue);
     PX_TRY(static_cast<PXStatus>(
-        queue->InitializeWithGPUTasks(CFSTR("ColorProfile"), request.bands, request.bands, 0)));
+        queue->InitializeWithGPUTasks(CFSTR("ColorProfile"), job.bands, job.bands, 0)));
     std::vector<PXRef<LCMSColorTransformTask>> tasks;
-    for (const ColorBand& band : CutIntoBands(request.rect, request.bands)) {
-        tasks.push_back(PXRef<LCMSColorTransformTask>::Adopt(
-            new LCMSColorTransformTask(request, transform, band)));
+    for (const ColorBand& band : CutIntoBands(job.rect, job.bands)) {
+        tasks.push_back(
+            PXRef<LCMSColorTransformTask>::Adopt(new LCMSColorTransformTask(job, converter, band)));
         queue->Push(tasks.back().Get());
     }
     queue->RunToTheEnd();

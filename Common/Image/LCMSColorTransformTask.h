@@ -3,14 +3,14 @@
 // LCMSColorTransformTask — one horizontal band of a conversion on the queue "ColorProfile".
 //
 // The transform and the images are shared by all bands; each writes rows of its own. Whoever pushed
-// the tasks waits for them, so they borrow what the request names.
+// the tasks waits for them, so they borrow what the job names.
 
 #include "Base/Task.h"
 #include "Image/ColorTransform.h"
 
 class LCMSColorTransformTask final : public CBaseTask {
 public:
-    LCMSColorTransformTask(const px::ConversionRequest& request, cmsHTRANSFORM transform,
+    LCMSColorTransformTask(const px::RowJob& job, const px::RowConverter& converter,
                            const px::ColorBand& band);
 
     // Converts the band, whatever the stop flag says: a queue that ends sets it on all its tasks.
@@ -24,15 +24,15 @@ public:
 
 private:
     const px::ColorBand band_;
-    const px::ConversionRequest& request_;
-    const cmsHTRANSFORM transform_;
+    const px::RowJob& job_;
+    const px::RowConverter& converter_;
     PXStatus status_ = kPXOK;
 };
 
 namespace px {
 
-// Runs the request's bands side by side and returns when all have run, with the status of the first
+// Runs the job's bands side by side and returns when all have run, with the status of the first
 // band that failed.
-[[nodiscard]] PXStatus ConvertInBands(const ConversionRequest& request, cmsHTRANSFORM transform);
+[[nodiscard]] PXStatus ConvertInBands(const RowJob& job, const RowConverter& converter);
 
 }  // namespace px

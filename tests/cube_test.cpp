@@ -1,0 +1,569 @@
+// Colour cubes: filling, soft proofs, files and interpolation.
+
+#include "PXCore/PXColorCube.h"
+
+#include "Image/CubeFile.h"
+#include "Image/LCMSColorCube.h"
+#include "PXCore/PXColorProfileImages.h"
+#include "support/ColourPictures.h"
+#include "support/EventLog.h"
+#include "support/Profiles.h"
+#include "support/Seed.h"
+#include "support/TempFolder.h"
+
+#include <lcms2.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+using namespace px::test;
+
+using Floats = std::vector<float>;
+
+Floats FloatsOf(CFDataRef data)
+{
+    Floats floats(static_cast<size_t>(CFDataGetLength(data)) / sizeof(float));
+    std::memcpy(floats.data(), CFDataGetBytePtr(data), floats.size() * sizeof(float));
+    return floats;
+}
+
+// All grid points, red fastest.
+Floats GridPoints(uint32_t size)
+{
+    Floats points;
+    const auto last = static_cast<float>(size - 1);
+    for (uint32_t b = 0; b < size; ++b) {
+        for (uint32_t g = 0; g < size; ++g) {
+            for (uint32_t r = 0; r < size; ++r) {
+                for (const uint32_t i : {r, g, b}) points.push_back(static_cast<float>(i) / last);
+            }
+        }
+    }
+    return points;
+}
+
+// Little CMS by itself, without optimisation: the definition of right.
+class Oracle {
+public:
+    Oracle() : context_(cmsCreateContext(nullptr, nullptr)) {}
+    Oracle(const Oracle&) = delete;
+    Oracle& operator=(const Oracle&) = delete;
+    ~Oracle()
+    {
+        for (cmsHPROFILE profile : profiles_) cmsCloseProfile(profile);
+        cmsDeleteContext(context_);
+    }
+
+    cmsHPROFILE Open(const Bytes& icc)
+    {
+        profiles_.push_back(icc.empty() ? cmsCreate_sRGBProfileTHR(context_)
+                                        : cmsOpenProfileFromMemTHR(context_, icc.data(),
+                                                                   cmsUInt32Number(icc.size())));
+        return profiles_.back();
+    }
+    Floats Cube(const Bytes& from, const Bytes& to, cmsUInt32Number intent, uint32_t size)
+    {
+        return Run(cmsCreateTransformTHR(context_, Open(from), TYPE_RGB_FLT, Open(to), TYPE_RGB_FLT,
+                                         intent, 0x2000 | cmsFLAGS_NOOPTIMIZE),
+                   size);
+    }
+    Floats Proof(const Bytes& from, const Bytes& proof, const Bytes& display, bool warns,
+                 bool paper, cmsUInt32Number intent, uint32_t size)
+    {
+        cmsHPROFILE a = Open(from), p = Open(proof), d = Open(display);
+        if (!warns && !paper) {
+            cmsHPROFILE chain[] = {a, p, p, d};
+            cmsBool compensate[] = {1, 1, 1, 1};
+            cmsUInt32Number intents[] = {intent, intent, 1, 1};
+            cmsFloat64Number states[] = {1, 1, 1, 1};
+            return Run(
+                cmsCreateExtendedTransform(context_, 4, chain, compensate, intents, states, nullptr,
+                                           0, TYPE_RGB_FLT, TYPE_RGB_FLT, cmsFLAGS_NOOPTIMIZE),
+                size);
+        }
+        const cmsUInt32Number flags =
+            0x2000U | (paper ? 0x4000U : 0U) | (warns ? 0x1000U : 0U) | cmsFLAGS_NOOPTIMIZE;
+        return Run(cmsCreateProofingTransformTHR(context_, a, TYPE_RGB_FLT, d, TYPE_RGB_FLT, p, 1,
+                                                 paper ? 3 : intent, flags),
+                   size);
+    }
+
+private:
+    Floats Run(cmsHTRANSFORM transform, uint32_t size)
+    {
+        Floats points = GridPoints(size);
+        EXPECT_NE(nullptr, transform);
+        if (!transform) return {};
+        cmsDoTransform(transform, points.data(), points.data(), cmsUInt32Number(points.size() / 3));
+        cmsDeleteTransform(transform);
+        return points;
+    }
+
+    cmsContext context_;
+    std::vector<cmsHPROFILE> profiles_;
+};
+
+// An RGB profile whose curves are straight lines from `black`: most of its grey is dark.
+Bytes MakeLinearProfile(uint16_t black = 0)
+{
+    const cmsCIExyYTRIPLE primaries = {{0.64, 0.33, 1}, {0.30, 0.60, 1}, {0.15, 0.06, 1}};
+    const uint16_t ends[] = {black, 65535};
+    cmsToneCurve* line =
+        black ? cmsBuildTabulatedToneCurve16(nullptr, 2, ends) : cmsBuildGamma(nullptr, 1.0);
+    cmsToneCurve* curves[] = {line, line, line};
+    cmsHPROFILE profile = cmsCreateRGBProfile(cmsD50_xyY(), &primaries, curves);
+    cmsFreeToneCurve(line);
+    cmsUInt32Number size = 0;
+    cmsSaveProfileToMem(profile, nullptr, &size);
+    Bytes icc(size);
+    cmsSaveProfileToMem(profile, icc.data(), &size);
+    cmsCloseProfile(profile);
+    return icc;
+}
+
+float LargestDifference(const Floats& a, const Floats& b)
+{
+    float largest = a.size() == b.size() ? 0 : INFINITY;
+    for (size_t i = 0; i < a.size() && i < b.size(); ++i) {
+        largest = std::max(largest, std::fabs(a[i] - b[i]));
+    }
+    return largest;
+}
+
+using Cube = Owned<CFDataRef>;
+
+TEST(ColourCube, HoldsLittleCMSResultsInOrder)
+{
+    Oracle oracle;
+    const Bytes srgb = StandardProfileBytes(kPXColorStandardSRGB);
+    const Bytes proPhoto = StandardProfileBytes(kPXColorStandardProPhoto);
+    const Profile from(proPhoto), to(srgb);
+    PXColorCube cube = PXColorCubeCreateFromProfiles(from, to, kPXColorCubeModeFloat);
+    ASSERT_NE(nullptr, cube);
+    EXPECT_EQ(32U, PXColorCubeGetGridSize(cube));
+    const Floats wanted = oracle.Cube(proPhoto, srgb, INTENT_RELATIVE_COLORIMETRIC, 32);
+    EXPECT_EQ(wanted, FloatsOf(PXColorCubeGetDataRef(cube)));
+    EXPECT_LT(*std::min_element(wanted.begin(), wanted.end()), 0.0F) << "nothing is clamped";
+    PXColorCubeRelease(cube);
+
+    CFDataRef made = nullptr;
+    ASSERT_EQ(0, PXColorProfileCreateRGBColorCube(from, to, 5, &made));
+    EXPECT_EQ(oracle.Cube(proPhoto, srgb, INTENT_RELATIVE_COLORIMETRIC, 5), FloatsOf(Cube(made)));
+    Floats samples(5 * 5 * 5 * 3);
+    EXPECT_EQ(0, PXColorProfileGetColorCube(from, to, 5, samples.data(), 375));
+    EXPECT_EQ(oracle.Cube(proPhoto, srgb, INTENT_RELATIVE_COLORIMETRIC, 5), samples);
+    const Profile printer(MakeCMYKProfile());
+    ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(DataOf(srgb)));
+    ASSERT_EQ(0, PXColorProfileCreateRGBColorCube3(from, nullptr, kPXIntentPerceptual, 3, &made));
+    EXPECT_EQ(oracle.Cube(proPhoto, srgb, INTENT_PERCEPTUAL, 3), FloatsOf(Cube(made)));
+    PXColorCube object = nullptr;
+    ASSERT_EQ(0, PXColorProfileCreateRGBColorCube4(from, to, 0, 3, &object));
+    EXPECT_EQ(3U, PXColorCubeGetGridSize(object));
+    PXColorCubeRelease(object);
+}
+
+// 0 / 0 goes to Little CMS as it is; what that makes of it is its own affair.
+TEST(ColourCube, OfOnePointIsComputedFromNotANumber)
+{
+    const Bytes srgb = StandardProfileBytes(kPXColorStandardSRGB);
+    ASSERT_TRUE(std::isnan(GridPoints(1)[0]));
+    Oracle oracle;
+    CFDataRef made = nullptr;
+    ASSERT_EQ(0, PXColorProfileCreateRGBColorCube(Profile(srgb), Profile(srgb), 1, &made));
+    const Cube cube(made);
+    const Floats wanted = oracle.Cube(srgb, srgb, INTENT_RELATIVE_COLORIMETRIC, 1);
+    ASSERT_EQ(12, CFDataGetLength(cube));
+    EXPECT_EQ(0, std::memcmp(wanted.data(), CFDataGetBytePtr(cube), 12));
+}
+
+TEST(ColourCube, RefusesWhatItCannotFill)
+{
+    const Profile srgb(kPXColorStandardSRGB), cmyk(MakeCMYKProfile()), empty;
+    const struct {
+        const char* name;
+        PXColorProfile from, to;
+        uint32_t mode;
+        PXStatus want;
+    } rows[] = {
+        {"no source", nullptr, srgb, 2, kPXErrBadArgument},
+        {"no destination", srgb, nullptr, 2, kPXErrBadArgument},
+        {"empty source", empty, srgb, 2, kPXErrMissing},
+        {"empty destination", srgb, empty, 2, kPXErrMissing},
+        {"another mode", srgb, srgb, 1, kPXErrCubeMode},
+        {"no RGB", srgb, cmyk, 2, kPXErrTransform},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EventLog events;
+        EXPECT_EQ(nullptr, PXColorCubeCreateFromProfiles(row.from, row.to, row.mode));
+        EXPECT_EQ(1, events.Count(row.want));
+    }
+    EventLog events;
+    CFDataRef made = nullptr;
+    EXPECT_EQ(int{kPXErrBadArgument}, PXColorProfileCreateRGBColorCube(srgb, srgb, 0, &made));
+    EXPECT_EQ(int{kPXErrBadArgument}, PXColorProfileCreateRGBColorCube(srgb, srgb, 257, &made));
+    EXPECT_EQ(int{kPXErrNotFound}, PXColorProfileCreateRGBColorCube(srgb, cmyk, 3, &made));
+    EXPECT_EQ(int{kPXErrMissing}, PXColorProfileCreateRGBColorCube(empty, srgb, 3, &made));
+    EXPECT_EQ(nullptr, made);
+    PXColorCube cube = PXColorCubeCreate();
+    Picture image({0, 0, 2, 2});
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXColorCubeApplyToImage(cube, image.image));
+    PXColorCubeRelease(cube);
+}
+
+TEST(ColourCube, AppliesItsProfilesNotItsData)
+{
+    const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
+    const PXRect bounds = {1, 2, 50, 20};
+    Picture wanted(bounds), image(bounds);
+    wanted.Randomise(4);
+    image.Randomise(4);
+    PXColorCube cube = PXColorCubeCreateFromProfiles(srgb, adobe, 2);
+    EXPECT_EQ(PXStatus{kPXOK}, PXColorCubeSetData(cube, nullptr));
+    ASSERT_EQ(0, Convert(srgb, adobe, wanted, wanted, bounds));
+    EXPECT_EQ(PXStatus{kPXOK}, PXColorCubeApplyToImage(cube, image.image));
+    EXPECT_EQ(wanted.pixels, image.pixels);
+    PXColorCubeRelease(cube);
+}
+
+TEST(SoftProofCube, StaysWithinATenthOfALevelOfTheFloatResult)
+{
+    const Bytes cmyk = MakeCMYKProfile(), linear = MakeLinearProfile(), srgb = {};
+    const Bytes adobe = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
+    const Bytes proPhoto = StandardProfileBytes(kPXColorStandardProPhoto);
+    // sRGB has parametric curves, the linear profile puts most of its range into dark tones, and
+    // the wide one leaves the gamut of every other.
+    const Bytes* const pairs[][2] = {{&srgb, &cmyk}, {&linear, &cmyk}, {&proPhoto, &srgb}};
+    constexpr uint32_t kSize = 9;
+    for (size_t run = 0; run < 3 * 5; ++run) {
+        const Bytes& source = *pairs[run / 5][0];
+        const Bytes& proof = *pairs[run / 5][1];
+        const bool warns = run % 5 & 1, paper = run % 5 & 2;
+        const int32_t intent = run % 5 == 1 || run % 5 == 4 ? kPXIntentPerceptual : 0;
+        SCOPED_TRACE(testing::Message() << "pair " << run / 5 << " intent " << intent << " warns "
+                                        << warns << " paper " << paper);
+        const Profile from = source.empty() ? Profile(kPXColorStandardSRGB) : Profile(source);
+        const Profile proofed = proof.empty() ? Profile(kPXColorStandardSRGB) : Profile(proof);
+        CFDataRef made = nullptr;
+        ASSERT_EQ(0, PXColorProfileCreateRGBColorCubeSoftProof(
+                         from, proofed, intent, Profile(adobe), kSize, warns, paper, &made));
+        const Cube cube(made);
+        const Floats found = FloatsOf(cube);
+        Oracle oracle;
+        Floats wanted =
+            oracle.Proof(source, proof, adobe, warns, paper,
+                         intent ? INTENT_PERCEPTUAL : INTENT_RELATIVE_COLORIMETRIC, kSize);
+        int marked = 0;
+        for (size_t i = 0; warns && i < wanted.size(); i += 3) {
+            if (wanted[i] < 0 && wanted[i + 1] < 0 && wanted[i + 2] < 0) {
+                wanted[i] = 1;
+                wanted[i + 1] = wanted[i + 2] = 0;
+                ++marked;
+            }
+        }
+        EXPECT_LE(LargestDifference(wanted, found), 0.1F / 255);
+        if (warns && &source == &proPhoto) {
+            EXPECT_GT(marked, 0);
+        }
+    }
+}
+
+// What stands in for a white or black of the proof device, seen on the display.
+TEST(SoftProofCube, ShowsPaperOnlyWhenAsked)
+{
+    const Profile srgb(kPXColorStandardSRGB), dull(MakeLinearProfile(3000));
+    for (const bool paper : {false, true}) {
+        CFDataRef made = nullptr;
+        ASSERT_EQ(0, PXColorProfileCreateRGBColorCubeSoftProof(srgb, dull, 0, srgb, 2, false, paper,
+                                                               &made));
+        const Cube cube(made);
+        const Floats corners = FloatsOf(cube);
+        // Black point compensation makes its black the display's black; paper shows it grey.
+        EXPECT_EQ(paper, corners[1] > 0.05F) << corners[1];
+        EXPECT_NEAR(1.0F, corners[3 * 7 + 1], 0.02F);
+    }
+    // In gamut and out of it: a grey and a wide green on sRGB.
+    const Profile proPhoto(kPXColorStandardProPhoto);
+    CFDataRef made = nullptr;
+    ASSERT_EQ(0, PXColorProfileCreateRGBColorCubeSoftProof(proPhoto, srgb, 0, srgb, 3, true, false,
+                                                           &made));
+    const Floats warned = FloatsOf(Cube(made));
+    const float* grey = &warned[13 * 3];
+    const float* green = &warned[6 * 3];
+    EXPECT_NEAR(grey[0], grey[1], 0.01F);
+    EXPECT_EQ(Floats({1, 0, 0}), Floats(green, green + 3));
+}
+
+TEST(SoftProofCube, NeedsADisplay)
+{
+    const Profile srgb(kPXColorStandardSRGB), empty;
+    CFDataRef made = nullptr;
+    const auto make = [&](PXColorProfile proof, PXColorProfile display, uint32_t size) {
+        return PXColorProfileCreateRGBColorCubeSoftProof(srgb, proof, 0, display, size, false,
+                                                         false, &made);
+    };
+    EventLog events;
+    EXPECT_EQ(int{kPXErrBadArgument}, make(srgb, srgb, 0));
+    EXPECT_EQ(int{kPXErrBadArgument}, make(nullptr, srgb, 3));
+    EXPECT_EQ(int{kPXErrMissing}, make(srgb, empty, 3));
+    EXPECT_EQ(nullptr, made);
+    ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(
+                     DataOf(StandardProfileBytes(kPXColorStandardAdobeRGB1998))));
+    ASSERT_EQ(0, make(srgb, nullptr, 3));
+    const Cube onMonitor(made);
+    ASSERT_EQ(0, make(srgb, Profile(kPXColorStandardAdobeRGB1998), 3));
+    EXPECT_EQ(FloatsOf(Cube(made)), FloatsOf(onMonitor));
+}
+
+// A picture proofed pixel by pixel holds what the cube's grid points say.
+TEST(SoftProofPicture, EqualsTheCubeOnItsGrid)
+{
+    const Profile proPhoto(kPXColorStandardProPhoto), srgb(kPXColorStandardSRGB);
+    for (const bool warns : {false, true}) {
+        CFDataRef made = nullptr;
+        ASSERT_EQ(0, PXColorProfileCreateRGBColorCubeSoftProof(proPhoto, srgb, 0, srgb, 6, warns,
+                                                               false, &made));
+        const Floats wanted = FloatsOf(Cube(made));
+        Picture from({0, 0, 36, 6}, 8, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
+        Picture to({0, 0, 36, 6}, 16);
+        const Floats points = GridPoints(6);
+        for (size_t i = 0; i < 216; ++i) {
+            for (size_t c = 0; c < 3; ++c) {
+                from.pixels[i * 4 + c] = static_cast<uint8_t>(std::lround(points[i * 3 + c] * 255));
+            }
+        }
+        ASSERT_EQ(0, PXColorProfileSoftProofImage(proPhoto, srgb, 0, srgb, warns, false, from.image,
+                                                  to.image, {0, 0, 36, 6}, nullptr));
+        for (size_t i = 0; i < 648; ++i) {
+            uint16_t sample = 0;
+            std::memcpy(&sample, &to.pixels[i * 2], 2);
+            EXPECT_NEAR(std::clamp(wanted[i], 0.0F, 1.0F) * 65535, sample, 1) << i;
+        }
+    }
+}
+
+// A cube object of any numbers.
+struct OwnCube {
+    OwnCube(uint32_t size, const Floats& nodes) : handle(PXColorCubeCreate())
+    {
+        PXColorCubeSetGridSize(handle, size);
+        PXColorCubeSetData(handle,
+                           Cube(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(nodes.data()),
+                                             CFIndex(nodes.size() * sizeof(float)))));
+    }
+    OwnCube(const OwnCube&) = delete;
+    OwnCube& operator=(const OwnCube&) = delete;
+    ~OwnCube() { PXColorCubeRelease(handle); }
+
+    PXColorCube handle;
+};
+
+// The weights of the corners of the tetrahedron, by the definition: sort the fractions, and the
+// differences between neighbours are the weights.
+PXVec3F Interpolated(const Floats& nodes, uint32_t size, const double color[3])
+{
+    double fraction[3];
+    uint32_t corner[3];
+    for (int c = 0; c < 3; ++c) {
+        const double at = std::clamp(color[c], 0.0, 1.0) * (size - 1);
+        corner[c] = std::min(static_cast<uint32_t>(at), size - 2);
+        fraction[c] = at - corner[c];
+    }
+    int order[3] = {0, 1, 2};
+    std::sort(order, order + 3, [&](int a, int b) { return fraction[a] > fraction[b]; });
+    double sum[3] = {};
+    double above = 1;
+    for (int step = 0; step < 4; ++step) {
+        const double next = step < 3 ? fraction[order[step]] : 0;
+        const size_t at = ((corner[2] * size_t{size}) + corner[1]) * size + corner[0];
+        for (size_t i = 0; i < 3; ++i) sum[i] += (above - next) * double(nodes[at * 3 + i]);
+        above = next;
+        if (step < 3) ++corner[order[step]];
+    }
+    return {float(sum[0]), float(sum[1]), float(sum[2])};
+}
+
+TEST(ColourCube, InterpolatesInTetrahedra)
+{
+    std::mt19937_64 random(Seed(21));
+    std::uniform_real_distribution<float> value(-0.5F, 1.5F);
+    for (const uint32_t size : {2U, 3U, 9U}) {
+        Floats nodes(size * size * size * 3);
+        for (float& node : nodes) node = value(random);
+        const OwnCube cube(size, nodes);
+        const Floats points = GridPoints(size);
+        for (size_t i = 0; i < points.size(); i += 3) {
+            PXVec3F found = {points[i], points[i + 1], points[i + 2]};
+            ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeConvertColor(cube.handle, &found, &found));
+            EXPECT_NEAR(nodes[i + 1], found.y, 2e-6F);
+        }
+        for (int i = 0; i < 2000; ++i) {
+            const PXVec3F color = {value(random), value(random), value(random)};
+            const double exact[3] = {double(color.x), double(color.y), double(color.z)};
+            const PXVec3F wanted = Interpolated(nodes, size, exact);
+            PXVec3F found = {};
+            ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeConvertColor(cube.handle, &color, &found));
+            EXPECT_NEAR(wanted.x, found.x, 1e-5F);
+            EXPECT_NEAR(wanted.y, found.y, 1e-5F);
+            EXPECT_NEAR(wanted.z, found.z, 1e-5F);
+        }
+        const PXVec3F odd = {NAN, INFINITY, -INFINITY};
+        PXVec3F found = {};
+        EXPECT_EQ(PXStatus{kPXOK}, PXColorCubeConvertColor(cube.handle, &odd, &found));
+        EXPECT_EQ(nodes[(size - 1) * size * 3], found.x);
+    }
+    EventLog events;
+    const OwnCube tooLittle(3, Floats(80));
+    PXVec3F color = {};
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXColorCubeConvertColor(tooLittle.handle, &color, &color));
+    EXPECT_EQ(1, events.Count(kPXErrNotFound));
+}
+
+TEST(ColourCube, OfGridPointsLeavesPicturesAsTheyAre)
+{
+    const OwnCube cube(9, GridPoints(9));
+    for (const int32_t depth : {8, 16}) {
+        Picture from({0, 0, 700, 3}, depth, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
+        Picture to({0, 0, 700, 3}, depth, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
+        from.Randomise(9);
+        ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeInterpolateImage(cube.handle, from.image, to.image,
+                                                               {0, 0, 700, 3}, nullptr));
+        EXPECT_EQ(from.pixels, to.pixels);
+    }
+    EventLog events;
+    Picture grey({0, 0, 2, 2}, 8, 1, kPXColorSpaceGrey);
+    EXPECT_EQ(
+        PXStatus{kPXErrPixelLayout},
+        PXColorCubeInterpolateImage(cube.handle, grey.image, grey.image, {0, 0, 2, 2}, nullptr));
+}
+
+using CubeFiles = TempFolder;
+
+TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
+{
+    std::mt19937_64 random(Seed(31));
+    Floats nodes(5 * 5 * 5 * 3);
+    for (float& node : nodes) {
+        do {
+            node = std::bit_cast<float>(static_cast<uint32_t>(random()));
+        } while (!std::isfinite(node));
+    }
+    nodes[0] = -0.0F;
+    nodes[1] = std::numeric_limits<float>::denorm_min();
+    nodes[2] = std::numeric_limits<float>::max();
+    const OwnCube cube(5, nodes);
+    const auto url = FileURL(Path("any.cube"));
+    ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeWriteFile(cube.handle, url, CFSTR("A \"title\"")));
+    PXColorCube read = PXColorCubeCreateFromFile(url);
+    ASSERT_NE(nullptr, read);
+    EXPECT_EQ(5U, PXColorCubeGetGridSize(read));
+    EXPECT_EQ(0, std::memcmp(nodes.data(), PXColorCubeGetDataPtr(read), nodes.size() * 4));
+    PXColorCubeRelease(read);
+
+    // Another reader finds the lines in their order.
+    std::istringstream text(Content(Path("any.cube")));
+    std::string line;
+    const char* const head[] = {"TITLE \"A 'title'\"", "LUT_3D_SIZE 5", "DOMAIN_MIN 0 0 0",
+                                "DOMAIN_MAX 1 1 1"};
+    for (const char* wanted : head) {
+        std::getline(text, line);
+        EXPECT_EQ(wanted, line);
+    }
+    for (size_t i = 0; i < nodes.size(); i += 3) {
+        std::getline(text, line);
+        char* rest = line.data();
+        for (size_t c = 0; c < 3; ++c) EXPECT_EQ(nodes[i + c], std::strtof(rest, &rest));
+    }
+    EventLog events;
+    nodes[7] = NAN;
+    EXPECT_EQ(nullptr, PXColorCubeCreateFileData(OwnCube(5, nodes).handle, nullptr));
+    EXPECT_EQ(nullptr, PXColorCubeCreateFileData(OwnCube(1, nodes).handle, nullptr));
+    EXPECT_EQ(2, events.Count(kPXErrNotSupported));
+    EXPECT_EQ(nullptr, PXColorCubeCreateFromFile(FileURL(Path("gone.cube"))));
+}
+
+constexpr char kEight[] = "0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n";
+
+TEST_F(CubeFiles, AreReadAsTheFormatAllows)
+{
+    const std::string eight = kEight;
+    const struct {
+        const char* name;
+        std::string text;
+        bool isRead;
+    } rows[] = {
+        {"plain", "LUT_3D_SIZE 2\n" + eight, true},
+        {"no last line end", "LUT_3D_SIZE 2\n" + eight.substr(0, eight.size() - 1), true},
+        {"comments, tabs, other line ends",
+         "\xEF\xBB\xBF# made by hand\r\n\r\nTITLE \"x\"\r\nLUT_3D_SIZE\t2 \r\n# now\r" + eight,
+         true},
+        {"plus and exponents", "LUT_3D_SIZE 2\n+1e-3 -2.5E+2 1e-60\n" + eight.substr(6), true},
+        {"range in one line", "LUT_3D_INPUT_RANGE 0 2\nLUT_3D_SIZE 2\n" + eight, true},
+        {"empty", "", false},
+        {"no size", eight, false},
+        {"size of one", "LUT_3D_SIZE 1\n0 0 0\n", false},
+        {"size above the format's", "LUT_3D_SIZE 257\n" + eight, false},
+        {"size of thousands of millions", "LUT_3D_SIZE 99999999999\n" + eight, false},
+        {"announces what does not follow", "LUT_3D_SIZE 256\n" + eight, false},
+        {"two sizes", "LUT_3D_SIZE 2\nLUT_3D_SIZE 2\n" + eight, false},
+        {"one line too few", "LUT_3D_SIZE 2\n" + eight.substr(6), false},
+        {"one line too many", "LUT_3D_SIZE 2\n" + eight + "0 0 0\n", false},
+        {"keyword behind the table", "LUT_3D_SIZE 2\n" + eight + "TITLE \"x\"\n", false},
+        {"two numbers", "LUT_3D_SIZE 2\n0 0\n" + eight.substr(6), false},
+        {"four numbers", "LUT_3D_SIZE 2\n0 0 0 0\n" + eight.substr(6), false},
+        {"not a number", "LUT_3D_SIZE 2\n0 nan 0\n" + eight.substr(6), false},
+        {"infinite", "LUT_3D_SIZE 2\n0 0 1e39\n" + eight.substr(6), false},
+        {"junk behind a number", "LUT_3D_SIZE 2\n0 0 0x\n" + eight.substr(6), false},
+        {"empty domain", "DOMAIN_MIN 1 0 0\nLUT_3D_SIZE 2\n" + eight, false},
+        {"boundless domain", "DOMAIN_MIN -3e38 0 0\nDOMAIN_MAX 3e38 1 1\nLUT_3D_SIZE 2\n" + eight,
+         false},
+        {"unknown keyword", "SIZE 2\nLUT_3D_SIZE 2\n" + eight, false},
+        {"title without quotes", "TITLE x\nLUT_3D_SIZE 2\n" + eight, false},
+        {"one dimension", "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n", false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EventLog events;
+        PXColorCube cube = PXColorCubeCreateFromFileData(DataOf(std::string_view(row.text)));
+        EXPECT_EQ(row.isRead, cube != nullptr);
+        EXPECT_EQ(row.isRead ? 0U : 1U, events.Messages().size());
+        if (!cube) continue;
+        EXPECT_EQ(96, CFDataGetLength(PXColorCubeGetDataRef(cube)));
+        PXColorCubeRelease(cube);
+    }
+    // The domain of the file counts, and is written again.
+    PXColorCube wide = PXColorCubeCreateFromFileData(
+        DataOf(std::string_view("DOMAIN_MAX 2 4 1\nDOMAIN_MIN -2 0 0\nLUT_3D_SIZE 2\n" + eight)));
+    ASSERT_NE(nullptr, wide);
+    PXVec3F color = {0, 1, 0.5F};
+    ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeConvertColor(wide, &color, &color));
+    EXPECT_EQ(0.5F, color.x);
+    EXPECT_EQ(0.25F, color.y);
+    EXPECT_EQ(0.5F, color.z);
+    const Cube text(PXColorCubeCreateFileData(wide, nullptr));
+    EXPECT_EQ("LUT_3D_SIZE 2\nDOMAIN_MIN -2 0 0\nDOMAIN_MAX 2 4 1\n" + eight, BytesOf(text));
+    PXColorCubeRelease(wide);
+}
+
+TEST_F(CubeFiles, SurviveDamage)
+{
+    std::mt19937_64 random(Seed(41));
+    const std::string good = std::string("TITLE \"t\"\nDOMAIN_MAX 1 1 1\nLUT_3D_SIZE 2\n") + kEight;
+    for (int step = 0; step < 3000; ++step) {
+        std::string bad = good;
+        for (int change = 0; change < 3; ++change) {
+            bad[random() % bad.size()] = static_cast<char>(random());
+        }
+        if (step % 4 == 0) bad.resize(random() % bad.size());
+        px::CubeFileContent content;
+        if (px::ReadCubeText(bad, &content) != kPXOK) continue;
+        EXPECT_EQ(px::CubeBytes(content.gridSize), CFDataGetLength(content.data.Get()));
+    }
+}
+
+}  // namespace
