@@ -26,7 +26,8 @@ LAYERS = [
     # The interface headers that layer 5 implements are declarations over the vocabulary.
     ("PXCore/PXImage.h", 3), ("PXCore/PXImageAccess.h", 3), ("PXCore/PXImageCache.h", 3),
     ("PXCore/PXImageTiles.h", 3), ("PXCore/PXImageStream.h", 3),
-    ("PXCore/PXColorProfile.h", 3), ("PXCore/PXColorCube.h", 3), ("PXCore/PXStream.h", 3),
+    ("PXCore/PXColorProfile.h", 3), ("PXCore/PXColorProfileDesc.h", 3),
+    ("PXCore/PXColorCube.h", 3), ("PXCore/PXStream.h", 3),
     ("PXCore/PXHttpMessage.h", 3),
     ("PXCore/", 6),
 ]

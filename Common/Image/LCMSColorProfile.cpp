@@ -83,6 +83,20 @@ CFRef<CFStringRef> DescriptionOf(cmsHPROFILE profile)
         nullptr, reinterpret_cast<const UInt8*>(text.data()), length, encoding, false));
 }
 
+PXColorSpaceType ModelOf(cmsHPROFILE profile)
+{
+    switch (cmsGetColorSpace(profile)) {
+        case cmsSigGrayData:
+            return kPXColorSpaceGrey;
+        case cmsSigRgbData:
+            return kPXColorSpaceRGB;
+        case cmsSigCmykData:
+            return kPXColorSpaceCMYK;
+        default:
+            return kPXColorSpaceByChannels;
+    }
+}
+
 }  // namespace px
 
 StProfilesLocker::StProfilesLocker(std::initializer_list<const LCMSColorProfile*> profiles)
@@ -159,7 +173,7 @@ PXStatus LCMSColorProfile::OpenPath(const std::string& path)
         return PX_FAIL(status);
     }
     PX_TRY(Open(bytes.data(), bytes.size()));
-    name_ = px::StringOf(path.substr(path.rfind('/') + 1));
+    name_ = px::StringOf(px::FileNameOf(path));
     return kPXOK;
 }
 
@@ -319,17 +333,7 @@ uint32_t LCMSColorProfile::GetDeviceClass() const
 PXColorSpaceType LCMSColorProfile::GetColorSpaceType() const
 {
     const Locker lock(lock_);
-    if (!profile_) return kPXColorSpaceByChannels;
-    switch (cmsGetColorSpace(profile_)) {
-        case cmsSigGrayData:
-            return kPXColorSpaceGrey;
-        case cmsSigRgbData:
-            return kPXColorSpaceRGB;
-        case cmsSigCmykData:
-            return kPXColorSpaceCMYK;
-        default:
-            return kPXColorSpaceByChannels;
-    }
+    return profile_ ? px::ModelOf(profile_) : PXColorSpaceType{kPXColorSpaceByChannels};
 }
 
 CFRef<CFStringRef> LCMSColorProfile::Name() const

@@ -153,4 +153,7 @@ cmsHPROFILE OpenICC(cmsContext context, const uint8_t* bytes, size_t size);
 // The text of a profile's description tag; empty when it has none.
 CFRef<CFStringRef> DescriptionOf(cmsHPROFILE profile);
 
+// kPXColorSpaceGrey, RGB or CMYK; 0 for others.
+PXColorSpaceType ModelOf(cmsHPROFILE profile);
+
 }  // namespace px

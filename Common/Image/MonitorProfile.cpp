@@ -29,7 +29,7 @@ PXStatus ReadAssigned(MonitorICC* monitor)
     }
     const std::string file(path);
     monitor->source = kPXMonitorSourceAssigned;
-    monitor->fileName = file.substr(file.rfind('/') + 1);
+    monitor->fileName = FileNameOf(file);
     return ReadProfileFile(file, LCMSColorProfile::MaxICCSize(), &monitor->bytes);
 }
 

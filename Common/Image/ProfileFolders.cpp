@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
+#include <utility>
 
 namespace px {
 
@@ -38,8 +40,10 @@ std::vector<std::string> NamesIn(const std::string& folder)
     return names;
 }
 
-// Looks through a folder and, to a depth, its sub-folders; nearer files win.
-std::string FindBelow(const std::string& root, const std::string& fileName, int maxDepth)
+// Visits the files in a folder and, to a depth, in its sub-folders, nearer ones first, until the
+// visitor has what it wants. Links are followed; the depth ends those that lead in circles.
+bool VisitBelow(const std::string& root, int maxDepth,
+                const std::function<bool(const std::string& path, const std::string& name)>& visit)
 {
     std::vector<std::string> level = {root};
     for (int depth = 0; depth <= maxDepth && !level.empty(); ++depth) {
@@ -50,14 +54,39 @@ std::string FindBelow(const std::string& root, const std::string& fileName, int 
                 path.append("/").append(name);
                 if (IsFolder(path)) {
                     next.push_back(std::move(path));
-                } else if (EqualsIgnoringCase(name, fileName)) {
-                    return path;
+                } else if (visit(path, name)) {
+                    return true;
                 }
             }
         }
         level = std::move(next);
     }
-    return "";
+    return false;
+}
+
+std::string FindBelow(const std::string& root, const std::string& fileName, int maxDepth)
+{
+    std::string found;
+    VisitBelow(root, maxDepth, [&](const std::string& path, const std::string& name) {
+        if (EqualsIgnoringCase(name, fileName)) found = path;
+        return !found.empty();
+    });
+    return found;
+}
+
+bool IsNamedAsProfile(const std::string& name)
+{
+    if (name.size() < 5) return false;
+    const std::string end = name.substr(name.size() - 4);
+    return EqualsIgnoringCase(end, ".icc") || EqualsIgnoringCase(end, ".icm");
+}
+
+void AddProfilesBelow(const std::string& root, int maxDepth, std::vector<std::string>* paths)
+{
+    VisitBelow(root, maxDepth, [paths](const std::string& path, const std::string& name) {
+        if (IsNamedAsProfile(name)) paths->push_back(path);
+        return false;
+    });
 }
 
 }  // namespace
@@ -96,10 +125,43 @@ std::string ProfileFolders::Find(const std::string& fileName) const
     return "";
 }
 
+std::vector<std::string> ProfileFolders::SystemFiles() const
+{
+    std::vector<std::string> paths;
+    for (const std::string& folder : system_) AddProfilesBelow(folder, kMaxFolderDepth, &paths);
+    return paths;
+}
+
+std::vector<std::string> ProfileFolders::UserFiles() const
+{
+    std::vector<std::string> paths;
+    if (!user_.empty()) AddProfilesBelow(user_, 0, &paths);
+    return paths;
+}
+
+std::vector<std::string> ProfileFolders::AllFiles() const
+{
+    std::vector<std::string> paths;
+    if (!shared_.empty()) AddProfilesBelow(shared_, 0, &paths);
+    for (const auto& more : {UserFiles(), SystemFiles()}) {
+        paths.insert(paths.end(), more.begin(), more.end());
+    }
+    return paths;
+}
+
+std::string FileNameOf(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
 PXStatus ReadProfileFile(const std::string& path, int64_t limitBytes, std::vector<uint8_t>* bytes)
 {
     constexpr size_t kPiece = 64 << 10;  // grows with what arrives, not with what a size promises
     bytes->clear();
+    // Opening a pipe would wait for its other end.
+    os::FileFacts facts;
+    if (const int error = os::Os().factsOfPath(path.c_str(), &facts)) return os::StatusOf(error);
+    if (!facts.isRegular) return kPXErrNotFound;
     os::File file = os::kNoFile;
     if (const int error = os::Os().openFile(path.c_str(), os::OpenMode::kRead, &file)) {
         return os::StatusOf(error);

@@ -25,6 +25,12 @@ public:
     // when there is none.
     std::string Find(const std::string& fileName) const;
 
+    // The paths of files that are named as profiles are (*.icc and *.icm), in the order of a
+    // search: in the system's colour folders, in the user's profile folder, and in all of them.
+    std::vector<std::string> SystemFiles() const;
+    std::vector<std::string> UserFiles() const;
+    std::vector<std::string> AllFiles() const;
+
     const std::string& SharedFolder() const { return shared_; }
     const std::string& UserFolder() const { return user_; }
 
@@ -33,6 +39,9 @@ private:
     std::string user_;
     std::vector<std::string> system_;
 };
+
+// What comes after the last slash.
+std::string FileNameOf(const std::string& path);
 
 // Reads a whole file of at most `limitBytes`; empty when it cannot be read or is larger.
 PXStatus ReadProfileFile(const std::string& path, int64_t limitBytes, std::vector<uint8_t>* bytes);
