@@ -105,7 +105,7 @@ public:
     explicit Forced(const px::TransformKernels* kernels) { px::ForceTransformKernels(kernels); }
     ~Forced() { px::ForceTransformKernels(nullptr); }
 };
-constexpr px::TransformKernels kNoKernels = {"none", {}, nullptr, {}};
+constexpr px::TransformKernels kNoKernels = {"none", {}, nullptr, {}, {}};
 
 // Every instruction set fills the rectangle as no kernels do, and leaves the rest alone. Answers
 // the bytes.

@@ -181,7 +181,7 @@ bool TransformBlock::IsInPlace(const Need& need, Window* window) const
     const TransformArea& area = plan_.area;
     const int64_t planes = plan_.source->Planes();
     const int64_t overread =
-        (kTransformChannels - std::min<int64_t>(planes, kTransformChannels)) * 4 / planes + 1;
+        planes < kTransformChannels ? (kTransformOverread + planes - 1) / planes : 0;
     if (!lent.first || need.left < bounds.x || need.top < bounds.y ||
         need.right + overread >= int64_t{bounds.x} + bounds.width ||
         need.bottom >= int64_t{bounds.y} + bounds.height || need.left < area.left ||
@@ -266,6 +266,7 @@ void TransformBlock::FillRow(const PXRect& row, const Need& need, const Window& 
                               source.Planes(),
                               window.ahead};
     if (plan_.copiesPixels) return plan_.kernels->copyNearest(job, out);
+    if (plan_.blendBytes) return plan_.blendBytes(job, plan_.planes, out);
     const auto indexOf = [](const CImageRec& image) {
         return static_cast<size_t>(std::countr_zero(static_cast<uint32_t>(image.planeBytes)));
     };

@@ -16,6 +16,7 @@ namespace {
 constexpr char kEventSource[] = "ImageTransform";
 
 constexpr uint32_t kNearest = 1;
+constexpr uint32_t kBilinear = 2;
 constexpr uint32_t kBicubic = 3;
 
 // 0, 1 or 2 for 8, 16 or 32 bits; -1 for what cannot be transformed.
@@ -188,6 +189,10 @@ PXStatus MakePlan(const ImageTransformRequest& request, TransformPlan* plan)
                     source.Planes() > kTransformChannels || plan->planes > kTransformChannels;
     plan->copiesPixels = plan->kernels->copyNearest && request.method == kNearest && from == to &&
                          isPacked && source.colBytes == request.destination->colBytes;
+    if (!plan->isPlain && plan->method == kBilinear && from == 0 && to == 0 &&
+        source.Planes() >= 3) {
+        plan->blendBytes = plan->kernels->blendBytes[source.Planes() - 3];
+    }
     plan->isAllOutside = !IsFinite(plan->inverse);
     SetFill(request, from, plan);
     PX_TRY(SetPlainPixel(plan));

@@ -49,6 +49,7 @@ struct TransformPlan {
     LentPixels sourcePixels;       // those of the bounds
     LentPixels destinationPixels;  // those of the rectangle
     const TransformKernels* kernels;
+    void (*blendBytes)(const TransformRow& row, int32_t planes, uint8_t* out);  // null: others
 };
 
 // Checks formats and rectangle; kPXErrPixelLayout and kPXErrBadArgument.

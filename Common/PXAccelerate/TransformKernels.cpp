@@ -14,7 +14,7 @@ namespace {
 
 #if HWY_TARGET == HWY_SCALAR
 
-constexpr TransformKernels kTable = {&HWY_STR(HWY_NAMESPACE)[2], {}, nullptr, {}};
+constexpr TransformKernels kTable = {&HWY_STR(HWY_NAMESPACE)[2], {}, nullptr, {}, {}};
 
 #else
 
@@ -230,7 +230,56 @@ HWY_INLINE void CubicWeights(const float* fractions, size_t count, float (*weigh
     }
 }
 
-// The four taps of a row lie side by side, 4 * kChannels samples; a column is summed in one lane.
+// A part of four taps that lie kChannels samples apart, as units. What a unit of fewer channels has
+// behind them is the next tap's, or whatever follows.
+template <class T, size_t kChannels>
+HWY_INLINE V LoadTaps(const uint8_t* taps)
+{
+    constexpr size_t kTapBytes = kChannels * sizeof(T);
+    if constexpr (kChannels == 4 || kLanes == 4) {
+        return Widen<T>(taps);
+    } else if constexpr (sizeof(T) == 4) {
+        HWY_ALIGN T units[kLanes];
+        for (size_t i = 0; i < kLanes / 4; ++i) {
+            std::memcpy(units + i * 4, taps + i * kTapBytes, 4 * sizeof(T));
+        }
+        return Widen<T>(units);
+    } else {
+        // Every 16 bytes hold the taps that become so many bytes of units.
+        constexpr size_t kTaps = HWY_MIN(kLanes / 4, 4 / sizeof(T));
+        HWY_ALIGN static constexpr auto kOrder = [] {
+            struct {
+                uint8_t bytes[16];
+            } order = {};
+            for (size_t i = 0; i < 16; ++i) {
+                const size_t tap = i / (4 * sizeof(T));
+                order.bytes[i] =
+                    tap < kTaps ? static_cast<uint8_t>(tap * kTapBytes + i % (4 * sizeof(T))) : 0;
+            }
+            return order;
+        }();
+        const hn::FixedTag<uint8_t, 16> bytes;
+        const auto order = hn::Load(bytes, kOrder.bytes);
+        const auto first = hn::TableLookupBytes(hn::LoadU(bytes, taps), order);
+        const hn::Rebind<T, Floats> samples;
+        const hn::Repartition<uint8_t, decltype(samples)> all;
+        const auto widen = [&](auto units) {
+            return hn::ConvertTo(Floats(), hn::PromoteTo(Numbers(), hn::BitCast(samples, units)));
+        };
+        if constexpr (hn::MaxLanes(all) == 8) {
+            return widen(hn::LowerHalf(all, first));
+        } else if constexpr (hn::MaxLanes(all) == 16) {
+            return widen(first);
+        } else {
+            const uint8_t* others = taps + kTaps * kTapBytes;
+            return widen(
+                hn::Combine(all, hn::TableLookupBytes(hn::LoadU(bytes, others), order), first));
+        }
+    }
+}
+
+// A column is summed in one lane of a unit, all columns of the row before any pixel: what is stored
+// is loaded again in other pieces, which must not follow at once.
 template <class T, size_t kChannels>
 void CubicRow(const TransformRow& row, float* HWY_RESTRICT units)
 {
@@ -240,29 +289,31 @@ void CubicRow(const TransformRow& row, float* HWY_RESTRICT units)
     HWY_ALIGN float wy[4][kRun];
     CubicWeights(spots.fx, spots.count, wx);
     CubicWeights(spots.fy, spots.count, wy);
-    constexpr size_t kParts = (4 * kChannels + kLanes - 1) / kLanes;
     const Floats d;
-    const Unit unit;
-    HWY_ALIGN float columns[16 + 4] = {};
-    for (size_t i = 0; i < static_cast<size_t>(row.count); ++i) {
+    HWY_ALIGN float columns[4 * kRun * kUnitLanes];
+    const auto count = static_cast<size_t>(row.count);
+    for (size_t i = 0; i < count; ++i) {
         const uint8_t* first = row.pixels + spots.offsets[i];
         if ((i & 7) == 0) __builtin_prefetch(first + row.ahead);
         HWY_UNROLL(4)
-        for (size_t part = 0; part < kParts; ++part) {
-            const uint8_t* taps = first + part * kLanes * sizeof(T);
-            V sum = hn::Mul(hn::Set(d, wy[0][i]), Widen<T>(taps));
+        for (size_t part = 0; part < kGroupParts; ++part) {
+            const uint8_t* taps = first + part * kLanes / 4 * kChannels * sizeof(T);
+            V sum = hn::Mul(hn::Set(d, wy[0][i]), LoadTaps<T, kChannels>(taps));
             HWY_UNROLL(3)
             for (size_t j = 1; j < 4; ++j) {
                 taps += row.rowBytes;
-                sum = hn::Add(sum, hn::Mul(hn::Set(d, wy[j][i]), Widen<T>(taps)));
+                sum = hn::Add(sum, hn::Mul(hn::Set(d, wy[j][i]), LoadTaps<T, kChannels>(taps)));
             }
-            hn::Store(sum, d, columns + part * kLanes);
+            hn::Store(sum, d, columns + i * 16 + part * kLanes);
         }
-        auto sum = hn::Mul(hn::Set(unit, wx[0][i]), hn::LoadU(unit, columns));
+    }
+    const Unit unit;
+    for (size_t i = 0; i < count; ++i) {
+        const float* column = columns + i * 16;
+        auto sum = hn::Mul(hn::Set(unit, wx[0][i]), hn::Load(unit, column));
         HWY_UNROLL(3)
         for (size_t j = 1; j < 4; ++j) {
-            sum = hn::Add(
-                sum, hn::Mul(hn::Set(unit, wx[j][i]), hn::LoadU(unit, columns + j * kChannels)));
+            sum = hn::Add(sum, hn::Mul(hn::Set(unit, wx[j][i]), hn::Load(unit, column + 4 * j)));
         }
         hn::Store(sum, unit, units + i * kUnitLanes);
     }
@@ -317,7 +368,22 @@ HWY_INLINE void Pack(const U* units, size_t count, uint8_t* out)
 }
 
 template <class U>
-void Store(const StoreRow& row)
+HWY_INLINE void PackRow(const U* units, int32_t planes, size_t count, uint8_t* out)
+{
+    switch (planes) {
+        case 1:
+            return Pack<U, 1>(units, count, out);
+        case 2:
+            return Pack<U, 2>(units, count, out);
+        case 3:
+            return Pack<U, 3>(units, count, out);
+        default:
+            std::memcpy(out, units, count * kUnitLanes * sizeof(U));
+    }
+}
+
+template <class U, bool kAsIs>
+HWY_INLINE void StoreAll(const StoreRow& row, U* samples)
 {
     const Floats d;
     const V factor = hn::Set(d, row.factor);
@@ -325,24 +391,113 @@ void Store(const StoreRow& row)
     HWY_ALIGN float given[16];
     for (int32_t lane = 0; lane < 16; ++lane) given[lane] = lane % 4 < row.channels ? 1.0F : 0.0F;
     const auto isGiven = hn::Gt(hn::Load(d, given), hn::Zero(d));
-    const auto count = static_cast<size_t>(row.count);
-    const bool clamps = sizeof(U) < 4 || row.clampsFloats;
+    const size_t count = static_cast<size_t>(row.count) * kUnitLanes;
+    for (size_t i = 0; i < count; i += kLanes) {
+        V value = hn::Load(d, row.units + i);
+        if constexpr (!kAsIs) {
+            value = hn::Mul(value, factor);
+            if (row.clamps) value = Clamp(value, highest);
+            value = hn::IfThenElse(isGiven, value, highest);
+        }
+        StoreUnits(value, samples + i);
+    }
+}
+
+template <class U>
+void Store(const StoreRow& row)
+{
     HWY_ALIGN U samples[kRun * kUnitLanes];
-    for (size_t i = 0; i < count * kUnitLanes; i += kLanes) {
-        V value = hn::Mul(hn::Load(d, row.units + i), factor);
-        if (clamps) value = Clamp(value, highest);
-        StoreUnits(hn::IfThenElse(isGiven, value, highest), samples + i);
+    if (row.factor == 1.0F && !row.clamps && row.planes <= row.channels) {
+        StoreAll<U, true>(row, samples);
+    } else {
+        StoreAll<U, false>(row, samples);
     }
-    switch (row.planes) {
-        case 1:
-            return Pack<U, 1>(samples, count, row.out);
-        case 2:
-            return Pack<U, 2>(samples, count, row.out);
-        case 3:
-            return Pack<U, 3>(samples, count, row.out);
-        default:
-            std::memcpy(row.out, samples, count * kUnitLanes * sizeof(U));
+    PackRow(samples, row.planes, static_cast<size_t>(row.count), row.out);
+}
+
+// Bytes to bytes, the commonest of all: a vector holds one channel of as many pixels as it has
+// lanes. Bilinear results of bytes are bytes when rounded, so that nothing needs clamping.
+
+template <size_t kChannels>
+struct BytePairs {
+    // Two taps side by side lie in 8 bytes; words of four become each tap's own.
+    template <class W>
+    static HWY_INLINE void Split(W low, W high, W* first, W* second)
+    {
+        *first = low;
+        if constexpr (kChannels == 4) {
+            *second = high;
+        } else {
+            *second =
+                hn::Or(hn::ShiftRight<8 * kChannels>(low), hn::ShiftLeft<32 - 8 * kChannels>(high));
+        }
     }
+};
+
+template <int kChannel, class W>
+HWY_INLINE V Channel(W pixels)
+{
+    const hn::RebindToUnsigned<Floats> words;
+    auto byte = pixels;
+    if constexpr (kChannel == 0) {
+        byte = hn::And(pixels, hn::Set(words, 255));
+    } else if constexpr (kChannel == 3) {
+        byte = hn::ShiftRight<24>(pixels);
+    } else {
+        byte = hn::And(hn::ShiftRight<8 * kChannel>(pixels), hn::Set(words, 255));
+    }
+    return hn::ConvertTo(Floats(), hn::BitCast(Numbers(), byte));
+}
+
+template <int kChannel, class W>
+HWY_INLINE W BlendChannel(const W* taps, const V* weights)
+{
+    V sum = hn::Mul(weights[0], Channel<kChannel>(taps[0]));
+    sum = hn::Add(sum, hn::Mul(weights[1], Channel<kChannel>(taps[1])));
+    sum = hn::Add(sum, hn::Mul(weights[2], Channel<kChannel>(taps[2])));
+    sum = hn::Add(sum, hn::Mul(weights[3], Channel<kChannel>(taps[3])));
+    const auto rounded = hn::ConvertTo(Numbers(), hn::Add(sum, hn::Set(Floats(), 0.5F)));
+    return hn::ShiftLeft<8 * kChannel>(hn::BitCast(hn::RebindToUnsigned<Floats>(), rounded));
+}
+
+template <size_t kChannels>
+void BlendBytes(const TransformRow& row, int32_t planes, uint8_t* out)
+{
+    const Floats d;
+    const hn::RebindToUnsigned<Floats> words;
+    Spots spots;
+    Locate<2>(row, &spots);
+    HWY_ALIGN uint64_t upper[kRun];
+    HWY_ALIGN uint64_t lower[kRun];
+    for (size_t i = 0; i < spots.count; ++i) {
+        const uint8_t* pair = row.pixels + spots.offsets[i];
+        if ((i & 7) == 0) __builtin_prefetch(pair + row.ahead);
+        std::memcpy(upper + i, pair, sizeof(uint64_t));
+        std::memcpy(lower + i, pair + row.rowBytes, sizeof(uint64_t));
+    }
+    HWY_ALIGN uint32_t pixels[kRun];
+    const V one = hn::Set(d, 1.0F);
+    for (size_t i = 0; i < spots.count; i += kLanes) {
+        using W = hn::Vec<decltype(words)>;
+        W low;
+        W high;
+        W taps[4];
+        hn::LoadInterleaved2(words, reinterpret_cast<const uint32_t*>(upper + i), low, high);
+        BytePairs<kChannels>::Split(low, high, taps, taps + 1);
+        hn::LoadInterleaved2(words, reinterpret_cast<const uint32_t*>(lower + i), low, high);
+        BytePairs<kChannels>::Split(low, high, taps + 2, taps + 3);
+        const V fx = hn::Load(d, spots.fx + i);
+        const V fy = hn::Load(d, spots.fy + i);
+        const V gx = hn::Sub(one, fx);
+        const V gy = hn::Sub(one, fy);
+        const V weights[4] = {hn::Mul(gx, gy), hn::Mul(fx, gy), hn::Mul(gx, fy), hn::Mul(fx, fy)};
+        W sum = hn::Or(BlendChannel<0>(taps, weights), BlendChannel<1>(taps, weights));
+        sum = hn::Or(sum, BlendChannel<2>(taps, weights));
+        sum = hn::Or(sum,
+                     kChannels == 4 ? BlendChannel<3>(taps, weights) : hn::Set(words, 0xFF000000U));
+        hn::Store(sum, words, pixels + i);
+    }
+    PackRow(reinterpret_cast<const uint8_t*>(pixels), planes, static_cast<size_t>(row.count), out);
 }
 
 constexpr TransformKernels kTable = {
@@ -352,6 +507,7 @@ constexpr TransformKernels kTable = {
      {FilterBicubic<uint8_t>, FilterBicubic<uint16_t>, FilterBicubic<float>}},
     CopyNearest,
     {Store<uint8_t>, Store<uint16_t>, Store<float>},
+    {BlendBytes<3>, BlendBytes<4>},
 };
 
 #endif

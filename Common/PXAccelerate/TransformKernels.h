@@ -24,8 +24,8 @@ namespace px {
 inline constexpr int32_t kTransformRun = 128;
 // Channels of a source that the kernels know, and of a destination.
 inline constexpr int32_t kTransformChannels = 4;
-// Samples that a kernel may read behind the last one that it needs.
-inline constexpr int32_t kTransformOverread = 12;
+// Samples that a kernel may read behind the last one that it needs, of fewer channels than that.
+inline constexpr int32_t kTransformOverread = 16;
 
 struct TransformRow {
     PXAffineTransform inverse;
@@ -43,11 +43,11 @@ struct StoreRow {
     const float* units;
     int32_t count;
     float factor;
-    float highest;      // the range begins at 0
-    bool clampsFloats;  // whole numbers are clamped always
-    int32_t channels;   // those from here on are set to `highest`
-    int32_t planes;     // of the destination, 1 to 4
-    uint8_t* out;       // need not be aligned
+    float highest;     // the range begins at 0
+    bool clamps;       // needed for floats only: whole numbers saturate
+    int32_t channels;  // those from here on are set to `highest`
+    int32_t planes;    // of the destination, 1 to 4
+    uint8_t* out;      // need not be aligned
 };
 
 struct TransformKernels {
@@ -59,6 +59,9 @@ struct TransformKernels {
     void (*copyNearest)(const TransformRow& row, uint8_t* out);
     // Index: log2 of the sample's bytes.
     void (*store[3])(const StoreRow& row);
+    // Bilinear from bytes to bytes, stored at once; index: channels - 3. Alpha that is not there is
+    // full.
+    void (*blendBytes[2])(const TransformRow& row, int32_t planes, uint8_t* out);
 };
 
 // The table for this processor, or the forced one. Its functions are null where the processor has
