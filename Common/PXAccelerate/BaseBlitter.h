@@ -67,9 +67,10 @@ private:
                axis.FirstRead(first) >= bufferFirst &&
                axis.LastRead(end - 1) < bufferFirst + bufferCount;
     }
-    static int Fail(PXStatus status, int32_t line)
+    static int Fail(PXStatus status, int32_t line,
+                    const char* function = __builtin_FUNCTION())
     {
-        return static_cast<int>(px::Fail(status, "BaseBlitter", line));
+        return static_cast<int>(px::Fail(status, "BaseBlitter", line, "", function));
     }
 
     BlitFilter<T, N, kWeightSets> filter_;

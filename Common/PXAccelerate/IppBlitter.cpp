@@ -13,9 +13,9 @@ constexpr char kEventSource[] = "IppBlitter";
 // Smaller sources cannot feed the wider filters.
 constexpr uint32_t kFewestForWideFilters = 8;
 
-int Failed(PXStatus status, int32_t line)
+int Failed(PXStatus status, int32_t line, const char* function = __builtin_FUNCTION())
 {
-    return static_cast<int>(px::Fail(status, kEventSource, line));
+    return static_cast<int>(px::Fail(status, kEventSource, line, "", function));
 }
 
 // A primitive's own status, which is logged and passed on as it is.

@@ -28,9 +28,13 @@ PXStatus Make(const PXImageCreateParams& params, PXImage* outImage)
 
 // Reads one field of a record, or logs and gives the neutral value.
 template <class Value, class Field>
-Value Get(PXImage image, Field CImageRec::*field, Value neutral)
+Value Get(PXImage image, Field CImageRec::*field, Value neutral,
+          const char* function = __builtin_FUNCTION())
 {
-    PX_REQUIRE_OR(image, neutral);
+    if (!image) {
+        (void)px::Fail(kPXErrBadArgument, kEventSource, __LINE__, "image", function);
+        return neutral;
+    }
     return static_cast<Value>(ToRec(image)->*field);
 }
 

@@ -1,0 +1,71 @@
+// The texts of statuses and the note of a thread's latest failure.
+
+#include "Base/PXError.h"
+#include "PXCore/PXImage.h"
+#include "PXCore/PXPreset.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace {
+
+// Every constant of the header has a text of its own.
+TEST(Error, StatusesHaveTexts)
+{
+    std::ifstream header(PX_TEST_DATA "/../../Common/PXCore/PXStatus.h");
+    const std::regex constant("^ +kPX\\w+ = (\\d+)");
+    std::set<std::string> texts;
+    size_t constants = 0;
+    for (std::string line; std::getline(header, line);) {
+        std::smatch found;
+        if (!std::regex_search(line, found, constant)) continue;
+        ++constants;
+        texts.insert(PXErrorGetText(static_cast<PXStatus>(std::stoul(found[1]))));
+    }
+    EXPECT_GE(constants, 20U);
+    EXPECT_EQ(constants, texts.size());
+    EXPECT_EQ(0U, texts.count("unknown status"));
+    EXPECT_STREQ("unknown status", PXErrorGetText(1001000));
+    EXPECT_STREQ("no space left on the device", PXErrorGetText(28));
+}
+
+TEST(Error, LatestFailureOfAThreadIsNoted)
+{
+    PXErrorClearLast();
+    PXErrorRecord record;
+    EXPECT_FALSE(PXErrorGetLast(&record));
+    EXPECT_EQ(kPXOK, record.status);
+    EXPECT_STREQ("", record.function);
+
+    EXPECT_EQ(0, PXImageGetDepth(nullptr));
+    ASSERT_TRUE(PXErrorGetLast(&record));
+    EXPECT_EQ(kPXErrBadArgument, record.status);
+    EXPECT_STREQ("PXImageGetDepth", record.function);
+    EXPECT_STREQ("image", record.argument);
+    EXPECT_GT(record.line, 0);
+
+    PXPreset preset;
+    EXPECT_EQ(kPXErrNotSupported,
+              preset.applyToImage(nullptr, nullptr, 0, nullptr, nullptr, {}, 0));
+    std::thread([] {
+        EXPECT_FALSE(PXErrorGetLast(nullptr));
+        (void)PXImageGetDepth(nullptr);
+    }).join();
+    // Success does not wipe it out, nor does another thread.
+    PXImage image = nullptr;
+    ASSERT_EQ(kPXOK, PXImageCreateWithParams({0, 0, 2, 2}, 8, 3, &image));
+    PXImageRelease(image);
+    ASSERT_TRUE(PXErrorGetLast(&record));
+    EXPECT_EQ(kPXErrNotSupported, record.status);
+    EXPECT_STREQ("applyToImage", record.function);
+    EXPECT_STREQ("PXPreset", record.source);
+    PXErrorClearLast();
+    EXPECT_FALSE(PXErrorGetLast(nullptr));
+}
+
+}  // namespace
