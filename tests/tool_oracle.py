@@ -457,6 +457,39 @@ class Sizes(ToolTest):
             twice = [[pixel for pixel in row for _ in "ab"] for row in self.pixels("in.png") for _ in "ab"]
             self.assertEqual(twice, self.pixels("out.png"))
 
+    def test_quarter_turns_and_mirrors_lose_nothing(self):
+        turns = {"rotate --angle 90": lambda rows: [list(row) for row in zip(*rows[::-1])], "rotate --angle -450": lambda rows: [list(row) for row in zip(*rows)][::-1],
+                 "rotate --angle 540 --keep-size": lambda rows: [row[::-1] for row in rows[::-1]],
+                 "transform --matrix -1,0,0,1,41,0": lambda rows: [row[::-1] for row in rows]}
+        for depth, channels in ((8, 1), (8, 2), (16, 3), (8, 4), (16, 4)):
+            self.write("in.png", smooth(41, 30, depth, channels))
+            rows = self.pixels("in.png")
+            for method, (command, turned) in itertools.product(("nearest", "bilinear", "bicubic"), turns.items()):
+                with self.subTest((depth, channels, method, command)):
+                    name, *options = command.split()
+                    self.change(name, "in.png", "out.png", *options, "--method", method)
+                    self.assertEqual(turned(rows), self.pixels("out.png"))
+
+    def test_what_lies_beyond(self):
+        self.write("in.png", Picture(30, 20, 8, 4, [200, 100, 50, 255] * 600))
+        self.write("in.tif", Picture(30, 20, 16, 3, [50000, 100, 9000] * 600))
+        # 20 sin 30 + 30 cos 30 is 35.98, 30 sin 30 + 20 cos 30 is 32.32.
+        for name, options, corner in (("in.png", [], (0,)), ("in.png", ["--fill", "0.2"], (51, 51, 51, 255)), ("in.png", ["--replicate"], (200, 100, 50, 255)),
+                                      ("in.tif", [], (65535,) * 3), ("in.tif", ["--fill", "0,1,0.2"], (0, 65535, 13107))):
+            for size, flags in (((36, 33), []), ((30, 20), ["--keep-size"])):
+                with self.subTest((name, options, flags)):
+                    self.change("rotate", name, "out" + name[2:], "--angle", "30", *options, *flags)
+                    rows = self.pixels("out" + name[2:])
+                    self.assertEqual(size, (len(rows[0]), len(rows)))
+                    self.assertEqual(corner, rows[0][0][-len(corner):])
+                    self.assertEqual(self.pixels(name)[0][0], rows[size[1] // 2][size[0] // 2])
+                    if name == "in.png" and not options:  # no fringe: colours do not blend with what is transparent
+                        self.assertEqual({(200, 100, 50)}, {pixel[:3] for row in rows for pixel in row})
+        self.change("transform", "in.png", "out.png", "--matrix", "2,0,0,2,10,0", "--size", "80x44", "--fill", "0,0,1,1")
+        rows = self.pixels("out.png")
+        self.assertEqual((80, 44, (0, 0, 255, 255), (200, 100, 50, 255)), (len(rows[0]), len(rows), rows[43][79], rows[20][40]))
+        self.assertIn("3 colours and alpha", self.change("rotate", "in.png", "no.png", "--angle", "3", "--fill", "0,1", code=2))
+
     def test_profile_stays_and_exif_tells_the_new_size(self):
         icc = read_file(ADOBE)
         self.write("in.png", smooth(40, 30, 8, 3, icc))
@@ -511,6 +544,9 @@ class Behaviour(ToolTest):
             "pxtool resize": ["resize in.png out.png --size 3", "resize in.png out.png --fit 0x4", "resize in.png out.png --percent 0"],
             "'lanczos'": ["resize in.png out.png --size 3x4 --filter lanczoss"],
             "pxtool crop": ["crop in.png out.png --rect 1,2,3", "crop in.png out.png --rect 1,2,3,4,5"],
+            "pxtool rotate": ["rotate in.png out.png", "rotate in.png out.png --angle nan", "rotate in.png out.png --angle 3 --fill 2", "rotate in.png out.png --angle 3 --fill 1 --replicate"],
+            "'bicubic'": ["rotate in.png out.png --angle 3 --method bicubc"],
+            "pxtool transform": ["transform in.png out.png --matrix 1,0,0,1,0", "transform in.png out.png --matrix 1,0,0,1,0,0,", "transform in.png out.png --matrix 1,1,1,1,0,0", "transform in.png out.png --matrix 1,0,0,1,inf,0"],
             "pxtool mips": ["mips in.png out.png --levels 0"],
             ".tif": [f"convert in.png {name} --to srgb" for name in ("out.webp", "png", "line\nbreak.webp")],
         }

@@ -44,6 +44,8 @@ std::unique_ptr<Command> MakeConvertCommand();
 std::unique_ptr<Command> MakeCropCommand();
 std::unique_ptr<Command> MakeMipsCommand();
 std::unique_ptr<Command> MakeResizeCommand();
+std::unique_ptr<Command> MakeRotateCommand();
+std::unique_ptr<Command> MakeTransformCommand();
 
 // kUsage, with the nearest of the candidates as the hint; without a near one what to look up.
 Failure UsageFailure(std::string text, std::string_view word,

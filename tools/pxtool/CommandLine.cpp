@@ -35,6 +35,8 @@ Commands MakeCommands()
     commands.push_back(MakeCropCommand());
     commands.push_back(MakeMipsCommand());
     commands.push_back(MakeResizeCommand());
+    commands.push_back(MakeRotateCommand());
+    commands.push_back(MakeTransformCommand());
     return commands;
 }
 
