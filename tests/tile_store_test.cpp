@@ -1,6 +1,7 @@
 #include "Image/TileStoreFile.h"
 
 #include "Base/PXProcess.h"
+#include "support/FakePlatform.h"
 #include "support/Seed.h"
 
 #include <gtest/gtest.h>
@@ -149,6 +150,30 @@ TEST_F(TileStore, OpensAHundredFilesAndReopensTheOthers)
     int64_t slot = CTileStore::kNoSlot;
     EXPECT_EQ(0, WriteOne(store.Get(), 999, &slot, "99999999"));
     EXPECT_TRUE(fs::exists(own_ / "Image-999"));
+    store->Shutdown();
+}
+
+// Room on the disk is asked for ahead of the slots, twice what is used and at most 64 at a time;
+// whether it is given does not matter.
+TEST_F(TileStore, AsksForRoomAhead)
+{
+    static std::vector<int64_t> ends;
+    ends.assign(1, 0);
+    px::test::FakeTable table;
+    table->reserveSpace = [](px::os::File, int64_t offset, int64_t size) {
+        EXPECT_EQ(ends.back(), offset);
+        ends.push_back(offset + size);
+        return ends.size() % 2 ? ENOSPC : 0;
+    };
+    const auto store = MakeStore();
+    for (int64_t i = 0; i < 300; ++i) {
+        int64_t slot = CTileStore::kNoSlot;
+        ASSERT_EQ(0, WriteOne(store.Get(), 1, &slot, std::to_string(10000000 + i)));
+        ASSERT_GE(ends.back(), (slot + 1) * 8);
+        ASSERT_GE(std::min(slot + 64, 2 * slot + 1) * 8 + 8, ends.back());
+    }
+    EXPECT_GE(12U, ends.size());
+    EXPECT_EQ("10000299", ReadOne(store.Get(), 1, 299));
     store->Shutdown();
 }
 

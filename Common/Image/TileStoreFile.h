@@ -31,6 +31,7 @@ public:
     bool isUnlinked = false;   // only the open file is left of it
     PXRef<px::OpenFile> file;  // when open
     int64_t nextSlot = 0;
+    int64_t roomySlots = 0;  // slots from the first on that room on the disk was asked for
 };
 
 class CTileStoreFile final : public CTileStore {
@@ -64,6 +65,7 @@ private:
     void CloseOldest() PX_REQUIRES_LOCK(mutex_);
     int PrepareWrite(const CTileStoreImage& image, std::span<const CTileStoreTransfer> tiles,
                      PXRef<px::OpenFile>* file);
+    static void MakeRoom(const CTileStoreImage& image, CTileStoreItemInfo* item);
 
     mutable px::Mutex mutex_;
     std::string root_ PX_GUARDED_BY(mutex_);

@@ -191,6 +191,7 @@ FaultyEntries::FaultyEntries(int first, int error, bool forever)
     Count<&T::lockFile>(&table_, &T::lockFile);
     Count<&T::readAt>(&table_, &T::readAt);
     Count<&T::writeAt>(&table_, &T::writeAt);
+    Count<&T::reserveSpace>(&table_, &T::reserveSpace);
 }
 
 int FaultyEntries::Calls() const

@@ -349,6 +349,11 @@ struct Table {
     int (*watchFolder)(File watch, const char* path);
     // Takes all waiting reports and tells whether there was one.
     int (*readWatch)(File watch, bool* changed);
+
+    // Files, once more. Sets room on the disk aside for a part of a file, whose end it leaves where
+    // it is: what is written there later finds its place faster. ENOSPC, or ENOTSUP where the file
+    // system cannot. Windows: FileAllocationInfo, up to the part's end.
+    int (*reserveSpace)(File file, int64_t offset, int64_t size);
 };
 
 // The most parts of one sendParts.

@@ -470,6 +470,8 @@ constexpr Table kLinuxTable = {
     .openWatch = linux_presets::OpenWatch,
     .watchFolder = linux_presets::WatchFolder,
     .readWatch = linux_presets::ReadWatch,
+
+    .reserveSpace = ReserveSpace,
 };
 
 }  // namespace

@@ -148,6 +148,12 @@ int WriteAt(File file, const void* buffer, size_t size, int64_t offset, size_t* 
     return 0;
 }
 
+int ReserveSpace(File file, int64_t offset, int64_t size)
+{
+    return ErrorIf(Retry([&] { return fallocate(Fd(file), FALLOC_FL_KEEP_SIZE, offset, size); }) <
+                   0);
+}
+
 void* ReserveBlock(size_t size)
 {
     // Address space costs nothing, so the block is cut out of one that is a huge page longer.

@@ -20,6 +20,7 @@ int LockFile(File file);
 int TruncateFile(File file, int64_t size);
 int ReadAt(File file, void* buffer, size_t size, int64_t offset, size_t* got);
 int WriteAt(File file, const void* buffer, size_t size, int64_t offset, size_t* written);
+int ReserveSpace(File file, int64_t offset, int64_t size);
 void* ReserveBlock(size_t size);
 void DiscardBlock(void* part, size_t size);
 
