@@ -19,6 +19,8 @@
 #include "CoreFoundation/CFString.h"
 #include "PXCore/PXVariantPointerContainer.h"
 
+#include "support/EventLog.h"
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -27,6 +29,8 @@
 #include <type_traits>
 
 namespace {
+
+using px::test::EventLog;
 
 static_assert(sizeof(PXPoint) == 8 && sizeof(PXPointF) == 8 && sizeof(PXVec2) == 8);
 static_assert(sizeof(PXVec2F) == 8 && sizeof(PXSize) == 8 && sizeof(PXSizeF) == 8);
@@ -234,6 +238,138 @@ TEST(Abi, BlittersKeepTheirSlots)
     EXPECT_EQ(0, std::memcmp(&rois[0], &rois[2], 2 * sizeof(PXRect)));
     EXPECT_EQ(6, rois[0].x);
     PXBlitterRelease(blitter);
+}
+
+// In the order of the table, after the destructor and the counting.
+enum ProfileSlot : size_t {
+    kSetInfo = 4,
+    kOpenFile,
+    kGetStandard,
+    kGetRawData,
+    kSetRawData,
+    kGetGridSize,
+    kSetGridSize,
+    kGetColorSpaceType,
+    kIsValid,
+    kGetName,
+    kSetName,
+    kCopyDescription,
+    kSetDescription,
+    kCopyICCData,
+    kSetICCData,
+    kCreateStandard,
+    kLoadByName,
+    kGetICCData,
+    kCreateCopy,
+    kGetDeviceClass,
+    kClear,
+    kCreateSoftProofCube,
+    kCopyInfo,
+    kApplyToImageRect,
+    kApplyToImage,
+    kConvertImage,
+    kConvertImageInBands,
+    kConvertColor,
+    kConvertColor8,
+    kConvertColorSoftProof,
+    kCreateImageTransform,
+    kGetHandle,
+    kCreateRGBCube
+};
+
+TEST(Abi, ColorProfilesKeepTheirFieldsAndGetters)
+{
+    struct Fields {
+        void* table;
+        int32_t count;
+        void* profile;
+        int32_t gridSize;
+        CFStringRef description, name;
+        CFDataRef rawData;
+        uint32_t standard;
+        CBaseCore* lock;
+    };
+    PXColorProfile profile = PXColorProfileCreate();
+    auto* fields = reinterpret_cast<Fields*>(profile);
+    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kCreateStandard, uint32_t{kPXColorStandardSRGB}));
+    EXPECT_EQ(1, fields->count);
+    EXPECT_EQ(32, fields->gridSize);
+    EXPECT_EQ(kPXColorStandardSRGB, fields->standard);
+    EXPECT_EQ(1, fields->lock->RetainCount());
+    EXPECT_EQ(fields->profile, CallSlot<void*>(profile, kGetHandle));
+    EXPECT_EQ(fields->name, CallSlot<CFStringRef>(profile, kGetName));
+    EXPECT_TRUE(CFEqual(fields->description, kPXColorProfileDisplayNameSRGB));
+    EXPECT_EQ(kPXColorStandardSRGB, CallSlot<uint32_t>(profile, kGetStandard));
+    EXPECT_EQ(0x6D6E7472U, CallSlot<uint32_t>(profile, kGetDeviceClass));
+    EXPECT_EQ(PXColorSpaceType{kPXColorSpaceRGB},
+              CallSlot<PXColorSpaceType>(profile, kGetColorSpaceType));
+    EXPECT_NE(nullptr, CallSlot<CFDataRef>(profile, kGetICCData));
+    CFRelease(CallSlot<CFDataRef>(profile, kCopyICCData));
+    CFRelease(CallSlot<CFDictionaryRef>(profile, kCopyInfo));
+    CallSlot<void>(profile, kSetName, CFSTR("n"));
+    CallSlot<void>(profile, kSetDescription, CFSTR("d"));
+    CFStringRef description = CallSlot<CFStringRef>(profile, kCopyDescription);
+    EXPECT_TRUE(CFEqual(CFSTR("d"), description));
+    CFRelease(description);
+    PXColorProfileRelease(profile);
+}
+
+TEST(Abi, ColorProfilesKeepTheirConversions)
+{
+    PXColorProfile profile = PXColorProfileCreateStandard(kPXColorStandardSRGB);
+    const float grey[3] = {0.5F, 0.5F, 0.5F};
+    const uint8_t grey8[3] = {99, 99, 99};
+    float shown[3] = {};
+    uint8_t shown8[3] = {};
+    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kConvertColor, profile, &grey[0], &shown[0]));
+    EXPECT_NEAR(0.5F, shown[1], 1e-3F);
+    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kConvertColor8, profile, &grey8[0], &shown8[0]));
+    EXPECT_EQ(99, shown8[1]);
+    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kConvertColorSoftProof, profile, profile, 0, &grey[0],
+                                     &shown[0]));
+    CFDataRef cube = nullptr;
+    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kCreateRGBCube, profile, uint32_t{2}, &cube));
+    CFRelease(cube);
+    PXColorProfile copy = nullptr;
+    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kCreateCopy, &copy));
+    EXPECT_TRUE(CallSlot<bool>(copy, kIsValid));
+    CFDataRef proof = nullptr;
+    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kCreateSoftProofCube, profile, int32_t{0}, profile,
+                                     uint32_t{2}, false, false, &proof));
+    EXPECT_EQ(0U, CallSlot<PXStatus>(copy, kSetRawData, proof));
+    EXPECT_NE(nullptr, CallSlot<CFDataRef>(copy, kGetRawData));
+    CFRelease(proof);
+    EXPECT_EQ(0U, CallSlot<PXStatus>(copy, kSetGridSize, int32_t{2}));
+    EXPECT_EQ(2, CallSlot<int32_t>(copy, kGetGridSize));
+    CallSlot<void>(copy, kClear);
+    EXPECT_FALSE(CallSlot<bool>(copy, kIsValid));
+    PXColorProfileRelease(copy);
+    PXColorProfileRelease(profile);
+}
+
+TEST(Abi, ColorProfilesRefuseThroughTheirSlots)
+{
+    PXColorProfile profile = PXColorProfileCreate();
+    EventLog events;
+    const PXRect rect = {0, 0, 1, 1};
+    const PXColorProfile none = nullptr;
+    const PXImage noImage = nullptr;
+    void* transform = nullptr;
+    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kLoadByName, CFSTR("sRGB")));
+    EXPECT_EQ(kPXErrNotFound, CallSlot<PXStatus>(profile, kOpenFile, CFSTR("/none")));
+    for (const size_t slot : {kSetInfo, kSetICCData})
+        EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, slot, none));
+    EXPECT_EQ(kPXErrBadArgument,
+              CallSlot<PXStatus>(profile, kApplyToImageRect, noImage, none, &rect));
+    EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, kApplyToImage, noImage, none));
+    EXPECT_EQ(kPXErrBadArgument,
+              CallSlot<PXStatus>(profile, kConvertImage, none, noImage, noImage, &rect, 0));
+    EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, kConvertImageInBands, none, noImage,
+                                                    noImage, &rect, 2, 0));
+    EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, kCreateImageTransform, none, noImage,
+                                                    noImage, 0, &transform));
+    EXPECT_EQ(7, events.Count(kPXErrBadArgument));
+    PXColorProfileRelease(profile);
 }
 
 // Tells which of its virtual functions was called.

@@ -10,10 +10,12 @@
 
 #include <lcms2.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -271,6 +273,135 @@ TEST(ProfileColors, RefuseWhatTheyCannotConvert)
     EXPECT_EQ(kPXErrNoDisplayProfile,
               PXColorProfileConvertColorSoftProofPXVec3F(srgb, srgb, nullptr, 0, {}, &shown));
     EXPECT_EQ(1, events.Count(kPXErrNoDisplayProfile));
+}
+
+// Headers of random bytes, with each field right more often than not.
+TEST(ProfileHeaders, ReadAsTheDefinitionSays)
+{
+    std::mt19937_64 random(Seed(41));
+    const auto put = [&](Bytes* bytes, size_t at, std::initializer_list<const char*> choices) {
+        const std::string text = choices.begin()[random() % choices.size()];
+        if (random() % 4 && at + text.size() <= bytes->size())
+            std::copy(text.begin(), text.end(), bytes->begin() + ptrdiff_t(at));
+    };
+    int accepted = 0, standards = 0;
+    EventLog events;
+    for (int step = 0; step < 4000; ++step) {
+        Bytes bytes(random() % 8 ? 128 + random() % 3 : random() % 130);
+        for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
+        put(&bytes, 8, {"\2\x10", "\2\x10", "\2\x20", "\4\x10"});
+        put(&bytes, 16, {"RGB ", "CMYK", "RGB", "GRAY", "rgb "});
+        put(&bytes, 36, {"acsp", "acsp", "acsq"});
+        put(&bytes, 52, {"sRGB", "ROMM", "srgb"});
+        const auto holds = [&](size_t at, const char* text) {
+            return std::string(bytes.begin() + ptrdiff_t(at), bytes.begin() + ptrdiff_t(at) + 4) ==
+                   text;
+        };
+        const bool isGood =
+            bytes.size() >= 128 && bytes[8] == 2 && bytes[9] == 16 && holds(36, "acsp");
+        uint32_t model = 77, standard = 77, wantModel = 0, wantStandard = 0;
+        if (isGood) {
+            wantModel = holds(16, "RGB ") ? 2 : holds(16, "CMYK") ? 3 : 0;
+            wantStandard = holds(52, "sRGB")   ? kPXColorStandardSRGB
+                           : holds(52, "ROMM") ? kPXColorStandardProPhoto
+                                               : 0;
+        }
+        ASSERT_EQ(isGood ? 0 : kPXErrICCHeader,
+                  PXColorProfileGetICCParams(DataOf(bytes), &model, &standard));
+        ASSERT_EQ(wantModel, model);
+        ASSERT_EQ(wantStandard, standard);
+        accepted += isGood;
+        standards += standard != 0;
+    }
+    EXPECT_EQ(4000 - accepted, events.Count(kPXErrICCHeader));
+    EXPECT_GT(accepted, 500);
+    EXPECT_GT(standards, 100);
+}
+
+// Each byte of header, tag table and the first tags in turn: a status, or a profile that can be
+// looked at, saved, copied and converted with, all without an accident.
+TEST(ProfileDamage, LeavesAStatusOrAUsableProfile)
+{
+    std::mt19937_64 random(Seed(8));
+    const Profile srgb(kPXColorStandardSRGB), damaged;
+    EventLog events;
+    int opened = 0, refused = 0, converted = 0;
+    for (const Bytes& good : {StandardProfileBytes(kPXColorStandardSRGB), MakeGreyProfile(),
+                              StandardProfileBytes(kPXColorStandardProPhoto22)}) {
+        for (size_t at = 0; at < std::min<size_t>(good.size(), 700); ++at) {
+            SCOPED_TRACE(at);
+            Bytes bad = good;
+            bad[at] = static_cast<uint8_t>(random() % 3 ? random() : 0xFF);
+            if (PXColorProfileSetICCData(damaged, DataOf(bad)) != 0) {
+                EXPECT_FALSE(PXColorProfileIsValid(damaged));
+                ++refused;
+                continue;
+            }
+            ++opened;
+            const float color[3] = {0.1F, 0.5F, 0.9F};
+            float result[3] = {};
+            if (PXColorProfileConvertColor(damaged, srgb, color, result) == 0) {
+                ++converted;
+                for (const float part : result) EXPECT_TRUE(part >= 0 && part <= 1) << part;
+            }
+            PXVec3F shown = {};
+            PXColorProfileConvertColorSoftProofPXVec3F(srgb, damaged, srgb, 0, {1, 0, 0}, &shown);
+            const Profile copy(PXColorProfileCreateCopy(damaged));
+            EXPECT_EQ(BytesIn(PXColorProfileGetICCData(copy)).size(),
+                      copy ? BytesIn(PXColorProfileGetICCData(damaged)).size() : 0);
+            if (CFStringRef name = PXColorProfileGetDisplayNameCopy(damaged)) CFRelease(name);
+        }
+    }
+    EXPECT_GT(opened, 300);
+    EXPECT_GT(refused, 100);
+    EXPECT_GT(converted, 100);
+}
+
+TEST(ProfileThreads, ShareOneProfile)
+{
+    const Bytes wide = StandardProfileBytes(kPXColorStandardProPhoto);
+    const Bytes adobe = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
+    const Profile shared(adobe), srgb(kPXColorStandardSRGB);
+    const Owned<CFDataRef> contents[] = {DataOf(adobe), DataOf(wide)};
+    const auto read = [&] {
+        for (int i = 0; i < 60; ++i) {
+            const Owned<CFDataRef> icc(PXColorProfileCreateICCData(shared));
+            EXPECT_TRUE(BytesIn(icc) == adobe || BytesIn(icc) == wide);
+            const float white[3] = {1, 1, 1};
+            float result[3] = {};
+            EXPECT_EQ(0, PXColorProfileConvertColor(i % 2 ? shared : srgb, i % 2 ? srgb : shared,
+                                                    white, result));
+            EXPECT_NEAR(1, result[0], 1e-3);
+            const Profile copy(PXColorProfileCreateCopy(shared));
+            EXPECT_TRUE(PXColorProfileIsValid(copy));
+            EXPECT_EQ(0, PXColorRegisterProfile(i % 2 ? CFSTR("one") : CFSTR("two"), copy));
+            const Profile device(PXColorProfileCreateDeviceNamed(CFSTR("one")));
+        }
+    };
+    ASSERT_EQ(0, PXColorRegisterProfile(CFSTR("one"), shared));
+    std::thread first(read), second(read);
+    for (int i = 0; i < 60; ++i) {
+        EXPECT_EQ(0, PXColorProfileSetICCData(shared, contents[i % 2]));
+        EXPECT_EQ(0, PXColorProfileSetICCName(shared, i % 2 ? CFSTR("a") : CFSTR("b")));
+        PXColorProfileGetStandard(shared);
+    }
+    first.join();
+    second.join();
+}
+
+TEST(ProfileThreads, AgreeOnTheStandards)
+{
+    std::vector<PXColorProfile> found(8);
+    std::vector<std::thread> threads;
+    for (PXColorProfile& one : found) {
+        threads.emplace_back(
+            [&one] { one = PXColorProfileCreateStandard(kPXColorStandardProPhoto22); });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const PXColorProfile one : found) {
+        EXPECT_EQ(found[0], one);
+        PXColorProfileRelease(one);
+    }
 }
 
 }  // namespace
