@@ -54,38 +54,56 @@ void PairRows(const uint8_t* first, const uint8_t* second, size_t /*ahead*/, siz
     for (size_t i = 0; i < count; ++i) lanes[i] = first[i] | uint32_t{second[i]} << 16;
 }
 
-template <class T>
 void FloatRow(const uint8_t* row, size_t /*ahead*/, size_t count, uint32_t* lanes)
 {
     for (size_t i = 0; i < count; ++i) {
-        T sample;
-        std::memcpy(&sample, row + i * sizeof(T), sizeof(T));
-        const float value = sample;
+        const float value = row[i];
         std::memcpy(lanes + i, &value, sizeof(value));
+    }
+}
+
+void WordRow(const uint8_t* row, size_t /*ahead*/, size_t count, uint32_t* lanes)
+{
+    std::memcpy(lanes, row, count * sizeof(uint16_t));
+}
+
+void FilterNumberRow(const ResizeRowJob& job, const ResizeRowSum& row)
+{
+    auto* out = static_cast<int16_t*>(row.out);
+    for (size_t i = 0; i < job.count; ++i) {
+        int32_t sum = 1 << (kRowShift - 1);
+        for (size_t s = 0; s < row.count; ++s) {
+            sum += PairSum(job.rows[row.first + s][job.at + i], row.weights[s]);
+        }
+        const size_t place = job.spreads ? i / 8 * 8 + i % 4 * 2 + i / 4 % 2 : i;
+        out[place] = static_cast<int16_t>(std::clamp(sum >> kRowShift, -32768, 32767));
     }
 }
 
 void FilterNumberRows(const ResizeRowJob& job)
 {
-    auto* out = static_cast<int16_t*>(job.out);
-    for (size_t i = 0; i < job.count; ++i) {
-        int32_t sum = 1 << (kRowShift - 1);
-        for (size_t s = 0; s < job.steps; ++s) {
-            sum += PairSum(job.rows[s][job.at + i], job.weights[s]);
-        }
-        out[i] = static_cast<int16_t>(std::clamp(sum >> kRowShift, -32768, 32767));
-    }
+    for (size_t i = 0; i < job.sumCount; ++i) FilterNumberRow(job, job.sums[i]);
 }
 
-void FilterFloatRows(const ResizeRowJob& job)
+float LaneOf(const uint32_t* row, size_t lane, bool isWord)
 {
-    auto* out = static_cast<float*>(job.out);
-    for (size_t i = 0; i < job.count; ++i) {
-        float sum = 0;
-        for (size_t s = 0; s < job.steps; ++s) {
-            sum += AsFloat(job.rows[s][job.at + i]) * AsFloat(job.weights[s]);
+    return isWord ? reinterpret_cast<const uint16_t*>(row)[lane] : AsFloat(row[lane]);
+}
+
+template <bool kWords>
+void FilterRealRows(const ResizeRowJob& job)
+{
+    for (size_t k = 0; k < job.sumCount; ++k) {
+        const ResizeRowSum& row = job.sums[k];
+        auto* out = static_cast<float*>(row.out);
+        for (size_t i = 0; i < job.count; ++i) {
+            float sum = 0;
+            for (size_t s = 0; s < row.count; ++s) {
+                sum +=
+                    LaneOf(job.rows[row.first + s], job.at + i, kWords) * AsFloat(row.weights[s]);
+            }
+            out[i] = sum;
         }
-        out[i] = sum;
     }
 }
 
@@ -142,6 +160,10 @@ using IntVec = hn::Vec<Ints>;
 using FloatVec = hn::Vec<Floats>;
 constexpr size_t kLanes = hn::MaxLanes(Floats());
 
+// Of each of two rows that are summed together: with two registers for weights and one for what is
+// loaded, the sums stay in registers.
+constexpr size_t kPairVectors = HWY_TARGET <= HWY_AVX3 ? 8 : 4;
+
 // Columns are loaded from any place: vectors of 32 bytes cross cache lines less often than those of
 // 64, which doubles the speed where those would be the widest.
 using ColumnFloats = hn::CappedTag<float, 8>;
@@ -161,6 +183,7 @@ struct Numbers {
     {
         return hn::LoadU(D(), reinterpret_cast<const int32_t*>(lanes));
     }
+    static HWY_INLINE V LoadRow(const uint32_t* row, size_t lane) { return LoadLanes(row + lane); }
     static HWY_INLINE V LoadWeights(const uint32_t* weights)
     {
         return hn::LoadDup128(D(), reinterpret_cast<const int32_t*>(weights));
@@ -188,6 +211,7 @@ struct Reals {
     {
         return hn::LoadU(D(), reinterpret_cast<const float*>(lanes));
     }
+    static HWY_INLINE V LoadRow(const uint32_t* row, size_t lane) { return LoadLanes(row + lane); }
     static HWY_INLINE V LoadWeights(const uint32_t* weights)
     {
         return hn::LoadDup128(D(), reinterpret_cast<const float*>(weights));
@@ -199,6 +223,18 @@ struct Reals {
     static HWY_INLINE V MulAdd(V lanes, V weights, V sum)
     {
         return hn::MulAdd(lanes, weights, sum);
+    }
+};
+
+// Rows of words; for the rest as floats.
+template <class DF>
+struct Words : Reals<DF> {
+    static HWY_INLINE hn::Vec<DF> LoadRow(const uint32_t* row, size_t lane)
+    {
+        const hn::Rebind<uint16_t, DF> words;
+        const hn::RebindToSigned<DF> numbers;
+        const auto loaded = hn::LoadU(words, reinterpret_cast<const uint16_t*>(row) + lane);
+        return hn::ConvertTo(DF(), hn::PromoteTo(numbers, loaded));
     }
 };
 
@@ -241,111 +277,211 @@ void PairRows(const uint8_t* first, const uint8_t* second, size_t ahead, size_t 
     }
 }
 
-template <class T>
 HWY_INLINE void FloatGroup(const uint8_t* HWY_RESTRICT row, uint32_t* HWY_RESTRICT lanes)
 {
-    const hn::Rebind<T, Floats> samples;
-    const hn::Repartition<uint8_t, decltype(samples)> bytes;
-    const auto loaded = hn::BitCast(samples, hn::LoadU(bytes, row));
-    hn::Store(hn::ConvertTo(Floats(), hn::PromoteTo(Ints(), loaded)), Floats(),
-              reinterpret_cast<float*>(lanes));
+    const hn::Rebind<uint8_t, Floats> samples;
+    const auto wide = hn::PromoteTo(Ints(), hn::LoadU(samples, row));
+    hn::Store(hn::ConvertTo(Floats(), wide), Floats(), reinterpret_cast<float*>(lanes));
 }
 
-template <class T>
 void FloatRow(const uint8_t* row, size_t ahead, size_t count, uint32_t* lanes)
 {
     size_t i = 0;
     for (; i + kLanes <= count; i += kLanes) {
-        if (i * sizeof(T) % 64 == 0) BringNear(row + i * sizeof(T), ahead);
-        FloatGroup<T>(row + i * sizeof(T), lanes + i);
+        if (i % 64 == 0) BringNear(row + i, ahead);
+        FloatGroup(row + i, lanes + i);
     }
     if (i < count) {
-        HWY_ALIGN uint8_t rest[kLanes * sizeof(T)] = {};
-        std::memcpy(rest, row + i * sizeof(T), (count - i) * sizeof(T));
-        FloatGroup<T>(rest, lanes + i);
+        HWY_ALIGN uint8_t rest[kLanes] = {};
+        std::memcpy(rest, row + i, count - i);
+        FloatGroup(rest, lanes + i);
     }
 }
 
-template <class Sums, size_t kVectors>
-HWY_INLINE void SumRows(const ResizeRowJob& job, size_t at, typename Sums::V* sums)
+void WordRow(const uint8_t* row, size_t ahead, size_t count, uint32_t* lanes)
 {
-    for (size_t step = 0; step < job.steps; ++step) {
-        const uint32_t* HWY_RESTRICT in = job.rows[step] + at;
-        const auto weight = Sums::Weight(job.weights[step]);
+    const Bytes d;
+    constexpr size_t kStep = hn::MaxLanes(Bytes());
+    const size_t size = count * sizeof(uint16_t);
+    auto* out = reinterpret_cast<uint8_t*>(lanes);
+    size_t i = 0;
+    for (; i + kStep <= size; i += kStep) {
+        if (i % 64 == 0) BringNear(row + i, ahead);
+        hn::Store(hn::LoadU(d, row + i), d, out + i);
+    }
+    if (i < size) {
+        hn::Store(hn::Zero(d), d, out + i);
+        std::memcpy(out + i, row + i, size - i);
+    }
+}
+
+// Adds the rows [begin, end) of the job to the vectors of one sum, or of both.
+template <class Sums, size_t kVectors, bool kFirst, bool kSecond>
+HWY_INLINE void SumRows(const ResizeRowJob& job, size_t at, size_t begin, size_t end,
+                        typename Sums::V (*sums)[kVectors])
+{
+    for (size_t row = begin; row < end; ++row) {
+        const ResizeRowSum& a = job.sums[0];
+        const ResizeRowSum& b = job.sums[1];
+        const auto first = Sums::Weight(kFirst ? a.weights[row - a.first] : 0);
+        const auto second = Sums::Weight(kSecond ? b.weights[row - b.first] : 0);
         HWY_UNROLL(16)
         for (size_t v = 0; v < kVectors; ++v) {
-            sums[v] = Sums::MulAdd(Sums::LoadLanes(in + v * kLanes), weight, sums[v]);
+            const auto lanes = Sums::LoadRow(job.rows[row], at + v * kLanes);
+            if constexpr (kFirst) sums[0][v] = Sums::MulAdd(lanes, first, sums[0][v]);
+            if constexpr (kSecond) sums[1][v] = Sums::MulAdd(lanes, second, sums[1][v]);
         }
     }
 }
 
-template <size_t kVectors>
+// The rows of one sum, or of two that have rows in common.
+template <class Sums, size_t kVectors, size_t kSums>
+HWY_INLINE void SumAll(const ResizeRowJob& job, size_t at, typename Sums::V start,
+                       typename Sums::V (*sums)[kVectors])
+{
+    HWY_UNROLL(2)
+    for (size_t i = 0; i < kSums; ++i) {
+        HWY_UNROLL(16)
+        for (size_t v = 0; v < kVectors; ++v) sums[i][v] = start;
+    }
+    const size_t end = job.sums[0].first + job.sums[0].count;
+    if constexpr (kSums == 1) {
+        SumRows<Sums, kVectors, true, false>(job, at, job.sums[0].first, end, sums);
+    } else {
+        const size_t begin = job.sums[1].first;
+        SumRows<Sums, kVectors, true, false>(job, at, job.sums[0].first, begin, sums);
+        SumRows<Sums, kVectors, true, true>(job, at, begin, end, sums);
+        SumRows<Sums, kVectors, false, true>(job, at, end, begin + job.sums[1].count, sums);
+    }
+}
+
+// The numbers of two pixels of 3 or 4 channels to a step.
+alignas(16) constexpr uint8_t kStepOrder[2][16] = {
+    {0, 1, 6, 7, 2, 3, 8, 9, 4, 5, 10, 11, 4, 5, 10, 11},
+    {0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15},
+};
+
+template <bool kSpreads, size_t kVectors, size_t kSums>
 HWY_INLINE void NumberRows(const ResizeRowJob& job, size_t i)
 {
-    const Ints d;
     const Shorts shorts;
-    IntVec sums[kVectors];
-    HWY_UNROLL(16)
-    for (size_t v = 0; v < kVectors; ++v) sums[v] = hn::Set(d, 1 << (kRowShift - 1));
-    SumRows<Numbers<Ints>, kVectors>(job, job.at + i, sums);
-    auto* out = static_cast<int16_t*>(job.out) + i;
-    HWY_UNROLL(8)
-    for (size_t v = 0; v < kVectors; v += 2) {
-        const auto lower = hn::ShiftRight<kRowShift>(sums[v]);
-        const auto upper = hn::ShiftRight<kRowShift>(sums[v + 1]);
-        hn::StoreU(hn::ReorderDemote2To(shorts, lower, upper), shorts, out + v * kLanes);
+    const hn::Repartition<uint8_t, Shorts> bytes;
+    const auto order = hn::LoadDup128(bytes, kStepOrder[1]);
+    IntVec sums[kSums][kVectors];
+    SumAll<Numbers<Ints>, kVectors, kSums>(job, job.at + i, hn::Set(Ints(), 1 << (kRowShift - 1)),
+                                           sums);
+    HWY_UNROLL(2)
+    for (size_t row = 0; row < kSums; ++row) {
+        auto* out = static_cast<int16_t*>(job.sums[row].out) + i;
+        HWY_UNROLL(8)
+        for (size_t v = 0; v < kVectors; v += 2) {
+            const auto lower = hn::ShiftRight<kRowShift>(sums[row][v]);
+            const auto upper = hn::ShiftRight<kRowShift>(sums[row][v + 1]);
+            auto numbers = hn::ReorderDemote2To(shorts, lower, upper);
+            if constexpr (kSpreads) {
+                numbers =
+                    hn::BitCast(shorts, hn::TableLookupBytes(hn::BitCast(bytes, numbers), order));
+            }
+            hn::StoreU(numbers, shorts, out + v * kLanes);
+        }
+    }
+}
+
+template <bool kSpreads>
+void NumberRowsOf(const ResizeRowJob& job)
+{
+    size_t i = 0;
+    if (job.sumCount == 2) {
+        for (; i + kPairVectors * kLanes <= job.count; i += kPairVectors * kLanes) {
+            NumberRows<kSpreads, kPairVectors, 2>(job, i);
+        }
+        for (; i < job.count; i += 2 * kLanes) NumberRows<kSpreads, 2, 2>(job, i);
+    } else {
+        for (; i + 8 * kLanes <= job.count; i += 8 * kLanes) NumberRows<kSpreads, 8, 1>(job, i);
+        for (; i < job.count; i += 2 * kLanes) NumberRows<kSpreads, 2, 1>(job, i);
     }
 }
 
 void FilterNumberRows(const ResizeRowJob& job)
 {
-    size_t i = 0;
-    for (; i + 8 * kLanes <= job.count; i += 8 * kLanes) NumberRows<8>(job, i);
-    for (; i < job.count; i += 2 * kLanes) NumberRows<2>(job, i);
+    job.spreads ? NumberRowsOf<true>(job) : NumberRowsOf<false>(job);
 }
 
-template <size_t kVectors>
-HWY_INLINE void FloatRows(const ResizeRowJob& job, size_t i)
+template <class Sums, size_t kVectors, size_t kSums>
+HWY_INLINE void RealRows(const ResizeRowJob& job, size_t i)
 {
-    FloatVec sums[kVectors];
-    HWY_UNROLL(16)
-    for (size_t v = 0; v < kVectors; ++v) sums[v] = hn::Zero(Floats());
-    SumRows<Reals<Floats>, kVectors>(job, job.at + i, sums);
-    auto* out = static_cast<float*>(job.out) + i;
-    HWY_UNROLL(16)
-    for (size_t v = 0; v < kVectors; ++v) hn::StoreU(sums[v], Floats(), out + v * kLanes);
+    FloatVec sums[kSums][kVectors];
+    SumAll<Sums, kVectors, kSums>(job, job.at + i, hn::Zero(Floats()), sums);
+    HWY_UNROLL(2)
+    for (size_t row = 0; row < kSums; ++row) {
+        auto* out = static_cast<float*>(job.sums[row].out) + i;
+        HWY_UNROLL(16)
+        for (size_t v = 0; v < kVectors; ++v) {
+            hn::StoreU(sums[row][v], Floats(), out + v * kLanes);
+        }
+    }
 }
 
-void FilterFloatRows(const ResizeRowJob& job)
+template <bool kWords>
+void FilterRealRows(const ResizeRowJob& job)
 {
+    using Sums = std::conditional_t<kWords, Words<Floats>, Reals<Floats> >;
     size_t i = 0;
-    for (; i + 8 * kLanes <= job.count; i += 8 * kLanes) FloatRows<8>(job, i);
-    for (; i < job.count; i += kLanes) FloatRows<1>(job, i);
+    if (job.sumCount == 2) {
+        for (; i + kPairVectors * kLanes <= job.count; i += kPairVectors * kLanes) {
+            RealRows<Sums, kPairVectors, 2>(job, i);
+        }
+        for (; i < job.count; i += 2 * kLanes) RealRows<Sums, 2, 2>(job, i);
+    } else {
+        for (; i + 8 * kLanes <= job.count; i += 8 * kLanes) RealRows<Sums, 8, 1>(job, i);
+        for (; i < job.count; i += 2 * kLanes) RealRows<Sums, 2, 1>(job, i);
+    }
 }
 
+// Blocks of three lanes of 32 bits become blocks of four; the fourth lane is any of those loaded.
+class BlockWidener {
+public:
+    BlockWidener()
+    {
+        alignas(64) int32_t order[kLanes];
+        for (size_t i = 0; i < kLanes; ++i) {
+            order[i] = static_cast<int32_t>(std::min(i / 4 * 3 + i % 4, kLanes - 1));
+        }
+        order_ = hn::SetTableIndices(Ints(), order);
+    }
+    HWY_INLINE IntVec Widen(const void* blocks) const
+    {
+        return hn::TableLookupLanes(hn::LoadU(Ints(), static_cast<const int32_t*>(blocks)), order_);
+    }
+
+private:
+    decltype(hn::SetTableIndices(Ints(), static_cast<const int32_t*>(nullptr))) order_;
+};
+
+// Both write whole vectors: up to 3 steps more.
 template <size_t kChannels>
 void SpreadNumbers(const void* pixels, size_t steps, uint32_t* lanes)
 {
-    alignas(16) static constexpr uint8_t kOrder[2][16] = {
-        {0, 1, 6, 7, 2, 3, 8, 9, 4, 5, 10, 11, 4, 5, 10, 11},
-        {0, 1, 8, 9, 2, 3, 10, 11, 4, 5, 12, 13, 6, 7, 14, 15},
-    };
-    const hn::FixedTag<uint8_t, 16> d;
-    const auto order = hn::Load(d, kOrder[kChannels - 3]);
+    const BlockWidener widener;
+    const auto order = hn::LoadDup128(Bytes(), kStepOrder[kChannels - 3]);
     const auto* in = static_cast<const uint8_t*>(pixels);
-    auto* out = reinterpret_cast<uint8_t*>(lanes);
-    for (size_t s = 0; s < steps; ++s) {
-        const auto pair = hn::LoadU(d, in + s * 4 * kChannels);
-        hn::Store(hn::TableLookupBytes(pair, order), d, out + 16 * s);
+    for (size_t s = 0; s < steps; s += kLanes / 4) {
+        const uint8_t* from = in + s * 4 * kChannels;
+        const auto pairs = kChannels == 3
+                               ? widener.Widen(from)
+                               : hn::LoadU(Ints(), reinterpret_cast<const int32_t*>(from));
+        const auto ordered = hn::TableLookupBytes(hn::BitCast(Bytes(), pairs), order);
+        hn::Store(hn::BitCast(Ints(), ordered), Ints(), reinterpret_cast<int32_t*>(lanes + 4 * s));
     }
 }
 
 void SpreadFloats(const void* pixels, size_t steps, uint32_t* lanes)
 {
-    const Floats4 d;
+    const BlockWidener widener;
     const auto* in = static_cast<const float*>(pixels);
-    auto* out = reinterpret_cast<float*>(lanes);
-    for (size_t s = 0; s < steps; ++s) hn::Store(hn::LoadU(d, in + 3 * s), d, out + 4 * s);
+    for (size_t s = 0; s < steps; s += kLanes / 4) {
+        hn::Store(widener.Widen(in + 3 * s), Ints(), reinterpret_cast<int32_t*>(lanes + 4 * s));
+    }
 }
 
 // The sum of the blocks of four lanes.
@@ -516,8 +652,8 @@ void FilterColumns(const ResizeColumnJob& job)
 constexpr ResizeKernels kTable = {
     &HWY_STR(HWY_NAMESPACE)[2],  // without its "N_"
     PairRows,
-    {FloatRow<uint8_t>, FloatRow<uint16_t>},
-    {FilterFloatRows, FilterNumberRows},
+    {FloatRow, WordRow},
+    {FilterRealRows<false>, FilterNumberRows, FilterRealRows<true>},
     {{SpreadFloats, nullptr}, {SpreadNumbers<3>, SpreadNumbers<4>}},
     {{FilterColumns<uint8_t, 1, false>, FilterColumns<uint8_t, 3, false>,
       FilterColumns<uint8_t, 4, false>},

@@ -17,15 +17,28 @@
 namespace px {
 
 inline constexpr size_t kLaneGroup = 32;
+
+// How the lanes of a source row are kept until they are filtered. Words are the 16-bit samples
+// themselves, half as much to store and load as the floats that they become when they are loaded.
+enum ResizeRowKind : size_t { kRowOfFloats, kRowOfPairs, kRowOfWords };
 // Rows that the column filter works on together.
 inline constexpr size_t kColumnRows = 4;
 
-struct ResizeRowJob {
-    const uint32_t* const* rows;  // one per step
+// A row of the result adds up `count` of a job's rows of lanes from `first`, each with its weight.
+struct ResizeRowSum {
     const uint32_t* weights;
-    size_t steps;
+    size_t first, count;
+    void* out;  // floats or int16_t, one per lane, from lane `at` on
+};
+
+// One or two sums, which load the rows that both read once. The second begins and ends no earlier
+// than the first, and begins before that ends.
+struct ResizeRowJob {
+    const uint32_t* const* rows;
+    ResizeRowSum sums[2];
+    size_t sumCount;
     size_t at, count;  // lanes, multiples of kLaneGroup
-    void* out;         // floats or int16_t, one per lane, from lane `at` on
+    bool spreads;      // numbers of four channels, from an even pixel on, become steps at once
 };
 
 struct ResizeColumnJob {
@@ -40,14 +53,15 @@ struct ResizeColumnJob {
 struct ResizeKernels {
     const char* name;
 
-    // Samples of two rows, or of one (index: 16-bit samples), as lanes; the last group is filled.
-    // The bytes `ahead` further on are brought near meanwhile; they need not exist.
+    // Samples of two rows as pairs, or of one: of 8 bits as floats (index 0), of 16 bits as they
+    // are (index 1). The last group is filled. The bytes `ahead` further on are brought near
+    // meanwhile; they need not exist.
     void (*pairRows)(const uint8_t* first, const uint8_t* second, size_t ahead, size_t count,
                      uint32_t* lanes);
-    void (*floatRow[2])(const uint8_t* row, size_t ahead, size_t count, uint32_t* lanes);
+    void (*loadRow[2])(const uint8_t* row, size_t ahead, size_t count, uint32_t* lanes);
 
-    // Index: as numbers.
-    void (*filterRows[2])(const ResizeRowJob& job);
+    // Index: how lanes are kept in rows.
+    void (*filterRows[3])(const ResizeRowJob& job);
 
     // Pixels of 3 (index 0) or 4 channels become steps of four lanes: a pixel each as floats, two
     // (an even count in all) as numbers. Index: as numbers, channels less 3. Null: nothing to do.

@@ -13,9 +13,11 @@ namespace px {
 
 namespace {
 
-// Rows of the result filtered together: lanes of source rows are then read from near memory.
+// Rows of the result filtered together, stretch by stretch: the lanes of a stretch that all of them
+// read stay in a 32 KiB first-level cache.
 constexpr int64_t kBatchRows = 8;
-constexpr size_t kStretchLanes = 256;
+constexpr size_t kNearBytes = 24576;
+constexpr size_t kShortestStretch = 128;
 // Source columns of a strip, about; a ring of rows of them stays in the second-level cache.
 constexpr int64_t kStripColumns = 1024;
 // Steps of rows that are brought near before they are loaded.
@@ -31,6 +33,13 @@ size_t Size(int64_t value)
 size_t RoundUp(size_t value, size_t multiple)
 {
     return (value + multiple - 1) / multiple * multiple;
+}
+
+// Whether the loops can add up two rows of the result together.
+bool HaveCommonSteps(const ResizeSteps& a, const ResizeSteps& b)
+{
+    return b.first >= a.first && b.first < a.first + a.count &&
+           b.first + b.count >= a.first + a.count;
 }
 
 // Sizes of the parts of a work buffer; those of a whole image hold for every rectangle in it.
@@ -68,7 +77,7 @@ Layout::Layout(const ResizeSpec& spec, ResizeSize size, uint32_t channels, bool 
     const size_t lanesPerStep = channels == 1 ? 1 : 4;
     const size_t steps = asNumbers ? columns / 2 + 2 : columns;
     spreadLanes = RoundUp((steps + 2 * kWeightPadding) * lanesPerStep, kLaneGroup) + 16;
-    pointers = Size(kBatchRows) * ringSteps;
+    pointers = ringSteps;
     bytes = ringSteps * rowLanes * 4 + Size(kBatchRows) * filteredBytes +
             kColumnRows * spreadLanes * 4 + pointers * sizeof(void*) + 64;
 }
@@ -121,9 +130,15 @@ private:
     void LoadSteps(int64_t end);
     void BringNearToWrite(int64_t firstRow, int64_t rows) const;
     void FilterRows(int64_t firstRow, int64_t rows);
+    ResizeRowSum RowSum(int64_t row, int64_t firstStep, uint8_t* filtered, size_t at) const;
     void RepeatEdges(uint8_t* filtered) const;
+    void RepeatSpreadEdges(int16_t* filtered) const;
     void FilterColumns(int64_t firstRow, int64_t rows);
 
+    ResizeRowKind RowKind() const
+    {
+        return numbers_ ? kRowOfPairs : sizeof(T) == 2 ? kRowOfWords : kRowOfFloats;
+    }
     const ResizeSteps* RowSteps() const { return spec_.Steps(spec_.y, numbers_) + offset_.y; }
     const ResizeSteps* ColumnSteps() const { return spec_.Steps(spec_.x, numbers_) + offset_.x; }
     int64_t Positions(int64_t step) const { return numbers_ ? 2 * step : step; }
@@ -170,7 +185,8 @@ private:
     int64_t firstPixel_ = 0, pixels_ = 0;
     int64_t stepBegin_ = 0, stepEnd_ = 0;
     int64_t realBegin_ = 0, realEnd_ = 0;
-    int64_t loaded_ = 0;  // steps of rows below this one are in the ring
+    bool spreadsRows_ = false;  // filtered rows come as steps: their real columns begin with one
+    int64_t loaded_ = 0;        // steps of rows below this one are in the ring
 };
 
 template <class T>
@@ -183,6 +199,7 @@ void Strips<T>::RunStrip(int64_t firstPixel, int64_t pixels)
     stepEnd_ = int64_t{columns[pixels - 1].first} + columns[pixels - 1].count;
     realBegin_ = std::clamp(Positions(stepBegin_), fromX_, toX_);
     realEnd_ = std::clamp(Positions(stepEnd_) - 1, fromX_, toX_) + 1;
+    spreadsRows_ = numbers_ && channels_ == 4 && (realBegin_ - Positions(stepBegin_)) % 2 == 0;
     loaded_ = RowSteps()[0].first;
     for (int64_t row = 0; row < size_.height; row += kBatchRows) {
         const int64_t rows = std::min(kBatchRows, size_.height - row);
@@ -208,7 +225,7 @@ void Strips<T>::LoadSteps(int64_t end)
         if (numbers_) {
             kernels_.pairRows(SourceRow(row), SourceRow(row + 1), ahead, samples, RingRow(loaded_));
         } else {
-            kernels_.floatRow[sizeof(T) - 1](SourceRow(row), ahead, samples, RingRow(loaded_));
+            kernels_.loadRow[sizeof(T) - 1](SourceRow(row), ahead, samples, RingRow(loaded_));
         }
     }
 }
@@ -223,28 +240,47 @@ void Strips<T>::BringNearToWrite(int64_t firstRow, int64_t rows) const
     }
 }
 
-// Filters rows of the result, still of the source's width.
+// Filters rows of the result, still of the source's width, two at a time where they read rows of
+// the source in common.
 template <class T>
 void Strips<T>::FilterRows(int64_t firstRow, int64_t rows)
 {
     const size_t lanes = RoundUp(Size(realEnd_ - realBegin_) * channels_, kLaneGroup);
-    const size_t before = Size(realBegin_ - Positions(stepBegin_)) * FilteredPixelBytes();
-    for (int64_t i = 0; i < rows; ++i) {
-        const ResizeSteps steps = RowSteps()[firstRow + i];
-        const uint32_t** pointers = pointers_ + Size(i) * layout_.ringSteps;
-        for (int64_t s = 0; s < steps.count; ++s) pointers[s] = RingRow(steps.first + s);
-    }
-    for (size_t at = 0; at < lanes; at += kStretchLanes) {
-        for (int64_t i = 0; i < rows; ++i) {
-            const int64_t row = firstRow + i;
-            uint8_t* out = Filtered(i) + before + at * (numbers_ ? 2 : 4);
-            kernels_.filterRows[numbers_](
-                {pointers_ + Size(i) * layout_.ringSteps,
-                 spec_.Weights(spec_.y, numbers_, static_cast<int32_t>(offset_.y + row)),
-                 Size(RowSteps()[row].count), at, std::min(kStretchLanes, lanes - at), out});
+    const ResizeSteps* steps = RowSteps() + firstRow;
+    const int64_t firstStep = steps[0].first;
+    const int64_t endStep = int64_t{steps[rows - 1].first} + steps[rows - 1].count;
+    for (int64_t s = firstStep; s < endStep; ++s) pointers_[s - firstStep] = RingRow(s);
+    const size_t near = Size(endStep - firstStep) * (RowKind() == kRowOfWords ? 2 : 4);
+    const size_t stretch =
+        std::max(kNearBytes / near / kShortestStretch, size_t{1}) * kShortestStretch;
+    for (size_t at = 0; at < lanes; at += stretch) {
+        const size_t count = std::min(stretch, lanes - at);
+        for (int64_t i = 0; i < rows;) {
+            const bool isPair = i + 1 < rows && HaveCommonSteps(steps[i], steps[i + 1]);
+            ResizeRowJob job = {pointers_, {}, isPair ? 2U : 1U, at, count, spreadsRows_};
+            for (size_t k = 0; k < job.sumCount; ++k, ++i) {
+                job.sums[k] = RowSum(firstRow + i, firstStep, Filtered(i), at);
+            }
+            kernels_.filterRows[RowKind()](job);
         }
     }
-    for (int64_t i = 0; i < rows; ++i) RepeatEdges(Filtered(i));
+    for (int64_t i = 0; i < rows; ++i) {
+        if (spreadsRows_) {
+            RepeatSpreadEdges(reinterpret_cast<int16_t*>(Filtered(i)));
+        } else {
+            RepeatEdges(Filtered(i));
+        }
+    }
+}
+
+template <class T>
+ResizeRowSum Strips<T>::RowSum(int64_t row, int64_t firstStep, uint8_t* filtered, size_t at) const
+{
+    const ResizeSteps steps = RowSteps()[row];
+    const size_t before = Size(realBegin_ - Positions(stepBegin_)) * FilteredPixelBytes();
+    return {spec_.Weights(spec_.y, numbers_, static_cast<int32_t>(offset_.y + row)),
+            Size(steps.first - firstStep), Size(steps.count),
+            filtered + before + at * (numbers_ ? 2 : 4)};
 }
 
 template <class T>
@@ -262,12 +298,31 @@ void Strips<T>::RepeatEdges(uint8_t* filtered) const
     }
 }
 
+// Of steps of four channels, in each of which a number of the first pixel stands beside the one of
+// the second.
+template <class T>
+void Strips<T>::RepeatSpreadEdges(int16_t* filtered) const
+{
+    const int64_t before = realBegin_ - Positions(stepBegin_);
+    const int64_t last = realEnd_ - 1 - Positions(stepBegin_);
+    const int64_t all = Positions(stepEnd_) - Positions(stepBegin_);
+    const auto copy = [&](int64_t from, int64_t to) {
+        for (int64_t channel = 0; channel < 4; ++channel) {
+            filtered[to / 2 * 8 + 2 * channel + to % 2] =
+                filtered[from / 2 * 8 + 2 * channel + from % 2];
+        }
+    };
+    for (int64_t pixel = 0; pixel < before; ++pixel) copy(before, pixel);
+    for (int64_t pixel = last + 1; pixel < all; ++pixel) copy(last, pixel);
+}
+
 // Filters the columns of up to kColumnRows filtered rows; a missing row repeats the last one.
 template <class T>
 void Strips<T>::FilterColumns(int64_t firstRow, int64_t rows)
 {
     ResizeColumnJob job = {};
-    const auto spread = channels_ == 1 ? nullptr : kernels_.spread[numbers_][channels_ - 3];
+    const auto spread =
+        channels_ == 1 || spreadsRows_ ? nullptr : kernels_.spread[numbers_][channels_ - 3];
     for (size_t i = 0; i < kColumnRows; ++i) {
         const int64_t row = firstRow + std::min<int64_t>(static_cast<int64_t>(i), rows - 1);
         const auto* lanes = reinterpret_cast<const uint32_t*>(Filtered(row % kBatchRows));
