@@ -1,5 +1,6 @@
 #include "Image/BandTasks.h"
 
+#include "Base/Platform/Platform.h"
 #include "Base/Ref.h"
 #include "Base/Task.h"
 #include "Base/TaskQueue.h"
@@ -44,10 +45,12 @@ private:
 PXStatus RunBands(int32_t count, const std::function<PXStatus(int32_t)>& work)
 {
     BandRun run{work, count};
+    const int32_t threads = std::min(count, static_cast<int32_t>(os::Os().processorCount()));
     PXRef<CBaseTaskQueue> queue;
-    if (count > 1) queue = PXRef<CBaseTaskQueue>::Adopt(new (std::nothrow) CBaseTaskQueue);
-    if (queue && queue->Initialize(CFSTR("ImageBands"), 0, std::max(2, count - 1)) == kPXOK) {
-        for (int32_t i = 1; i < count; ++i) {
+    if (threads > 1) queue = PXRef<CBaseTaskQueue>::Adopt(new (std::nothrow) CBaseTaskQueue);
+    // With less than two slots a queue would run its task on the thread that schedules.
+    if (queue && queue->Initialize(CFSTR("ImageBands"), 0, std::max(2, threads - 1)) == kPXOK) {
+        for (int32_t i = 1; i < threads; ++i) {
             const auto task = PXRef<CBaseTask>::Adopt(new (std::nothrow) BandTask(&run));
             if (!task || queue->Push(task.Get()) != kPXOK) break;
         }

@@ -23,7 +23,7 @@ constexpr int64_t kStripBytes = int64_t{8} << 20;
 constexpr int64_t kStripPerOverlap = 8;
 constexpr int64_t kMinStripSourceRows = 512;
 // Source and destination pixels below which a second thread costs more than it gives.
-constexpr int64_t kMinBandPixels = 1 << 18;
+constexpr int64_t kMinBandPixels = 1 << 19;
 constexpr int32_t kMinBandRows = 16;
 
 PXSize SizeOf(const CImageRec& image)
