@@ -18,7 +18,8 @@ classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "
                                                "StreamSub", "Task", "TaskQueue")]
 classes += [common / f"PXCore/{name}.h"
             for name in ("PXBezierCurve", "PXColor", "PXDictionary", "PXImageIterator", "PXPreset",
-                         "PXPresetData", "PXPresetManager", "PXString", "PXVariant", "PXVariantPointerContainer")]
+                         "PXPresetData", "PXPresetManager", "PXPresetWatcher", "PXString",
+                         "PXVariant", "PXVariantPointerContainer")]
 classes.append(common / "Image/BaseTileSet.h")
 flat += sorted(path for folder in ("PXCore", "Base", "PXAccelerate", "Image")
                for path in (common / folder).glob("PX*.h")

@@ -2,6 +2,7 @@
 #include "PXCore/PXBezierCurve.h"
 #include "PXCore/PXPresetManager.h"
 #include "PXCore/PXUtils.h"
+#include "PXCore/PresetArchive.h"
 #include "support/FakePlatform.h"
 #include "support/Seed.h"
 #include "support/TempFolder.h"
@@ -624,6 +625,72 @@ TEST_F(PresetManager, ListsWhatIsWrong)
             "Warm/w:x.pxcurve: as a name it holds one of the characters < > : \" | ? *",
             "Warm/w:x.pxcurve: the name inside is 'y'",
             "Warm/\uFFFD.pxcurve: as a name it is not valid text"));
+}
+
+std::string Zip(const std::vector<std::pair<std::string, std::string>>& files)
+{
+    std::vector<px::ArchiveEntry> entries;
+    for (const auto& [name, bytes] : files)
+        entries.push_back({name, CFRef<CFDataRef>::Adopt(px::test::DataOf(bytes).Detach())});
+    return px::test::BytesOf(px::WriteArchive("Any", entries).Get());
+}
+
+TEST_F(PresetManager, TravelsAsAnArchive)
+{
+    WriteList("Warm/a.pxcurve", "<dict><key>future</key><integer>1</integer></dict>");
+    ASSERT_TRUE(Save("Warm", "\xC3\xA9 2"));
+    Write("Curves/Warm/a.png", "picture");
+    EXPECT_TRUE(manager_.exportCategory("Warm", S(Path("warm.zip"))));
+    const std::string archive = Content(Path("warm.zip"));
+    EXPECT_TRUE(manager_.exportCategory("Warm", S(Path("warm.zip"))));
+    EXPECT_EQ(archive, Content(Path("warm.zip")));
+    EXPECT_TRUE(manager_.importCategory(S(Path("warm.zip")), "Copy"));
+    for (const char* name : {"a.pxcurve", "\xC3\xA9 2.pxcurve", "a.png"})
+        EXPECT_EQ(Content(Path("Curves/Warm/") + name), Content(Path("Curves/Copy/") + name));
+    EventLog events;
+    EXPECT_FALSE(manager_.importCategory(S(Path("warm.zip")), "Copy"));
+    EXPECT_FALSE(manager_.exportCategory("Nothing", S(Path("none.zip"))));
+    EXPECT_FALSE(manager_.importCategory(S(Path("none.zip")), "Copy"));
+    EXPECT_THAT(events.Messages(),
+                Contains("importCategory: Could not import '" + Path("warm.zip") +
+                         "' to category 'Copy': the category has a preset of the "
+                         "same name"));
+}
+
+TEST_F(PresetManager, RefusesArchivesOfStrangers)
+{
+    const std::string list = "<plist><dict/></plist>";
+    const std::string zeros(1 << 20, '\0');
+    std::string broken = Zip({{"a.pxcurve", list + std::string(200, ' ')}});
+    broken[52] ^= 1;
+    const struct {
+        const char* name;
+        std::string bytes;
+        const char* reason;
+    } rows[] = {
+        {"no archive", "PK", "it is no zip archive"},
+        {"leads out", Zip({{"../a.pxcurve", list}}), "a name that is refused"},
+        {"absolute", Zip({{"/a.pxcurve", list}}), "a name that is refused"},
+        {"device", Zip({{"aux.pxcurve", list}}), "a name that is refused"},
+        {"stranger", Zip({{"a.exe", list}}), "no preset of this module"},
+        {"twice", Zip({{"a.pxcurve", list}, {"A.pxcurve", list}}), "a name twice"},
+        {"bomb", Zip({{"a.png", zeros}}), "packed too well"},
+        {"large", Zip({{"a.png", std::string(px::kMaxArchiveEntryBytes + 1, 'x')}}), "too large"},
+        {"no list", Zip({{"a.pxcurve", list}, {"b.pxcurve", "half"}}), "cannot be read"},
+        {"damaged", broken, "damaged"},
+        {"many",
+         Zip(std::vector<std::pair<std::string, std::string>>(px::kMaxArchiveEntries + 1,
+                                                              {"", ""})),
+         "too many"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Write("stranger.zip", row.bytes);
+        EventLog events;
+        EXPECT_FALSE(manager_.importCategory(S(Path("stranger.zip")), "Warm"));
+        EXPECT_THAT(events.Messages().back(), HasSubstr(row.reason));
+        EXPECT_THAT(Files(), ElementsAre("stranger.zip"));
+    }
 }
 
 }  // namespace

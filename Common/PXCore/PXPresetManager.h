@@ -149,6 +149,14 @@ public:
     // False, and a sentence in the log, for one whose original is gone, and for none.
     bool redirectFavorite(const PXString& name, PXString* category, PXString* presetName) const;
 
+    // The presets and thumbnails of a category as one zip archive, which is replaced when it is
+    // there, and back from such a one. An archive is imported whole or, after a sentence that says
+    // why, not at all: it must be free of names that would be refused here, of files that are
+    // neither, that cannot be read or would grow out of proportion, and of names that the category
+    // has. The category is made when missing; bytes stay as they are, keys unknown here included.
+    bool exportCategory(const PXString& category, const PXString& archive) const;
+    bool importCategory(const PXString& archive, const PXString& category);
+
     // Shows the preset folder in the desktop's file browser.
     bool launchFileBrowser() const;
 
