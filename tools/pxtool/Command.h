@@ -43,6 +43,7 @@ public:
 std::unique_ptr<Command> MakeConvertCommand();
 std::unique_ptr<Command> MakeCropCommand();
 std::unique_ptr<Command> MakeMipsCommand();
+std::unique_ptr<Command> MakeProfileCommand();
 std::unique_ptr<Command> MakeResizeCommand();
 std::unique_ptr<Command> MakeRotateCommand();
 std::unique_ptr<Command> MakeTransformCommand();

@@ -34,6 +34,7 @@ Commands MakeCommands()
     commands.push_back(MakeConvertCommand());
     commands.push_back(MakeCropCommand());
     commands.push_back(MakeMipsCommand());
+    commands.push_back(MakeProfileCommand());
     commands.push_back(MakeResizeCommand());
     commands.push_back(MakeRotateCommand());
     commands.push_back(MakeTransformCommand());
