@@ -28,8 +28,8 @@ foreach(folder Base PXCore PXAccelerate Image)
     list(FILTER px_headers EXCLUDE REGEX "_p\\.h$")
     install(FILES ${px_headers} DESTINATION "${px_include}/${folder}")
 endforeach()
-foreach(header BaseCore BaseCondition BaseMutex HTTPMessage Msg Ref Signal Stream StreamFile StreamMemory StreamSocket
-        StreamSub Task TaskQueue)
+foreach(header BaseCore BaseCondition BaseMutex BroadcastConn Connection HTTPMessage Msg MsgBroadcaster
+        Ref Server ServerAPI Signal Stream StreamFile StreamMemory StreamSocket StreamSub Task TaskQueue)
     install(FILES "${CMAKE_SOURCE_DIR}/Common/Base/${header}.h" DESTINATION "${px_include}/Base")
 endforeach()
 install(FILES "${CMAKE_SOURCE_DIR}/Common/Image/BaseTileSet.h" DESTINATION "${px_include}/Image")

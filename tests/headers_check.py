@@ -13,7 +13,8 @@ flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only",
 
 flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
 classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex",
-                                               "HTTPMessage", "Msg", "Ref", "Signal",
+                                               "BroadcastConn", "Connection", "HTTPMessage", "Msg",
+                                               "MsgBroadcaster", "Ref", "Server", "ServerAPI", "Signal",
                                                "Stream", "StreamFile", "StreamMemory", "StreamSocket",
                                                "StreamSub", "Task", "TaskQueue")]
 classes += [common / f"PXCore/{name}.h"

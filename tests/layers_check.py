@@ -16,7 +16,7 @@ LAYERS = [
     ("PXCoreFoundation/", 1),
     ("CoreFoundation/", 1),
     ("Base/Stream", 4), ("Base/Task", 4), ("Base/ThreadPool", 4), ("Base/HTTP", 4),
-    ("Base/Msg", 4), ("Base/Connection", 4), ("Base/BroadcastConn", 4),
+    ("Base/Msg", 4), ("Base/Connection", 4), ("Base/BroadcastConn", 4), ("Base/PXServer", 4),
     ("Base/Server", 4), ("Base/", 2),
     ("PXAccelerate/", 4),
     ("Image/", 5),

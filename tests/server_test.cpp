@@ -1,0 +1,503 @@
+// The message server: handshake, commands, pushes, who is let in, and how it ends.
+
+#include "Base/BroadcastConn.h"
+#include "Base/Connection.h"
+#include "Base/HTTPMessage.h"
+#include "Base/Msg.h"
+#include "Base/MsgBroadcaster.h"
+#include "Base/PXSocket.h"
+#include "Base/PXThread.h"
+#include "Base/Server.h"
+#include "Base/ServerAPI.h"
+#include "Base/StreamSocket.h"
+#include "PXCore/PXUtils.h"
+#include "support/CF.h"
+#include "support/EventLog.h"
+#include "support/FakePlatform.h"
+#include "support/Gate.h"
+#include "support/Seed.h"
+#include "support/TempFolder.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace px::test;
+namespace fs = std::filesystem;
+
+constexpr PXStatus kOK = kPXOK;
+constexpr int kVersion = 3;
+
+// Answers "echo" with the body it got, "push" by pushing a message, "wait" when a gate opens.
+class EchoConnection : public CServerConnection {
+public:
+    EchoConnection(CBaseStream* stream, std::atomic<int>* alive, std::atomic<bool>* isOpen)
+        : CServerConnection(stream), alive_(alive), isOpen_(isOpen)
+    {
+        ++*alive_;
+    }
+    ~EchoConnection() override { --*alive_; }
+
+    void HandleRequest(CHTTPMessage& request, CHTTPMessage& response) override
+    {
+        const std::string uri = Utf8Of(request.GetUri());
+        if (uri == "echo" && request.GetRawContent()) {
+            response.SetContentBinary(request.GetRawContent());
+        } else if (uri == "push") {
+            CBaseMsg message(CFSTR("own"));
+            message.SetInt(CFSTR("n"), request.GetParamInt(CFSTR("n")));
+            response.SetContentInt(CFSTR("result"), static_cast<int>(Push(&message)));
+        } else if (uri == "wait") {
+            while (!*isOpen_) std::this_thread::yield();
+        } else if (uri == "throw") {
+            throw 1;
+        } else {
+            CServerConnection::HandleRequest(request, response);
+        }
+    }
+
+private:
+    std::atomic<int>* alive_;
+    std::atomic<bool>* isOpen_;
+};
+
+class EchoFactory : public CBaseConnectionFactory {
+public:
+    std::atomic<int> alive{0};
+    std::atomic<bool> isOpen{true};
+
+private:
+    CBaseConnection* CreateConnection(CBaseStream* stream) override
+    {
+        return new EchoConnection(stream, &alive, &isOpen);
+    }
+};
+
+class Server : public testing::Test {
+protected:
+    void Start(const PXServerSettings* settings = nullptr)
+    {
+        ASSERT_EQ(kOK, server_->Initialize(broadcaster_.Get(), factory_.Get(), kVersion));
+        if (settings) server_->SetSettings(*settings);
+        ASSERT_EQ(kOK, server_->StartListening2(kPXServerListenLoopback, 0));
+    }
+    ~Server() override
+    {
+        server_->Shutdown();
+        EXPECT_EQ(0U, server_->GetConnectionCount());
+        EXPECT_EQ(0, factory_->alive);
+    }
+
+    PXRef<CBaseServerAPI> Client(bool isDirect = false)
+    {
+        auto client = PXRef<CBaseServerAPI>::Adopt(new CBaseServerAPI);
+        client->SetDirect(isDirect);
+        EXPECT_EQ(kOK, client->OpenStreams(server_->GetPort()));
+        EXPECT_EQ(kOK, client->Connect(kVersion));
+        return client;
+    }
+    PXRef<CBaseStreamSocket> Raw()
+    {
+        PXSocket socket = nullptr;
+        EXPECT_EQ(kOK, PXSocketCreate(&socket));
+        PXSocketSetAddressLoopback(socket, static_cast<uint16_t>(server_->GetPort()));
+        EXPECT_EQ(kOK, PXSocketConnect(socket));
+        auto stream = PXRef<CBaseStreamSocket>::Adopt(new CBaseStreamSocket);
+        stream->SetSocket(socket);
+        PXSocketRelease(socket);
+        return stream;
+    }
+    // What comes back for some bytes until the server ends the connection.
+    std::string Answer(const std::string& bytes)
+    {
+        const auto stream = Raw();
+        size_t size = bytes.size();
+        stream->WriteChunk(bytes.data(), size);
+        std::string got;
+        for (char character = 0; stream->ReadChar(character) == kPXOK;) got += character;
+        return got;
+    }
+    static int Ask(CBaseServerAPI& client, CFStringRef uri, int n = 0)
+    {
+        CHTTPMessage request(nullptr, uri, nullptr);
+        request.SetParam(CFSTR("n"), n);
+        CHTTPMessage response(kHTTPMessageResponse);
+        const PXStatus status = client.SendRequest(request, response);
+        if (status) return -1;
+        const CFDictionaryRef answer = response.GetResponse();
+        return answer ? PXUtilsCFValueGetInt(CFDictionaryGetValue(answer, CFSTR("result"))) : -2;
+    }
+    static std::string Next(CBaseServerAPI& client)
+    {
+        CBaseMsg* message = nullptr;
+        if (const PXStatus status = client.ReadMessage(message)) return std::to_string(status);
+        const auto owner = PXRef<CBaseMsg>::Adopt(message);
+        return Utf8Of(message->GetName()) + std::to_string(message->GetInt(CFSTR("n"))) +
+               (message->GetRaw() ? BytesOf(message->GetRaw()) : "");
+    }
+
+    PXRef<CBaseMsgBroadcaster> broadcaster_ =
+        PXRef<CBaseMsgBroadcaster>::Adopt(new CBaseMsgBroadcaster);
+    PXRef<EchoFactory> factory_ = PXRef<EchoFactory>::Adopt(new EchoFactory);
+    PXRef<CBaseServer> server_ = PXRef<CBaseServer>::Adopt(new CBaseServer);
+};
+
+TEST_F(Server, ThreadsExchangeCommandsAndMessages)
+{
+    Start();
+    const auto one = Client();
+    const auto two = Client();
+    const auto direct = Client(true);
+    EXPECT_EQ(32, CFStringGetLength(one->GetConnectionID()));
+    EXPECT_FALSE(CFEqual(one->GetConnectionID(), two->GetConnectionID()));
+    EXPECT_EQ(3U, server_->GetConnectionCount());
+    EXPECT_EQ(2U, broadcaster_->ListenerCount());
+    CHTTPMessage request(CFSTR("POST"), CFSTR("echo"), nullptr);
+    request.SetParamObj(CFSTR("task-id"), CFSTR("t-1"));
+    request.SetContentBinary(DataOf("abc"));
+    CHTTPMessage response(kHTTPMessageResponse);
+    ASSERT_EQ(kOK, one->SendRequest(request, response));
+    EXPECT_EQ("abc", BytesOf(response.GetRawContent()));
+    EXPECT_EQ(kPXErrNotSupported, Ask(*one, CFSTR("nothing")));
+    EXPECT_EQ(0, Ask(*one, CFSTR("push"), 7));
+    EXPECT_EQ("own7", Next(*one));
+    CBaseMsg message(CFSTR("all"));
+    message.SetInt(CFSTR("n"), 8);
+    message.SetRaw(DataOf("+raw"));
+    EXPECT_EQ(kOK, two->SendMessage(&message));
+    EXPECT_EQ("all8+raw", Next(*one));
+    EXPECT_EQ("all8+raw", Next(*two));
+    EXPECT_EQ(0, Ask(*direct, CFSTR("push"), 9));
+    EXPECT_EQ("own9", Next(*direct));
+    // What the server itself broadcasts comes in the order of posting.
+    for (int n = 0; n < 100; ++n) {
+        const auto numbered = PXRef<CBaseMsg>::Adopt(new CBaseMsg(CFSTR("m")));
+        numbered->SetInt(CFSTR("n"), n);
+        server_->PostMessage(numbered.Get());
+    }
+    for (int n = 0; n < 100; ++n) ASSERT_EQ("m" + std::to_string(n), Next(*two));
+    EXPECT_EQ(-1, Ask(*two, CFSTR("throw")));
+    EXPECT_EQ(std::to_string(kPXErrStreamEnd), Next(*two));
+}
+
+TEST_F(Server, ThreadsShakeHandsByteForByte)
+{
+    Start();
+    const auto stream = Raw();
+    stream->WriteString(CFSTR("GET /server?cmd=connect&api-version=4 HTTP/1.1\r\n\r\n"));
+    CHTTPMessage answer(kHTTPMessageResponse);
+    ASSERT_EQ(kOK, answer.Read(stream.Get()));
+    EXPECT_EQ(-6969,
+              PXUtilsCFValueGetInt(CFDictionaryGetValue(answer.GetResponse(), CFSTR("result"))));
+    CBaseServerAPI other;
+    ASSERT_EQ(kOK, other.OpenStreams(server_->GetPort()));
+    EXPECT_EQ(static_cast<PXStatus>(-6969), other.Connect(kVersion + 1));
+    const auto before = broadcaster_->ListenerCount();
+    const std::string unknown =
+        Answer("GET /server?cmd=connect_listener&connection-id=0123 HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(0U, unknown.find("HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=UTF8\r\n"));
+    EXPECT_NE(std::string::npos, unknown.find("<key>result</key>\n\t<integer>0</integer>"));
+    EXPECT_EQ(before, broadcaster_->ListenerCount());
+    // Three requests in one write, the first of them without a handshake.
+    const std::string body = "Content-Length: 1\r\n\r\n";
+    const std::string answers = Answer("PUT /echo HTTP/1.1\r\n" + body + "1PUT /echo HTTP/1.1\r\n" +
+                                       body + "2GET /server?cmd=disconnect HTTP/1.1\r\n\r\n");
+    EXPECT_NE(std::string::npos, answers.find("\r\n\r\n1HTTP/1.1 200 OK\r\n"));
+    EXPECT_NE(std::string::npos, answers.find("\r\n\r\n2HTTP/1.1 200 OK\r\n"));
+    EXPECT_NE(std::string::npos, answers.find("<integer>0</integer>"));
+    const std::string refused =
+        Answer("GET /a HTTP/1.1\r\n\r\nGET /a HTTP/1.1\r\nContent-Length: x\r\n\r\n");
+    EXPECT_NE(std::string::npos, refused.find("HTTP/1.1 404 OK"));
+    EXPECT_NE(std::string::npos, refused.find("HTTP/1.1 400 OK"));
+}
+
+TEST_F(Server, ThreadsRefuseWhoDoesNotBelong)
+{
+    PXServerSettings settings;
+    PXServerSettingsGetDefault(&settings);
+    settings.checksHost = true;
+    settings.firstRequestMs = 20;
+    Start(&settings);
+    const std::string request = "GET /server?cmd=disconnect HTTP/1.1\r\n";
+    const struct {
+        const char* name;
+        std::string bytes;
+        bool isAnswered;
+    } rows[] = {
+        {"own", request + "\r\n", true},
+        {"own by name", request + "Host: localhost:80\r\n\r\n", true},
+        {"own by number", request + "Host: 127.0.0.1\r\n\r\n", true},
+        {"a page", request + "Origin: http://127.0.0.1\r\n\r\n", false},
+        {"a browser", request + "sec-fetch-site: none\r\n\r\n", false},
+        {"a name bound elsewhere", request + "Host: 127.0.0.1.example:80\r\n\r\n", false},
+        {"silent", "", false},
+        {"half a request", "GET /server?cmd=", false},
+        {"garbage", std::string("\0\xFF\r\n\x01garbage\r\n\r\n", 15), false},
+        {"a later page", "GET /a HTTP/1.1\r\n\r\n" + request + "Origin: x\r\n\r\n", true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string answer = Answer(row.bytes);
+        EXPECT_EQ(row.isAnswered, !answer.empty());
+        EXPECT_TRUE(answer.find("HTTP/1.1 200") == std::string::npos || row.bytes[5] == 's');
+    }
+    FakeTable fake;
+    for (const int error : {0, ENOENT}) {
+        fake->isPeerOurs =
+            error ? +[](px::os::File, bool*) { return ENOENT; } : +[](px::os::File, bool* isOurs) {
+                *isOurs = false;
+                return 0;
+            };
+        EventLog events;
+        EXPECT_EQ("", Answer(request + "\r\n"));
+        EXPECT_LE(1U, events.Messages().size());
+    }
+}
+
+TEST_F(Server, NamesTheStepThatFails)
+{
+    ASSERT_EQ(kOK, server_->Initialize(nullptr, nullptr));
+    const auto listen = [&](PXServerListenAddress address, int port) {
+        EventLog events;
+        EXPECT_NE(kOK, server_->StartListening2(address, port));
+        return events.Messages().back().substr(0, 60);
+    };
+    EXPECT_EQ(0U, listen(kPXServerListenLoopback, 65536)
+                      .find("CBaseServer::StartListening2 PXSocketSetAddressLoopback"));
+    EXPECT_EQ(
+        0U,
+        listen(kPXServerListenAny, -1).find("CBaseServer::StartListening2 PXSocketSetAddressAny"));
+    FaultySockets fake(FaultySocket::kBind, EADDRINUSE);
+    EXPECT_EQ(0U,
+              listen(kPXServerListenAny, 0).find("CBaseServer::StartListening2 PXSocketListen"));
+    EXPECT_EQ(PXStatus{kPXErrNotFound}, server_->PostMessage(nullptr));
+}
+
+size_t Entries(const char* folder)
+{
+    return static_cast<size_t>(
+        std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+// Clients that come, work and vanish in every way; nothing of them stays behind.
+TEST_F(Server, ThreadsOutliveVanishingClients)
+{
+    PXThreadPoolShutdown();
+    const size_t files = Entries("/proc/self/fd");
+    const size_t threads = Entries("/proc/self/task");
+    Start();
+    const uint64_t seed = Seed(5);
+    std::atomic<int> answered{0};
+    std::vector<std::thread> clients;
+    for (unsigned i = 0; i < 64; ++i) {
+        clients.emplace_back([&, i] {
+            std::mt19937_64 random(seed + i);
+            const auto client = Client(i % 2);
+            const int rounds = 1 + int(random() % 20);
+            for (int n = 0; n < rounds; ++n) answered += Ask(*client, CFSTR("push"), n) == 0;
+            for (int n = 0; n < rounds; ++n) EXPECT_EQ("own" + std::to_string(n), Next(*client));
+            switch (random() % 4) {
+                case 0:
+                    client->Disconnect();
+                    break;
+                case 1: {  // in the middle of a request
+                    const auto stream = Raw();
+                    stream->WriteString(
+                        CFSTR("GET /echo HTTP/1.1\r\nContent-Length: 99\r\n\r\nhalf"));
+                    break;
+                }
+                case 2: {  // with an answer unread, which resets the connection
+                    const auto stream = Raw();
+                    for (int n = 0; n < 10; ++n)
+                        stream->WriteString(CFSTR("GET /none HTTP/1.1\r\n\r\n"));
+                    break;
+                }
+                default:  // just goes
+                    break;
+            }
+        });
+    }
+    for (std::thread& client : clients) client.join();
+    EXPECT_LE(64, answered);
+    server_->Shutdown();
+    EXPECT_EQ(0U, broadcaster_->ListenerCount());
+    PXThreadPoolShutdown();
+    EXPECT_EQ(files, Entries("/proc/self/fd"));
+    EXPECT_EQ(threads, Entries("/proc/self/task"));
+}
+
+TEST_F(Server, ThreadsShutDownUnderLoadAndListenAgain)
+{
+    Start();
+    std::vector<std::thread> clients;
+    std::atomic<int> begun{0};
+    factory_->isOpen = false;
+    for (int i = 0; i < 8; ++i) {
+        clients.emplace_back([&, i] {
+            const auto client = Client();
+            ++begun;
+            if (i == 0) Ask(*client, CFSTR("wait"));
+            while (Ask(*client, CFSTR("push")) == 0) Next(*client);
+        });
+    }
+    while (begun < 8) std::this_thread::yield();
+    const auto silent = Raw();
+    std::thread opener([&] { factory_->isOpen = true; });
+    server_->Shutdown();
+    opener.join();
+    for (std::thread& client : clients) client.join();
+    EXPECT_EQ(0U, server_->GetConnectionCount());
+    EXPECT_EQ(0, factory_->alive);
+    EXPECT_EQ(0U, broadcaster_->ListenerCount());
+    Start();
+    EXPECT_EQ(0, Ask(*Client(), CFSTR("push")));
+}
+
+// A listener that takes nothing is cut off, and does not keep the others from their messages.
+TEST_F(Server, ThreadsDropListenersThatDoNotRead)
+{
+    PXServerSettings settings;
+    PXServerSettingsGetDefault(&settings);
+    settings.pushMs = 20;
+    Start(&settings);
+    const auto lazy = Client();
+    const auto keen = Client();
+    CBaseMsg large(CFSTR("large"));
+    large.SetRaw(DataOf(std::string(1 << 20, 'x')));
+    std::thread reader([&] {
+        while (Next(*keen).starts_with("large")) {
+        }
+    });
+    while (broadcaster_->ListenerCount() == 2) broadcaster_->BroadcastMessage(&large);
+    CBaseMsg last(CFSTR("last"));
+    broadcaster_->BroadcastMessage(&last);
+    reader.join();
+    EXPECT_EQ(1U, broadcaster_->ListenerCount());
+    EXPECT_EQ(kPXErrNotSupported, Ask(*lazy, CFSTR("nothing")));
+}
+
+// A listener in the same process, which leaves after its first message.
+class Leaver : public CBaseMsgListener {
+public:
+    explicit Leaver(CBaseMsgBroadcaster* broadcaster) : broadcaster_(broadcaster) {}
+    int heard = 0;
+
+private:
+    void HandleMessage(CBaseMsg*) override
+    {
+        ++heard;
+        broadcaster_->RemoveListener(this);
+    }
+    CBaseMsgBroadcaster* broadcaster_;
+};
+
+TEST(Broadcaster, ThreadsCallListenersWithoutALock)
+{
+    auto broadcaster = PXRef<CBaseMsgBroadcaster>::Adopt(new CBaseMsgBroadcaster);
+    const auto leaver = PXRef<Leaver>::Adopt(new Leaver(broadcaster.Get()));
+    broadcaster->AddListener(leaver.Get());
+    broadcaster->AddListener(leaver.Get());
+    EXPECT_EQ(1U, broadcaster->ListenerCount());
+    const auto message = PXRef<CBaseMsg>::Adopt(new CBaseMsg);
+    broadcaster->PostMessage(message.Get());
+    broadcaster->PostMessage(message.Get());
+    broadcaster = {};  // waits for what was posted
+    EXPECT_EQ(1, leaver->heard);
+    EXPECT_EQ(1, leaver->RetainCount());
+}
+
+class ServerData : public TempFolder {
+protected:
+    ServerData() { table_.SetEnvironment({{"XDG_DATA_HOME", Path("data")}}); }
+
+    std::string File() const { return Path("data/Quarvo/Product/ServerData.plist"); }
+    PXStatus Read(int32_t* port, int32_t* processId)
+    {
+        return PXUtilsReadServerData(CFSTR("Product"), port, processId);
+    }
+
+    FakeTable table_;
+};
+
+TEST_F(ServerData, IsWrittenForTheUserAloneAndReadWithCare)
+{
+    int32_t port = 1, processId = 1;
+    EXPECT_EQ(PXStatus{ENOENT}, Read(&port, &processId));
+    EXPECT_EQ(kOK, PXUtilsDeleteServerData(CFSTR("Product")));
+    ASSERT_EQ(kOK, PXUtilsWriteServerData(CFSTR("Product"), 4711));
+    const int32_t own = static_cast<int32_t>(px::os::Os().processId());
+    EXPECT_EQ(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
+        "\t<key>listen_port</key>\n\t<integer>4711</integer>\n\t<key>pid</key>\n\t<integer>" +
+            std::to_string(own) + "</integer>\n</dict>\n</plist>\n",
+        Content(File()));
+    EXPECT_EQ(fs::perms::owner_read | fs::perms::owner_write, fs::status(File()).permissions());
+    EXPECT_EQ(1U, Entries(Path("data/Quarvo/Product").c_str()));
+    EXPECT_EQ(kOK, Read(&port, &processId));
+    EXPECT_TRUE(port == 4711 && processId == own);
+    table_->isProcessRunning = [](uint32_t) { return false; };
+    EXPECT_EQ(PXStatus{ESRCH}, Read(&port, &processId));
+    EXPECT_TRUE(port == 0 && processId == 0);
+    table_->isProcessRunning = px::os::NativeTable().isProcessRunning;
+    fs::permissions(File(), fs::perms::group_write, fs::perm_options::add);
+    EXPECT_EQ(PXStatus{EPERM}, Read(&port, &processId));
+    const struct {
+        const char* text;
+        PXStatus want;
+    } rows[] = {{"<plist><dict/></plist>", kPXOK},
+                {"<plist><array/></plist>", kPXErrListRead},
+                {"", kPXErrListRead}};
+    for (const auto& row : rows) {
+        Write("data/Quarvo/Product/ServerData.plist", row.text);
+        fs::permissions(File(), fs::perms::owner_read);
+        EXPECT_EQ(row.want, Read(&port, &processId));
+        EXPECT_TRUE(port == 0 && processId == 0);
+        fs::remove(File());
+    }
+    fs::create_symlink(Path("elsewhere"), File());
+    EXPECT_EQ(PXStatus{ELOOP}, Read(&port, &processId));
+    table_->factsOfEntry = [](px::os::File file, px::os::EntryFacts* facts) {
+        const int error = px::os::NativeTable().factsOfEntry(file, facts);
+        facts->isOurs = false;
+        return error;
+    };
+    ASSERT_EQ(kOK, PXUtilsWriteServerData(CFSTR("Product"), 1));
+    EXPECT_EQ(PXStatus{EPERM}, Read(&port, &processId));
+    EventLog events;
+    for (const CFStringRef name : {CFSTR(""), CFSTR(".."), CFSTR("a/b"), CFStringRef{nullptr}}) {
+        EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXUtilsWriteServerData(name, 1));
+        EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXUtilsReadServerData(name, &port, &processId));
+    }
+    EXPECT_EQ(8, events.Count(kPXErrBadArgument));
+}
+
+TEST_F(ServerData, StaysAsItWasWhenItCannotBeWritten)
+{
+    ASSERT_EQ(kOK, PXUtilsWriteServerData(CFSTR("Product"), 1));
+    const std::string before = Content(File());
+    for (const bool isRename : {false, true}) {
+        if (isRename) {
+            table_->writeFile = px::os::NativeTable().writeFile;
+            table_->renameFile = [](const char*, const char*) { return ENOSPC; };
+        } else {
+            table_->writeFile = [](px::os::File, const void*, size_t, size_t*) { return ENOSPC; };
+        }
+        EventLog events;
+        EXPECT_EQ(PXStatus{ENOSPC}, PXUtilsWriteServerData(CFSTR("Product"), 2));
+        ASSERT_EQ(1U, events.Messages().size());
+        EXPECT_EQ(0U, events.Messages()[0].find("PXUtilsWriteServerData failed"));
+        EXPECT_EQ(before, Content(File()));
+        EXPECT_EQ(1U, Entries(Path("data/Quarvo/Product").c_str()));
+    }
+}
+
+}  // namespace
