@@ -108,7 +108,10 @@ bool CServerConnection::HandleServerRequest(CHTTPMessage& request, CHTTPMessage&
                                             bool* goesOn)
 {
     const CFStringRef cmd = request.GetParamCmd();
-    if (!cmd || !request.GetUri() || !CFEqual(request.GetUri(), CFSTR("server"))) return false;
+    // A page may be shown, where the settings allow it, but is no helper.
+    if (request.IsFromBrowser() || !cmd || !request.GetUri() ||
+        !CFEqual(request.GetUri(), CFSTR("server")))
+        return false;
     if (CFEqual(cmd, CFSTR("message"))) {
         response.SetContentInt(CFSTR("result"), static_cast<int>(PostFrom(request)));
         return true;

@@ -22,10 +22,11 @@ enum { kPXServerVersionMismatch = -6969 };
 /* Who is let in. All switches are off in new settings: helpers of the same user connect, nobody
  * else. */
 typedef struct PXServerSettings {
-    bool allowsOtherUsers;   /* also peers of other users, and those whose user the system does not
-                                tell, as are all on other machines */
-    bool allowsBrowsers;     /* also requests with an Origin or Sec-Fetch header */
-    bool checksHost;         /* a Host header must name this machine: localhost or 127.0.0.1 */
+    bool allowsOtherUsers; /* also peers of other users, and those whose user the system does not
+                              tell, as are all on other machines */
+    bool allowsBrowsers;   /* also requests with an Origin or Sec-Fetch header, but for the commands
+                            of URI "server" */
+    bool checksHost;       /* a Host header must name this machine: localhost or 127.0.0.1 */
     uint32_t firstRequestMs; /* 30,000: a client without a request by then is let go; 0: never.
                                 Other clients are not let in before that */
     uint32_t pushMs;     /* 5000: a listener that takes a message no sooner is let go; 0: never */

@@ -42,8 +42,8 @@ bool IsThisMachine(CFStringRef host)
 bool IsCommand(CHTTPMessage& request, CFStringRef name)
 {
     const CFStringRef cmd = request.GetParamCmd();
-    return cmd && request.GetUri() && CFEqual(request.GetUri(), CFSTR("server")) &&
-           CFEqual(cmd, name);
+    return cmd && !request.IsFromBrowser() && request.GetUri() &&
+           CFEqual(request.GetUri(), CFSTR("server")) && CFEqual(cmd, name);
 }
 
 }  // namespace
