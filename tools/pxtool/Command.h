@@ -42,7 +42,10 @@ public:
 
 std::unique_ptr<Command> MakeConvertCommand();
 std::unique_ptr<Command> MakeCropCommand();
+std::unique_ptr<Command> MakeCurveCommand();
 std::unique_ptr<Command> MakeMipsCommand();
+std::unique_ptr<Command> MakePlistCommand();
+std::unique_ptr<Command> MakePresetCommand();
 std::unique_ptr<Command> MakeProfileCommand();
 std::unique_ptr<Command> MakeResizeCommand();
 std::unique_ptr<Command> MakeRotateCommand();

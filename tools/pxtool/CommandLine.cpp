@@ -33,7 +33,10 @@ Commands MakeCommands()
     Commands commands;
     commands.push_back(MakeConvertCommand());
     commands.push_back(MakeCropCommand());
+    commands.push_back(MakeCurveCommand());
     commands.push_back(MakeMipsCommand());
+    commands.push_back(MakePlistCommand());
+    commands.push_back(MakePresetCommand());
     commands.push_back(MakeProfileCommand());
     commands.push_back(MakeResizeCommand());
     commands.push_back(MakeRotateCommand());
