@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 HWY_BEFORE_NAMESPACE();
@@ -16,141 +17,7 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr int kFractionBits = 6;
-constexpr int kRowShift = kWeightBits - kFractionBits;
-constexpr int kColumnShift = kWeightBits + kFractionBits;
-
-template <class T>
-struct Sample;
-template <>
-struct Sample<uint8_t> {
-    static constexpr float kHighest = 255.0F;
-};
-template <>
-struct Sample<uint16_t> {
-    static constexpr float kHighest = 65535.0F;
-};
-
-// The vector loops rely on the order in which x86 adds products and narrows; other targets and the
-// baseline, which compilers emulate differently, take these.
-#if HWY_TARGET > HWY_SSSE3
-
-float AsFloat(uint32_t lane)
-{
-    float value;
-    std::memcpy(&value, &lane, sizeof(value));
-    return value;
-}
-
-int32_t PairSum(uint32_t lane, uint32_t weights)
-{
-    return static_cast<int16_t>(lane) * static_cast<int16_t>(weights) +
-           static_cast<int16_t>(lane >> 16) * static_cast<int16_t>(weights >> 16);
-}
-
-void PairRows(const uint8_t* first, const uint8_t* second, size_t /*ahead*/, size_t count,
-              uint32_t* lanes)
-{
-    for (size_t i = 0; i < count; ++i) lanes[i] = first[i] | uint32_t{second[i]} << 16;
-}
-
-void FloatRow(const uint8_t* row, size_t /*ahead*/, size_t count, uint32_t* lanes)
-{
-    for (size_t i = 0; i < count; ++i) {
-        const float value = row[i];
-        std::memcpy(lanes + i, &value, sizeof(value));
-    }
-}
-
-void WordRow(const uint8_t* row, size_t /*ahead*/, size_t count, uint32_t* lanes)
-{
-    std::memcpy(lanes, row, count * sizeof(uint16_t));
-}
-
-void FilterNumberRow(const ResizeRowJob& job, const ResizeRowSum& row)
-{
-    auto* out = static_cast<int16_t*>(row.out);
-    for (size_t i = 0; i < job.count; ++i) {
-        int32_t sum = 1 << (kRowShift - 1);
-        for (size_t s = 0; s < row.count; ++s) {
-            sum += PairSum(job.rows[row.first + s][job.at + i], row.weights[s]);
-        }
-        const size_t place = job.spreads ? i / 8 * 8 + i % 4 * 2 + i / 4 % 2 : i;
-        out[place] = static_cast<int16_t>(std::clamp(sum >> kRowShift, -32768, 32767));
-    }
-}
-
-void FilterNumberRows(const ResizeRowJob& job)
-{
-    for (size_t i = 0; i < job.sumCount; ++i) FilterNumberRow(job, job.sums[i]);
-}
-
-float LaneOf(const uint32_t* row, size_t lane, bool isWord)
-{
-    return isWord ? reinterpret_cast<const uint16_t*>(row)[lane] : AsFloat(row[lane]);
-}
-
-template <bool kWords>
-void FilterRealRows(const ResizeRowJob& job)
-{
-    for (size_t k = 0; k < job.sumCount; ++k) {
-        const ResizeRowSum& row = job.sums[k];
-        auto* out = static_cast<float*>(row.out);
-        for (size_t i = 0; i < job.count; ++i) {
-            float sum = 0;
-            for (size_t s = 0; s < row.count; ++s) {
-                sum +=
-                    LaneOf(job.rows[row.first + s], job.at + i, kWords) * AsFloat(row.weights[s]);
-            }
-            out[i] = sum;
-        }
-    }
-}
-
-template <size_t kChannels>
-void SpreadNumbers(const void* pixels, size_t steps, uint32_t* lanes)
-{
-    const auto* in = static_cast<const uint16_t*>(pixels);
-    for (size_t s = 0; s < steps; ++s, in += 2 * kChannels, lanes += 4) {
-        for (size_t c = 0; c < kChannels; ++c) {
-            lanes[c] = in[c] | uint32_t{in[kChannels + c]} << 16;
-        }
-    }
-}
-
-void SpreadFloats(const void* pixels, size_t steps, uint32_t* lanes)
-{
-    for (size_t s = 0; s < steps; ++s) {
-        std::memcpy(lanes + 4 * s, static_cast<const float*>(pixels) + 3 * s, 3 * sizeof(float));
-    }
-}
-
-template <class T, size_t kChannels, bool kNumbers>
-void FilterColumns(const ResizeColumnJob& job)
-{
-    constexpr size_t kLanesPerStep = kChannels == 1 ? 1 : 4;
-    for (size_t row = 0; row < kColumnRows; ++row) {
-        uint8_t* out = job.out[row];
-        for (size_t p = 0; p < job.pixels; ++p) {
-            const uint32_t* weights = job.weights + p * job.stride;
-            const uint32_t* in = job.rows[row] + job.steps[p].first * int64_t{kLanesPerStep};
-            for (size_t c = 0; c < kChannels; ++c, out += sizeof(T)) {
-                int32_t number = 1 << (kColumnShift - 1);
-                float sum = 0.5F;
-                for (int32_t s = 0; s < job.steps[p].count; ++s) {
-                    const uint32_t lane = in[static_cast<size_t>(s) * kLanesPerStep + c];
-                    if (kNumbers) number += PairSum(lane, weights[s]);
-                    if (!kNumbers) sum += AsFloat(lane) * AsFloat(weights[s]);
-                }
-                const float value = kNumbers ? static_cast<float>(number >> kColumnShift) : sum;
-                const T sample = static_cast<T>(std::clamp(value, 0.0F, Sample<T>::kHighest));
-                std::memcpy(out, &sample, sizeof(T));
-            }
-        }
-    }
-}
-
-#else
+#if HWY_TARGET <= HWY_SSSE3
 
 using Floats = hn::CappedTag<float, 16>;
 using Ints = hn::RebindToSigned<Floats>;
@@ -508,7 +375,8 @@ HWY_INLINE hn::Vec<Ints4> Round(hn::Vec<Floats4> sum)
 {
     const Floats4 d;
     const auto raised = hn::Add(sum, hn::Set(d, 0.5F));
-    const auto inside = hn::Min(hn::Max(raised, hn::Zero(d)), hn::Set(d, Sample<T>::kHighest));
+    const auto inside =
+        hn::Min(hn::Max(raised, hn::Zero(d)), hn::Set(d, float{std::numeric_limits<T>::max()}));
     return hn::ConvertTo(Ints4(), inside);
 }
 
@@ -550,7 +418,7 @@ HWY_INLINE void StoreRows(const typename Sums::V* sums, uint8_t* const* rows, si
                   four);
         constexpr size_t kPlaces[] = {0, 8, 4, 12};
         HWY_UNROLL(4)
-        for (size_t row = 0; row < kColumnRows; ++row) {
+        for (size_t row = 0; row < kColumnQuad; ++row) {
             if (HWY_LIKELY(bytes == 4)) {
                 std::memcpy(rows[row] + offset, four + kPlaces[row], 4);
             } else {
@@ -559,7 +427,7 @@ HWY_INLINE void StoreRows(const typename Sums::V* sums, uint8_t* const* rows, si
         }
     } else {
         HWY_UNROLL(4)
-        for (size_t row = 0; row < kColumnRows; ++row) {
+        for (size_t row = 0; row < kColumnQuad; ++row) {
             StorePixel<T>(Round<T>(SumBlocks(d, sums[row])), rows[row] + offset, bytes);
         }
     }
@@ -567,7 +435,7 @@ HWY_INLINE void StoreRows(const typename Sums::V* sums, uint8_t* const* rows, si
 
 // Pixels of 3 and 4 channels. The fourth channel of three is stored, too, and overwritten by the
 // next pixel; the last pixel stores its own bytes only.
-template <class T, size_t kChannels, class Sums>
+template <class T, size_t kChannels, class Sums, size_t kRows>
 void FilterWideColumns(const ResizeColumnJob& job)
 {
     using V = typename Sums::V;
@@ -579,20 +447,23 @@ void FilterWideColumns(const ResizeColumnJob& job)
         const ResizeSteps at = job.steps[p];
         const ptrdiff_t offset = ptrdiff_t{at.first} * 4;
         const uint32_t* weights = job.weights + p * job.stride;
-        V sums[kColumnRows];
-        HWY_UNROLL(4)
-        for (size_t row = 0; row < kColumnRows; ++row) sums[row] = hn::Zero(typename Sums::D());
+        V sums[kRows];
+        HWY_UNROLL(8)
+        for (size_t row = 0; row < kRows; ++row) sums[row] = hn::Zero(typename Sums::D());
         for (size_t s = 0; s < static_cast<size_t>(at.count); s += kSteps) {
             const V weight = hn::TableLookupLanes(Sums::LoadWeights(weights + s), spread);
-            HWY_UNROLL(4)
-            for (size_t row = 0; row < kColumnRows; ++row) {
+            HWY_UNROLL(8)
+            for (size_t row = 0; row < kRows; ++row) {
                 const V lanes = Sums::LoadLanes(job.rows[row] + offset + 4 * s);
                 sums[row] = Sums::MulAdd(lanes, weight, sums[row]);
             }
         }
         constexpr size_t kBytes = kChannels * sizeof(T);
         const size_t bytes = p + 1 < job.pixels ? 4 * sizeof(T) : kBytes;
-        StoreRows<T, Sums>(sums, job.out, p * kBytes, bytes);
+        HWY_UNROLL(2)
+        for (size_t row = 0; row < kRows; row += kColumnQuad) {
+            StoreRows<T, Sums>(sums + row, job.out + row, p * kBytes, bytes);
+        }
     }
 }
 
@@ -605,7 +476,20 @@ HWY_INLINE V TransposeAndAdd(D d, V s0, V s1, V s2, V s3)
     return hn::Add(hn::InterleaveLower(d, lower, upper), hn::InterleaveUpper(d, lower, upper));
 }
 
-template <class T, class Sums>
+// One sample of each of four rows.
+template <class T, class V>
+HWY_INLINE void StoreSamples(V sums, uint8_t* const* rows, size_t offset)
+{
+    const hn::FixedTag<T, 4> samples;
+    T four[4];
+    hn::StoreU(hn::DemoteTo(samples, Round<T>(sums)), samples, four);
+    HWY_UNROLL(4)
+    for (size_t row = 0; row < kColumnQuad; ++row) {
+        std::memcpy(rows[row] + offset, four + row, sizeof(T));
+    }
+}
+
+template <class T, class Sums, size_t kRows>
 void FilterGreyColumns(const ResizeColumnJob& job)
 {
     using V = typename Sums::V;
@@ -614,24 +498,22 @@ void FilterGreyColumns(const ResizeColumnJob& job)
         const ResizeSteps at = job.steps[p];
         const ptrdiff_t offset = at.first;
         const uint32_t* weights = job.weights + p * job.stride;
-        V sums[kColumnRows];
-        HWY_UNROLL(4)
-        for (size_t row = 0; row < kColumnRows; ++row) sums[row] = hn::Zero(d);
+        V sums[kRows];
+        HWY_UNROLL(8)
+        for (size_t row = 0; row < kRows; ++row) sums[row] = hn::Zero(d);
         for (size_t s = 0; s < static_cast<size_t>(at.count); s += kColumnLanes) {
             const V weight = Sums::LoadLanes(weights + s);
-            HWY_UNROLL(4)
-            for (size_t row = 0; row < kColumnRows; ++row) {
+            HWY_UNROLL(8)
+            for (size_t row = 0; row < kRows; ++row) {
                 const V lanes = Sums::LoadLanes(job.rows[row] + offset + s);
                 sums[row] = Sums::MulAdd(lanes, weight, sums[row]);
             }
         }
-        const auto sum = SumBlocks(d, TransposeAndAdd(d, sums[0], sums[1], sums[2], sums[3]));
-        const hn::FixedTag<T, 4> samples;
-        T four[4];
-        hn::StoreU(hn::DemoteTo(samples, Round<T>(sum)), samples, four);
-        HWY_UNROLL(4)
-        for (size_t row = 0; row < kColumnRows; ++row) {
-            std::memcpy(job.out[row] + p * sizeof(T), four + row, sizeof(T));
+        HWY_UNROLL(2)
+        for (size_t row = 0; row < kRows; row += kColumnQuad) {
+            StoreSamples<T>(SumBlocks(d, TransposeAndAdd(d, sums[row], sums[row + 1], sums[row + 2],
+                                                         sums[row + 3])),
+                            job.out + row, p * sizeof(T));
         }
     }
 }
@@ -640,14 +522,15 @@ template <class T, size_t kChannels, bool kNumbers>
 void FilterColumns(const ResizeColumnJob& job)
 {
     using Sums = std::conditional_t<kNumbers, Numbers<ColumnInts>, Reals<ColumnFloats> >;
+    const bool isAll = job.rowCount == kColumnRows;
     if constexpr (kChannels == 1) {
-        FilterGreyColumns<T, Sums>(job);
+        isAll ? FilterGreyColumns<T, Sums, kColumnRows>(job)
+              : FilterGreyColumns<T, Sums, kColumnQuad>(job);
     } else {
-        FilterWideColumns<T, kChannels, Sums>(job);
+        isAll ? FilterWideColumns<T, kChannels, Sums, kColumnRows>(job)
+              : FilterWideColumns<T, kChannels, Sums, kColumnQuad>(job);
     }
 }
-
-#endif
 
 constexpr ResizeKernels kTable = {
     &HWY_STR(HWY_NAMESPACE)[2],  // without its "N_"
@@ -663,11 +546,28 @@ constexpr ResizeKernels kTable = {
       FilterColumns<uint8_t, 4, true>}},
 };
 
+const ResizeKernels& Table()
+{
+    return kTable;
+}
+
+#else
+
+// The vector loops rely on the order in which x86 adds products and narrows; other targets and the
+// baseline, which compilers emulate differently, take the plain ones.
+const ResizeKernels& Table()
+{
+    static const ResizeKernels table = PlainResizeKernels(&HWY_STR(HWY_NAMESPACE)[2]);
+    return table;
+}
+
+#endif
+
 }  // namespace
 
 const ResizeKernels* ResizeTableOfTarget()
 {
-    return &kTable;
+    return &Table();
 }
 
 }  // namespace px::HWY_NAMESPACE

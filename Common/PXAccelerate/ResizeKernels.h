@@ -17,12 +17,16 @@
 namespace px {
 
 inline constexpr size_t kLaneGroup = 32;
+inline constexpr int kFractionBits = 6;
+inline constexpr int kRowShift = kWeightBits - kFractionBits;
+inline constexpr int kColumnShift = kWeightBits + kFractionBits;
 
 // How the lanes of a source row are kept until they are filtered. Words are the 16-bit samples
 // themselves, half as much to store and load as the floats that they become when they are loaded.
 enum ResizeRowKind : size_t { kRowOfFloats, kRowOfPairs, kRowOfWords };
-// Rows that the column filter works on together.
-inline constexpr size_t kColumnRows = 4;
+// Rows that the column filter works on together at most, and how many at a time are written.
+inline constexpr size_t kColumnRows = 8;
+inline constexpr size_t kColumnQuad = 4;
 
 // A row of the result adds up `count` of a job's rows of lanes from `first`, each with its weight.
 struct ResizeRowSum {
@@ -42,6 +46,7 @@ struct ResizeRowJob {
 };
 
 struct ResizeColumnJob {
+    size_t rowCount;                    // kColumnQuad or kColumnRows
     const uint32_t* rows[kColumnRows];  // lanes of step 0, which may lie outside the block
     const ResizeSteps* steps;           // of the first pixel
     const uint32_t* weights;
@@ -70,6 +75,9 @@ struct ResizeKernels {
     // Index: floats to 8 bits, floats to 16 bits, numbers to 8 bits; 1, 3, 4 channels.
     void (*filterColumns[3][3])(const ResizeColumnJob& job);
 };
+
+// The loops one lane at a time.
+ResizeKernels PlainResizeKernels(const char* name);
 
 const ResizeKernels& SelectResizeKernels();
 const ResizeKernels* const* AllResizeKernels();         // as AllBlitKernels

@@ -323,7 +323,8 @@ void Strips<T>::FilterColumns(int64_t firstRow, int64_t rows)
     ResizeColumnJob job = {};
     const auto spread =
         channels_ == 1 || spreadsRows_ ? nullptr : kernels_.spread[numbers_][channels_ - 3];
-    for (size_t i = 0; i < kColumnRows; ++i) {
+    job.rowCount = Size(rows) > kColumnQuad ? kColumnRows : kColumnQuad;
+    for (size_t i = 0; i < job.rowCount; ++i) {
         const int64_t row = firstRow + std::min<int64_t>(static_cast<int64_t>(i), rows - 1);
         const auto* lanes = reinterpret_cast<const uint32_t*>(Filtered(row % kBatchRows));
         if (spread) {
