@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -193,40 +194,25 @@ struct Pair {
 void Step(std::vector<std::unique_ptr<Pair>>& pairs, std::mt19937_64& random)
 {
     auto& pair = pairs[random() % pairs.size()];
-    switch (random() % 20) {
-        case 0:
-            pair = std::make_unique<Pair>(random);
-            break;
-        case 1:
-            ASSERT_EQ(PXStatus{kPXOK}, pair->File()->SetKeepResident(random() % 3 == 0));
-            break;
-        case 2:
-            (void)pair->tiled->Purge();
-            break;
-        case 3:
-        case 4:
-        case 5:
-            pair->Lock(random);
-            break;
-        case 6:
-        case 7:
-        case 8:
-        case 9:
-            pair->Write(random);
-            break;
-        case 10:
-            pair->Copy();
-            break;
-        case 11:
-            pair->Resize(random);
-            break;
-        case 12:
-        case 13:
-            pair->MoveTile(random);
-            break;
-        default:
-            pair->Compare(pair->RandomRect(random));
-            break;
+    const uint64_t dice = random() % 20;
+    if (dice == 0) {
+        pair = std::make_unique<Pair>(random);
+    } else if (dice == 1) {
+        ASSERT_EQ(PXStatus{kPXOK}, pair->File()->SetKeepResident(random() % 3 == 0));
+    } else if (dice == 2) {
+        (void)pair->tiled->Purge();
+    } else if (dice <= 5) {
+        pair->Lock(random);
+    } else if (dice <= 9) {
+        pair->Write(random);
+    } else if (dice == 10) {
+        pair->Copy();
+    } else if (dice == 11) {
+        pair->Resize(random);
+    } else if (dice <= 13) {
+        pair->MoveTile(random);
+    } else {
+        pair->Compare(pair->RandomRect(random));
     }
 }
 
@@ -656,6 +642,45 @@ TEST_F(Cache, ReadersKeepThePixelsThatAWriterLeaves)
     for (const void* lent : read) EXPECT_EQ(PXStatus{kPXOK}, image->UnlockRect(rect, lent));
     EXPECT_EQ(PXStatus{kPXErrBadArgument}, image->UnlockRect(rect, read[0]));
     // The last reader gives the pixels back that nobody else has.
+    EXPECT_EQ(uint64_t{kTile}, px::TileArena::Shared().GetUsage().inUse);
+}
+
+// One thread reads, in both ways, what another shares with a copy and then writes.
+TEST_F(Cache, ThreadsReadWhatIsBeingSeparated)
+{
+    const auto image = Make({0, 0, 512, 512}, 8, 1, kPXDataSourceTiled);
+    std::vector<char> pixels(kTile);
+    std::atomic<bool> isReading{false};
+    std::atomic<bool> isDone{false};
+    std::thread reader([&] {
+        const PXRect rect = {1, 1, 500, 500};
+        std::vector<char> rows(size_t{500} * 500);
+        while (!isDone) {
+            isReading = true;
+            const void* lent = nullptr;
+            int64_t rowBytes = 0;
+            ASSERT_EQ(PXStatus{kPXOK}, image->LockForReading(rect, &lent, &rowBytes));
+            ASSERT_EQ(PXStatus{kPXOK}, image->Read(rect, rows.data(), 500));
+            ASSERT_EQ(PXStatus{kPXOK}, image->UnlockRect(rect, lent));
+        }
+    });
+    while (!isReading) std::this_thread::yield();
+    for (int step = 0; step < 500; ++step) {
+        PXRef<CImageRec> copy;
+        char pixel = static_cast<char>(step);  // of a row that nobody reads
+        ASSERT_EQ(PXStatus{kPXOK}, image->Write({step, 0, 1, 1}, &pixel, 1));
+        ASSERT_EQ(PXStatus{kPXOK}, image->Copy(&copy));
+        pixel = 99;
+        ASSERT_EQ(PXStatus{kPXOK}, image->Write({step, 0, 1, 1}, &pixel, 1));
+        ASSERT_EQ(PXStatus{kPXOK}, copy->Read({step, 0, 1, 1}, &pixel, 1));
+        ASSERT_EQ(static_cast<char>(step), pixel);
+    }
+    isDone = true;
+    reader.join();
+    PXRef<CImageRec> copy;
+    ASSERT_EQ(PXStatus{kPXOK}, image->Copy(&copy));
+    ASSERT_EQ(PXStatus{kPXOK}, image->Write({0, 0, 1, 1}, pixels.data(), 1));
+    copy = {};
     EXPECT_EQ(uint64_t{kTile}, px::TileArena::Shared().GetUsage().inUse);
 }
 

@@ -200,17 +200,24 @@ PXStatus CImageRecFile::UnlockSlowly(const PXRect& rect, const void* pointer)
 PXStatus CImageRecFile::UnlockRetired(CImageTile* tile, const Place& place, const void* pointer)
 {
     PX_REQUIRE(tile);
-    PXRef<px::TileBlock> unused;
     bool isRetired = false;
     {
         const px::MutexLocker lock(mutex_);
         isRetired = tile->retired && tile->IsPinned() &&
                     pointer == tile->retired->Pixels() + OffsetOf(place);
         if (isRetired) tile->Unpin();
-        if (isRetired && !tile->IsPinned()) std::swap(unused, tile->retired);
     }
     PX_REQUIRE(isRetired);
+    DropRetired(tile);
     return kPXOK;
+}
+
+// Gives up the pixels that readers were left with, unless one of them may still be there.
+void CImageRecFile::DropRetired(CImageTile* tile)
+{
+    PXRef<px::TileBlock> unused;  // ends after the lock
+    const px::MutexLocker lock(mutex_);
+    if (!tile->IsPinned()) std::swap(unused, tile->retired);
 }
 
 int64_t CImageRecFile::LockedRowBytes(const PXRect& rect) const
@@ -240,9 +247,11 @@ PXStatus CImageRecFile::Read(const PXRect& rect, void* buffer, int64_t bufferRow
         }
         if (isRead) return kPXOK;
         PX_TRY(Pin(piece.row, piece.column, LockIntent::kRead, &tile));
-        px::CopyRows(to, bufferRowBytes, PixelsAt(*tile, piece.rect), tile->rowbytes, length,
-                     piece.rect.height);
+        const char* pixels = PixelsAt(*tile, piece.rect);
+        px::CopyRows(to, bufferRowBytes, pixels, tile->rowbytes, length, piece.rect.height);
+        const bool isRetired = pixels != PixelsAt(*tile, piece.rect);
         tile->Unpin();
+        if (isRetired) DropRetired(tile);
         return kPXOK;
     });
 }

@@ -172,6 +172,7 @@ private:
                                           int64_t* outRowBytes);
     [[gnu::noinline]] PXStatus UnlockSlowly(const PXRect& rect, const void* pointer);
     PXStatus UnlockRetired(CImageTile* tile, const Place& place, const void* pointer);
+    void DropRetired(CImageTile* tile);
     PXStatus GatherRect(const PXRect& rect, LockIntent intent, void** outPointer);
     PXStatus ScatterRect(const PXRect& rect, const void* pointer);
 

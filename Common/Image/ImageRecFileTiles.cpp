@@ -201,7 +201,11 @@ void CImageRecFile::Publish(CImageTile* tile, const PXRef<px::TileBlock>& block,
     tile->pixels.store(block->Pixels(), std::memory_order_seq_cst);
     // Whoever pinned the tile before this may use the former block, all others find the new one.
     const bool hasReaders = (tile->access.load(std::memory_order_seq_cst) & CImageTile::kPinMask);
-    if (former && former.Get() != block.Get() && hasReaders) tile->retired = former;
+    if (!hasReaders) {
+        tile->retired = {};
+    } else if (former && former.Get() != block.Get()) {
+        tile->retired = former;
+    }
     tile->SetFlags(isShared ? CImageTile::kShared : 0);
 }
 
