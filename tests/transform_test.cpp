@@ -377,6 +377,53 @@ TEST(ImageTransform, ConstantsStayConstant)
     }
 }
 
+// Floats are anything; what becomes of them in whole numbers is not.
+TEST(ImageTransform, FloatsBeyondTheRangeAreClamped)
+{
+    Random random(79);
+    const float values[] = {kNaN, kInfinity, -kInfinity, 1e10F, -1e10F, 2, -2, 1, 0.25F};
+    const PXRect bounds = {0, 0, 80, 40};
+    const Image source = Make(bounds, 32, 3, kPXDataSourceMemory);
+    std::vector<float> floats(80 * 40 * 3);
+    for (float& value : floats) value = values[random.Within(9)];
+    ASSERT_EQ(PXStatus{kPXOK}, PXImageWrite2(source.get(), bounds, floats.data(), 80 * 3 * 4));
+    for (uint32_t method = 1; method <= 3; ++method) {
+        for (const int32_t depth : {8, 16}) {
+            const Image destination = Make(bounds, depth, 3, kPXDataSourceMemory);
+            const px::test::RefTransformJob job = {
+                bounds, {-1, 0, 0, -1, 80.5F, 40}, method, {1, 1, 1}, depth, 3};
+            FillWithEverySet(source.get(), destination.get(), job);
+            // Turned about: every pixel but those of the first column shows one of the source's.
+            if (method > 1 || depth > 8) continue;
+            const std::vector<uint8_t> bytes = Bytes(destination.get());
+            for (size_t i = 0; i < bytes.size(); ++i) {
+                if (i / 3 % 80 == 0) continue;
+                const float value = floats[bytes.size() - i / 3 * 3 + i % 3];
+                ASSERT_EQ(value > 0 ? std::lround(std::min(value, 1.0F) * 255) : 0, bytes[i]);
+            }
+        }
+    }
+}
+
+// Large destinations in memory are written past the caches, tiles are not.
+TEST(ImageTransform, LargeDestinationsAreFilledAlike)
+{
+    Random random(80);
+    const PXRect bounds = {0, 0, 2111, 1400};
+    for (const int32_t planes : {3, 4}) {
+        for (const int32_t depth : {8, 16}) {
+            const Image source = Make({0, 0, 900, 800}, depth, 4, kPXDataSourceMemory);
+            SetNoise(source.get(), random);
+            const Image memory = Make(bounds, depth, planes, kPXDataSourceMemory);
+            const Image tiled = Make(bounds, depth, planes, kPXDataSourceTiled);
+            const PXAffineTransform m = {2, 0.7F, -0.7F, 2, 0, 0};
+            EXPECT_EQ(0, PXImageTransformImage(source.get(), memory.get(), bounds, m, nullptr));
+            EXPECT_EQ(0, PXImageTransformImage(source.get(), tiled.get(), bounds, m, nullptr));
+            EXPECT_TRUE(Bytes(memory.get()) == Bytes(tiled.get()));
+        }
+    }
+}
+
 TEST(ImageTransform, KeepsTheMean)
 {
     Random random(76);

@@ -152,14 +152,15 @@ PXStatus TransformRun::Run(int32_t bands)
 PXStatus TransformRun::FillSteps()
 {
     TransformBlock block(plan_);
-    PX_TRY(block.Prepare());
-    for (size_t step = next_.fetch_add(1); step < steps_.size(); step = next_.fetch_add(1)) {
-        if (hasFailed_.load(std::memory_order_relaxed)) return kPXOK;
-        const PXStatus status = FillStep(&block, steps_[step]);
-        if (status) hasFailed_.store(true, std::memory_order_relaxed);
-        PX_TRY(status);
+    PXStatus status = block.Prepare();
+    while (status == kPXOK && !hasFailed_.load(std::memory_order_relaxed)) {
+        const size_t step = next_.fetch_add(1);
+        if (step >= steps_.size()) break;
+        status = FillStep(&block, steps_[step]);
     }
-    return kPXOK;
+    if (status) hasFailed_.store(true, std::memory_order_relaxed);
+    FinishStreaming();
+    return status;
 }
 
 PXStatus TransformRun::FillStep(TransformBlock* block, const PXRect& step)

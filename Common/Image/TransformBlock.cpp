@@ -113,37 +113,60 @@ PXStatus TransformBlock::FillPiece(const PXRect& piece, const Target& target)
         return kPXOK;
     }
     const Need need = NeedOf(piece);
-    Window window = {};
     if (need.isRegular && plan_.isOutsidePlain && IsOutside(need)) {
         FillWithPixel(piece, target);
         return kPXOK;
     }
-    if (!IsInPlace(need, &window)) {
-        const bool isOnePixel = piece.width == 1 && piece.height == 1;
-        const bool fits = need.Width() <= kWindowBytes && need.Height() <= kWindowBytes &&
-                          need.Width() * need.Height() <= kWindowBytes / plan_.source->colBytes;
-        if (!fits && !isOnePixel) {
-            PXRect a = piece;
-            PXRect b = piece;
-            Target second = target;
-            if (piece.width >= piece.height) {
-                a.width /= 2;
-                b.x += a.width;
-                b.width -= a.width;
-                second.pixels += int64_t{a.width} * plan_.destination->colBytes;
-            } else {
-                a.height /= 2;
-                b.y += a.height;
-                b.height -= a.height;
-                second.pixels += a.height * target.rowBytes;
-            }
-            PX_TRY(FillPiece(a, target));
-            return FillPiece(b, second);
+    const PXRect place = PlaceOf(need);
+    if (place.width > 0 && IsInReach(need, plan_.sourcePixels.rowBytes)) {
+        const LentPixels& lent = plan_.sourcePixels;
+        const PXRect& bounds = plan_.source->bounds;
+        if (lent.first) {
+            const uint8_t* pixels = lent.first + (need.top - bounds.y) * lent.rowBytes +
+                                    (need.left - bounds.x) * plan_.source->colBytes;
+            FillRows(piece, need, WindowAt(pixels, lent.rowBytes), target);
+            return kPXOK;
         }
-        PX_TRY(Load(need, &window));
+        if (IsInOneTile(place)) return FillFromTile(piece, need, place, target);
     }
+    const bool isOnePixel = piece.width == 1 && piece.height == 1;
+    const bool fits = need.Width() <= kWindowBytes && need.Height() <= kWindowBytes &&
+                      need.Width() * need.Height() <= kWindowBytes / plan_.source->colBytes;
+    if (!fits && !isOnePixel) return FillHalves(piece, target);
+    Window window = {};
+    PX_TRY(Load(need, &window));
     FillRows(piece, need, window, target);
     return kPXOK;
+}
+
+PXStatus TransformBlock::FillHalves(const PXRect& piece, const Target& target)
+{
+    PXRect first = piece;
+    PXRect second = piece;
+    Target rest = target;
+    if (piece.width >= piece.height) {
+        first.width /= 2;
+        second.x += first.width;
+        second.width -= first.width;
+        rest.pixels += int64_t{first.width} * plan_.destination->colBytes;
+    } else {
+        first.height /= 2;
+        second.y += first.height;
+        second.height -= first.height;
+        rest.pixels += first.height * target.rowBytes;
+    }
+    PX_TRY(FillPiece(first, target));
+    return FillPiece(second, rest);
+}
+
+PXStatus TransformBlock::FillFromTile(const PXRect& piece, const Need& need, const PXRect& place,
+                                      const Target& target)
+{
+    const void* pixels = nullptr;
+    int64_t rowBytes = 0;
+    PX_TRY(plan_.source->LockForReading(place, &pixels, &rowBytes));
+    FillRows(piece, need, WindowAt(static_cast<const uint8_t*>(pixels), rowBytes), target);
+    return plan_.source->UnlockRect(place, pixels);
 }
 
 TransformBlock::Need TransformBlock::NeedOf(const PXRect& piece) const
@@ -173,33 +196,51 @@ bool TransformBlock::IsOutside(const Need& need) const
            need.top >= int64_t{bounds.y} + bounds.height;
 }
 
-// Whether all taps, and what kernels read behind them, are pixels of the image, each its own place.
-bool TransformBlock::IsInPlace(const Need& need, Window* window) const
+// All taps, and what kernels read behind them, as pixels of the image, each at its own place.
+// Without width when they are not that.
+PXRect TransformBlock::PlaceOf(const Need& need) const
 {
-    const LentPixels& lent = plan_.sourcePixels;
     const PXRect& bounds = plan_.source->bounds;
     const TransformArea& area = plan_.area;
     const int64_t planes = plan_.source->Planes();
     const int64_t overread =
         planes < kTransformChannels ? (kTransformOverread + planes - 1) / planes : 0;
-    if (!lent.first || need.left < bounds.x || need.top < bounds.y ||
+    if (need.left < std::max(bounds.x, area.left) || need.top < std::max(bounds.y, area.top) ||
+        need.right > area.right || need.bottom > area.bottom ||
         need.right + overread >= int64_t{bounds.x} + bounds.width ||
-        need.bottom >= int64_t{bounds.y} + bounds.height || need.left < area.left ||
-        need.top < area.top || need.right > area.right || need.bottom > area.bottom ||
-        need.Height() * lent.rowBytes > kMaxOffset) {
-        return false;
+        need.bottom >= int64_t{bounds.y} + bounds.height) {
+        return {};
     }
-    const int64_t pixelBytes = plan_.source->colBytes;
-    window->pixels =
-        lent.first + (need.top - bounds.y) * lent.rowBytes + (need.left - bounds.x) * pixelBytes;
-    window->rowBytes = lent.rowBytes;
+    return {static_cast<int32_t>(need.left), static_cast<int32_t>(need.top),
+            static_cast<int32_t>(need.Width() + overread), static_cast<int32_t>(need.Height())};
+}
+
+bool TransformBlock::IsInReach(const Need& need, int64_t rowBytes)
+{
+    return need.Height() * rowBytes <= kMaxOffset;
+}
+
+bool TransformBlock::IsInOneTile(const PXRect& place) const
+{
+    const CImageRec& source = *plan_.source;
+    int32_t row = 0;
+    int32_t column = 0;
+    int32_t lastRow = 0;
+    int32_t lastColumn = 0;
+    return source.FindTile(place.x, place.y, &row, &column) &&
+           source.FindTile(place.x + (place.width - 1), place.y + (place.height - 1), &lastRow,
+                           &lastColumn) &&
+           row == lastRow && column == lastColumn;
+}
+
+TransformBlock::Window TransformBlock::WindowAt(const uint8_t* pixels, int64_t rowBytes) const
+{
     // One block further to the right.
     const PXAffineTransform& m = plan_.inverse;
     const double ahead =
-        std::round(double{m.m2} * kTransformBlockWidth) * static_cast<double>(lent.rowBytes) +
-        std::round(double{m.m0} * kTransformBlockWidth) * static_cast<double>(pixelBytes);
-    window->ahead = std::fabs(ahead) < 0x1p40 ? static_cast<ptrdiff_t>(ahead) : 0;
-    return true;
+        std::round(double{m.m2} * kTransformBlockWidth) * static_cast<double>(rowBytes) +
+        std::round(double{m.m0} * kTransformBlockWidth) * plan_.source->colBytes;
+    return {pixels, rowBytes, std::fabs(ahead) < 0x1p40 ? static_cast<ptrdiff_t>(ahead) : 0};
 }
 
 // Copies the pixels. Those beyond the area repeat its edges.
@@ -266,14 +307,14 @@ void TransformBlock::FillRow(const PXRect& row, const Need& need, const Window& 
                               source.Planes(),
                               window.ahead};
     if (plan_.copiesPixels) return plan_.kernels->copyNearest(job, out);
-    if (plan_.blendBytes) return plan_.blendBytes(job, plan_.planes, out);
+    if (plan_.blendBytes) return plan_.blendBytes(job, plan_.planes, out, plan_.streams);
     const auto indexOf = [](const CImageRec& image) {
         return static_cast<size_t>(std::countr_zero(static_cast<uint32_t>(image.planeBytes)));
     };
     plan_.kernels->filter[plan_.method - 1][indexOf(source)](job, values_.get());
     plan_.kernels->store[indexOf(*plan_.destination)]({values_.get(), row.width, plan_.factor,
-                                                       plan_.highest, plan_.clampsFloats,
-                                                       plan_.channels, plan_.planes, out});
+                                                       plan_.highest, plan_.clamps, plan_.channels,
+                                                       plan_.planes, out, plan_.streams});
 }
 
 void TransformBlock::FillRowPlainly(const PXRect& row, const Need& need, const Window& window,

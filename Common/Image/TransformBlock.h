@@ -41,9 +41,15 @@ private:
     };
 
     [[nodiscard]] PXStatus FillPiece(const PXRect& piece, const Target& target);
+    [[nodiscard]] PXStatus FillHalves(const PXRect& piece, const Target& target);
+    [[nodiscard]] PXStatus FillFromTile(const PXRect& piece, const Need& need, const PXRect& place,
+                                        const Target& target);
     Need NeedOf(const PXRect& piece) const;
     bool IsOutside(const Need& need) const;
-    bool IsInPlace(const Need& need, Window* window) const;
+    PXRect PlaceOf(const Need& need) const;
+    static bool IsInReach(const Need& need, int64_t rowBytes);
+    bool IsInOneTile(const PXRect& place) const;
+    Window WindowAt(const uint8_t* pixels, int64_t rowBytes) const;
     [[nodiscard]] PXStatus Load(const Need& need, Window* window);
     void FillRows(const PXRect& piece, const Need& need, const Window& window,
                   const Target& target);

@@ -15,6 +15,10 @@ namespace {
 
 constexpr char kEventSource[] = "ImageTransform";
 
+// Destinations from here on do not stay in caches anyway; reading them there only to overwrite them
+// costs a third of the memory's time.
+constexpr int64_t kStreamedBytes = int64_t{8} << 20;
+
 constexpr uint32_t kNearest = 1;
 constexpr uint32_t kBilinear = 2;
 constexpr uint32_t kBicubic = 3;
@@ -181,6 +185,7 @@ PXStatus MakePlan(const ImageTransformRequest& request, TransformPlan* plan)
     plan->factor = kFactors[from][to];
     plan->highest = kHighest[to];
     plan->clampsFloats = request.method == kBicubic;
+    plan->clamps = to == 2 ? plan->clampsFloats : from == 2;
     plan->kernels = &SelectTransformKernels();
     const bool isPacked = source.colBytes == source.Planes() * source.planeBytes &&
                           request.destination->colBytes ==
@@ -197,7 +202,11 @@ PXStatus MakePlan(const ImageTransformRequest& request, TransformPlan* plan)
     SetFill(request, from, plan);
     PX_TRY(SetPlainPixel(plan));
     PX_TRY(LendPixels(&source, source.bounds, &plan->sourcePixels));
-    return LendPixels(request.destination, request.rect, &plan->destinationPixels);
+    PX_TRY(LendPixels(request.destination, request.rect, &plan->destinationPixels));
+    plan->streams =
+        plan->destinationPixels.first && request.destination->BytesOfPixels(request.rect.width) >=
+                                             kStreamedBytes / request.rect.height;
+    return kPXOK;
 }
 
 }  // namespace px

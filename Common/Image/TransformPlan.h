@@ -49,7 +49,10 @@ struct TransformPlan {
     LentPixels sourcePixels;       // those of the bounds
     LentPixels destinationPixels;  // those of the rectangle
     const TransformKernels* kernels;
-    void (*blendBytes)(const TransformRow& row, int32_t planes, uint8_t* out);  // null: others
+    // Bilinear from bytes to bytes; null for everything else.
+    void (*blendBytes)(const TransformRow& row, int32_t planes, uint8_t* out, bool streams);
+    bool clamps;  // what kernels store
+    bool streams;
 };
 
 // Checks formats and rectangle; kPXErrPixelLayout and kPXErrBadArgument.

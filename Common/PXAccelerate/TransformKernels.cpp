@@ -6,6 +6,7 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include <algorithm>
 #include <cstring>
 
 HWY_BEFORE_NAMESPACE();
@@ -184,7 +185,7 @@ void FilterBilinear(const TransformRow& row, float* HWY_RESTRICT units)
     for (size_t i = 0; i < spots.count; ++i) {
         const uint8_t* upper = row.pixels + spots.offsets[i];
         const uint8_t* lower = upper + row.rowBytes;
-        if ((i & 7) == 0) __builtin_prefetch(upper + row.ahead);
+        if ((i & 3) == 0) __builtin_prefetch(upper + row.ahead);
         std::memcpy(taps[0] + i * kUnitLanes, upper, kBytes);
         std::memcpy(taps[1] + i * kUnitLanes, upper + row.pixelBytes, kBytes);
         std::memcpy(taps[2] + i * kUnitLanes, lower, kBytes);
@@ -294,7 +295,7 @@ void CubicRow(const TransformRow& row, float* HWY_RESTRICT units)
     const auto count = static_cast<size_t>(row.count);
     for (size_t i = 0; i < count; ++i) {
         const uint8_t* first = row.pixels + spots.offsets[i];
-        if ((i & 7) == 0) __builtin_prefetch(first + row.ahead);
+        if ((i & 3) == 0) __builtin_prefetch(first + row.ahead);
         HWY_UNROLL(4)
         for (size_t part = 0; part < kGroupParts; ++part) {
             const uint8_t* taps = first + part * kLanes / 4 * kChannels * sizeof(T);
@@ -367,19 +368,40 @@ HWY_INLINE void Pack(const U* units, size_t count, uint8_t* out)
     for (; i < count; ++i, out += kBytes) std::memcpy(out, units + i * kUnitLanes, kBytes);
 }
 
-template <class U>
-HWY_INLINE void PackRow(const U* units, int32_t planes, size_t count, uint8_t* out)
+// Copies whole cache lines past the caches.
+HWY_INLINE void StreamBytes(const uint8_t* from, size_t count, uint8_t* out)
 {
-    switch (planes) {
-        case 1:
-            return Pack<U, 1>(units, count, out);
-        case 2:
-            return Pack<U, 2>(units, count, out);
-        case 3:
-            return Pack<U, 3>(units, count, out);
-        default:
-            std::memcpy(out, units, count * kUnitLanes * sizeof(U));
+    constexpr size_t kLine = 64;
+    const hn::Repartition<uint8_t, Floats> bytes;
+    const size_t before =
+        std::min(count, (kLine - reinterpret_cast<uintptr_t>(out) % kLine) % kLine);
+    std::memcpy(out, from, before);
+    size_t i = before;
+    for (; i + kLine <= count; i += kLine) {
+        HWY_UNROLL(4)
+        for (size_t j = 0; j < kLine; j += hn::MaxLanes(bytes)) {
+            hn::Stream(hn::LoadU(bytes, from + i + j), bytes, out + i + j);
+        }
     }
+    std::memcpy(out + i, from + i, count - i);
+}
+
+template <class U>
+HWY_INLINE void PackRow(const U* units, int32_t planes, size_t count, uint8_t* out, bool streams)
+{
+    const size_t bytes = count * static_cast<size_t>(planes) * sizeof(U);
+    if (planes == 4) {
+        const auto* whole = reinterpret_cast<const uint8_t*>(units);
+        if (streams) return StreamBytes(whole, bytes, out);
+        std::memcpy(out, whole, bytes);
+        return;
+    }
+    HWY_ALIGN uint8_t packed[kRun * kUnitLanes * sizeof(U)];
+    uint8_t* to = streams ? packed : out;
+    if (planes == 1) Pack<U, 1>(units, count, to);
+    if (planes == 2) Pack<U, 2>(units, count, to);
+    if (planes == 3) Pack<U, 3>(units, count, to);
+    if (streams) StreamBytes(packed, bytes, out);
 }
 
 template <class U, bool kAsIs>
@@ -412,7 +434,7 @@ void Store(const StoreRow& row)
     } else {
         StoreAll<U, false>(row, samples);
     }
-    PackRow(samples, row.planes, static_cast<size_t>(row.count), row.out);
+    PackRow(samples, row.planes, static_cast<size_t>(row.count), row.out, row.streams);
 }
 
 // Bytes to bytes, the commonest of all: a vector holds one channel of as many pixels as it has
@@ -461,7 +483,7 @@ HWY_INLINE W BlendChannel(const W* taps, const V* weights)
 }
 
 template <size_t kChannels>
-void BlendBytes(const TransformRow& row, int32_t planes, uint8_t* out)
+void BlendBytes(const TransformRow& row, int32_t planes, uint8_t* out, bool streams)
 {
     const Floats d;
     const hn::RebindToUnsigned<Floats> words;
@@ -471,7 +493,7 @@ void BlendBytes(const TransformRow& row, int32_t planes, uint8_t* out)
     HWY_ALIGN uint64_t lower[kRun];
     for (size_t i = 0; i < spots.count; ++i) {
         const uint8_t* pair = row.pixels + spots.offsets[i];
-        if ((i & 7) == 0) __builtin_prefetch(pair + row.ahead);
+        if ((i & 3) == 0) __builtin_prefetch(pair + row.ahead);
         std::memcpy(upper + i, pair, sizeof(uint64_t));
         std::memcpy(lower + i, pair + row.rowBytes, sizeof(uint64_t));
     }
@@ -497,7 +519,8 @@ void BlendBytes(const TransformRow& row, int32_t planes, uint8_t* out)
                      kChannels == 4 ? BlendChannel<3>(taps, weights) : hn::Set(words, 0xFF000000U));
         hn::Store(sum, words, pixels + i);
     }
-    PackRow(reinterpret_cast<const uint8_t*>(pixels), planes, static_cast<size_t>(row.count), out);
+    PackRow(reinterpret_cast<const uint8_t*>(pixels), planes, static_cast<size_t>(row.count), out,
+            streams);
 }
 
 constexpr TransformKernels kTable = {
@@ -525,6 +548,8 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 #include "PXAccelerate/KernelChoice.h"
 
+#include <hwy/cache_control.h>
+
 namespace px {
 
 HWY_EXPORT(TransformTable);
@@ -539,6 +564,11 @@ KernelChoice<TransformKernels>& Choice()
 }
 
 }  // namespace
+
+void FinishStreaming()
+{
+    hwy::FlushStream();
+}
 
 const TransformKernels& SelectTransformKernels()
 {

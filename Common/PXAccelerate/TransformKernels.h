@@ -48,6 +48,7 @@ struct StoreRow {
     int32_t channels;  // those from here on are set to `highest`
     int32_t planes;    // of the destination, 1 to 4
     uint8_t* out;      // need not be aligned
+    bool streams;      // past the caches, into a destination that they will not keep
 };
 
 struct TransformKernels {
@@ -61,8 +62,11 @@ struct TransformKernels {
     void (*store[3])(const StoreRow& row);
     // Bilinear from bytes to bytes, stored at once; index: channels - 3. Alpha that is not there is
     // full.
-    void (*blendBytes[2])(const TransformRow& row, int32_t planes, uint8_t* out);
+    void (*blendBytes[2])(const TransformRow& row, int32_t planes, uint8_t* out, bool streams);
 };
+
+// After a thread's last streamed row: others that it tells of its work then see the row.
+void FinishStreaming();
 
 // The table for this processor, or the forced one. Its functions are null where the processor has
 // no vectors.
