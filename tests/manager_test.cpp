@@ -470,6 +470,7 @@ TEST_F(PresetManager, RenamesWithThumbnailAndSaysWhatFails)
     EXPECT_FALSE(rename("old", "other"));
     EXPECT_TRUE(rename("old", "old"));
     EXPECT_TRUE(rename("old", "OLD"));
+    fs::create_hard_link(Path("Curves/Warm/OLD.pxcurve"), Path("Curves/Warm/new.pxcurve"));
     EXPECT_TRUE(rename("OLD", "new"));
     EXPECT_THAT(Files(), ElementsAre("Curves/Warm/new.png", "Curves/Warm/new.pxcurve",
                                      "Curves/Warm/other.pxcurve", "Curves/Warm/stays.pxcurve"));

@@ -236,7 +236,8 @@ bool PXPresetManager::renamePreset(const PXString& category, const PXString& old
         return false;
     }
     const std::string folder = px::ParentOf(from);
-    if (!isSameFile && px::os::Os().removeFile(from.c_str())) {
+    // Asked anew: what were two names of one file before are two files now.
+    if (!px::IsSameFile(from, to) && px::os::Os().removeFile(from.c_str())) {
         LogPreset(CFSTR("renamePreset: Could delete preset '%@' in category '%@'"),
                   oldName.toCFString(), category.toCFString());
         return false;

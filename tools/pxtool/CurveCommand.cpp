@@ -1,6 +1,6 @@
 // CurveCommand — "pxtool curve": tone curves out of preset files.
 
-#include "pxtool/Text.h"
+#include "pxtool/Records.h"
 #include "PXCore/PXBezierCurve.h"
 #include "pxtool/CurvePlot.h"
 #include "pxtool/Json.h"
@@ -90,16 +90,17 @@ Failure CurveCommand::Show() const
             text += number;
             comma = ", ";
         }
-        std::printf("%s]}\n", text.c_str());
-        return Done();
+        return Print(text + "]}\n");
     }
-    std::printf("name    %s\nid      %d\nslots   %d\n", TextOf(curve->name()).c_str(), curve->id(),
-                curve->controlPointCount());
+    Record record = {{"name", UTF8Of(curve->name())},
+                     {"id", std::to_string(curve->id())},
+                     {"slots", std::to_string(curve->controlPointCount())}};
     for (const PXPointF& point : curve->getControlPoints()) {
-        if (PXBezierCurve::isValidControlPoint(point))
-            std::printf("point   %g, %g\n", double{point.x}, double{point.y});
+        char text[64];
+        std::snprintf(text, sizeof(text), "%g, %g", double{point.x}, double{point.y});
+        if (PXBezierCurve::isValidControlPoint(point)) record.emplace_back("point", text);
     }
-    return Done();
+    return Print(TextOf(record));
 }
 
 Failure CurveCommand::Plot() const

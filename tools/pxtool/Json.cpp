@@ -1,6 +1,6 @@
 #include "pxtool/Json.h"
 
-#include "pxtool/Text.h"
+#include "pxtool/Records.h"
 #include "CoreFoundation/CoreFoundation.h"
 
 #include <charconv>
@@ -60,7 +60,7 @@ std::string DictionaryText(CFDictionaryRef dictionary)
     std::string text = "{";
     for (size_t i = 0; i < count; ++i) {
         if (i) text += ", ";
-        text += JsonText(TextOf(static_cast<CFStringRef>(keys[i]))) + ": " + JsonOf(values[i]);
+        text += JsonText(UTF8Of(static_cast<CFStringRef>(keys[i]))) + ": " + JsonOf(values[i]);
     }
     return text + "}";
 }
@@ -86,7 +86,7 @@ std::string JsonText(std::string_view utf8)
 std::string JsonOf(CFTypeRef value)
 {
     const CFTypeID type = CFGetTypeID(value);
-    if (type == CFStringGetTypeID()) return JsonText(TextOf(static_cast<CFStringRef>(value)));
+    if (type == CFStringGetTypeID()) return JsonText(UTF8Of(static_cast<CFStringRef>(value)));
     if (type == CFNumberGetTypeID()) return NumberText(static_cast<CFNumberRef>(value));
     if (type == CFBooleanGetTypeID())
         return CFBooleanGetValue(static_cast<CFBooleanRef>(value)) ? "true" : "false";

@@ -1,8 +1,8 @@
 #include "pxtool/ListFile.h"
 
-#include "pxtool/Text.h"
 #include "CoreFoundation/CoreFoundation.h"
 #include "pxtool/Files.h"
+#include "pxtool/Records.h"
 
 #include <vector>
 
@@ -40,7 +40,7 @@ Failure ReadListFile(const std::string& path, CFRef<CFPropertyListRef>* list,
     const auto owned = CFRef<CFErrorRef>::Adopt(error);
     if (*list) return Done();
     const auto reason = CFRef<CFStringRef>::Adopt(CFErrorCopyDescription(error));
-    std::string text = TextOf(reason.Get());
+    std::string text = UTF8Of(reason.Get());
     while (text.ends_with('.')) text.pop_back();
     return CannotRead(path, text, "check that it is a property list");
 }

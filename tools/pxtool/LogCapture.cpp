@@ -1,6 +1,6 @@
 #include "pxtool/LogCapture.h"
 
-#include "pxtool/Text.h"
+#include "pxtool/Records.h"
 
 namespace px::tool {
 
@@ -20,7 +20,7 @@ LogCapture::~LogCapture()
 void LogCapture::Log(void* context, CFStringRef line)
 {
     auto* self = static_cast<LogCapture*>(context);
-    std::string text = TextOf(line);
+    std::string text = UTF8Of(line);
     const size_t source = text.find(" - ");
     if (source != std::string::npos) text.erase(0, source + 3);
     while (text.ends_with('\n')) text.pop_back();

@@ -1,13 +1,12 @@
 // PlistCommand — "pxtool plist": property lists from one form to another.
 
-#include "pxtool/Text.h"
 #include "CoreFoundation/CoreFoundation.h"
 #include "pxtool/Command.h"
 #include "pxtool/Json.h"
 #include "pxtool/ListFile.h"
+#include "pxtool/Records.h"
 
 #include <array>
-#include <cstdio>
 
 namespace px::tool {
 
@@ -84,12 +83,11 @@ Failure PlistCommand::Lint() const
     CFPropertyListFormat format = 0;
     Failure failure = ReadListFile(input_, &list, &format);
     if (isJson_) {
-        std::printf("{\"file\": %s, \"format\": %s}\n", JsonText(input_).c_str(),
-                    failure ? "null" : JsonText(FormatName(format)).c_str());
-    } else if (!failure) {
-        std::printf("%s: %s\n", input_.c_str(), FormatName(format));
+        const Failure printed = Print("{\"file\": " + JsonText(input_) + ", \"format\": " +
+                                      (failure ? "null" : JsonText(FormatName(format))) + "}\n");
+        return failure ? failure : printed;
     }
-    return failure;
+    return failure ? failure : Print(TextOf(Record{{input_.c_str(), FormatName(format)}}));
 }
 
 Failure PlistCommand::Run()

@@ -1,6 +1,5 @@
 // PresetCommand — "pxtool preset": folders of presets, as applications keep them.
 
-#include "pxtool/Text.h"
 #include "CoreFoundation/CoreFoundation.h"
 #include "PXCore/PXImageDerived.h"
 #include "PXCore/PXPresetManager.h"
@@ -8,12 +7,13 @@
 #include "pxtool/Json.h"
 #include "pxtool/ListFile.h"
 #include "pxtool/LogCapture.h"
+#include "pxtool/Paths.h"
 #include "pxtool/PictureCommand.h"
+#include "pxtool/Records.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <optional>
 
 namespace px::tool {
@@ -55,7 +55,7 @@ private:
     Failure Sort();
     Failure Thumbnail();
     Failure Scale(Picture* picture, Progress& progress) const;
-    void PrintNames(const std::deque<PXString>& names) const;
+    Failure PrintNames(const std::deque<PXString>& names) const;
     // What the library said, as a failure about the folder.
     Failure Said(ExitCode code) const;
     PXString Word(size_t index) const { return PXString(words_[index].c_str()); }
@@ -157,31 +157,29 @@ Failure PresetCommand::Said(ExitCode code) const
             "see pxtool preset lint"};
 }
 
-void PresetCommand::PrintNames(const std::deque<PXString>& names) const
+Failure PresetCommand::PrintNames(const std::deque<PXString>& names) const
 {
     std::string text;
     for (const PXString& name : names) {
-        const std::string line = TextOf(name);
+        const std::string line = UTF8Of(name);
         if (isJson_)
             text += (text.empty() ? "" : ", ") + JsonText(line);
         else
             text += line + "\n";
     }
-    std::printf(isJson_ ? "[%s]\n" : "%s", text.c_str());
+    return Print(isJson_ ? "[" + text + "]\n" : text);
 }
 
 Failure PresetCommand::List()
 {
     if (words_[0].empty()) {
-        PrintNames(manager_.getCategories());
-        return Done();
+        return PrintNames(manager_.getCategories());
     }
     if (!manager_.categoryExists(Word(0)))
         return CannotRead(words_[0], "there is no such category",
                           "see pxtool preset list " + folder_);
-    PrintNames(isSorted_ ? manager_.getPresetsByCustomSortOrder(Word(0))
-                         : manager_.getPresets(Word(0)));
-    return Done();
+    return PrintNames(isSorted_ ? manager_.getPresetsByCustomSortOrder(Word(0))
+                                : manager_.getPresets(Word(0)));
 }
 
 Failure PresetCommand::Show()
@@ -197,21 +195,20 @@ Failure PresetCommand::Show()
     CFPropertyListFormat format = 0;
     if (Failure failure = ReadListFile(PathOf(url.Get()), &list, &format)) return failure;
     if (isJson_) {
-        std::printf("%s\n", JsonOf(list.Get()).c_str());
-        return Done();
+        return Print(JsonOf(list.Get()) + "\n");
     }
     PXPreset preset;
     if (CFGetTypeID(list.Get()) != CFDictionaryGetTypeID())
         return CannotRead(PathOf(url.Get()), "it is no preset", "see pxtool preset lint");
     preset.initWithPresetData(static_cast<CFDictionaryRef>(list.Get()));
-    std::printf(
-        "name         %s\nauthor       %s\ndescription  %s\nfactory      %s\norder        %d\n"
-        "properties   %d\nkeys         %ld\n",
-        TextOf(preset.name()).c_str(), TextOf(preset.author()).c_str(),
-        TextOf(preset.description()).c_str(), preset.isFactoryPreset() ? "yes" : "no",
-        preset.customSortOrder(), preset.properties(),
-        CFDictionaryGetCount(static_cast<CFDictionaryRef>(list.Get())));
-    return Done();
+    return Print(TextOf(Record{
+        {"name", UTF8Of(preset.name())},
+        {"author", UTF8Of(preset.author())},
+        {"description", UTF8Of(preset.description())},
+        {"factory", preset.isFactoryPreset() ? "yes" : "no"},
+        {"order", std::to_string(preset.customSortOrder())},
+        {"properties", std::to_string(preset.properties())},
+        {"keys", std::to_string(CFDictionaryGetCount(static_cast<CFDictionaryRef>(list.Get())))}}));
 }
 
 Failure PresetCommand::Lint()
@@ -219,17 +216,21 @@ Failure PresetCommand::Lint()
     const std::deque<PXPresetFault> faults = manager_.lint();
     std::string text;
     for (const PXPresetFault& fault : faults) {
-        const std::string category = TextOf(fault.category);
-        const std::string file = TextOf(fault.file);
+        const std::string category = UTF8Of(fault.category);
+        const std::string file = UTF8Of(fault.file);
         if (isJson_)
             text += (text.empty() ? "" : ", ") + ("{\"category\": " + JsonText(category)) +
                     ", \"file\": " + JsonText(file) +
-                    ", \"fault\": " + JsonText(TextOf(fault.text)) + "}";
+                    ", \"fault\": " + JsonText(UTF8Of(fault.text)) + "}";
         else
             text +=
-                (category.empty() ? "" : category + "/") + file + ": " + TextOf(fault.text) + "\n";
+                (category.empty() ? "" : category + "/") + file + ": " + UTF8Of(fault.text) + "\n";
     }
-    std::printf(isJson_ ? "[%s]\n" : "%s", text.c_str());
+    // Names of strangers steer no terminal.
+    std::replace_if(
+        text.begin(), text.end(),
+        [](char c) { return c == 0x7F || (c >= 0 && c < ' ' && c != '\n'); }, '?');
+    if (Failure failure = Print(isJson_ ? "[" + text + "]\n" : text)) return failure;
     if (faults.empty()) return Done();
     return {ExitCode::kInput, std::to_string(faults.size()) + " faults in '" + folder_ + "'",
             "rename or remove what is listed"};
