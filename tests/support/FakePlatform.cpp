@@ -14,90 +14,73 @@ namespace {
 
 // The table holds plain functions, so what they need stands here.
 std::atomic<int> calls{0};
-std::atomic<int> goodLeft{0};
+std::atomic<int> faultyCall{0};
 std::atomic<int> givenError{0};
+std::atomic<bool> staysFaulty{false};
 std::atomic<size_t> mostBytes{0};
 
-// Calls the system's function as long as calls are left, and fails then.
-template <auto Member, class... Arguments>
-int FailLater(Arguments... arguments)
+void FailFrom(int call, int error, bool forever)
 {
-    ++calls;
-    if (goodLeft.fetch_sub(1) <= 0) return givenError;
-    return (os::NativeTable().*Member)(arguments...);
+    calls = 0;
+    faultyCall = call;
+    givenError = error;
+    staysFaulty = forever;
 }
 
-template <auto Member, class... Arguments>
-void Replace(os::Table* table, int (*os::Table::*)(Arguments...))
-{
-    table->*Member = FailLater<Member, Arguments...>;
-}
+template <auto Member>
+struct Failing;
 
-int ReadShort(os::File file, void* buffer, size_t size, size_t* got)
-{
-    ++calls;
-    return os::NativeTable().readFile(file, buffer, std::min<size_t>(size, mostBytes), got);
-}
-
-int WriteShort(os::File file, const void* buffer, size_t size, size_t* written)
-{
-    ++calls;
-    return os::NativeTable().writeFile(file, buffer, std::min<size_t>(size, mostBytes), written);
-}
-
-void ReplaceOne(os::Table* table, Faulty function)
-{
-    using T = os::Table;
-    switch (function) {
-        case Faulty::kOpen:
-            return Replace<&T::openFile>(table, &T::openFile);
-        case Faulty::kRead:
-            return Replace<&T::readFile>(table, &T::readFile);
-        case Faulty::kWrite:
-            return Replace<&T::writeFile>(table, &T::writeFile);
-        case Faulty::kTell:
-            return Replace<&T::tellFile>(table, &T::tellFile);
-        case Faulty::kSync:
-            return Replace<&T::syncFile>(table, &T::syncFile);
-        case Faulty::kClose:
-            return Replace<&T::closeFile>(table, &T::closeFile);
-        case Faulty::kRename:
-            return Replace<&T::renameFile>(table, &T::renameFile);
-        case Faulty::kRemove:
-            return Replace<&T::removeFile>(table, &T::removeFile);
-        case Faulty::kMakeFolder:
-            return Replace<&T::makeFolder>(table, &T::makeFolder);
+template <class... Arguments, int (*os::Table::*Member)(Arguments...)>
+struct Failing<Member> {
+    static int Call(Arguments... arguments)
+    {
+        const int call = calls.fetch_add(1);
+        if (call == faultyCall && givenError == FaultySaves::kDies) std::_Exit(9);
+        if (call == faultyCall || (staysFaulty && call > faultyCall)) return givenError;
+        return (os::NativeTable().*Member)(arguments...);
     }
-}
+    static void Replace(os::Table* table) { table->*Member = Call; }
+};
 
 }  // namespace
 
-FakePlatform::FakePlatform(Faulty function, int error, int goodCalls) : table_(os::NativeTable())
+using T = os::Table;
+
+const Faulty Faulty::kOpen = {Failing<&T::openFile>::Replace};
+const Faulty Faulty::kRead = {Failing<&T::readFile>::Replace};
+const Faulty Faulty::kWrite = {Failing<&T::writeFile>::Replace};
+const Faulty Faulty::kTell = {Failing<&T::tellFile>::Replace};
+const Faulty Faulty::kSync = {Failing<&T::syncFile>::Replace};
+const Faulty Faulty::kClose = {Failing<&T::closeFile>::Replace};
+const Faulty Faulty::kRename = {Failing<&T::renameFile>::Replace};
+const Faulty Faulty::kRemove = {Failing<&T::removeFile>::Replace};
+const Faulty Faulty::kMakeFolder = {Failing<&T::makeFolder>::Replace};
+const Faulty Faulty::kMake = {Failing<&T::makeSocket>::Replace};
+const Faulty Faulty::kNoDelay = {Failing<&T::setNoDelay>::Replace};
+const Faulty Faulty::kBind = {Failing<&T::bindSocket>::Replace};
+const Faulty Faulty::kName = {Failing<&T::socketName>::Replace};
+const Faulty Faulty::kListen = {Failing<&T::listenSocket>::Replace};
+const Faulty Faulty::kAccept = {Failing<&T::acceptSocket>::Replace};
+const Faulty Faulty::kConnect = {Failing<&T::connectSocket>::Replace};
+const Faulty Faulty::kReceive = {Failing<&T::receiveSome>::Replace};
+const Faulty Faulty::kSend = {Failing<&T::sendParts>::Replace};
+
+FakePlatform::FakePlatform(Faulty function, int error, int goodCalls)
 {
-    calls = 0;
-    goodLeft = goodCalls;
-    givenError = error;
-    ReplaceOne(&table_, function);
-    former_ = os::ReplaceTable(&table_);
+    FailFrom(goodCalls, error, true);
+    function.replace(&table_);
 }
 
-FakePlatform::FakePlatform(size_t most) : table_(os::NativeTable())
+FakePlatform::FakePlatform(size_t most)
 {
-    calls = 0;
     mostBytes = most;
-    table_.readFile = ReadShort;
-    table_.writeFile = WriteShort;
-    former_ = os::ReplaceTable(&table_);
-}
-
-FakePlatform FakePlatform::Short(size_t most)
-{
-    return FakePlatform(most);
-}
-
-FakePlatform::~FakePlatform()
-{
-    os::ReplaceTable(former_);
+    table_.readFile = [](os::File file, void* buffer, size_t size, size_t* got) {
+        return os::NativeTable().readFile(file, buffer, std::min<size_t>(size, mostBytes), got);
+    };
+    table_.writeFile = [](os::File file, const void* buffer, size_t size, size_t* written) {
+        return os::NativeTable().writeFile(file, buffer, std::min<size_t>(size, mostBytes),
+                                           written);
+    };
 }
 
 int FakePlatform::Calls() const
@@ -150,165 +133,75 @@ void FakeSystemFiles::Write(const std::string& path, const std::string& text)
     std::ofstream(file, std::ios::binary) << text;
 }
 
-namespace {
-
-std::atomic<int> entryCalls{0};
-std::atomic<int> faultyCall{0};
-std::atomic<int> entryError{0};
-std::atomic<bool> staysFaulty{false};
-std::atomic<size_t> mostTransferred{0};
-
-template <auto Member, class... Arguments>
-int FailCounted(Arguments... arguments)
-{
-    const int call = entryCalls.fetch_add(1);
-    if (call == faultyCall || (staysFaulty && call > faultyCall)) return entryError;
-    return (os::NativeTable().*Member)(arguments...);
-}
-
-template <auto Member, class... Arguments>
-void Count(os::Table* table, int (*os::Table::*)(Arguments...))
-{
-    table->*Member = FailCounted<Member, Arguments...>;
-}
-
-}  // namespace
-
 FaultyEntries::FaultyEntries(int first, int error, bool forever)
 {
-    entryCalls = 0;
-    faultyCall = first;
-    entryError = error;
-    staysFaulty = forever;
-    using T = os::Table;
-    Count<&T::openFolder>(&table_, &T::openFolder);
-    Count<&T::openFolderAt>(&table_, &T::openFolderAt);
-    Count<&T::makeFolderAt>(&table_, &T::makeFolderAt);
-    Count<&T::openFileAt>(&table_, &T::openFileAt);
-    Count<&T::listFolderAt>(&table_, &T::listFolderAt);
-    Count<&T::factsAt>(&table_, &T::factsAt);
-    Count<&T::factsOfEntry>(&table_, &T::factsOfEntry);
-    Count<&T::lockFile>(&table_, &T::lockFile);
-    Count<&T::readAt>(&table_, &T::readAt);
-    Count<&T::writeAt>(&table_, &T::writeAt);
-    Count<&T::reserveSpace>(&table_, &T::reserveSpace);
+    FailFrom(first, error, forever);
+    for (const auto replace : {Failing<&T::openFolder>::Replace, Failing<&T::openFolderAt>::Replace,
+                               Failing<&T::makeFolderAt>::Replace, Failing<&T::openFileAt>::Replace,
+                               Failing<&T::listFolderAt>::Replace, Failing<&T::factsAt>::Replace,
+                               Failing<&T::factsOfEntry>::Replace, Failing<&T::lockFile>::Replace,
+                               Failing<&T::readAt>::Replace, Failing<&T::writeAt>::Replace,
+                               Failing<&T::reserveSpace>::Replace}) {
+        replace(&table_);
+    }
 }
 
 int FaultyEntries::Calls() const
 {
-    return entryCalls;
+    return calls;
 }
 
 ShortTransfers::ShortTransfers(size_t most)
 {
-    entryCalls = 0;
-    mostTransferred = most;
+    calls = 0;
+    mostBytes = most;
     table_.readAt = [](os::File file, void* buffer, size_t size, int64_t offset, size_t* got) {
-        if (entryCalls.fetch_add(1) % 2) return EINTR;
-        return os::NativeTable().readAt(file, buffer, std::min<size_t>(size, mostTransferred),
-                                        offset, got);
+        if (calls.fetch_add(1) % 2) return EINTR;
+        return os::NativeTable().readAt(file, buffer, std::min<size_t>(size, mostBytes), offset,
+                                        got);
     };
     table_.writeAt = [](os::File file, const void* buffer, size_t size, int64_t offset,
                         size_t* written) {
-        if (entryCalls.fetch_add(1) % 2) return EINTR;
-        return os::NativeTable().writeAt(file, buffer, std::min<size_t>(size, mostTransferred),
-                                         offset, written);
+        if (calls.fetch_add(1) % 2) return EINTR;
+        return os::NativeTable().writeAt(file, buffer, std::min<size_t>(size, mostBytes), offset,
+                                         written);
     };
-}
-
-FaultySockets::FaultySockets(FaultySocket function, int error, int goodCalls)
-{
-    goodLeft = goodCalls;
-    givenError = error;
-    using T = os::Table;
-    switch (function) {
-        case FaultySocket::kMake:
-            Replace<&T::makeSocket>(&table_, &T::makeSocket);
-            break;
-        case FaultySocket::kNoDelay:
-            Replace<&T::setNoDelay>(&table_, &T::setNoDelay);
-            break;
-        case FaultySocket::kBind:
-            Replace<&T::bindSocket>(&table_, &T::bindSocket);
-            break;
-        case FaultySocket::kName:
-            Replace<&T::socketName>(&table_, &T::socketName);
-            break;
-        case FaultySocket::kListen:
-            Replace<&T::listenSocket>(&table_, &T::listenSocket);
-            break;
-        case FaultySocket::kAccept:
-            Replace<&T::acceptSocket>(&table_, &T::acceptSocket);
-            break;
-        case FaultySocket::kConnect:
-            Replace<&T::connectSocket>(&table_, &T::connectSocket);
-            break;
-        case FaultySocket::kReceive:
-            Replace<&T::receiveSome>(&table_, &T::receiveSome);
-            break;
-        case FaultySocket::kSend:
-            Replace<&T::sendParts>(&table_, &T::sendParts);
-            break;
-    }
 }
 
 ShortSockets::ShortSockets(size_t most)
 {
-    mostTransferred = most;
+    mostBytes = most;
     table_.receiveSome = [](os::File socket, void* buffer, size_t size, size_t* got) {
-        return os::NativeTable().receiveSome(socket, buffer,
-                                             std::min<size_t>(size, mostTransferred), got);
+        return os::NativeTable().receiveSome(socket, buffer, std::min<size_t>(size, mostBytes),
+                                             got);
     };
     table_.sendParts = [](os::File socket, const os::SendPart* parts, size_t, bool mayWait,
                           size_t* sent) {
-        const os::SendPart part = {parts->bytes, std::min<size_t>(parts->size, mostTransferred)};
+        const os::SendPart part = {parts->bytes, std::min<size_t>(parts->size, mostBytes)};
         return os::NativeTable().sendParts(socket, &part, 1, mayWait, sent);
     };
 }
 
-namespace {
-
-template <auto Member, class... Arguments>
-int DieCounted(Arguments... arguments)
-{
-    if (entryError == FaultySaves::kDies && entryCalls == faultyCall) std::_Exit(9);
-    return FailCounted<Member>(arguments...);
-}
-
-template <auto Member, class... Arguments>
-void CountSave(os::Table* table, int (*os::Table::*)(Arguments...))
-{
-    table->*Member = DieCounted<Member, Arguments...>;
-}
-
-}  // namespace
-
 FaultySaves::FaultySaves(int first, int error)
 {
-    entryCalls = 0;
-    faultyCall = first;
-    entryError = error;
-    staysFaulty = false;
-    using T = os::Table;
-    CountSave<&T::openFile>(&table_, &T::openFile);
-    CountSave<&T::lockFile>(&table_, &T::lockFile);
-    CountSave<&T::factsOfEntry>(&table_, &T::factsOfEntry);
-    CountSave<&T::setPermissions>(&table_, &T::setPermissions);
-    CountSave<&T::syncFile>(&table_, &T::syncFile);
-    CountSave<&T::syncFolder>(&table_, &T::syncFolder);
-    CountSave<&T::renameFile>(&table_, &T::renameFile);
-    CountSave<&T::removeFile>(&table_, &T::removeFile);
-    CountSave<&T::makePrivateFolder>(&table_, &T::makePrivateFolder);
-    CountSave<&T::makeFolder>(&table_, &T::makeFolder);
+    FailFrom(first, error, false);
+    for (const auto replace :
+         {Failing<&T::openFile>::Replace, Failing<&T::lockFile>::Replace,
+          Failing<&T::factsOfEntry>::Replace, Failing<&T::setPermissions>::Replace,
+          Failing<&T::syncFile>::Replace, Failing<&T::syncFolder>::Replace,
+          Failing<&T::renameFile>::Replace, Failing<&T::removeFile>::Replace,
+          Failing<&T::makePrivateFolder>::Replace, Failing<&T::makeFolder>::Replace}) {
+        replace(&table_);
+    }
     table_.writeFile = [](os::File file, const void* buffer, size_t size, size_t* written) {
-        if (entryCalls == faultyCall) os::NativeTable().writeFile(file, buffer, size / 2, written);
-        return DieCounted<&T::writeFile>(file, buffer, size, written);
+        if (calls == faultyCall) os::NativeTable().writeFile(file, buffer, size / 2, written);
+        return Failing<&T::writeFile>::Call(file, buffer, size, written);
     };
 }
 
 int FaultySaves::Calls() const
 {
-    return entryCalls;
+    return calls;
 }
 
 }  // namespace px::test

@@ -1,8 +1,9 @@
 #pragma once
 
-// FakePlatform — the system's own table with one file function that fails.
+// FakePlatform — the system's own table with functions that are counted, fail or do less than
+// asked.
 //
-// While it lives the library calls the fake; one at a time, and not while other threads use files.
+// While a fake lives the library calls it; one at a time, and not while other threads use files.
 
 #include <map>
 #include <string>
@@ -10,28 +11,6 @@
 #include "Base/Platform/Platform.h"
 
 namespace px::test {
-
-enum class Faulty { kOpen, kRead, kWrite, kTell, kSync, kClose, kRename, kRemove, kMakeFolder };
-
-class FakePlatform {
-public:
-    // The function works `goodCalls` times and fails with `error` from then on.
-    FakePlatform(Faulty function, int error, int goodCalls = 0);
-    // Reads and writes transfer `most` bytes at a time.
-    static FakePlatform Short(size_t most);
-    ~FakePlatform();
-    FakePlatform(const FakePlatform&) = delete;
-    FakePlatform& operator=(const FakePlatform&) = delete;
-
-    // Calls so far of the faulty function, or of the shortened ones.
-    int Calls() const;
-
-private:
-    explicit FakePlatform(size_t most);
-
-    os::Table table_;
-    const os::Table* former_;
-};
 
 // A copy of the system's own table in its place, to change entry by entry.
 class FakeTable {
@@ -51,6 +30,31 @@ protected:
 private:
     const os::Table* former_;
 };
+
+// A function of the table that can be made to fail.
+struct Faulty {
+    void (*replace)(os::Table*);
+
+    static const Faulty kOpen, kRead, kWrite, kTell, kSync, kClose, kRename, kRemove, kMakeFolder;
+    // Of sockets.
+    static const Faulty kMake, kNoDelay, kBind, kName, kListen, kAccept, kConnect, kReceive, kSend;
+};
+using FaultySocket = Faulty;
+
+class FakePlatform : public FakeTable {
+public:
+    // The function works `goodCalls` times and fails with `error` from then on.
+    FakePlatform(Faulty function, int error, int goodCalls = 0);
+    // Reads and writes transfer `most` bytes at a time.
+    static FakePlatform Short(size_t most) { return FakePlatform(most); }
+
+    // Calls so far of the faulty function.
+    int Calls() const;
+
+private:
+    explicit FakePlatform(size_t most);
+};
+using FaultySockets = FakePlatform;
 
 // The files of /proc, /sys and the marks of sandboxes are read below `root`; one at a time.
 class FakeSystemFiles : public FakeTable {
@@ -72,24 +76,6 @@ public:
 class ShortTransfers : public FakeTable {
 public:
     explicit ShortTransfers(size_t most);
-};
-
-// One function of the sockets fails with `error` once it has worked `goodCalls` times.
-enum class FaultySocket {
-    kMake,
-    kNoDelay,
-    kBind,
-    kName,
-    kListen,
-    kAccept,
-    kConnect,
-    kReceive,
-    kSend
-};
-
-class FaultySockets : public FakeTable {
-public:
-    FaultySockets(FaultySocket function, int error, int goodCalls = 0);
 };
 
 // Every receive and send moves at most `most` bytes.
