@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstring>
 #include <random>
 #include <vector>
 
@@ -133,37 +132,6 @@ TEST_F(Charsets, TheSmallestEncodingHoldsTheText)
     }
     EXPECT_EQ(kNone, CFStringGetSmallestEncoding(nullptr));
     EXPECT_EQ(kNone, CFStringGetFastestEncoding(nullptr));
-}
-
-int given = 0;
-
-TEST_F(Charsets, LentTextGoesBackOnceAndOnlyWithAString)
-{
-    CFAllocatorContext context = {};
-    context.deallocate = [](void*, void*) { ++given; };
-    const Owned<CFAllocatorRef> counter(CFAllocatorCreate(nullptr, &context));
-    const UInt8 good[] = {'a', 0}, bad[] = {0xC0, 0x80};
-    const UniChar units[] = {u'a'};
-    const char* badText = "\xC0";
-    given = 0;
-    EXPECT_EQ("a", Taken(CFStringCreateWithBytesNoCopy(nullptr, good, 1, kCFStringEncodingUTF8,
-                                                       false, counter)));
-    EXPECT_EQ("a",
-              Taken(CFStringCreateWithCStringNoCopy(nullptr, "a", kCFStringEncodingUTF8, counter)));
-    EXPECT_EQ("a", Taken(CFStringCreateWithCharactersNoCopy(nullptr, units, 1, counter)));
-    EXPECT_EQ(3, given);
-    EXPECT_EQ("<null>", Taken(CFStringCreateWithBytesNoCopy(nullptr, bad, 2, kCFStringEncodingUTF8,
-                                                            false, counter)));
-    EXPECT_EQ("<null>", Taken(CFStringCreateWithCStringNoCopy(nullptr, badText,
-                                                              kCFStringEncodingUTF8, counter)));
-    EXPECT_EQ("<null>", Taken(CFStringCreateWithCharactersNoCopy(nullptr, units, -1, counter)));
-    EXPECT_EQ(3, given);
-    EXPECT_EQ("a", Taken(CFStringCreateWithBytesNoCopy(nullptr, good, 1, kCFStringEncodingUTF8,
-                                                       false, kCFAllocatorNull)));
-    EXPECT_EQ("<null>", Taken(CFStringCreateWithCStringNoCopy(nullptr, "a", kCFStringEncodingUTF8,
-                                                              As<CFAllocatorRef>(kCFNull))));
-    EXPECT_EQ("a", Taken(CFStringCreateWithCStringNoCopy(nullptr, strdup("a"),
-                                                         kCFStringEncodingUTF8, nullptr)));
 }
 
 TEST_F(Charsets, FileNamesAreUtf8WithoutZeros)

@@ -8,7 +8,7 @@
 #include <limits>
 #include <random>
 
-#include "support/CF.h"
+#include "support/Containers.h"
 #include "support/Seed.h"
 
 namespace {
@@ -183,13 +183,6 @@ TEST(Format, IgnoresTheLocale)
     std::setlocale(LC_ALL, "C");
 }
 
-Owned<CFArrayRef> ListOf(std::initializer_list<const void*> values,
-                         const CFArrayCallBacks* callbacks = &kCFTypeArrayCallBacks)
-{
-    auto** first = const_cast<const void**>(values.begin());
-    return Owned<CFArrayRef>(CFArrayCreate(nullptr, first, CFIndex(values.size()), callbacks));
-}
-
 TEST(TextForm, SaysTheValueOfEveryClass)
 {
     const auto five = Number(int64_t{5}), tenth = Number(0.1), one = Number(1.0);
@@ -198,13 +191,9 @@ TEST(TextForm, SaysTheValueOfEveryClass)
     const auto data = DataOf("\x01\xAB");
     const Owned<CFURLRef> base(CFURLCreateWithString(nullptr, CFSTR("file:///a/"), nullptr));
     const Owned<CFURLRef> url(CFURLCreateWithString(nullptr, CFSTR("b"), base));
-    const auto array = ListOf({CFSTR("x")}), empty = ListOf({});
-    const auto pointers = ListOf({reinterpret_cast<void*>(0x10), nullptr}, nullptr);
-    const void* keys[] = {CFSTR("b"), CFSTR("a")};
-    const void* values[] = {five.Get(), array.Get()};
-    const Owned<CFDictionaryRef> dictionary(CFDictionaryCreate(nullptr, keys, values, 2,
-                                                               &kCFTypeDictionaryKeyCallBacks,
-                                                               &kCFTypeDictionaryValueCallBacks));
+    const auto array = ArrayOf({CFSTR("x")}), empty = ArrayOf({});
+    const auto pointers = PointerArray({0x10, 0});
+    const auto dictionary = DictionaryOf({{CFSTR("b"), five}, {CFSTR("a"), array}});
     const void* members[] = {CFSTR("m"), kCFNull};
     const Owned<CFSetRef> set(CFSetCreate(nullptr, members, 2, &kCFTypeSetCallBacks));
     const struct {
@@ -219,7 +208,12 @@ TEST(TextForm, SaysTheValueOfEveryClass)
         {set, "{(m, <null>)}"}, {empty, "()"}, {pointers, "(0x10, 0x0)"},
         // clang-format on
     };
-    for (const auto& row : rows) EXPECT_EQ(row.want, Formatted("%@", row.object));
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.want, Formatted("%@", row.object));
+        if (row.object == kCFNull || CFGetTypeID(row.object) == CFURLGetTypeID()) continue;
+        const std::string name = Taken(CFCopyTypeIDDescription(CFGetTypeID(row.object)));
+        EXPECT_EQ("<" + name + " " + row.want + ">", Taken(CFCopyDescription(row.object)));
+    }
     EXPECT_EQ("  true|(x|", Formatted("%6@|%.2@|", kCFBooleanTrue, array.Get()));
     const Owned<CFUUIDRef> uuid(CFUUIDCreate(nullptr));
     EXPECT_EQ(Taken(CFUUIDCreateString(nullptr, uuid)), Formatted("%@", uuid.Get()));
@@ -228,21 +222,15 @@ TEST(TextForm, SaysTheValueOfEveryClass)
 
 TEST(TextForm, EndsForNestedSharedAndCyclicContainers)
 {
-    Owned<CFMutableArrayRef> inner(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    auto inner = ArrayOf({});
     // Doubling: 2^100 leaves if written out.
-    for (int level = 0; level < 100; ++level) {
-        Owned<CFMutableArrayRef> outer(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-        CFArrayAppendValue(outer, inner);
-        CFArrayAppendValue(outer, inner);
-        inner = std::move(outer);
-    }
+    for (int level = 0; level < 100; ++level) inner = ArrayOf({inner, inner});
     const std::string text = Formatted("%@", inner.Get());
     EXPECT_EQ(std::string(64, '('), text.substr(0, 64));
     EXPECT_NE(std::string::npos, text.find("..."));
     EXPECT_LT(text.size(), 64U << 20);
 
-    const Owned<CFMutableArrayRef> cycle(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    CFArrayAppendValue(cycle, CFSTR("x"));
+    const auto cycle = ArrayOf({CFSTR("x")});
     CFArrayAppendValue(cycle, cycle);
     EXPECT_EQ("(x, (...))", Formatted("%@", cycle.Get()));
     CFArrayRemoveAllValues(cycle);

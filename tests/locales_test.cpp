@@ -203,17 +203,4 @@ TEST_F(Locales, AllocatorsCarryOutWhatTheirContextSays)
     EXPECT_EQ(own.Get(), CFMakeCollectable(own));
 }
 
-TEST_F(Locales, ShownStringsTellTheirStorage)
-{
-    testing::internal::CaptureStderr();
-    CFShowStr(CFSTR("ab"));
-    CFShowStr(Text(u"\u20AC"));
-    CFShowStr(ChangeableText(u"\u00E9"));
-    CFShowStr(nullptr);
-    EXPECT_EQ(
-        "Length 2, ASCII, immutable: ab\nLength 1, 16-bit, immutable: €\nLength 1, 8-bit, mutable: "
-        "é\n(null)\n",
-        testing::internal::GetCapturedStderr());
-}
-
 }  // namespace
