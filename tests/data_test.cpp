@@ -1,7 +1,9 @@
 // Data: bytes that are lent, edited and grown.
 
-#include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <utility>
+#include <vector>
 
 #include "support/CF.h"
 
@@ -21,40 +23,60 @@ Owned<CFMutableDataRef> MutableData(const char* text)
     return Owned<CFMutableDataRef>(CFDataCreateMutableCopy(nullptr, 0, DataOf(text)));
 }
 
-int deallocations = 0;
-void* deallocated = nullptr;
+std::vector<const void*> freed;
 
-TEST_F(Data, LentBytesAreFreedAsAsked)
+// Everything that takes bytes without copying them: back they go once, and only from an object.
+TEST_F(Data, LentBytesGoBackAsAsked)
 {
-    UInt8 bytes[] = {1, 2, 3};
-    CFAllocatorContext context = {};
-    context.deallocate = [](void* freed, void*) {
-        ++deallocations;
-        deallocated = freed;
+    alignas(UniChar) static const UInt8 good[] = {'a', 0}, bad[] = {0xC0, 0};
+    constexpr CFStringEncoding kUtf8 = kCFStringEncodingUTF8;
+    using Maker = CFTypeRef (*)(const void*, CFIndex, CFAllocatorRef);
+    const std::pair<const char*, Maker> rows[] = {
+        {"data",
+         [](const void* bytes, CFIndex length, CFAllocatorRef freeing) -> CFTypeRef {
+             return CFDataCreateWithBytesNoCopy(nullptr, (const UInt8*)bytes, length, freeing);
+         }},
+        {"stream",
+         [](const void* bytes, CFIndex length, CFAllocatorRef freeing) -> CFTypeRef {
+             return CFReadStreamCreateWithBytesNoCopy(nullptr, (const UInt8*)bytes, length,
+                                                      freeing);
+         }},
+        {"text",
+         [](const void* bytes, CFIndex length, CFAllocatorRef freeing) -> CFTypeRef {
+             return CFStringCreateWithBytesNoCopy(nullptr, (const UInt8*)bytes, length, kUtf8,
+                                                  false, freeing);
+         }},
+        {"C string",
+         [](const void* bytes, CFIndex, CFAllocatorRef freeing) -> CFTypeRef {
+             return CFStringCreateWithCStringNoCopy(nullptr, (const char*)bytes, kUtf8, freeing);
+         }},
+        {"characters",
+         [](const void* bytes, CFIndex length, CFAllocatorRef freeing) -> CFTypeRef {
+             return CFStringCreateWithCharactersNoCopy(nullptr, (const UniChar*)bytes, length,
+                                                       freeing);
+         }},
     };
-    deallocations = 0;
-    Owned<CFAllocatorRef> counting(CFAllocatorCreate(nullptr, &context));
-    for (const CFAllocatorRef deallocator : {kCFAllocatorNull, counting.Get()}) {
-        Owned<CFDataRef> data(CFDataCreateWithBytesNoCopy(nullptr, bytes, 3, deallocator));
-        EXPECT_EQ(bytes, CFDataGetBytePtr(data));
-        Owned<CFDataRef> copy(CFDataCreateCopy(nullptr, data));
-        EXPECT_NE(bytes, CFDataGetBytePtr(copy));
-        if (deallocator != kCFAllocatorNull) counting.Reset();
-        data.Reset();
-        EXPECT_EQ(deallocator == kCFAllocatorNull ? 0 : 1, deallocations);
-        EXPECT_TRUE(CFEqual(DataOf("\1\2\3"), copy));
+    CFAllocatorContext context = {};
+    context.deallocate = [](void* bytes, void*) { freed.push_back(bytes); };
+    for (const auto& [name, make] : rows) {
+        SCOPED_TRACE(name);
+        freed.clear();
+        Owned<CFAllocatorRef> noting(CFAllocatorCreate(nullptr, &context));
+        EXPECT_FALSE(Owned<CFTypeRef>(make(bad, -1, noting)));
+        EXPECT_FALSE(Owned<CFTypeRef>(make(good, 1, As<CFAllocatorRef>(CFSTR("none")))));
+        EXPECT_TRUE(Owned<CFTypeRef>(make(good, 1, kCFAllocatorNull)));
+        EXPECT_TRUE(freed.empty());
+        Owned<CFTypeRef> object(make(good, 1, noting));
+        noting.Reset();
+        object.Reset();
+        EXPECT_EQ(std::vector<const void*>{good}, freed);
+        EXPECT_TRUE(Owned<CFTypeRef>(make(strdup("a"), 1, nullptr))) << "which free() takes";
     }
-    EXPECT_EQ(1, deallocations);
-    EXPECT_EQ(bytes, deallocated);
-
-    auto* onHeap = static_cast<UInt8*>(std::calloc(3, 1));
-    Owned<CFDataRef> owner(CFDataCreateWithBytesNoCopy(nullptr, onHeap, 3, nullptr));
-    EXPECT_EQ(onHeap, CFDataGetBytePtr(owner));
-
-    // A failed constructor leaves the bytes to the caller.
-    EXPECT_EQ(nullptr, CFDataCreateWithBytesNoCopy(nullptr, bytes, -1, kCFAllocatorMalloc));
-    EXPECT_EQ(nullptr,
-              CFDataCreateWithBytesNoCopy(nullptr, bytes, 3, As<CFAllocatorRef>(CFSTR("none"))));
+    Owned<CFDataRef> data(CFDataCreateWithBytesNoCopy(nullptr, good, 2, kCFAllocatorNull));
+    Owned<CFDataRef> copy(CFDataCreateCopy(nullptr, data));
+    EXPECT_EQ(good, CFDataGetBytePtr(data));
+    EXPECT_NE(good, CFDataGetBytePtr(copy));
+    EXPECT_TRUE(CFEqual(data, copy));
 }
 
 TEST_F(Data, EditsKeepToTheirRanges)

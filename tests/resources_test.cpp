@@ -391,24 +391,6 @@ TEST_F(Resources, FileStreamsMoveAndAppend)
     EXPECT_FALSE(moves(Number(int64_t{0})));
 }
 
-TEST_F(Resources, ErrorsTellReasonAndSuggestion)
-{
-    const void* keys[] = {kCFErrorLocalizedFailureReasonKey,
-                          kCFErrorLocalizedRecoverySuggestionKey};
-    const void* values[] = {CFSTR("no room"), CFSTR("make some")};
-    const auto make = [](auto keyed, auto valued, CFIndex count) {
-        return Owned<CFErrorRef>(
-            CFErrorCreateWithUserInfoKeysAndValues(nullptr, CFSTR("D"), 3, keyed, valued, count));
-    };
-    const auto error = make(keys, values, 2), plain = make(nullptr, nullptr, 0);
-    EXPECT_EQ("no room", Taken(CFErrorCopyFailureReason(error)));
-    EXPECT_EQ("make some", Taken(CFErrorCopyRecoverySuggestion(error)));
-    EXPECT_EQ("<null>", Taken(CFErrorCopyFailureReason(plain)));
-    EXPECT_EQ("<null>", Taken(CFErrorCopyRecoverySuggestion(nullptr)));
-    EXPECT_FALSE(make(nullptr, values, 2));
-    EXPECT_FALSE(make(keys, values, -1));
-}
-
 TEST_F(Resources, ConstantUUIDsAreMadeOnce)
 {
     const Owned<CFUUIDRef> own(

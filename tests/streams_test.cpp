@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "support/CF.h"
 #include "support/FakePlatform.h"
@@ -56,11 +55,6 @@ int64_t OffsetOf(CFTypeRef property)
     return offset;
 }
 
-std::string DescriptionOf(CFErrorRef error)
-{
-    return Utf8Of(Owned<CFStringRef>(CFErrorCopyDescription(error)));
-}
-
 void ExpectError(CFStreamError error, CFIndex domain, SInt32 code)
 {
     EXPECT_EQ(domain, error.domain);
@@ -96,27 +90,6 @@ TEST_F(Streams, ReadMemoryToItsEnd)
     EXPECT_EQ(kCFStreamStatusClosed, CFReadStreamGetStatus(stream));
     ExpectError(CFReadStreamGetError(stream), 0, 0);
     EXPECT_EQ(nullptr, CFReadStreamCopyError(stream));
-}
-
-std::vector<void*> freed;
-
-TEST_F(Streams, GiveBytesToTheDeallocatorOnce)
-{
-    freed.clear();
-    CFAllocatorContext context = {};
-    context.deallocate = [](void* bytes, void*) { freed.push_back(bytes); };
-    Owned<CFAllocatorRef> deallocator(CFAllocatorCreate(nullptr, &context));
-    static const UInt8 bytes[3] = {1, 2, 3};
-    EXPECT_EQ(nullptr, CFReadStreamCreateWithBytesNoCopy(nullptr, bytes, -1, deallocator));
-    EXPECT_TRUE(freed.empty());
-    Owned<CFReadStreamRef> stream(
-        CFReadStreamCreateWithBytesNoCopy(nullptr, bytes, 3, deallocator));
-    deallocator.Reset();
-    CFReadStreamOpen(stream);
-    CFReadStreamClose(stream);
-    EXPECT_TRUE(freed.empty());
-    stream.Reset();
-    EXPECT_EQ(std::vector<void*>{const_cast<UInt8*>(bytes)}, freed);
 }
 
 TEST_F(Streams, GrowingOneKeepsAllAndHandsOutSnapshots)
@@ -198,7 +171,8 @@ TEST_F(Streams, FileErrorsAreReportedAndFinal)
         Owned<CFErrorRef> error(CFWriteStreamCopyError(writer));
         EXPECT_EQ(ENOSPC, CFErrorGetCode(error));
         EXPECT_TRUE(CFEqual(kCFErrorDomainPOSIX, CFErrorGetDomain(error)));
-        EXPECT_NE(std::string::npos, DescriptionOf(error).find("NSPOSIXErrorDomain error 28"));
+        EXPECT_NE(std::string::npos,
+                  Taken(CFErrorCopyDescription(error)).find("NSPOSIXErrorDomain error 28"));
     }
     auto reader = Reader();
     ASSERT_TRUE(CFReadStreamOpen(reader));
@@ -248,14 +222,25 @@ Owned<CFErrorRef> MakeError(CFIndex code, const char* key, const char* text)
     return Owned<CFErrorRef>(CFErrorCreate(nullptr, CFSTR("domain"), code, info));
 }
 
-TEST_F(Errors, DescribeThemselves)
+TEST_F(Errors, TellWhatTheirInformationSays)
 {
-    for (const auto& [key, want] : {std::pair{"NSLocalizedDescription", "text"},
-                                    std::pair{"NSLocalizedFailureReason", "domain error 7: text"},
-                                    std::pair{"NSDescription", "domain error 7: text"},
-                                    std::pair{"NSFilePath", "domain error 7"}}) {
-        EXPECT_EQ(want, DescriptionOf(MakeError(7, key, "text"))) << key;
+    const struct {
+        const char *key, *description, *reason, *suggestion;
+    } rows[] = {
+        {"NSLocalizedDescription", "text", "<null>", "<null>"},
+        {"NSLocalizedFailureReason", "domain error 7: text", "text", "<null>"},
+        {"NSLocalizedRecoverySuggestion", "domain error 7", "<null>", "text"},
+        {"NSDescription", "domain error 7: text", "<null>", "<null>"},
+        {"NSFilePath", "domain error 7", "<null>", "<null>"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.key);
+        const auto error = MakeError(7, row.key, "text");
+        EXPECT_EQ(row.description, Taken(CFErrorCopyDescription(error)));
+        EXPECT_EQ(row.reason, Taken(CFErrorCopyFailureReason(error)));
+        EXPECT_EQ(row.suggestion, Taken(CFErrorCopyRecoverySuggestion(error)));
     }
+    EXPECT_EQ("<null>", Taken(CFErrorCopyRecoverySuggestion(nullptr)));
 }
 
 TEST_F(Errors, CompareByDomainCodeAndInfo)
@@ -270,6 +255,13 @@ TEST_F(Errors, CompareByDomainCodeAndInfo)
     Owned<CFDictionaryRef> info(CFErrorCopyUserInfo(bare));
     EXPECT_EQ(0, CFDictionaryGetCount(info));
     EXPECT_EQ(nullptr, CFErrorCreate(nullptr, nullptr, 7, nullptr));
+    const void *keys[] = {CFSTR("k")}, *values[] = {CFSTR("v")};
+    const auto make = [](auto keyed, auto valued, CFIndex count) {
+        return Owned<CFErrorRef>(CFErrorCreateWithUserInfoKeysAndValues(nullptr, CFSTR("domain"), 7,
+                                                                        keyed, valued, count));
+    };
+    EXPECT_TRUE(CFEqual(error, make(keys, values, 1)));
+    EXPECT_FALSE(make(nullptr, values, 1) || make(keys, values, -1));
 }
 
 }  // namespace

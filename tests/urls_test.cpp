@@ -244,17 +244,6 @@ TEST(PercentEscapes, AreReplaced)
     }
 }
 
-TEST(PercentEscapes, ReplacingUndoesAdding)
-{
-    std::mt19937_64 random(Seed(17));
-    const char* pieces[] = {"a", "%", "/", " ", "é", "日本", "😀", "?", "=", "+", "%41"};
-    for (int step = 0; step < 500; ++step) {
-        std::string text;
-        for (size_t i = random() % 12; i > 0; --i) text += pieces[random() % std::size(pieces)];
-        EXPECT_EQ(text, Unescaped(Escaped(text, nullptr, kReserved), ""));
-    }
-}
-
 TEST(UUID, TextAndBytesRoundTrip)
 {
     const Owned<CFUUIDRef> made(CFUUIDCreate(nullptr));
