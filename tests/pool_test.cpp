@@ -21,11 +21,7 @@
 
 namespace {
 
-using px::test::Add;
-using px::test::EventLog;
-using px::test::FakeTable;
-using px::test::Gate;
-using px::test::WaitFor;
+using namespace px::test;
 
 PXThreadPoolStatistics Now()
 {
@@ -41,6 +37,25 @@ void Push(std::function<void()>& work)
         0, PXThreadPoolPush(
                [](void* argument) { (*static_cast<std::function<void()>*>(argument))(); }, &work));
 }
+
+// Items that stay until they are let go.
+struct Blockers {
+    Gate gate;
+    std::atomic<int> started{0}, ended{0};
+    std::function<void()> work = [this] {
+        Add(started);
+        gate.Wait();
+        Add(ended);
+    };
+
+    // Pushes some and returns when they run.
+    void Begin(int count)
+    {
+        const int wanted = started + count;
+        for (int i = 0; i < count; ++i) Push(work);
+        WaitFor(started, wanted);
+    }
+};
 
 // The threads of this process by name, as debuggers see them.
 int CountThreads(const std::string& name)
@@ -79,18 +94,9 @@ TEST_F(ThreadPool, IsMadeOnceByTheFirstThreads)
 {
     constexpr int kThreads = 4;
     for (int round = 0; round < 50; ++round) {
-        Gate gate;
         std::atomic<int> ran{0};
         std::function<void()> work = [&] { Add(ran); };
-        std::vector<std::thread> threads;
-        for (int i = 0; i < kThreads; ++i) {
-            threads.emplace_back([&] {
-                gate.Wait();
-                Push(work);
-            });
-        }
-        gate.Open();
-        for (std::thread& thread : threads) thread.join();
+        RunOnThreads(kThreads, [&](int) { Push(work); });
         WaitFor(ran, kThreads);
         WaitForThreads("PXPool reaper", 1);
         EXPECT_EQ(1, CountThreads("PXPool reaper"));
@@ -105,19 +111,12 @@ TEST_F(ThreadPool, IsMadeOnceByTheFirstThreads)
 TEST_F(ThreadPool, GrowsForItemsThatBlock)
 {
     constexpr int kItems = 40;
-    Gate gate;
-    std::atomic<int> started{0}, ended{0};
-    std::function<void()> work = [&] {
-        Add(started);
-        gate.Wait();
-        Add(ended);
-    };
-    for (int i = 0; i < kItems; ++i) Push(work);
-    WaitFor(started, kItems);  // each needs a thread of its own
+    Blockers items;
+    items.Begin(kItems);  // each needs a thread of its own
     const PXThreadPoolStatistics now = Now();
     EXPECT_GE(now.workers, uint32_t{kItems});
-    gate.Open();
-    WaitFor(ended, kItems);
+    items.gate.Open();
+    WaitFor(items.ended, kItems);
     const uint64_t before = now.completed;
     while (Now().idle < Now().workers) std::this_thread::yield();
     EXPECT_EQ(before + kItems, Now().completed);
@@ -128,15 +127,9 @@ TEST_F(ThreadPool, BeginsItemsInOrder)
 {
     // Waiting items of a single worker: the others are blocked, and the system gives no more.
     FakeTable table;
-    Gate gate;
-    std::atomic<int> started{0};
     std::vector<int> order;
-    std::function<void()> block = [&] {
-        Add(started);
-        gate.Wait();
-    };
-    Push(block);
-    WaitFor(started, 1);
+    Blockers first, second;
+    first.Begin(1);
     table->startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) { return EAGAIN; };
     std::vector<std::function<void()>> items;
     for (int i = 0; i < 1000; ++i) items.push_back([&order, i] { order.push_back(i); });
@@ -144,20 +137,13 @@ TEST_F(ThreadPool, BeginsItemsInOrder)
     // The worker that was refused counts as busy; its item waits for any other.
     while (Now().workers < 2) std::this_thread::yield();
     EXPECT_EQ(0U, Now().idle);
-    gate.Open();
+    first.gate.Open();
     while (order.size() < items.size() || Now().idle < 1) std::this_thread::yield();
     for (size_t i = 0; i < order.size(); ++i) ASSERT_EQ(static_cast<int>(i), order[i]);
     // Given threads again, the dispatcher starts the one that is missing.
     table->startThread = px::os::NativeTable().startThread;
-    Gate second;
-    std::function<void()> blockAgain = [&] {
-        Add(started);
-        second.Wait();
-    };
-    Push(blockAgain);
-    Push(blockAgain);
-    WaitFor(started, 3);
-    second.Open();
+    second.Begin(2);
+    second.gate.Open();
     EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
 }
 
@@ -206,14 +192,10 @@ TEST_F(ThreadPool, TakesPushesOfManyThreads)
     constexpr int kThreads = 4, kItems = 5'000;
     std::atomic<int> ran{0};
     std::function<void()> work = [&] { ++ran; };
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            for (int item = 0; item < kItems; ++item) Push(work);
-        });
-    }
     std::thread ending([] { EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown()); });
-    for (std::thread& thread : threads) thread.join();
+    RunOnThreads(kThreads, [&](int) {
+        for (int item = 0; item < kItems; ++item) Push(work);
+    });
     ending.join();
     EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
     EXPECT_EQ(kThreads * kItems, ran);
@@ -244,26 +226,17 @@ TEST_F(ThreadPool, RetiresWorkersThatWereIdleForTwentySeconds)
     table->monotonicNanos = [] { return fakeNanos.fetch_add(1'000); };
     table->waitOnWord = WaitOnFakeClock;
     constexpr int64_t kSecond = 1'000'000'000;
-    Gate early, late;
-    std::atomic<int> started{0};
-    std::function<void()> short_ = [&] {
-        Add(started);
-        early.Wait();
-    };
-    std::function<void()> long_ = [&] {
-        Add(started);
-        late.Wait();
-    };
-    for (auto* work : {&short_, &short_, &long_}) Push(*work);
-    WaitFor(started, 3);
+    Blockers early, late;
+    early.Begin(2);
+    late.Begin(1);
     const auto settle = [](uint32_t workers, uint32_t idle) {
         while (Now().workers != workers || Now().idle != idle) std::this_thread::yield();
     };
-    early.Open();
+    early.gate.Open();
     settle(3, 2);
     WaitFor(longWaits, 1);     // the reaper has seen that one is idle
     fakeNanos = 25 * kSecond;  // past their time, but the reaper only comes at 30
-    late.Open();
+    late.gate.Open();
     settle(3, 3);
     fakeNanos = 31 * kSecond;
     settle(1, 1);  // the third has been idle for 6 seconds
@@ -271,8 +244,7 @@ TEST_F(ThreadPool, RetiresWorkersThatWereIdleForTwentySeconds)
     fakeNanos = 62 * kSecond;
     settle(0, 0);
     WaitForThreads("PXPool worker", 0);
-    Push(short_);  // and a new one when there is work
-    WaitFor(started, 4);
+    early.Begin(1);  // and a new one when there is work
     EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
 }
 

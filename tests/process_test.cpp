@@ -25,18 +25,13 @@ namespace {
 
 namespace fs = std::filesystem;
 using px::os::Os;
-using px::test::EventLog;
-using px::test::FakeTable;
-using px::test::Owned;
-using px::test::Taken;
-using px::test::Text;
-using px::test::Utf8Of;
+using namespace px::test;
 
-class Process : public px::test::TempFolder {};
+class Process : public TempFolder {};
 
 bool Holds(CFSetRef ids, int64_t id)
 {
-    return CFSetContainsValue(ids, px::test::Number(id));
+    return CFSetContainsValue(ids, Number(id));
 }
 
 TEST_F(Process, ListsTheFirst2048ProcessesAndNothingElse)
@@ -69,7 +64,7 @@ TEST_F(Process, ReadsMemoryProcessorsAndLimits)
     EXPECT_GT(PXProcessGetAvailableMem(), total);
     EXPECT_LE(PXProcessGetNumPhysicalProcessors(), PXProcessGetNumProcessors());
 
-    px::test::FakeSystemFiles fake(root_);
+    FakeSystemFiles fake(root_);
     fake->physicalMemory = [] { return uint64_t{8} << 30; };
     fake->processorCount = [] { return 6U; };
     // Nothing can be read: the kernel counts as nothing, one core, no limits.
@@ -153,7 +148,7 @@ TEST_F(Process, HonoursTheLimitsOfContainers)
          uint64_t{1} << 33,
          6},
     };
-    px::test::FakeSystemFiles fake(root_);
+    FakeSystemFiles fake(root_);
     fake->physicalMemory = [] { return uint64_t{1} << 33; };
     fake->processorCount = [] { return 6U; };
     for (const auto& row : rows) {
@@ -218,7 +213,7 @@ TEST_F(Process, TellsWhatItIs)
 
 TEST_F(Process, KnowsMachineAndSandboxByTheirMarks)
 {
-    px::test::FakeSystemFiles fake(root_);
+    FakeSystemFiles fake(root_);
     fake.SetEnvironment({});
     EXPECT_FALSE(PXProcessGetSandboxed());
     EXPECT_EQ(nullptr, PXProcessGetCopyHWMachineModel());
@@ -283,35 +278,24 @@ TEST_F(Process, VersionIsOneNumber)
 
 TEST_F(Process, BuildTextsComeFromTheInformationList)
 {
+    const CFStringRef keys[] = {CFSTR("CFBundleShortVersionString"), CFSTR("CFBundleVersion"),
+                                CFSTR("PXBuildBranchName"), CFSTR("PXDeveloperBranchName")};
     const struct {
-        std::map<std::string, std::string> information;
+        const char* information[4];
         uint32_t build;
-        const char* text;
-        const char* full;
+        const char *text, *full;
     } rows[] = {
         {{}, 0, "0 (local)", "0 (local)"},
-        {{{"CFBundleShortVersionString", "3.4.5"}, {"CFBundleVersion", "12x"}},
-         0,
-         "3.4.5 (local)",
-         "3.4.5 (local)"},
-        {{{"CFBundleShortVersionString", "3.4.5"},
-          {"CFBundleVersion", "1234"},
-          {"PXBuildBranchName", "release"},
-          {"PXDeveloperBranchName", "fix-curves"}},
-         1234,
-         "3.4.5 (1234)",
-         "3.4.5 (1234) release fix-curves"},
-        {{{"CFBundleVersion", "4294967296"}, {"PXDeveloperBranchName", "d"}},
-         0,
-         "0 (local)",
-         "0 (local) d"},
+        {{"3.4.5", "12x"}, 0, "3.4.5 (local)", "3.4.5 (local)"},
+        {{"3.4.5", "1234", "release", "fix"}, 1234, "3.4.5 (1234)", "3.4.5 (1234) release fix"},
+        {{nullptr, "4294967296", nullptr, "d"}, 0, "0 (local)", "0 (local) d"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.full);
-        const Owned<CFMutableDictionaryRef> list(CFDictionaryCreateMutable(
-            nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-        for (const auto& [key, value] : row.information)
-            CFDictionarySetValue(list, Text(key).Get(), Text(value).Get());
+        const auto list = DictionaryOf({});
+        for (size_t i = 0; i < std::size(keys); ++i) {
+            if (row.information[i]) CFDictionarySetValue(list, keys[i], Text(row.information[i]));
+        }
         EXPECT_EQ(row.build, px::BuildNumberOf(list));
         EXPECT_EQ(row.text, Utf8Of(px::BuildStringOf(list, false).Get()));
         EXPECT_EQ(row.full, Utf8Of(px::BuildStringOf(list, true).Get()));
@@ -451,10 +435,7 @@ private:
 
 uint32_t LaunchShell(const std::string& script, CFURLRef folder = nullptr)
 {
-    const Owned<CFMutableArrayRef> arguments(
-        CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    CFArrayAppendValue(arguments, CFSTR("-c"));
-    CFArrayAppendValue(arguments, Text(script).Get());
+    const auto arguments = ArrayOf({CFSTR("-c"), Text(script)});
     uint32_t processId = 99;
     EXPECT_EQ(PXStatus{kPXOK}, PXProcessLaunchApplication2(px::URLOf("/bin/sh", false).Get(),
                                                            arguments, folder, &processId));
@@ -565,9 +546,7 @@ TEST_F(ProcessThreads, RefuseWhatCannotBeLaunchedOrWatched)
     const CFRef<CFURLRef> missing = px::URLOf(root_ / "missing", false);
     const CFRef<CFURLRef> folder = px::URLOf(root_, true);
     const auto zero = Text(std::u16string_view(u"a\0b", 3));
-    const void* badTexts[] = {kCFBooleanTrue, zero.Get()};
-    const Owned<CFArrayRef> number(CFArrayCreate(nullptr, &badTexts[0], 1, &kCFTypeArrayCallBacks));
-    const Owned<CFArrayRef> cut(CFArrayCreate(nullptr, &badTexts[1], 1, &kCFTypeArrayCallBacks));
+    const auto number = ArrayOf({kCFBooleanTrue}), cut = ArrayOf({zero});
     const struct {
         const char* name;
         CFURLRef application;

@@ -9,6 +9,7 @@
 #include "support/CF.h"
 #include "support/EventLog.h"
 #include "support/FakePlatform.h"
+#include "support/Gate.h"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -24,8 +25,7 @@
 
 namespace {
 
-using px::test::EventLog;
-using px::test::FakeTable;
+using namespace px::test;
 
 // Runs a callable on a PXThread and waits until it has ended, the thread's reference included.
 template <class Work>
@@ -200,20 +200,16 @@ TEST(ThreadsMutex, CountsOfManyThreadsAddUp)
     CBaseMutex mutex;
     long word = 0;
     int underMutex = 0, underWord = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < kRounds; ++round) {
-                StMutexLocker lock(&mutex);
-                ++underMutex;
-            }
-            for (int round = 0; round < 50; ++round) {
-                PXSpinLockLocker lock(&word);
-                ++underWord;
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    RunOnThreads(kThreads, [&](int) {
+        for (int round = 0; round < kRounds; ++round) {
+            StMutexLocker lock(&mutex);
+            ++underMutex;
+        }
+        for (int round = 0; round < 50; ++round) {
+            PXSpinLockLocker lock(&word);
+            ++underWord;
+        }
+    });
     EXPECT_EQ(kThreads * kRounds, underMutex);
     EXPECT_EQ(kThreads * 50, underWord);
     EXPECT_EQ(0, word);
@@ -326,7 +322,7 @@ struct Watcher {
     {
         auto* self = static_cast<Watcher*>(context);
         self->fractions.push_back(PXProgressGetFraction(progress));
-        self->messages.push_back(px::test::Taken(PXProgressGetMessageCopy(progress)));
+        self->messages.push_back(Taken(PXProgressGetMessageCopy(progress)));
     }
 };
 
@@ -378,13 +374,9 @@ TEST(ProgressThreads, CallsComeOneAtATimeAndTellTheEnd)
     Watcher watcher;  // its vectors would suffer from two calls at once
     constexpr int kThreads = 4, kSteps = 5'000;
     PXProgressSetTotal(watcher.progress, kThreads * kSteps);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            for (int step = 0; step < kSteps; ++step) PXProgressStep(watcher.progress, 1);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    RunOnThreads(kThreads, [&](int) {
+        for (int step = 0; step < kSteps; ++step) PXProgressStep(watcher.progress, 1);
+    });
     EXPECT_TRUE(std::is_sorted(watcher.fractions.begin(), watcher.fractions.end()));
     EXPECT_EQ(1.0, watcher.fractions.back());
 }

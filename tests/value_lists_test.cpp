@@ -11,20 +11,12 @@
 
 namespace {
 
-using px::test::ArrayOf;
-using px::test::BytesOf;
-using px::test::DataOf;
-using px::test::DictionaryOf;
-using px::test::EventLog;
-using px::test::Number;
-using px::test::Owned;
-using px::test::Text;
-using px::test::Utf8Of;
+using namespace px::test;
 using testing::ElementsAre;
 
 const CFStringRef kKey = CFSTR("k");
 
-class ValueLists : public px::test::ValueTest {
+class ValueLists : public ValueTest {
 protected:
     void SetUp() override
     {
@@ -244,7 +236,7 @@ TEST_F(ValueLists, AreReadAsMutableAsPromised)
     ASSERT_EQ(0, PXUtilsCreatePropertyList(CFDataGetBytePtr(bare), CFDataGetLength(bare),
                                            kCFPropertyListMutableContainers, &read));
     const Owned<CFPropertyListRef> owned(read);
-    CFDictionaryRemoveAllValues(px::test::As<CFMutableDictionaryRef>(read));  // it is immutable
+    CFDictionaryRemoveAllValues(As<CFMutableDictionaryRef>(read));  // it is immutable
     EXPECT_TRUE(CFEqual(list, read));
     CFStringRef sentence = CFSTR("stale");
     const Owned<CFMutableDictionaryRef> changeable(PXUtilsCreateDictionaryFromXMLData(
@@ -284,7 +276,7 @@ TEST_F(ValueLists, ReportWhatCannotBeReadOrWritten)
     CFStringRef sentence = nullptr;
     EXPECT_EQ(nullptr,
               PXUtilsCreateDictionaryFromXMLData(nullptr, DataOf("<plist>"), 0, &sentence));
-    EXPECT_NE(std::string::npos, px::test::Taken(sentence).find("on line 1"));
+    EXPECT_NE(std::string::npos, Taken(sentence).find("on line 1"));
     EXPECT_EQ(nullptr, PXUtilsCreateDictionaryFromXMLData(
                            nullptr, DataOf("<plist><array/></plist>"), 0, &sentence));
     EXPECT_EQ(nullptr, sentence);

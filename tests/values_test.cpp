@@ -19,14 +19,7 @@
 
 namespace {
 
-using px::test::ChangeableText;
-using px::test::EventLog;
-using px::test::Number;
-using px::test::Owned;
-using px::test::Text;
-using px::test::UnitsOf;
-using px::test::Utf8Of;
-using px::test::ValueTest;
+using namespace px::test;
 using testing::ElementsAre;
 
 constexpr CFStringRef kNullText = nullptr;
@@ -205,7 +198,7 @@ std::u16string Folded(std::u16string text)
 
 TEST_F(StringValue, AgreesWithANaiveSearch)
 {
-    std::mt19937_64 random(px::test::Seed(230));
+    std::mt19937_64 random(Seed(230));
     const auto draw = [&](size_t longest, std::u16string_view letters) {
         std::u16string text(random() % (longest + 1), u' ');
         for (char16_t& unit : text) unit = letters[random() % letters.size()];
@@ -252,24 +245,11 @@ TEST_F(StringValue, AgreesWithANaiveSearch)
     }
 }
 
-// UTF-8 by the book, "*" for a half of a pair.
-std::string Encoded(const std::u16string& text)
+std::string Encoded(CFStringRef text)
 {
-    std::string bytes;
-    for (size_t i = 0; i < text.size(); ++i) {
-        uint32_t code = text[i];
-        if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
-            text[i + 1] < 0xE000)
-            code = 0x10000 + ((code - 0xD800) << 10) + (text[++i] - 0xDC00U);
-        else if (code >= 0xD800 && code < 0xE000)
-            code = '*';
-        const int more = code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-        constexpr uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
-        bytes += static_cast<char>(kLead[more] | code >> 6 * more);
-        for (int k = more - 1; k >= 0; --k)
-            bytes += static_cast<char>(0x80 | (code >> 6 * k & 0x3F));
-    }
-    return bytes;
+    const Owned<CFDataRef> bytes(
+        CFStringCreateExternalRepresentation(nullptr, text, kCFStringEncodingUTF8, '*'));
+    return BytesOf(bytes);
 }
 
 TEST_F(TextCopy, IsUtf8WhereverTheFirstPassEnds)
@@ -285,8 +265,9 @@ TEST_F(TextCopy, IsUtf8WhereverTheFirstPassEnds)
                 const auto string = Text(text);
                 const std::unique_ptr<char, decltype(&std::free)> copy(
                     PXUtilsGetUTF8StringCopy(string), std::free);
-                EXPECT_EQ(Encoded(text), copy.get());
-                EXPECT_EQ(Encoded(text).substr(0, text.size()), PXUtilsCFStringToStdString(string));
+                EXPECT_EQ(Encoded(string), copy.get());
+                EXPECT_EQ(Encoded(string).substr(0, text.size()),
+                          PXUtilsCFStringToStdString(string));
             }
     EventLog events;
     EXPECT_EQ("", PXUtilsCFStringToStdString(nullptr));
@@ -550,7 +531,7 @@ TEST_F(DictionaryValue, IgnoresWhatItCannotDo)
 
 TEST_F(DictionaryValue, AgreesWithAStandardMap)
 {
-    std::mt19937_64 random(px::test::Seed(364));
+    std::mt19937_64 random(Seed(364));
     PXDictionary dictionary;
     EXPECT_TRUE(!dictionary.getKeys() && !dictionary.getValues());
     std::map<std::string, double> model;
