@@ -61,7 +61,8 @@ tmsize_t ReadProc(thandle_t handle, void* buffer, tmsize_t size)
 {
     size_t got = 0;
     const int error = static_cast<File*>(handle)->Read(buffer, static_cast<size_t>(size), &got);
-    return error ? -1 : static_cast<tmsize_t>(got);
+    // Not -1: libtiff counts it as bytes and clears from one before its buffer.
+    return error ? 0 : static_cast<tmsize_t>(got);
 }
 
 tmsize_t WriteProc(thandle_t handle, void* buffer, tmsize_t size)
