@@ -1,4 +1,4 @@
-// Property lists: the XML format, what is valid, copies, streams and errors.
+// Property lists: XML and the old text format, what is valid, copies, streams and errors.
 
 #include <algorithm>
 #include <cmath>
@@ -312,6 +312,7 @@ TEST_F(Lists, EncodingsAndEnvelopes)
         {"named latin1", encoded("latin1"), "caf\u00E9"},
         {"named windows-1252", encoded("Windows-1252"), "caf\u00E9"},
         {"windows-1252 only", encoded("windows-1252", "\x80\x99"), "\u20AC\u2122"},
+        {"named macintosh", encoded("macintosh", "\x8E\xDB"), "\u00E9\u20AC"},
         {"mark wins", "\xEF\xBB\xBF" + encoded("ISO-8859-1", "\u00E9"), "\u00E9"},
     };
     for (const auto& row : rows) {
@@ -322,6 +323,59 @@ TEST_F(Lists, EncodingsAndEnvelopes)
     }
     const ReadResult wide = ReadList(Wide("\n<array>\n<x/></array>", false, true));
     EXPECT_NE(std::string::npos, wide.failure.find("on line 3")) << wide.failure;
+}
+
+std::string ShownText(const std::string& bytes)
+{
+    const ReadResult read = ReadList(bytes);
+    EXPECT_EQ(read.list ? kCFPropertyListOpenStepFormat : -1, read.format);
+    return read.list ? Shown(read.list) : read.failure;
+}
+
+TEST_F(Lists, OldTextIsReadInEveryForm)
+{
+    const struct {
+        const char *text, *want;
+    } rows[] = {
+        {"{ a = b; \"c d\" = ( 1, two, ); e = {}; f = (); g = <0fbd 77>; }",
+         "{a = b, c d = (1, two), e = {}, f = (), g = <0fbd77>}"},
+        {"( word_1.$/:-x )", "(word_1.$/:-x)"},
+        {"\"a\\n\\t\\\"\\\\\\101\\U00e9\\q\\7z\"", "a\n\t\"\\Aéq\az"},
+        {"'single \"quoted\"'", "single \"quoted\""},
+        {"// one\n/* two\n */ ( a /* three */ , b // four\n)", "(a, b)"},
+        {"a = 1;\n\"b\" = \"2\"; // end", "{a = 1, b = 2}"},
+        {"a = 1; b = 2; a = 3;", "{a = 3, b = 2}"},
+        {"( <>, < 0 1 > )", "(<>, <01>)"},
+        {"(http://x/y)", "(http://x/y)"},
+        {"\xEF\xBB\xBF\"ü\" = \"é\";", "{ü = é}"},
+    };
+    for (const auto& row : rows) EXPECT_EQ(row.want, ShownText(row.text)) << row.text;
+    for (const bool isBigEndian : {false, true}) {
+        for (const bool hasMark : {false, true}) {
+            EXPECT_EQ("{a = é}", ShownText(Wide("a = \"\xE9\";\n", isBigEndian, hasMark)));
+        }
+    }
+}
+
+TEST_F(Lists, RefusedOldTextNamesTheLine)
+{
+    const struct {
+        const char* text;
+        int line;
+    } rows[] = {
+        // clang-format off
+        {"{ a = b }", 1}, {"{\n a b; }", 2}, {"(\na\n b)", 3}, {"( a", 1}, {"\n{ a = ;\n}", 2},
+        {"{ a = b;", 1}, {"a = 1;\nb", 2}, {"\"open\n", 1}, {"\n\n/* open", 3},
+        {"( <0f b> )", 1}, {"(<0g>)", 1}, {"(<0", 1}, {"\"\\U12\"", 1}, {"a b", 1}, {"é", 1},
+        {"{ a = b; }\nx", 2}, {"(,)", 1}, {"\"a\r\n\" \r\n =", 3}, {"{ (a) = b; }", 1},
+        {")", 1}, {"\nbplist", 2}, {"a = (1;", 1}, {"\"\\", 1}, {"\"\xFF\"", 1},
+        // clang-format on
+    };
+    for (const auto& row : rows) ExpectRefused(row.text, row.text, row.line);
+    EXPECT_EQ(std::string::npos,
+              ShownText(std::string(512, '(') + std::string(512, ')')).find("line"));
+    EXPECT_NE(std::string::npos,
+              ShownText(std::string(513, '(') + std::string(513, ')')).find("line"));
 }
 
 TEST_F(Lists, KeysAreSortedByUnitsAndTheLastOfEqualOnesWins)

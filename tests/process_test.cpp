@@ -18,6 +18,7 @@
 #include <fstream>
 #include <future>
 #include <map>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -96,68 +97,45 @@ TEST_F(Process, HonoursTheLimitsOfContainers)
     const std::string v1 =
         "31 1 0:27 /docker/ab /sys/fs/cgroup/memory rw - cgroup cgroup rw,memory\n"
         "32 1 0:28 / /sys/fs/cgroup/cpu rw - cgroup cgroup rw,cpu,cpuacct\n";
+    constexpr uint64_t kAll = uint64_t{1} << 33;
     const struct {
         const char* name;
-        std::string groups;
-        std::string mounts;
-        std::vector<std::pair<const char*, const char*>> files;
+        std::string groups, mounts;
+        const char* files;  // paths and what stands in them, separated by "=" and ";"
         uint64_t memory;
         uint32_t processors;
     } rows[] = {
-        {"no group", "", v2, {{"/memory.max", "5"}}, uint64_t{1} << 33, 6},
-        {"no mount", "0::/a\n", "", {{"/a/memory.max", "5"}}, uint64_t{1} << 33, 6},
-        {"no limit",
-         "0::/a\n",
-         v2,
-         {{"/a/memory.max", "max\n"}, {"/a/cpu.max", "max 100000\n"}},
-         uint64_t{1} << 33,
-         6},
-        {"own group",
-         "0::/a\n",
-         v2,
-         {{"/a/memory.max", "1048576\n"}, {"/a/cpu.max", "250000 100000\n"}},
-         1048576,
-         3},
-        {"a parent's is tighter",
-         "1:net:/x\n0::/a/b\n",
-         v2,
-         {{"/a/memory.max", "4096\n"}, {"/a/b/memory.max", "8192\n"}, {"/cpu.max", "1 100000\n"}},
-         4096,
-         1},
-        {"more than the machine has",
-         "0::/\n",
-         v2,
-         {{"/memory.max", "99999999999999\n"}, {"/cpu.max", "9000000 100000\n"}},
-         uint64_t{1} << 33,
-         6},
-        {"period of zero", "0::/\n", v2, {{"/cpu.max", "100000 0\n"}}, uint64_t{1} << 33, 6},
-        {"version 1 below the mounted root",
-         "4:memory:/docker/ab\n3:cpu,cpuacct:/c\n",
-         v1,
-         {{"/memory/memory.limit_in_bytes", "65536\n"},
-          {"/cpu/c/cpu.cfs_quota_us", "200000\n"},
-          {"/cpu/c/cpu.cfs_period_us", "100000\n"}},
-         65536,
-         2},
-        {"version 1 without limits",
-         "4:memory:/docker/ab\n3:cpu,cpuacct:/\n",
-         v1,
-         {{"/memory/memory.limit_in_bytes", "9223372036854771712\n"},
-          {"/cpu/cpu.cfs_quota_us", "-1\n"},
-          {"/cpu/cpu.cfs_period_us", "100000\n"}},
-         uint64_t{1} << 33,
-         6},
+        {"no group", "", v2, "memory.max=5", kAll, 6},
+        {"no mount", "0::/a\n", "", "a/memory.max=5", kAll, 6},
+        {"no limit", "0::/a\n", v2, "a/memory.max=max;a/cpu.max=max 100000", kAll, 6},
+        {"own group", "0::/a\n", v2, "a/memory.max=1048576;a/cpu.max=250000 100000", 1048576, 3},
+        {"a parent's is tighter", "1:net:/x\n0::/a/b\n", v2,
+         "a/memory.max=4096;a/b/memory.max=8192;cpu.max=1 100000", 4096, 1},
+        {"more than the machine has", "0::/\n", v2,
+         "memory.max=99999999999999;cpu.max=9000000 100000", kAll, 6},
+        {"period of zero", "0::/\n", v2, "cpu.max=100000 0", kAll, 6},
+        {"version 1 below the mounted root", "4:memory:/docker/ab\n3:cpu,cpuacct:/c\n", v1,
+         "memory/memory.limit_in_bytes=65536;cpu/c/cpu.cfs_quota_us=200000;"
+         "cpu/c/cpu.cfs_period_us=100000",
+         65536, 2},
+        {"version 1 without limits", "4:memory:/docker/ab\n3:cpu,cpuacct:/\n", v1,
+         "memory/memory.limit_in_bytes=9223372036854771712;cpu/cpu.cfs_quota_us=-1;"
+         "cpu/cpu.cfs_period_us=100000",
+         kAll, 6},
     };
     FakeSystemFiles fake(root_);
-    fake->physicalMemory = [] { return uint64_t{1} << 33; };
+    fake->physicalMemory = [] { return kAll; };
     fake->processorCount = [] { return 6U; };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         fs::remove_all(root_);
         fake.Write("/proc/self/cgroup", row.groups);
         fake.Write("/proc/self/mountinfo", row.mounts);
-        for (const auto& [path, text] : row.files)
-            fake.Write("/sys/fs/cgroup" + std::string(path), text);
+        std::istringstream files(row.files);
+        for (std::string path, text; std::getline(files, path, '=');) {
+            std::getline(files, text, ';');
+            fake.Write("/sys/fs/cgroup/" + path, text + "\n");
+        }
         EXPECT_EQ(row.memory, PXProcessGetEffectiveMemLimit());
         EXPECT_EQ(row.processors, PXProcessGetEffectiveProcessorCount());
     }
@@ -517,27 +495,19 @@ void ProcessThreads::LaunchesWatchesAndKills()
     EXPECT_EQ(kPXProcessExitUnknown, stranger.ExitCode());
 }
 
-TEST_F(ProcessThreads, LaunchWatchAndKill)
+TEST_F(ProcessThreads, LaunchWatchAndKillWhateverTheSystemGives)
 {
     LaunchesWatchesAndKills();
-}
-
-TEST_F(ProcessThreads, LaunchWatchAndKillWithoutHelpOfTheSystem)
-{
-    static px::os::Table table = px::os::NativeTable();
-    table.openProcess = [](uint32_t, px::os::File*) { return ENOSYS; };
-    ReplaceForThreads(&table);
-    LaunchesWatchesAndKills();
-}
-
-TEST_F(ProcessThreads, LaunchWatchAndKillWhileWaitingFails)
-{
-    static px::os::Table table = px::os::NativeTable();
-    table.waitForFiles = [](const px::os::File* files, bool* ready, size_t count, int timeoutMs) {
-        return count > 0 ? ENOMEM : px::os::NativeTable().waitForFiles(files, ready, 0, timeoutMs);
+    static px::os::Table withoutHelp = px::os::NativeTable(), failingWaits = withoutHelp;
+    withoutHelp.openProcess = [](uint32_t, px::os::File*) { return ENOSYS; };
+    failingWaits.waitForFiles = [](const px::os::File* files, bool* ready, size_t count, int ms) {
+        return count > 0 ? ENOMEM : px::os::NativeTable().waitForFiles(files, ready, 0, ms);
     };
-    ReplaceForThreads(&table);
-    LaunchesWatchesAndKills();
+    for (px::os::Table* table : {&withoutHelp, &failingWaits}) {
+        SCOPED_TRACE(table == &withoutHelp ? "no process handles" : "waiting fails");
+        ReplaceForThreads(table);
+        LaunchesWatchesAndKills();
+    }
 }
 
 TEST_F(ProcessThreads, RefuseWhatCannotBeLaunchedOrWatched)
