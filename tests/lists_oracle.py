@@ -162,6 +162,8 @@ def main():
         deep = [deep, rng.randbytes(100)] if level % 2 else {"data": rng.randbytes(100), "d": deep}
     values[0] = deep
     values[1] = {"k" * (i % 150) + ("é" if i % 7 == 0 else "") + str(i): i for i in range(2000)}
+    # The second key in UTF-8 has the bytes of the first in Latin-1.
+    values[7] = [{"a": 1, "Ã©": 2}, {"a": 1, "é": 2}]
     # Around the counts where references and offsets get larger.
     values[2:7] = [list(range(count)) for count in (254, 255, 256, 65534, 65535)]
     with tempfile.TemporaryDirectory() as folder:
