@@ -1,16 +1,16 @@
 // What a profile converts: single colours here, images through the image transform.
 
-#include "Image/ColorState.h"
 #include "Image/ColorTransform.h"
+#include "Image/FloatTransform.h"
 #include "Image/LCMSColorProfile.h"
 #include "Image/PixelType.h"
+#include "Image/TransformCache.h"
 
 #include "Base/Status.h"
 
 #include <algorithm>
 #include <cmath>
 
-using px::ToHandle;
 using px::ToProfile;
 using px::ToRec;
 
@@ -18,37 +18,9 @@ namespace {
 
 constexpr char kEventSource[] = "LCMSColorProfile";
 
-constexpr cmsUInt32Number kRGBFloat = 0x44001C;
-static_assert(TYPE_RGB_FLT == kRGBFloat);
-
 bool IsFinite(const float color[3])
 {
     return std::all_of(color, color + 3, [](float part) { return std::isfinite(part); });
-}
-
-// Converts one colour and deletes the transform.
-PXStatus ConvertOnce(cmsHTRANSFORM transform, const void* from, void* to)
-{
-    if (!transform) return PX_FAIL(kPXErrNotFound);
-    cmsDoTransform(transform, from, to, 1);
-    cmsDeleteTransform(transform);
-    return kPXOK;
-}
-
-// How this profile's colours look on the display after the proof device had them: into the gamut of
-// the proof device by the caller's intent, from there to the display colorimetrically.
-cmsHTRANSFORM MakeProof(cmsContext context, cmsHPROFILE profile, cmsHPROFILE proof,
-                        cmsHPROFILE display, int32_t intent)
-{
-    cmsHPROFILE profiles[] = {profile, proof, proof, display};
-    cmsBool compensate[] = {TRUE, TRUE, TRUE, TRUE};
-    const cmsUInt32Number mapped = px::ToCMSIntent(intent);
-    cmsUInt32Number intents[] = {mapped, mapped, INTENT_RELATIVE_COLORIMETRIC,
-                                 INTENT_RELATIVE_COLORIMETRIC};
-    cmsFloat64Number adaptation[4];
-    std::fill_n(adaptation, 4, cmsSetAdaptationStateTHR(nullptr, -1));
-    return cmsCreateExtendedTransform(context, 4, profiles, compensate, intents, adaptation,
-                                      nullptr, 0, kRGBFloat, kRGBFloat, 0);
 }
 
 }  // namespace
@@ -69,17 +41,11 @@ PXStatus LCMSColorProfile::ConvertColor(PXColorProfile destination, const float 
                                         float to[3]) const
 {
     PX_REQUIRE(destination && from && to && IsFinite(from));
-    const LCMSColorProfile& target = *ToProfile(destination);
-    const StProfilesLocker lock({this, &target});
-    if (!GetHandle() || !target.GetHandle()) return PX_FAIL(kPXErrMissing);
-    // A context without plug-ins: the fast engine would spoil what is computed in floats.
-    const PXRef<px::ColorContext> plain = px::ColorContext::Make(px::ColorContext::Engine::kPlain);
-    if (!plain) return PX_FAIL(kPXErrCreate);
+    PXRef<px::FloatTransform> transform;
+    PX_TRY(px::FloatTransform::Make(this, ToProfile(destination), kPXIntentRelativeColorimetric,
+                                    kPXErrNotFound, &transform));
     float made[3] = {};
-    PX_TRY(ConvertOnce(
-        cmsCreateTransformTHR(plain->Get(), GetHandle(), kRGBFloat, target.GetHandle(), kRGBFloat,
-                              INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_BLACKPOINTCOMPENSATION),
-        from, made));
+    transform->Convert(from, made, 1);
     // What is not a number becomes 0.
     for (int i = 0; i < 3; ++i) to[i] = made[i] > 0.0F ? std::min(made[i], 1.0F) : 0.0F;
     return kPXOK;
@@ -90,10 +56,12 @@ PXStatus LCMSColorProfile::ConvertColor8(PXColorProfile destination, const uint8
 {
     PX_REQUIRE(destination && from && to);
     const LCMSColorProfile& target = *ToProfile(destination);
-    const StProfilesLocker lock({this, &target});
     if (!GetHandle() || !target.GetHandle()) return PX_FAIL(kPXErrMissing);
-    return ConvertOnce(MakeTransform(target, TYPE_RGB_8, TYPE_RGB_8, kPXIntentRelativeColorimetric),
-                       from, to);
+    const PXRef<px::BuiltTransform> transform = px::TransformCache::Shared().Get(
+        *this, target, TYPE_RGB_8, TYPE_RGB_8, kPXIntentRelativeColorimetric);
+    if (!transform) return PX_FAIL(kPXErrNotFound);
+    transform->Convert(from, to, 1);
+    return kPXOK;
 }
 
 PXStatus LCMSColorProfile::ConvertColorSoftProof(PXColorProfile proof, PXColorProfile display,
@@ -101,17 +69,11 @@ PXStatus LCMSColorProfile::ConvertColorSoftProof(PXColorProfile proof, PXColorPr
                                                  float to[3]) const
 {
     PX_REQUIRE(proof && from && to && IsFinite(from));
-    PXRef<LCMSColorProfile> shown = display ? PXRef<LCMSColorProfile>::Retain(ToProfile(display))
-                                            : px::ColorState::Shared().MonitorProfile();
-    if (!shown) return PX_FAIL(kPXErrNoDisplayProfile);
-    const PXRef<px::ColorContext> plain = px::ColorContext::Make(px::ColorContext::Engine::kPlain);
-    if (!plain) return PX_FAIL(kPXErrCreate);
-    const StProfilesLocker lock({this, ToProfile(proof), shown.Get()});
-    cmsHPROFILE mine = GetHandle();
-    cmsHPROFILE proofed = ToProfile(proof)->GetHandle();
-    cmsHPROFILE seen = shown->GetHandle();
-    if (!mine || !proofed || !seen) return PX_FAIL(kPXErrMissing);
-    return ConvertOnce(MakeProof(plain->Get(), mine, proofed, seen, intent), from, to);
+    PXRef<px::FloatTransform> transform;
+    PX_TRY(px::FloatTransform::MakeSoftProof(
+        {this, ToProfile(proof), ToProfile(display), intent, false, false}, &transform));
+    transform->Convert(from, to, 1);
+    return kPXOK;
 }
 
 PXStatus LCMSColorProfile::ConvertImage(PXColorProfile destination, PXImage from, PXImage to,

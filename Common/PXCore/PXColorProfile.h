@@ -162,7 +162,8 @@ PX_API void PXColorProfileRelease(PXColorProfile profile) PX_NOEXCEPT;
 /* Converts one colour of three RGB components, which a finite float may hold outside of 0…1 too,
  * by relative colorimetric intent; the result is clamped to 0…1. outColor may be the colour itself.
  * kPXErrMissing for a profile without ICC content, kPXErrNotFound when Little CMS refuses the pair
- * (both must be RGB). Each call builds a transform: for many colours convert an image or a cube. */
+ * (both must be RGB). Floats build a transform each time: for many colours convert an image or
+ * make a cube. */
 PX_API int PXColorProfileConvertColor(PXColorProfile profile, PXColorProfile destinationProfile,
                                       const float color[3], float outColor[3]) PX_NOEXCEPT;
 PX_API int PXColorProfileConvertColorPXVec3F(PXColorProfile profile,

@@ -21,7 +21,7 @@ using px::ToHandle;
 using px::ToProfile;
 using Descriptions = std::vector<PXRef<ColorProfileDesc>>;
 
-constexpr char kEventSource[] = "PXColorProfileDesc";
+constexpr char kEventSource[] = "PXColorProfile";
 
 bool IsEqual(CFStringRef a, CFStringRef b)
 {
