@@ -12,8 +12,11 @@ namespace {
 // One context for all of them, so that none outlives its own.
 cmsContext TransformContext()
 {
-    static NeverDestroyed<PXRef<ColorContext>> context(
-        ColorContext::Make(ColorContext::Engine::kFast));
+    static NeverDestroyed<PXRef<ColorContext>> context([] {
+        auto made = ColorContext::Make(ColorContext::Engine::kFast);
+        if (made) cmsPluginTHR(made->Get(), TableTransform::Plugin());
+        return made;
+    }());
     return *context ? (*context)->Get() : nullptr;
 }
 
@@ -24,7 +27,8 @@ BuiltTransform::BuiltTransform(cmsHTRANSFORM transform, const TransformKey& key,
     : transform_(transform),
       key_(key),
       sourceContext_(std::move(source)),
-      destinationContext_(std::move(destination))
+      destinationContext_(std::move(destination)),
+      table_(TableTransform::Find(transform, key.sourceType, key.destinationType))
 {
 }
 
@@ -56,7 +60,11 @@ PXRef<BuiltTransform> BuiltTransform::Make(const LCMSColorProfile& source,
 
 void BuiltTransform::Convert(const void* source, void* destination, uint32_t pixels) const
 {
-    cmsDoTransform(transform_, source, destination, pixels);
+    if (table_) {
+        table_->Convert(source, destination, pixels);
+    } else {
+        cmsDoTransform(transform_, source, destination, pixels);
+    }
 }
 
 }  // namespace px

@@ -7,10 +7,12 @@
 #include <lcms2.h>
 
 #include <compare>
+#include <memory>
 
 #include "Image/ColorContext.h"
 #include "Image/LCMSColorProfile.h"
 #include "Image/RowConverter.h"
+#include "Image/TableTransform.h"
 
 namespace px {
 
@@ -40,6 +42,8 @@ public:
 
     // With the contents that the profiles had while it was built.
     const TransformKey& Key() const { return key_; }
+    // Whether a kernel of ours runs it, with the same bytes.
+    bool IsTable() const { return table_ != nullptr; }
 
 private:
     BuiltTransform(cmsHTRANSFORM transform, const TransformKey& key, PXRef<ColorContext> source,
@@ -50,6 +54,7 @@ private:
     // Stages of the transform may belong to the contexts of the profiles.
     const PXRef<ColorContext> sourceContext_;
     const PXRef<ColorContext> destinationContext_;
+    const std::unique_ptr<const TableTransform> table_;  // null where Little CMS runs itself
 };
 
 }  // namespace px

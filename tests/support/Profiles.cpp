@@ -116,13 +116,19 @@ std::vector<uint8_t> StandardProfileBytes(uint32_t signature)
     return {bytes.begin(), bytes.end()};
 }
 
-void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
-                        const uint8_t* source, uint8_t* destination, size_t pixelCount)
+void* MakeLittleCMSContext()
 {
     cmsContext context = cmsCreateContext(nullptr, nullptr);
 #if defined(PX_FAST_FLOAT)
     cmsPluginTHR(context, cmsFastFloatExtensions());
 #endif
+    return context;
+}
+
+void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
+                        const uint8_t* source, uint8_t* destination, size_t pixelCount)
+{
+    auto context = static_cast<cmsContext>(MakeLittleCMSContext());
     const auto open = [context](const std::vector<uint8_t>& icc) {
         return icc.empty()
                    ? cmsCreate_sRGBProfileTHR(context)

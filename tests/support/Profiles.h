@@ -15,6 +15,10 @@ std::vector<uint8_t> MakeGreyProfile();
 // The profile bytes of a standard profile as the library finds it.
 std::vector<uint8_t> StandardProfileBytes(uint32_t signature);
 
+// A Little CMS context with the plug-in of the library, for comparisons byte for byte; the caller
+// deletes it.
+void* MakeLittleCMSContext();
+
 // Pixels as Little CMS calls them, in the space of a profile; an empty one is its own sRGB.
 struct LittleCMSSide {
     const std::vector<uint8_t>& icc;
