@@ -9,6 +9,7 @@
 #include "PXAccelerate/PXBlitter.h"
 #include "PXCore/PXBezierCurve.h"
 #include "PXCore/PXColor.h"
+#include "PXCore/PXColorCube.h"
 #include "PXCore/PXColorProfile.h"
 #include "PXCore/PXDictionary.h"
 #include "PXCore/PXImage.h"
@@ -344,6 +345,57 @@ TEST(Abi, ColorProfilesKeepTheirConversions)
     CallSlot<void>(copy, kClear);
     EXPECT_FALSE(CallSlot<bool>(copy, kIsValid));
     PXColorProfileRelease(copy);
+    PXColorProfileRelease(profile);
+}
+
+TEST(Abi, ColorCubesKeepTheirFieldsAndSlots)
+{
+    enum : size_t {
+        kInitialize = 4,
+        kGetDataRef,
+        kSetData,
+        kGetDataPtr,
+        kConvert,
+        kGetSize,
+        kSetSize,
+        kGetMode,
+        kSetMode,
+        kApply
+    };
+    struct Fields {
+        void* table;
+        int32_t count;
+        uint32_t mode, gridSize;
+        CFDataRef samples;
+        PXColorProfile source, destination;
+    };
+    PXColorProfile profile = PXColorProfileCreateStandard(kPXColorStandardSRGB);
+    PXColorCube cube = PXColorCubeCreate();
+    const auto* fields = reinterpret_cast<const Fields*>(cube);
+    EXPECT_EQ(0U, CallSlot<uint32_t>(cube, kGetMode));
+    EXPECT_EQ(32U, CallSlot<uint32_t>(cube, kGetSize));
+    CallSlot<void>(cube, kSetSize, uint32_t{2});
+    EXPECT_EQ(0U, CallSlot<PXStatus>(cube, kInitialize, profile, profile, uint32_t{2}));
+    EXPECT_EQ(2U, fields->mode);
+    EXPECT_EQ(2U, fields->gridSize);
+    EXPECT_EQ(profile, fields->source);
+    EXPECT_EQ(profile, fields->destination);
+    EXPECT_EQ(fields->samples, CallSlot<CFDataRef>(cube, kGetDataRef));
+    EXPECT_EQ(CFDataGetBytePtr(fields->samples), CallSlot<const uint8_t*>(cube, kGetDataPtr));
+    const float white[3] = {1, 1, 1};
+    float shown[3] = {};
+    EXPECT_EQ(0U, CallSlot<PXStatus>(cube, kConvert, &white[0], &shown[0]));
+    EXPECT_NEAR(1.0F, shown[2], 1e-3F);
+    PXImage image = nullptr;
+    EXPECT_EQ(0U, PXImageCreateWithParams2({0, 0, 1, 1}, 8, 3, kPXColorSpaceRGB, 0,
+                                           kPXDataSourceMemory, &image));
+    EXPECT_EQ(0U, CallSlot<PXStatus>(cube, kApply, image));
+    PXImageRelease(image);
+    CallSlot<void>(cube, kSetMode, uint32_t{5});
+    CallSlot<void>(cube, kSetData, static_cast<CFDataRef>(nullptr));
+    EXPECT_EQ(5U, fields->mode);
+    EXPECT_EQ(nullptr, fields->samples);
+    PXColorCubeRelease(cube);
     PXColorProfileRelease(profile);
 }
 
