@@ -1,18 +1,23 @@
-// Conversion of a 24-megapixel picture between profiles, in pixels per second; Little CMS called
-// directly over the same pixels stands beside it.
+// Conversion of a 24-megapixel picture between profiles, in pixels per second, and colour cubes, in
+// grid points per second. Little CMS called directly over the same rows stands beside each.
 
-#include "PXCore/PXColorProfile.h"
+#include "Image/TransformCache.h"
+#include "PXCore/PXColorProfileImages.h"
 
 #include <benchmark/benchmark.h>
 #include <lcms2.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
+
+#if defined(PX_FAST_FLOAT)
+#include <lcms2_fast_float.h>
+#endif
 
 namespace {
 
 constexpr PXRect kBounds = {0, 0, 6000, 4000};
-constexpr int64_t kPixels = int64_t{6000} * 4000;
 
 std::vector<uint8_t> RandomBytes(size_t count)
 {
@@ -25,78 +30,267 @@ std::vector<uint8_t> RandomBytes(size_t count)
     return bytes;
 }
 
-// Arguments: bits per channel, channels, bands.
-void ConvertImage(benchmark::State& state)
+int64_t PixelsOf(const PXRect& bounds)
 {
-    const auto depth = static_cast<int32_t>(state.range(0));
-    const auto planes = static_cast<int32_t>(state.range(1));
-    const auto bands = static_cast<int32_t>(state.range(2));
-    const size_t size = size_t(kPixels) * size_t(planes) * size_t(depth / 8);
-    std::vector<uint8_t> from = RandomBytes(size);
-    std::vector<uint8_t> to(size);
-    const PXTransparency transparency = planes == 4 ? kPXTransparencyAlpha : kPXTransparencyNone;
+    return int64_t{bounds.width} * bounds.height;
+}
+
+// What a row of the benchmark converts.
+enum Work : int64_t { kRGBA8, kRGB16, kRGB8ToCMYK, kWorkCount };
+struct Layout {
+    int32_t depth, sourcePlanes, destinationPlanes;
+    cmsUInt32Number sourceType, destinationType;
+    bool isToCMYK;
+};
+constexpr Layout kLayouts[kWorkCount] = {
+    {8, 4, 4, TYPE_RGBA_8, TYPE_RGBA_8, false},
+    {16, 3, 3, TYPE_RGB_16, TYPE_RGB_16, false},
+    {8, 3, 4, TYPE_RGB_8, TYPE_CMYK_8, true},
+};
+constexpr const char* kNames[kWorkCount] = {"RGBA 8, sRGB to Adobe RGB", "RGB 16, the same",
+                                            "RGB 8 to CMYK by a table"};
+
+// Inks for a Lab colour: any will do, as long as a table of the usual size is in between.
+cmsInt32Number LabToInks(const cmsUInt16Number lab[], cmsUInt16Number inks[], void*)
+{
+    const double dark = 1 - lab[0] / 65535.0;
+    const double shifts[4] = {(0.5 - lab[1] / 65535.0), (lab[1] / 65535.0 - 0.5),
+                              (lab[2] / 65535.0 - 0.5), -0.3};
+    for (int i = 0; i < 4; ++i) {
+        const double ink = std::clamp(dark + shifts[i], 0.0, 1.0);
+        inks[i] = static_cast<cmsUInt16Number>(ink * 65535);
+    }
+    return TRUE;
+}
+
+std::vector<uint8_t> MakeCMYKProfile()
+{
+    cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetDeviceClass(profile, cmsSigOutputClass);
+    cmsSetColorSpace(profile, cmsSigCmykData);
+    cmsSetPCS(profile, cmsSigLabData);
+    cmsSetProfileVersion(profile, 2.4);
+    cmsPipeline* table = cmsPipelineAlloc(nullptr, 3, 4);
+    cmsStage* nodes = cmsStageAllocCLut16bit(nullptr, 33, 3, 4, nullptr);
+    cmsStageSampleCLut16bit(nodes, LabToInks, nullptr, 0);
+    cmsPipelineInsertStage(table, cmsAT_BEGIN, cmsStageAllocToneCurves(nullptr, 3, nullptr));
+    cmsPipelineInsertStage(table, cmsAT_END, nodes);
+    cmsPipelineInsertStage(table, cmsAT_END, cmsStageAllocToneCurves(nullptr, 4, nullptr));
+    cmsWriteTag(profile, cmsSigBToA0Tag, table);
+    cmsPipelineFree(table);
+    cmsUInt32Number size = 0;
+    cmsSaveProfileToMem(profile, nullptr, &size);
+    std::vector<uint8_t> icc(size);
+    cmsSaveProfileToMem(profile, icc.data(), &size);
+    cmsCloseProfile(profile);
+    return icc;
+}
+
+std::vector<uint8_t> DestinationICC(const Layout& layout)
+{
+    if (layout.isToCMYK) return MakeCMYKProfile();
+    PXColorProfile adobe = PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998);
+    CFDataRef data = PXColorProfileCreateICCData(adobe);
+    const UInt8* bytes = CFDataGetBytePtr(data);
+    std::vector<uint8_t> icc(bytes, bytes + CFDataGetLength(data));
+    CFRelease(data);
+    PXColorProfileRelease(adobe);
+    return icc;
+}
+
+// Two profiles and two images of the library.
+class Fixture {
+public:
+    Fixture(const Layout& layout, const PXRect& bounds)
+        : from_(RandomBytes(Size(layout.depth, layout.sourcePlanes, bounds))),
+          to_(Size(layout.depth, layout.destinationPlanes, bounds)),
+          srgb(PXColorProfileCreateStandard(kPXColorStandardSRGB)),
+          other(PXColorProfileCreate())
+    {
+        const std::vector<uint8_t> icc = DestinationICC(layout);
+        CFDataRef data = CFDataCreate(nullptr, icc.data(), static_cast<CFIndex>(icc.size()));
+        PXColorProfileSetICCData(other, data);
+        CFRelease(data);
+        const bool hasAlpha = layout.sourcePlanes == 4;
+        PXImageCreateMemory(bounds, layout.depth, layout.sourcePlanes, kPXColorSpaceRGB, hasAlpha,
+                            from_.data(), &source);
+        PXImageCreateMemory(bounds, layout.depth, layout.destinationPlanes,
+                            layout.isToCMYK ? kPXColorSpaceCMYK : kPXColorSpaceRGB, hasAlpha,
+                            to_.data(), &destination);
+    }
+    Fixture(const Fixture&) = delete;
+    Fixture& operator=(const Fixture&) = delete;
+    ~Fixture()
+    {
+        PXImageRelease(destination);
+        PXImageRelease(source);
+        PXColorProfileRelease(other);
+        PXColorProfileRelease(srgb);
+    }
+
+private:
+    static size_t Size(int32_t depth, int32_t planes, const PXRect& bounds)
+    {
+        return static_cast<size_t>(PixelsOf(bounds) * planes * depth / 8);
+    }
+
+    std::vector<uint8_t> from_;
+    std::vector<uint8_t> to_;
+
+public:
+    PXColorProfile srgb;
+    PXColorProfile other;
     PXImage source = nullptr;
     PXImage destination = nullptr;
-    PXImageCreateMemory(kBounds, depth, planes, kPXColorSpaceRGB, transparency, from.data(),
-                        &source);
-    PXImageCreateMemory(kBounds, depth, planes, kPXColorSpaceRGB, transparency, to.data(),
-                        &destination);
-    PXColorProfile srgb = PXColorProfileCreateStandard(kPXColorStandardSRGB);
-    PXColorProfile adobe = PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998);
+};
+
+// Arguments: the work, bands.
+void ConvertImage(benchmark::State& state)
+{
+    const Fixture fixture(kLayouts[state.range(0)], kBounds);
     for (auto _ : state) {
-        if (PXColorProfileConvertProfile2(srgb, adobe, source, destination, kBounds, bands,
-                                          kPXIntentRelativeColorimetric)) {
+        if (PXColorProfileConvertProfile2(fixture.srgb, fixture.other, fixture.source,
+                                          fixture.destination, kBounds,
+                                          static_cast<int32_t>(state.range(1)), 0)) {
             state.SkipWithError("conversion failed");
         }
     }
-    state.SetItemsProcessed(state.iterations() * kPixels);
-    state.SetLabel("pixels");
-    PXColorProfileRelease(adobe);
-    PXColorProfileRelease(srgb);
-    PXImageRelease(destination);
-    PXImageRelease(source);
+    state.SetItemsProcessed(state.iterations() * PixelsOf(kBounds));
+    state.SetLabel(kNames[state.range(0)]);
 }
 BENCHMARK(ConvertImage)
-    ->ArgNames({"bits", "channels", "bands"})
-    ->Args({8, 4, 1})
-    ->Args({8, 4, 8})
-    ->Args({8, 3, 1})
-    ->Args({16, 3, 1})
-    ->Args({16, 3, 8})
+    ->ArgNames({"work", "bands"})
+    ->ArgsProduct({{kRGBA8, kRGB16, kRGB8ToCMYK}, {1, 2, 8}})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
-// Little CMS without the plug-in, as an application without this library calls it.
-void LittleCMSAlone(benchmark::State& state)
-{
-    const bool is16Bit = state.range(0) == 16;
-    const cmsUInt32Number type = is16Bit ? TYPE_RGB_16 : TYPE_RGBA_8;
-    const size_t pixelBytes = is16Bit ? 6 : 4;
-    std::vector<uint8_t> from = RandomBytes(size_t(kPixels) * pixelBytes);
-    std::vector<uint8_t> to(from.size());
-    PXColorProfile standard = PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998);
-    CFDataRef icc = PXColorProfileCreateICCData(standard);
-    cmsHPROFILE srgb = cmsCreate_sRGBProfile();
-    cmsHPROFILE adobe = cmsOpenProfileFromMem(CFDataGetBytePtr(icc),
-                                              static_cast<cmsUInt32Number>(CFDataGetLength(icc)));
-    cmsHTRANSFORM transform = cmsCreateTransform(
-        srgb, type, adobe, type, INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_BLACKPOINTCOMPENSATION);
-    for (auto _ : state) {
-        cmsDoTransform(transform, from.data(), to.data(), static_cast<cmsUInt32Number>(kPixels));
+// A transform of Little CMS itself, with the plug-in where the build has it and asks for it.
+class Bare {
+public:
+    Bare(const std::vector<uint8_t>& icc, cmsUInt32Number from, cmsUInt32Number to, bool hasPlugin)
+        : context_(cmsCreateContext(nullptr, nullptr))
+    {
+#if defined(PX_FAST_FLOAT)
+        if (hasPlugin) cmsPluginTHR(context_, cmsFastFloatExtensions());
+#endif
+        cmsHPROFILE srgb = cmsCreate_sRGBProfileTHR(context_);
+        cmsHPROFILE other = cmsOpenProfileFromMemTHR(context_, icc.data(),
+                                                     static_cast<cmsUInt32Number>(icc.size()));
+        transform_ =
+            cmsCreateTransformTHR(context_, srgb, from, other, to, INTENT_RELATIVE_COLORIMETRIC,
+                                  cmsFLAGS_BLACKPOINTCOMPENSATION);
+        cmsCloseProfile(other);
+        cmsCloseProfile(srgb);
+        (void)hasPlugin;
     }
-    state.SetItemsProcessed(state.iterations() * kPixels);
-    state.SetLabel("pixels");
-    cmsDeleteTransform(transform);
-    cmsCloseProfile(adobe);
-    cmsCloseProfile(srgb);
-    CFRelease(icc);
-    PXColorProfileRelease(standard);
+    Bare(const Bare&) = delete;
+    Bare& operator=(const Bare&) = delete;
+    ~Bare()
+    {
+        cmsDeleteTransform(transform_);
+        cmsDeleteContext(context_);
+    }
+
+    void Run(const void* from, void* to, size_t pixels) const
+    {
+        cmsDoTransform(transform_, from, to, static_cast<cmsUInt32Number>(pixels));
+    }
+
+private:
+    cmsContext context_;
+    cmsHTRANSFORM transform_;
+};
+
+// Arguments: the work, with the plug-in or without.
+void LittleCMSRows(benchmark::State& state)
+{
+    const Layout& layout = kLayouts[state.range(0)];
+    const Bare bare(DestinationICC(layout), layout.sourceType, layout.destinationType,
+                    state.range(1) != 0);
+    const size_t fromBytes = size_t(kBounds.width) * size_t(layout.sourcePlanes * layout.depth / 8);
+    const size_t toBytes =
+        size_t(kBounds.width) * size_t(layout.destinationPlanes * layout.depth / 8);
+    const std::vector<uint8_t> from = RandomBytes(fromBytes * size_t(kBounds.height));
+    std::vector<uint8_t> to(toBytes * size_t(kBounds.height));
+    for (auto _ : state) {
+        for (size_t row = 0; row < size_t(kBounds.height); ++row) {
+            bare.Run(&from[row * fromBytes], &to[row * toBytes], size_t(kBounds.width));
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * PixelsOf(kBounds));
+    state.SetLabel(kNames[state.range(0)]);
 }
-BENCHMARK(LittleCMSAlone)
-    ->ArgName("bits")
-    ->Arg(8)
-    ->Arg(16)
+BENCHMARK(LittleCMSRows)
+    ->ArgNames({"work", "plugin"})
+    ->ArgsProduct({{kRGBA8, kRGB16, kRGB8ToCMYK}, {0, 1}})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
+
+// A cube of floats. Argument: grid points along an edge.
+void RGBCube(benchmark::State& state)
+{
+    const Fixture fixture(kLayouts[kRGBA8], {0, 0, 1, 1});
+    for (auto _ : state) {
+        CFDataRef cube = nullptr;
+        PXColorProfileCreateRGBColorCube(fixture.srgb, fixture.other,
+                                         static_cast<uint32_t>(state.range(0)), &cube);
+        CFRelease(cube);
+    }
+    state.SetItemsProcessed(state.iterations() * state.range(0) * state.range(0) * state.range(0));
+    state.SetLabel("grid points");
+}
+BENCHMARK(RGBCube)->ArgName("size")->Arg(33)->Arg(65)->Unit(benchmark::kMillisecond);
+
+// The points of such a cube; the plug-in clamps them to 0...1.
+void LittleCMSCube(benchmark::State& state)
+{
+    const Bare bare(DestinationICC(kLayouts[kRGBA8]), TYPE_RGB_FLT, TYPE_RGB_FLT,
+                    state.range(1) != 0);
+    const auto points = static_cast<size_t>(state.range(0) * state.range(0) * state.range(0));
+    std::vector<float> from(points * 3);
+    for (size_t i = 0; i < from.size(); ++i) from[i] = static_cast<float>(i % 997) / 996;
+    std::vector<float> to(from.size());
+    for (auto _ : state) bare.Run(from.data(), to.data(), points);
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(points));
+    state.SetLabel("grid points");
+}
+BENCHMARK(LittleCMSCube)
+    ->ArgNames({"size", "plugin"})
+    ->ArgsProduct({{33, 65}, {0, 1}})
+    ->Unit(benchmark::kMillisecond);
+
+// A small picture over and over, with the cache of transforms or with a transform built each time.
+// Arguments: the work, cached or not.
+void SmallPicture(benchmark::State& state)
+{
+    constexpr PXRect kSmall = {0, 0, 256, 256};
+    const Fixture fixture(kLayouts[state.range(0)], kSmall);
+    for (auto _ : state) {
+        if (!state.range(1)) px::TransformCache::Shared().Clear();
+        PXColorProfileConvertProfile(fixture.srgb, fixture.other, fixture.source,
+                                     fixture.destination, kSmall, 0);
+    }
+    state.SetItemsProcessed(state.iterations() * PixelsOf(kSmall));
+    state.SetLabel(kNames[state.range(0)]);
+}
+BENCHMARK(SmallPicture)
+    ->ArgNames({"work", "cached"})
+    ->ArgsProduct({{kRGBA8, kRGB16, kRGB8ToCMYK}, {0, 1}})
+    ->Unit(benchmark::kMicrosecond);
+
+// Pixels through a cube, by interpolation.
+void InterpolatePicture(benchmark::State& state)
+{
+    constexpr PXRect kLarge = {0, 0, 2000, 999};
+    const Fixture fixture(kLayouts[kRGBA8], kLarge);
+    PXColorCube cube = PXColorCubeCreateFromProfiles(fixture.srgb, fixture.other, 2);
+    for (auto _ : state) {
+        PXColorCubeInterpolateImage(cube, fixture.source, fixture.destination, kLarge, nullptr);
+    }
+    PXColorCubeRelease(cube);
+    state.SetItemsProcessed(state.iterations() * PixelsOf(kLarge));
+    state.SetLabel("pixels");
+}
+BENCHMARK(InterpolatePicture)->Unit(benchmark::kMillisecond);
 
 }  // namespace
