@@ -15,6 +15,8 @@
  *   PREFIX/share/pxcore/Profiles       the standard colour profiles
  *   SHARED/color/icc, DATA/icc,
  *   HOME/.color/icc                    the system's colour profiles, sub-folders included
+ *   DATA/PRODUCT, or PRODUCT in the    where the preset manager keeps a product's presets, see
+ *   first folder of SHARED             PXPresetManager.h
  *   TMPDIR, else /var/tmp              above the tile store's folder of each process: on a disk
  *
  * All functions return a folder URL that the caller owns, whether or not the folder is there, and
