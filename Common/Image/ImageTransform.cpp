@@ -201,11 +201,13 @@ PXStatus TransformImage(const ImageTransformRequest& request)
         own.source = copy.Get();
     }
     TransformPlan plan = {};
-    PX_TRY(MakePlan(own, &plan));
-    const auto processors = static_cast<int32_t>(os::Os().processorCount());
-    const PXStatus status = TransformRun(plan, own.progress).Run(std::min(own.bands, processors));
-    const PXStatus first = GiveBack(plan.source, plan.source->bounds, plan.sourcePixels);
-    const PXStatus second = GiveBack(plan.destination, plan.rect, plan.destinationPixels);
+    PXStatus status = MakePlan(own, &plan);
+    if (status == kPXOK) {
+        const auto processors = static_cast<int32_t>(os::Os().processorCount());
+        status = TransformRun(plan, own.progress).Run(std::min(own.bands, processors));
+    }
+    const PXStatus first = GiveBack(own.source, own.source->bounds, plan.sourcePixels);
+    const PXStatus second = GiveBack(own.destination, own.rect, plan.destinationPixels);
     return status ? status : first ? first : second;
 }
 

@@ -13,7 +13,7 @@
 
 namespace px {
 
-// The steps of destination pixels are cut into: what the rows of one need of the source stays in a
+// The blocks that destination pixels are cut into: what the rows of one need of the source stays in a
 // first-level cache, and their pages in the address translation's.
 inline constexpr int32_t kTransformBlockWidth = kTransformRun;
 inline constexpr int32_t kTransformBlockHeight = 64;
@@ -51,11 +51,12 @@ struct TransformPlan {
     const TransformKernels* kernels;
     // Bilinear from bytes to bytes; null for everything else.
     void (*blendBytes)(const TransformRow& row, int32_t planes, uint8_t* out, bool streams);
-    bool clamps;  // what kernels store
-    bool streams;
+    bool clamps;   // kernels have something to clamp
+    bool streams;  // they store past the caches
 };
 
-// Checks formats and rectangle; kPXErrPixelLayout and kPXErrBadArgument.
+// Checks formats and rectangle (kPXErrPixelLayout, kPXErrBadArgument) and locks what is lent, which
+// the caller unlocks whatever is returned.
 [[nodiscard]] PXStatus MakePlan(const ImageTransformRequest& request, TransformPlan* plan);
 
 // The part of the source that the rectangle is mapped to, and whether the pixels are copied only.
