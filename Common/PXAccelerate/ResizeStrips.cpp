@@ -23,7 +23,7 @@ constexpr int64_t kStripColumns = 1024;
 // Steps of rows that are brought near before they are loaded.
 constexpr int64_t kStepsAhead = 4;
 constexpr int64_t kFewestPixels = 16;
-constexpr int64_t kMostPixels = 512;
+constexpr int64_t kMostPixels = 1024;
 
 size_t Size(int64_t value)
 {
