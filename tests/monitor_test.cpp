@@ -22,7 +22,7 @@ class Monitor : public TempFolder {
 protected:
     ~Monitor() override
     {
-        px::ColorState::Shared().SetMonitorProfile({}, kPXMonitorSourceNone);
+        px::ColorState::Shared().Forget();
         PXColorProfileInitialize(nullptr);
     }
 
@@ -210,6 +210,35 @@ TEST_F(Monitor, StartUpEndsAsTheProfileDoes)
     EventLog events;
     EXPECT_EQ(kPXErrSoft, PXColorProfileInitialize(nullptr));
     EXPECT_TRUE(events.Messages().empty());
+}
+
+TEST_F(Monitor, StartUpNamesTheStandardThatIsMissing)
+{
+    FakeDisplay display;
+    display.devices = {{File("monitor.icc", adobe_)}};
+    display.SetEnvironment({{"XDG_DATA_DIRS", Path("none")}, {"XDG_DATA_HOME", Path("home")}});
+    const auto shared = FileURL(Path("shared"), true);
+    const PXFolderContext context = {shared, nullptr};
+    const struct {
+        const char* fileName;  // that is put there first
+        Bytes bytes;
+        int want;
+    } rows[] = {
+        {"none", {}, kPXErrNoProPhoto22},
+        {"ProPhoto(2.2) RGB.icc", Bytes(300, 1), kPXErrNoProPhoto22},
+        {"ProPhoto(2.2) RGB.icc", wide_, kPXErrBadArgument},
+        {"ADOBERGB1998.ICC", adobe_, kPXErrBadArgument},
+        {"ProPhoto.icm", wide_, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.fileName);
+        px::ColorState::Shared().Forget();
+        File(std::string("shared/Profiles/") + row.fileName, row.bytes);
+        EventLog events;
+        EXPECT_EQ(row.want, PXColorProfileInitialize(&context));
+        EXPECT_EQ(row.want ? 1 : 0, events.Count(static_cast<uint32_t>(row.want)));
+        EXPECT_EQ(kPXMonitorSourceAssigned, PXColorProfileGetMonitorSource());
+    }
 }
 
 TEST_F(Monitor, WhatWasSetStays)

@@ -3,6 +3,7 @@
 #include "Base/NeverDestroyed.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 #include <utility>
 
@@ -59,6 +60,15 @@ PXRef<LCMSColorProfile> ColorState::StandardProfileOf(uint32_t signature)
     MutexLocker lock(mutex_);
     if (!standards_[index]) standards_[index] = std::move(made);
     return standards_[index];
+}
+
+void ColorState::Forget()
+{
+    PXRef<LCMSColorProfile> former[kStandardCount + 1];  // outlive the lock
+    MutexLocker lock(mutex_);
+    std::swap_ranges(std::begin(standards_), std::end(standards_), former);
+    std::swap(monitor_, former[kStandardCount]);
+    monitorSource_ = kPXMonitorSourceNone;
 }
 
 uint32_t ColorState::SignatureOf(const LCMSColorProfile* profile)

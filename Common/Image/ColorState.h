@@ -39,6 +39,10 @@ public:
     void RegisterDevice(CFStringRef trimmedName, PXRef<LCMSColorProfile> profile);
     PXRef<LCMSColorProfile> FindDevice(CFStringRef trimmedName);
 
+    // As before the first use, so that tests can see how that ends. Profiles that were handed out
+    // live on.
+    void Forget();
+
 private:
     friend class NeverDestroyed<ColorState>;
     ColorState() = default;
