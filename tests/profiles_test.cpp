@@ -4,6 +4,7 @@
 
 #include "Image/LCMSColorProfile.h"
 #include "support/CF.h"
+#include "support/ColourPictures.h"
 #include "support/EventLog.h"
 #include "support/Profiles.h"
 #include "support/Seed.h"
@@ -21,36 +22,12 @@
 namespace {
 
 using namespace px::test;
-using Bytes = std::vector<uint8_t>;
-
-Owned<CFDataRef> DataOf(const Bytes& bytes)
-{
-    return Owned<CFDataRef>(CFDataCreate(nullptr, bytes.data(), CFIndex(bytes.size())));
-}
 
 Bytes BytesIn(CFDataRef data)
 {
     const std::string bytes = data ? BytesOf(data) : std::string();
     return {bytes.begin(), bytes.end()};
 }
-
-// Owns a profile handle.
-class Profile {
-public:
-    explicit Profile(PXColorProfile adopted = PXColorProfileCreate()) : handle_(adopted) {}
-    explicit Profile(uint32_t signature) : Profile(PXColorProfileCreateStandard(signature)) {}
-    explicit Profile(const Bytes& icc) : Profile()
-    {
-        EXPECT_EQ(0, PXColorProfileSetICCData(handle_, DataOf(icc)));
-    }
-    Profile(const Profile&) = delete;
-    Profile& operator=(const Profile&) = delete;
-    ~Profile() { PXColorProfileRelease(handle_); }
-    operator PXColorProfile() const { return handle_; }
-
-private:
-    PXColorProfile handle_;
-};
 
 TEST(Profile, HoldsEitherICCOrARawCube)
 {
