@@ -274,10 +274,16 @@ TEST_F(ProfileFiles, AreImportedWholeOrNotAtAll)
 {
     Write("from/a.icc", adobe_);
     Write("home/Quarvo/Profiles/a.icc", "former");
-    for (const Faulty step : {Faulty::kOpen, Faulty::kRead, Faulty::kWrite, Faulty::kSync,
-                              Faulty::kClose, Faulty::kRename}) {
+    const struct {
+        const char* name;
+        Faulty step;
+    } rows[] = {
+        {"open", Faulty::kOpen}, {"read", Faulty::kRead},   {"write", Faulty::kWrite},
+        {"sync", Faulty::kSync}, {"close", Faulty::kClose}, {"rename", Faulty::kRename},
+    };
+    for (const auto& [name, step] : rows) {
         for (int good = 0; good < 3; ++good) {
-            SCOPED_TRACE(static_cast<int>(step) * 10 + good);
+            SCOPED_TRACE(std::string(name) + " " + std::to_string(good));
             const std::string before = Content(user_ + "/a.icc");
             EventLog events;
             int status = 0;
