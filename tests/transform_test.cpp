@@ -7,6 +7,7 @@
 #include "PXAccelerate/TransformKernels.h"
 #include "PXCore/PXGeometry.h"
 #include "PXCore/PXImageCache.h"
+#include "PXCore/PXImageTiles.h"
 #include "support/EventLog.h"
 #include "support/RefTransform.h"
 #include "support/Seed.h"
@@ -17,6 +18,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <random>
@@ -700,6 +702,27 @@ TEST_F(TransformCache, ReadsTheTilesOfLargeSourcesAboutOnce)
         const double read = static_cast<double>(after.tilesRead - before.tilesRead) / kTiles;
         std::printf("%g degrees: %.2f reads a tile\n", double{angle}, read);
         EXPECT_GT(1.3, read) << angle;
+    }
+}
+
+// A tile that does not come back ends the transform, on however many threads.
+TEST_F(TransformCache, PassesOnThatATileIsLost)
+{
+    Random random(81);
+    const PXRect bounds = {0, 0, 1024, 1024};
+    const Image source = Make(bounds, 8, 1, kPXDataSourceTiled);
+    SetNoise(source.get(), random);
+    ASSERT_EQ(PXStatus{kPXOK}, PXImagePurge(source.get()));
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root_)) {
+        if (entry.is_regular_file()) std::filesystem::resize_file(entry.path(), 0);
+    }
+    const Image destination = Make(bounds, 8, 1, kPXDataSourceMemory);
+    for (const int32_t bands : {1, 3}) {
+        const EventLog events;
+        const PXImageTransformOptions options = {kPXTransformBicubic, 1, nullptr, bands, nullptr};
+        EXPECT_EQ(static_cast<int>(kPXErrNotFound),
+                  PXImageTransformImageWithOptions(source.get(), destination.get(), bounds,
+                                                   {0.8F, -0.6F, 0.6F, 0.8F, 0, 0}, &options));
     }
 }
 
