@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <cstddef>
 #include <cstring>
 #include <cwchar>
@@ -101,6 +102,7 @@ PXColorSpaceType ModelOf(cmsHPROFILE profile)
 
 StProfilesLocker::StProfilesLocker(std::initializer_list<const LCMSColorProfile*> profiles)
 {
+    assert(profiles.size() <= profiles_.size());
     std::copy_n(profiles.begin(), std::min(profiles.size(), profiles_.size()), profiles_.begin());
     std::sort(profiles_.begin(), profiles_.end(), std::less<>());
     for (const LCMSColorProfile* profile : profiles_) {
@@ -421,7 +423,7 @@ PXStatus LCMSColorProfile::CreateCopy(IImageColorProfile** copy) const
     auto made = PXRef<LCMSColorProfile>::Adopt(new (std::nothrow) LCMSColorProfile);
     if (!made) return PX_FAIL(kPXErrCreate);
     const Locker lock(lock_);
-    const Locker lockOfCopy(made->lock_);
+    const Locker lockOfCopy(made->lock_);  // nobody else knows it yet, so any order will do
     if (profile_) {
         const CFRef<CFDataRef> icc = SaveToMemory();
         if (!icc) return PX_FAIL(kPXErrNotFound);
