@@ -32,6 +32,7 @@ public:
     Command& operator=(const Command&) = delete;
     virtual ~Command() = default;
 
+    // One word, or two for a command of a group: "cube make".
     virtual const char* Name() const = 0;
     virtual const char* About() const = 0;
     virtual const char* Footer() const { return ""; }
@@ -42,11 +43,15 @@ public:
 
 std::unique_ptr<Command> MakeConvertCommand();
 std::unique_ptr<Command> MakeCropCommand();
+std::unique_ptr<Command> MakeCubeApplyCommand();
+std::unique_ptr<Command> MakeCubeMakeCommand();
+std::unique_ptr<Command> MakeCubeMeasureCommand();
 std::unique_ptr<Command> MakeCurveCommand();
 std::unique_ptr<Command> MakeMipsCommand();
 std::unique_ptr<Command> MakePlistCommand();
 std::unique_ptr<Command> MakePresetCommand();
 std::unique_ptr<Command> MakeProfileCommand();
+std::unique_ptr<Command> MakeProofCommand();
 std::unique_ptr<Command> MakeResizeCommand();
 std::unique_ptr<Command> MakeRotateCommand();
 std::unique_ptr<Command> MakeTransformCommand();

@@ -33,15 +33,25 @@ Commands MakeCommands()
     Commands commands;
     commands.push_back(MakeConvertCommand());
     commands.push_back(MakeCropCommand());
+    commands.push_back(MakeCubeApplyCommand());
+    commands.push_back(MakeCubeMakeCommand());
+    commands.push_back(MakeCubeMeasureCommand());
     commands.push_back(MakeCurveCommand());
     commands.push_back(MakeMipsCommand());
     commands.push_back(MakePlistCommand());
     commands.push_back(MakePresetCommand());
     commands.push_back(MakeProfileCommand());
+    commands.push_back(MakeProofCommand());
     commands.push_back(MakeResizeCommand());
     commands.push_back(MakeRotateCommand());
     commands.push_back(MakeTransformCommand());
     return commands;
+}
+
+// The help of a group of commands.
+const char* AboutGroup(std::string_view group)
+{
+    return group == "cube" ? "Colour cubes: tables from RGB to RGB in .cube files." : "";
 }
 
 void Say(const Failure& failure)
@@ -108,9 +118,25 @@ CLI::Option* Add(CLI::App* app, const Option& option)
         option.value);
 }
 
+// Where a command belongs, which is made with the first command of its group.
+CLI::App* GroupOf(CLI::App& app, std::string_view name)
+{
+    const size_t space = name.find(' ');
+    if (space == std::string_view::npos) return &app;
+    const std::string group(name.substr(0, space));
+    const auto former =
+        app.get_subcommands([&](const CLI::App* sub) { return sub->get_name() == group; });
+    if (!former.empty()) return former.front();
+    CLI::App* made = app.add_subcommand(group, AboutGroup(group));
+    made->require_subcommand(1);
+    return made;
+}
+
 void AddCommand(CLI::App& app, Command& command)
 {
-    CLI::App* sub = app.add_subcommand(command.Name(), command.About());
+    const std::string_view name = command.Name();
+    CLI::App* sub = GroupOf(app, name)->add_subcommand(std::string(name.substr(name.find(' ') + 1)),
+                                                       command.About());
     sub->footer(command.Footer());
     for (const Option& option : command.Options()) {
         CLI::Option* added = Add(sub, option);
@@ -125,6 +151,22 @@ void AddCommand(CLI::App& app, Command& command)
     }
 }
 
+bool IsGroup(std::string_view word, std::span<const std::string_view> names)
+{
+    return std::any_of(names.begin(), names.end(), [&](std::string_view name) {
+        return name.size() > word.size() && name.starts_with(word) && name[word.size()] == ' ';
+    });
+}
+
+// The name of the command that the arguments begin with: two words when the first is a group and
+// the second no option.
+std::string FirstWords(int argc, const char* const* argv, std::span<const std::string_view> names)
+{
+    std::string words(argv[1]);
+    if (argc > 2 && argv[2][0] != '-' && IsGroup(words, names)) words += std::string(" ") + argv[2];
+    return words;
+}
+
 int Finish(const Failure& failure)
 {
     if (failure) Say(failure);
@@ -136,11 +178,11 @@ int Run(int argc, const char* const* argv)
     const Commands commands = MakeCommands();
     const std::vector<std::string_view> names = NamesOf(commands);
     if (argc < 2) return Finish(UsageFailure("no command is given", "", names, ""));
-    const auto chosen = std::find(names.begin(), names.end(), std::string_view(argv[1]));
+    const std::string word = FirstWords(argc, argv, names);
+    const auto chosen = std::find(names.begin(), names.end(), word);
     // CLI11 would only miss a command; naming the mistyped one helps more.
-    if (argv[1][0] != '-' && chosen == names.end()) {
-        return Finish(
-            UsageFailure("there is no command '" + std::string(argv[1]) + "'", argv[1], names, ""));
+    if (word[0] != '-' && chosen == names.end() && !IsGroup(word, names)) {
+        return Finish(UsageFailure("there is no command '" + word + "'", word, names, ""));
     }
     Command* command = chosen == names.end()
                            ? nullptr
@@ -158,7 +200,10 @@ int Run(int argc, const char* const* argv)
     }
     CatchSignals();
     // Options before the command do not keep it from being found.
-    const std::string name = app.get_subcommands().front()->get_name();
+    std::string name = app.get_subcommands().front()->get_name();
+    if (IsGroup(name, names)) {
+        name += ' ' + app.get_subcommands().front()->get_subcommands().front()->get_name();
+    }
     const auto found = std::find(names.begin(), names.end(), name);
     return Finish(commands[static_cast<size_t>(found - names.begin())]->Run());
 }

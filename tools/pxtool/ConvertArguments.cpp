@@ -1,21 +1,18 @@
 #include "pxtool/Command.h"
 #include "pxtool/ConvertCommand.h"
-
-#include <iterator>
+#include "pxtool/ProfileOptions.h"
 
 namespace px::tool {
 
 namespace {
 
-constexpr std::string_view kIntents[] = {"perceptual", "relative"};
-constexpr int32_t kIntentNumbers[] = {kPXIntentPerceptual, kPXIntentRelativeColorimetric};
 constexpr int kMaxBands = 1024;
 
 class ConvertCommand final : public Command {
 public:
     const char* Name() const override { return "convert"; }
     const char* About() const override;
-    const char* Footer() const override;
+    const char* Footer() const override { return kProfileFooter; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -39,15 +36,6 @@ const char* ConvertCommand::About() const
            "when the result is complete, and stays as it was after an error or Ctrl-C.";
 }
 
-const char* ConvertCommand::Footer() const
-{
-    return "\nPROFILE is srgb, adobergb, prophoto or prophoto22, the path of an ICC file, or the "
-           "name of\n"
-           "one in the system's colour folders.\n"
-           "\n"
-           "Exit codes: 0 done, 2 wrong arguments, 3 input, 4 output, 5 resources, 130 cancelled.";
-}
-
 std::vector<Option> ConvertCommand::Options()
 {
     return {
@@ -66,9 +54,7 @@ std::vector<Option> ConvertCommand::Options()
 
 Failure ConvertCommand::Run()
 {
-    size_t intent = 0;
-    if (Failure failure = ChooseWord(intent_, kIntents, "intent", Name(), &intent)) return failure;
-    options_.intent = kIntentNumbers[intent];
+    if (Failure failure = ReadIntent(intent_, Name(), &options_.intent)) return failure;
     return RunConvert(options_);
 }
 

@@ -1,23 +1,18 @@
 #include "pxtool/ConvertCommand.h"
 
 #include "Base/Platform/Platform.h"
+#include "PXCore/PXColorProfileImages.h"
 #include "pxtool/Codec.h"
 #include "pxtool/Exif.h"
 #include "pxtool/Files.h"
 #include "pxtool/Picture.h"
+#include "pxtool/PictureCommand.h"
 #include "pxtool/Profiles.h"
 #include "pxtool/Progress.h"
-
-#include <algorithm>
 
 namespace px::tool {
 
 namespace {
-
-// The library runs bands side by side only from this height on, and reports no progress while they
-// run. A picture is therefore handed over in slabs at least this high.
-constexpr int32_t kMinSlabRows = 1000;
-constexpr int32_t kMaxSlabs = 32;
 
 // One conversion on its way from file to file.
 class Conversion {
@@ -36,7 +31,6 @@ private:
     Failure DecideOnAlpha();
     Failure ConvertPixels();
     Failure RunTransform(PXImage destination);
-    Failure RunSlabs(PXImage destination, int32_t bands);
     Failure FailureOf(int status) const;
     void DescribeResult();
 
@@ -165,35 +159,12 @@ Failure Conversion::RunTransform(PXImage destination)
 {
     const int32_t bands =
         options_.bands > 0 ? options_.bands : static_cast<int32_t>(os::Os().processorCount());
-    if (bands > 1 && picture_.layout.height >= kMinSlabRows) return RunSlabs(destination, bands);
-    struct Context {
-        Progress& progress;
-        int64_t height;
-    } context = {progress_, picture_.layout.height};
-    const auto report = [](void* opaque, int32_t row, uint32_t) -> PXStatus {
-        auto& from = *static_cast<Context*>(opaque);
-        return from.progress.Step(Phase::kConvert, row, from.height) ? kPXOK : kPXErrSoft;
-    };
-    return FailureOf(PXColorProfileConvertProfile3(
+    const CallProgress call(progress_);
+    const int status = PXColorProfileConvertProfile4(
         source_.Get(), destination_.Get(), picture_.image.Get(), destination,
-        PXImageGetBounds(destination), 1, options_.intent, report, &context));
-}
-
-Failure Conversion::RunSlabs(PXImage destination, int32_t bands)
-{
-    const int32_t height = picture_.layout.height;
-    const int64_t count = std::clamp(height / kMinSlabRows, 1, kMaxSlabs);
-    for (int64_t i = 0; i < count; ++i) {
-        const auto top = static_cast<int32_t>(height * i / count);
-        const auto bottom = static_cast<int32_t>(height * (i + 1) / count);
-        if (!progress_.Step(Phase::kConvert, top, height)) return Cancelled();
-        const PXRect slab = {0, top, picture_.layout.width, bottom - top};
-        const int status =
-            PXColorProfileConvertProfile2(source_.Get(), destination_.Get(), picture_.image.Get(),
-                                          destination, slab, bands, options_.intent);
-        if (status) return FailureOf(status);
-    }
-    return Done();
+        PXImageGetBounds(destination), bands, options_.intent, call.Get());
+    // A small picture is done before its progress is told.
+    return IsCancelled() ? Cancelled() : FailureOf(status);
 }
 
 Failure Conversion::FailureOf(int status) const

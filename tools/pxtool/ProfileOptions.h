@@ -1,0 +1,25 @@
+#pragma once
+
+// ProfileOptions — what commands say and ask about profiles and intents.
+
+#include "pxtool/Errors.h"
+#include "pxtool/Picture.h"
+#include "pxtool/Profiles.h"
+
+#include <string>
+#include <string_view>
+
+namespace px::tool {
+
+inline constexpr std::string_view kIntents[] = {"perceptual", "relative"};
+
+// The number of an intent's name.
+Failure ReadIntent(const std::string& name, std::string_view command, int32_t* intent);
+
+// What PROFILE stands for, and the exit codes: the end of the help.
+extern const char kProfileFooter[];
+
+// The profile that the picture at `path` carries, sRGB for none.
+Failure ProfileOfPicture(const std::string& path, const Picture& picture, ProfileOwner* profile);
+
+}  // namespace px::tool
