@@ -483,7 +483,11 @@ TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
     nodes[7] = NAN;
     EXPECT_EQ(nullptr, PXColorCubeCreateFileData(OwnCube(5, nodes).handle, nullptr));
     EXPECT_EQ(nullptr, PXColorCubeCreateFileData(OwnCube(1, nodes).handle, nullptr));
-    EXPECT_EQ(2, events.Count(kPXErrNotSupported));
+    EXPECT_EQ(PXStatus{kPXErrNotSupported},
+              PXColorCubeWriteFile(OwnCube(5, nodes).handle, url, nullptr));
+    EXPECT_EQ(3, events.Count(kPXErrNotSupported));
+    EXPECT_EQ(PXStatus{kPXErrCreate},
+              PXColorCubeWriteFile(cube.handle, FileURL(Path("gone/any.cube")), nullptr));
     EXPECT_EQ(nullptr, PXColorCubeCreateFromFile(FileURL(Path("gone.cube"))));
 }
 

@@ -51,6 +51,18 @@ PXStatus Interpolate(LCMSColorCube* cube, CImageRec* source, CImageRec* destinat
                                              nullptr, nullptr, progress});
 }
 
+PXStatus MakeFileData(PXColorCube cube, CFStringRef title, CFRef<CFDataRef>* outData)
+{
+    PX_REQUIRE(cube);
+    px::CubeView view;
+    std::string text;
+    PX_TRY(ToCube(cube)->View(&view));
+    PX_TRY(px::WriteCubeText(view, px::UTF8Of(title), &text));
+    *outData = CFRef<CFDataRef>::Adopt(CFDataCreate(
+        nullptr, reinterpret_cast<const UInt8*>(text.data()), static_cast<CFIndex>(text.size())));
+    return *outData ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
+}
+
 }  // namespace
 
 PXColorCube PXColorCubeCreate(void) noexcept
@@ -147,22 +159,15 @@ PXStatus PXColorCubeInterpolateImage(PXColorCube cube, PXImage source, PXImage d
 
 CFDataRef PXColorCubeCreateFileData(PXColorCube cube, CFStringRef title) noexcept
 {
-    PX_REQUIRE_OR(cube, nullptr);
-    px::CubeView view;
-    std::string text;
-    if (ToCube(cube)->View(&view) != kPXOK ||
-        px::WriteCubeText(view, px::UTF8Of(title), &text) != kPXOK) {
-        return nullptr;
-    }
-    return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(text.data()),
-                        static_cast<CFIndex>(text.size()));
+    CFRef<CFDataRef> text;
+    return MakeFileData(cube, title, &text) == kPXOK ? text.Detach() : nullptr;
 }
 
 PXStatus PXColorCubeWriteFile(PXColorCube cube, CFURLRef url, CFStringRef title) noexcept
 {
     PX_REQUIRE(cube && url);
-    const auto text = CFRef<CFDataRef>::Adopt(PXColorCubeCreateFileData(cube, title));
-    if (!text) return kPXErrSoft;  // logged where it arose
+    CFRef<CFDataRef> text;
+    PX_TRY(MakeFileData(cube, title, &text));
     SInt32 error = 0;
     if (!CFURLWriteDataAndPropertiesToResource(url, text.Get(), nullptr, &error)) {
         return PX_FAIL(kPXErrCreate);
