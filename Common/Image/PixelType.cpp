@@ -1,5 +1,8 @@
 #include "Image/PixelType.h"
 
+#include <array>
+#include <cstring>
+
 namespace px {
 
 namespace {
@@ -68,6 +71,33 @@ void CopyLastChannel(const void* source, void* destination, int32_t width)
         *to = AlphaTo(To{}, *from);
 }
 
+// The fourth sample of every pixel, eight bytes at a time: the row of a picture is copied in a
+// fraction of the time that its colours take.
+template <class Sample>
+void CopyFourthSample(const void* source, void* destination, int32_t width)
+{
+    constexpr size_t kPixelBytes = 4 * sizeof(Sample);
+    constexpr size_t kStep = sizeof(uint64_t) / kPixelBytes;
+    uint64_t alpha = 0;
+    std::array<uint8_t, sizeof(alpha)> bytes = {};
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = i % kPixelBytes >= 3 * sizeof(Sample) ? 0xFF : 0;
+    }
+    std::memcpy(&alpha, bytes.data(), sizeof(alpha));
+    auto* from = static_cast<const uint8_t*>(source);
+    auto* to = static_cast<uint8_t*>(destination);
+    size_t left = static_cast<size_t>(width);
+    for (; left >= kStep; left -= kStep, from += sizeof(alpha), to += sizeof(alpha)) {
+        uint64_t theirs = 0;
+        uint64_t ours = 0;
+        std::memcpy(&theirs, from, sizeof(theirs));
+        std::memcpy(&ours, to, sizeof(ours));
+        ours = (ours & ~alpha) | (theirs & alpha);
+        std::memcpy(to, &ours, sizeof(ours));
+    }
+    CopyLastChannel<Sample, Sample, 4>(from, to, static_cast<int32_t>(left));
+}
+
 }  // namespace
 
 cmsUInt32Number PixelTypeOf(const CImageRec& image)
@@ -92,8 +122,8 @@ AlphaCopy::AlphaCopy(const CImageRec& source, const CImageRec& destination)
     if (&source == &destination || !IsMarked(source) || !IsMarked(destination)) return;
     if (HasAlpha(source) && HasAlpha(destination)) {
         static constexpr Copier kCopiers[2][2] = {
-            {CopyLastChannel<uint8_t, uint8_t, 4>, CopyLastChannel<uint8_t, uint16_t, 4>},
-            {CopyLastChannel<uint16_t, uint8_t, 4>, CopyLastChannel<uint16_t, uint16_t, 4>}};
+            {CopyFourthSample<uint8_t>, CopyLastChannel<uint8_t, uint16_t, 4>},
+            {CopyLastChannel<uint16_t, uint8_t, 4>, CopyFourthSample<uint16_t>}};
         copier_ = kCopiers[source.planeBytes == 2][destination.planeBytes == 2];
     } else if (PixelTypeOf(source) == TYPE_CMYKA_8 && PixelTypeOf(destination) == TYPE_CMYKA_8) {
         copier_ = CopyLastChannel<uint8_t, uint8_t, 5>;
