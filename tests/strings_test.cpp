@@ -589,9 +589,10 @@ TEST_F(String, DescribesItselfAndShowsOneLine)
     CFShowStr(CFSTR("ab"));
     CFShowStr(Text(u"\u20AC"));
     CFShowStr(ChangeableText(u"\u00E9"));
+    CFShowStr(nullptr);
     EXPECT_EQ(
         "shown é\n(null)\n?\nLength 2, ASCII, immutable: ab\nLength 1, 16-bit, immutable: €\n"
-        "Length 1, 8-bit, mutable: é\n",
+        "Length 1, 8-bit, mutable: é\n(null)\n",
         testing::internal::GetCapturedStderr());
 }
 
