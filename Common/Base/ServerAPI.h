@@ -3,15 +3,16 @@
 // ServerAPI — the client's end of a connection to a CBaseServer, which explains the protocol.
 //
 // Commands go out on one stream; pushed messages come in on the other, which is optional. One
-// thread sends commands and one, the same or another, reads messages; once connected, any may disconnect.
+// thread sends commands and one, the same or another, reads messages; once connected, any may
+// disconnect.
 
 #include "Base/BaseCore.h"
 #include "Base/Ref.h"
+#include "Base/Stream.h"
 #include "CoreFoundation/CFString.h"
 #include "PXCore/PXStatus.h"
 
 class CBaseMsg;
-class CBaseStream;
 class CHTTPMessage;
 
 class PX_API CBaseServerAPI : public CBaseCore {

@@ -47,6 +47,7 @@ std::unique_ptr<Command> MakeCubeApplyCommand();
 std::unique_ptr<Command> MakeCubeMakeCommand();
 std::unique_ptr<Command> MakeCubeMeasureCommand();
 std::unique_ptr<Command> MakeCurveCommand();
+std::unique_ptr<Command> MakeListenCommand();
 std::unique_ptr<Command> MakeMipsCommand();
 std::unique_ptr<Command> MakePlistCommand();
 std::unique_ptr<Command> MakePresetCommand();
@@ -54,6 +55,8 @@ std::unique_ptr<Command> MakeProfileCommand();
 std::unique_ptr<Command> MakeProofCommand();
 std::unique_ptr<Command> MakeResizeCommand();
 std::unique_ptr<Command> MakeRotateCommand();
+std::unique_ptr<Command> MakeSendCommand();
+std::unique_ptr<Command> MakeServeCommand();
 std::unique_ptr<Command> MakeTransformCommand();
 
 // kUsage, with the nearest of the candidates as the hint; without a near one what to look up.

@@ -37,6 +37,7 @@ Commands MakeCommands()
     commands.push_back(MakeCubeMakeCommand());
     commands.push_back(MakeCubeMeasureCommand());
     commands.push_back(MakeCurveCommand());
+    commands.push_back(MakeListenCommand());
     commands.push_back(MakeMipsCommand());
     commands.push_back(MakePlistCommand());
     commands.push_back(MakePresetCommand());
@@ -44,6 +45,8 @@ Commands MakeCommands()
     commands.push_back(MakeProofCommand());
     commands.push_back(MakeResizeCommand());
     commands.push_back(MakeRotateCommand());
+    commands.push_back(MakeSendCommand());
+    commands.push_back(MakeServeCommand());
     commands.push_back(MakeTransformCommand());
     return commands;
 }
