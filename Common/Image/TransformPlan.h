@@ -13,8 +13,8 @@
 
 namespace px {
 
-// The blocks that destination pixels are cut into: what the rows of one need of the source stays in a
-// first-level cache, and their pages in the address translation's.
+// The blocks that destination pixels are cut into: what the rows of one need of the source stays in
+// a first-level cache, and their pages in the address translation's.
 inline constexpr int32_t kTransformBlockWidth = kTransformRun;
 inline constexpr int32_t kTransformBlockHeight = 64;
 

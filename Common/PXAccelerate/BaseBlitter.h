@@ -67,8 +67,7 @@ private:
                axis.FirstRead(first) >= bufferFirst &&
                axis.LastRead(end - 1) < bufferFirst + bufferCount;
     }
-    static int Fail(PXStatus status, int32_t line,
-                    const char* function = __builtin_FUNCTION())
+    static int Fail(PXStatus status, int32_t line, const char* function = __builtin_FUNCTION())
     {
         return static_cast<int>(px::Fail(status, "BaseBlitter", line, "", function));
     }
