@@ -197,6 +197,29 @@ TEST_F(PresetManager, ListsPresetsByNameCallbackAndSortOrder)
     PXPresetManager::releasePresetList(&presets);
 }
 
+TEST_F(PresetManager, KeepsTenThousandInOrder)
+{
+    std::mt19937_64 random(px::test::Seed(52));
+    std::vector<std::pair<uint64_t, std::string>> presets;
+    for (int i = 10'000; i < 20'000; ++i) {
+        const std::string name = std::to_string(i);
+        presets.emplace_back(random() % 40, name);
+        WriteList("Warm/" + name + ".pxcurve", "<dict><key>presetName</key><string>" + name +
+                                                   "</string><key>sortOrder</key><integer>" +
+                                                   std::to_string(presets.back().first) +
+                                                   "</integer></dict>");
+    }
+    const auto names = [&] {
+        std::vector<std::string> all;
+        for (const auto& preset : presets) all.push_back(preset.second);
+        return all;
+    };
+    EXPECT_EQ(names(), Loaded(&plain_, "Warm"));
+    std::stable_sort(presets.begin(), presets.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    EXPECT_EQ(names(), Names(manager_.getPresetsByCustomSortOrder("Warm")));
+}
+
 TEST_F(PresetManager, SkipsAndReportsWhatCannotBeLoaded)
 {
     WriteList("Warm/good.pxcurve", "<dict><key>presetName</key><string>good</string></dict>");
