@@ -65,6 +65,8 @@ private:
 
 }  // namespace px
 
+CBaseMsgListener::~CBaseMsgListener() = default;
+
 CBaseMsgBroadcaster::CBaseMsgBroadcaster()
     : listeners_(PXRef<px::ListenerList>::Adopt(new px::ListenerList)),
       queue_(PXRef<CBaseTaskQueue>::Adopt(new CBaseTaskQueue))

@@ -23,6 +23,8 @@ class ListenerList;
 
 class PX_API CBaseMsgListener : public CBaseCore {
 public:
+    ~CBaseMsgListener() override;
+
     // Called on the thread that broadcasts. The message is shared: not to be changed.
     virtual void HandleMessage(CBaseMsg* message) = 0;
 
