@@ -1,6 +1,7 @@
 #include "pxtool/Records.h"
 
 #include "Base/Platform/Platform.h"
+#include "pxtool/Json.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -25,30 +26,12 @@ size_t WidthOf(const std::string& text)
         std::count_if(text.begin(), text.end(), [](char unit) { return (unit & 0xC0) != 0x80; }));
 }
 
-std::string Quoted(const std::string& text)
-{
-    std::string quoted = "\"";
-    for (const char unit : text) {
-        if (unit == '"' || unit == '\\') {
-            quoted += '\\';
-            quoted += unit;
-        } else if (static_cast<unsigned char>(unit) < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof(escape), "\\u%04x", static_cast<unsigned>(unit));
-            quoted += escape;
-        } else {
-            quoted += unit;
-        }
-    }
-    return quoted + '"';
-}
-
 std::string ObjectOf(const Record& record)
 {
     std::string object = "{";
     for (const auto& [name, value] : record) {
         if (object.size() > 1) object += ", ";
-        object += Quoted(name) + ": " + Quoted(value);
+        object += JsonText(name) + ": " + JsonText(value);
     }
     return object + "}";
 }
