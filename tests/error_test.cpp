@@ -1,6 +1,8 @@
 // The texts of statuses and the note of a thread's latest failure.
 
 #include "Base/PXError.h"
+#include "Base/PXServer.h"
+#include "Base/PXThread.h"
 #include "PXCore/PXImage.h"
 #include "PXCore/PXPreset.h"
 
@@ -32,6 +34,9 @@ TEST(Error, StatusesHaveTexts)
     EXPECT_EQ(0U, texts.count("unknown status"));
     EXPECT_STREQ("unknown status", PXErrorGetText(1001000));
     EXPECT_STREQ("no space left on the device", PXErrorGetText(28));
+    EXPECT_STREQ("the time was over before a signal came", PXErrorGetText(kPXWaitTimeout));
+    const auto mismatch = static_cast<PXStatus>(kPXServerVersionMismatch);
+    EXPECT_STRNE("unknown status", PXErrorGetText(mismatch));
 }
 
 TEST(Error, LatestFailureOfAThreadIsNoted)

@@ -1,5 +1,6 @@
 #include "Base/PXError.h"
 
+#include "Base/PXThread.h"
 #include "Base/Platform/Platform.h"
 #include "Base/Status.h"
 
@@ -10,6 +11,9 @@ namespace {
 constexpr PXErrorRecord kNothing = {kPXOK, "", "", "", 0};
 
 thread_local constinit PXErrorRecord lastError = kNothing;
+
+// kPXServerVersionMismatch, as a status; it is of a higher layer, as is the end of a stream.
+constexpr auto kVersionMismatch = static_cast<PXStatus>(-6969);
 
 struct StatusText {
     PXStatus status;
@@ -37,6 +41,8 @@ constexpr StatusText kTexts[] = {
     {kPXErrListWrite, "a property list could not be written"},
     {kPXErrListRead, "a property list could not be read"},
     {kPXErrTransform, "the colour transform could not be made"},
+    {kPXWaitTimeout, "the time was over before a signal came"},
+    {kVersionMismatch, "client and server have different versions of their interface"},
     {UINT32_MAX, "the stream has ended, or cannot do this"},
 };
 

@@ -20,14 +20,14 @@ PX_EXTERN_C_BEGIN
 typedef struct PXErrorRecord {
     PXStatus status;      /* 0: nothing has failed */
     const char* function; /* that found the failure, which a public one may have called */
-    const char*
-        argument;       /* what should have held, as the source says it ("rect.width > 0"), or "" */
-    const char* source; /* the module that logged the event, and the line in it */
+    const char* argument; /* what should have held, in its source: "rect.width > 0"; or "" */
+    const char* source;   /* the module that logged the event, and the line in it */
     int32_t line;
 } PXErrorRecord;
 
-/* A sentence on a status, never null: 0 is "Success", a number below 1000 the system's error of
- * that number, and any other unknown number "Unknown status". */
+/* A status in words ("an argument is null or out of range"), never null: 0 is "success", a number
+ * below 1000 the system's error of that number unless it is the library's own (kPXWaitTimeout), and
+ * any other unknown number "unknown status". doc/status has a page on each. */
 PX_API const char* PXErrorGetText(PXStatus status) PX_NOEXCEPT;
 
 /* Copies the calling thread's note. Returns whether anything has failed; if not, or when *outRecord
