@@ -33,4 +33,5 @@ foreach(header BaseCore BaseCondition BaseMutex BroadcastConn Connection HTTPMes
     install(FILES "${CMAKE_SOURCE_DIR}/Common/Base/${header}.h" DESTINATION "${px_include}/Base")
 endforeach()
 install(FILES "${CMAKE_SOURCE_DIR}/Common/Image/BaseTileSet.h" DESTINATION "${px_include}/Image")
-install(FILES LICENSE NOTICE DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(FILES LICENSE NOTICE README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY doc examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN "*.in" EXCLUDE)

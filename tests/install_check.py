@@ -1,5 +1,6 @@
-"""Installs the build, moves the tree elsewhere, and builds and runs a stranger's C and C++ program
-against it, through CMake and through pkg-config. usage: install_check.py BUILD REPOSITORY CXX"""
+"""Installs the build, moves the tree elsewhere, and builds against it: a stranger's C and C++ program
+through CMake and through pkg-config, and the examples that were installed; of these it runs the tour.
+usage: install_check.py BUILD REPOSITORY CXX"""
 
 import os
 import pathlib
@@ -23,13 +24,15 @@ with tempfile.TemporaryDirectory() as folder:
     run("cmake", "--install", build, "--prefix", str(first), stdout=subprocess.DEVNULL)
     shutil.move(first, moved)
 
-    out = pathlib.Path(folder) / "consumer"
-    run("cmake", "-S", str(consumer), "-B", str(out), "-G", "Ninja",
-        f"-DCMAKE_PREFIX_PATH={moved}", f"-DCMAKE_CXX_COMPILER={compiler}",
-        stdout=subprocess.DEVNULL)
-    run("cmake", "--build", str(out), stdout=subprocess.DEVNULL)
-    run(str(out / "consumer_cpp"))
-    run(str(out / "consumer_c"))
+    out = pathlib.Path(folder)
+    for name, source in (("consumer", consumer), ("examples", next(moved.rglob("examples")))):
+        run("cmake", "-S", str(source), "-B", str(out / name), "-G", "Ninja",
+            f"-DCMAKE_PREFIX_PATH={moved}", f"-DCMAKE_CXX_COMPILER={compiler}",
+            stdout=subprocess.DEVNULL)
+        run("cmake", "--build", str(out / name), stdout=subprocess.DEVNULL)
+    run(str(out / "consumer/consumer_cpp"))
+    run(str(out / "consumer/consumer_c"))
+    run(str(out / "examples/tour"), env=dict(os.environ, XDG_DATA_HOME=folder, TMPDIR=folder))
 
     pc = next(moved.rglob("pxcore.pc"))
     environment = dict(os.environ, PKG_CONFIG_PATH=str(pc.parent))

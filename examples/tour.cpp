@@ -1,0 +1,266 @@
+// A tour of PXCore: a huge picture in tiles, edited, converted and scaled; a preset; a helper.
+
+#include "Base/Connection.h"
+#include "Base/HTTPMessage.h"
+#include "Base/Msg.h"
+#include "Base/MsgBroadcaster.h"
+#include "Base/PXError.h"
+#include "Base/PXLog.h"
+#include "Base/PXProcess.h"
+#include "Base/Server.h"
+#include "Base/ServerAPI.h"
+#include "PXAccelerate/PXAccelerate.h"
+#include "PXCore/PXBezierCurve.h"
+#include "PXCore/PXColorProfileImages.h"
+#include "PXCore/PXImageCache.h"
+#include "PXCore/PXImageDerived.h"
+#include "PXCore/PXImageIterator.h"
+#include "PXCore/PXPresetManager.h"
+#include "PXCore/PXUtils.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <memory>
+#include <type_traits>
+
+namespace {
+
+// Owns the one reference that a creation function gives.
+struct Releaser {
+    void operator()(PXImage image) const { PXImageRelease(image); }
+    void operator()(PXColorProfile profile) const { PXColorProfileRelease(profile); }
+    void operator()(PXProgress progress) const { PXProgressRelease(progress); }
+};
+template <class Handle>
+using Owned = std::unique_ptr<std::remove_pointer_t<Handle>, Releaser>;
+
+// Ends the program with the library's own words about what failed, and where.
+void Check(const char* step, PXStatus status)
+{
+    if (status == kPXOK) return;
+    PXErrorRecord last;
+    PXErrorGetLast(&last);
+    std::fprintf(stderr, "%s: %s (%u; %s, line %d, %s)\n", step, PXErrorGetText(status), status,
+                 last.source, last.line, last.argument);
+    std::exit(1);
+}
+
+// 2.4 gigapixels, of which 16 MiB may be in memory at a time.
+Owned<PXImage> MakeHugePicture()
+{
+    PXImageSetCacheMemAbsolute(16.0 * 1024 * 1024);
+    PXImage image = nullptr;
+    Check("the huge picture",
+          PXImageCreateWithParams2({0, 0, 60000, 40000}, 8, 3, kPXColorSpaceRGB,
+                                   kPXTransparencyNone, kPXDataSourceTiled, &image));
+    std::printf("picture: %d x %d pixels, %.1f GB\n", PXImageGetWidth(image),
+                PXImageGetHeight(image), static_cast<double>(PXImageGetSize64(image)) / 1e9);
+    return Owned<PXImage>(image);
+}
+
+void Paint(PXImage image, PXRect rect)
+{
+    int count = 0;
+    px::ImageTiles tiles(image, rect);
+    for (const px::ImageTile& tile : tiles) {
+        for (int32_t y = tile.rect.y; y < tile.rect.y + tile.rect.height; ++y) {
+            auto* pixel = tile.Row<uint8_t>(y);
+            for (int32_t x = tile.rect.x; x < tile.rect.x + tile.rect.width; ++x, pixel += 3) {
+                pixel[0] = static_cast<uint8_t>((x - rect.x) * 255 / (rect.width - 1));
+                pixel[1] = static_cast<uint8_t>((y - rect.y) * 255 / (rect.height - 1));
+                pixel[2] = 64;
+            }
+        }
+        ++count;
+    }
+    Check("painting", tiles.Close());
+
+    PXImageCacheStatistics cache;
+    Check("statistics", PXImageGetCacheStatistics(&cache));
+    std::printf("painted: %d tiles, some of them on disk: %s, more in memory than allowed: %s\n",
+                count, cache.tilesWritten > 0 ? "yes" : "no",
+                cache.residentBytes > cache.limitBytes ? "yes" : "no");
+}
+
+// Tells each quarter once, whichever thread gets there.
+void ShowQuarters(PXProgress progress, void* context)
+{
+    auto* next = static_cast<int*>(context);
+    for (; *next <= 100 && PXProgressGetFraction(progress) * 100 >= *next; *next += 25)
+        std::printf("converting: %d %%\n", *next);
+}
+
+void Convert(PXImage image)
+{
+    const Owned<PXColorProfile> from(PXColorProfileCreateStandard(kPXColorStandardSRGB));
+    const Owned<PXColorProfile> to(PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998));
+    const Owned<PXProgress> progress(PXProgressCreate());
+    int next = 25;
+    PXProgressSetCallback(progress.get(), ShowQuarters, &next);
+    // Null for the result: in place.
+    Check("converting", static_cast<PXStatus>(PXColorProfileApplyToImage3(
+                            from.get(), image, to.get(), nullptr, kPXIntentRelativeColorimetric,
+                            progress.get())));
+    PXProgressSetCallback(progress.get(), nullptr, nullptr);
+}
+
+Owned<PXImage> Scale(PXImage image)
+{
+    PXImageScaleOptions options = {};
+    options.filter = kPXBlitLanczos3;
+    options.dataSourceType = kPXDataSourceMemory;
+    PXImage small = nullptr;
+    Check("scaling", PXImageCreateScaledToFit(image, {1024, 1024}, &options, &small));
+    std::printf("scaled: %d x %d pixels\n", PXImageGetWidth(small), PXImageGetHeight(small));
+    return Owned<PXImage>(small);
+}
+
+class CurveMaker final : public PXPresetMaker {
+public:
+    PXPreset* createPreset() override { return new PXBezierCurve(0, 256, 16); }
+};
+
+void SavePreset()
+{
+    // ~/.local/share/PXCore Tour/Presets/Curves/Evening/Soft.pxcurve
+    PXPresetManager manager("PXCore Tour", true, kPXPresetSupportPresets, "Curves",
+                            PXString(kPXPresetExtCurve));
+    const auto curve = PXRef<PXBezierCurve>::Adopt(new PXBezierCurve(0, 256, 16));
+    curve->setName("Soft");
+    curve->setControlPoint(8, {128, 96});
+    curve->calculateCurve();
+    if (!manager.addCategory("Evening") || !manager.savePreset("Evening", curve.Get())) {
+        std::fprintf(stderr, "the preset could not be saved: the event log says why\n");
+        std::exit(1);
+    }
+    CurveMaker maker;
+    PXPreset* loaded = manager.loadPreset("Soft", &maker, "Evening");
+    const auto* again = dynamic_cast<PXBezierCurve*>(loaded);
+    std::printf("preset: %s\n", again && *again == *curve ? "came back as it was" : "differs");
+    PXPresetManager::releasePreset(loaded);
+}
+
+const CFStringRef kProduct = CFSTR("PXCore Tour");
+constexpr int kApiVersion = 1;
+
+// Answers GET /picture; everything else is answered with 404.
+class PictureConnection final : public CServerConnection {
+public:
+    PictureConnection(CBaseStream* stream, PXImage image) : CServerConnection(stream), image_(image)
+    {
+    }
+
+    void HandleRequest(CHTTPMessage& request, CHTTPMessage& response) override
+    {
+        if (!CFEqual(request.GetUri(), CFSTR("picture")))
+            return CServerConnection::HandleRequest(request, response);
+        response.SetContentInt(CFSTR("result"), 0);
+        response.SetContentInt(CFSTR("width"), PXImageGetWidth(image_));
+        response.SetContentInt(CFSTR("height"), PXImageGetHeight(image_));
+    }
+
+private:
+    const PXImage image_;
+};
+
+class PictureFactory final : public CBaseConnectionFactory {
+public:
+    explicit PictureFactory(PXImage image) : image_(image) {}
+    CBaseConnection* CreateConnection(CBaseStream* stream) override
+    {
+        return new PictureConnection(stream, image_);
+    }
+
+private:
+    const PXImage image_;
+};
+
+class Listener final : public CBaseMsgListener {
+public:
+    void HandleMessage(CBaseMsg* message) override
+    {
+        std::printf("helper: I was told of %d x %d pixels\n", message->GetInt(CFSTR("width")),
+                    message->GetInt(CFSTR("height")));
+    }
+};
+
+// The helper process: finds the server, asks about the picture, tells everybody what it heard.
+int Help()
+{
+    int32_t port = 0;
+    int32_t process = 0;
+    Check("finding the server", PXUtilsReadServerData(kProduct, &port, &process));
+    const auto server = PXRef<CBaseServerAPI>::Adopt(new CBaseServerAPI);
+    Check("opening streams", server->OpenStreams(port));
+    Check("connecting", server->Connect(kApiVersion));
+
+    CHTTPMessage request(CFSTR("GET"), CFSTR("picture"), nullptr);
+    CHTTPMessage answer(kHTTPMessageResponse);
+    Check("asking", server->SendRequest(request, answer));
+    const auto message = PXRef<CBaseMsg>::Adopt(new CBaseMsg(CFSTR("looked")));
+    for (CFStringRef key : {CFSTR("width"), CFSTR("height")})
+        message->SetInt(key, PXUtilsCFDictionaryGetValueInt(answer.GetResponse(), key));
+    Check("telling", server->SendMessage(message.Get()));
+    server->Disconnect();
+    return 0;
+}
+
+void TalkToHelper(PXImage image)
+{
+    const auto listener = PXRef<Listener>::Adopt(new Listener);
+    auto broadcaster = PXRef<CBaseMsgBroadcaster>::Adopt(new CBaseMsgBroadcaster);
+    broadcaster->AddListener(listener.Get());
+    const auto factory = PXRef<PictureFactory>::Adopt(new PictureFactory(image));
+    auto server = PXRef<CBaseServer>::Adopt(new CBaseServer);
+    Check("the server", server->Initialize(broadcaster.Get(), factory.Get(), kApiVersion));
+    Check("listening", server->StartListening(0));
+    Check("publishing the port", PXUtilsWriteServerData(kProduct, server->GetPort()));
+
+    // This program again, as its own helper.
+    const auto program = CFRef<CFURLRef>::Adopt(PXProcessCreateCurrentProcessPath());
+    const void* word = CFSTR("help");
+    const auto arguments = CFRef<CFArrayRef>::Adopt(
+        CFArrayCreate(kCFAllocatorDefault, &word, 1, &kCFTypeArrayCallBacks));
+    uint32_t process = 0;
+    Check("launching",
+          PXProcessLaunchApplication2(program.Get(), arguments.Get(), nullptr, &process));
+    static std::promise<int32_t> ended;
+    Check("watching", PXProcessWatchProcessTermination(
+                          process,
+                          [](void* context, uint32_t, int32_t exitCode) {
+                              static_cast<std::promise<int32_t>*>(context)->set_value(exitCode);
+                          },
+                          &ended));
+    const int32_t exitCode = ended.get_future().get();
+
+    // Ends the connections; what they posted has been delivered when the broadcaster is gone.
+    server->Shutdown();
+    server = {};
+    broadcaster = {};
+    PXUtilsDeleteServerData(kProduct);
+    std::printf("helper: ended with %d\n", exitCode);
+}
+
+}  // namespace
+
+int main(int argc, char**)
+{
+    if (argc > 1) return Help();
+    PXLogAddFileLogger(nullptr);  // ~/.local/share/Quarvo/QuarvoLog.txt
+    PXAccelerateInit();
+    const Owned<PXImage> huge = MakeHugePicture();
+    const PXRect rect = {20000, 10000, 8192, 2048};
+    Paint(huge.get(), rect);
+
+    // A picture of its own from here on, in tiles as the huge one.
+    PXImage part = nullptr;
+    Check("cutting", PXImageCreateSubImageFromImage(huge.get(), rect, &part));
+    const Owned<PXImage> owner(part);
+    Convert(part);
+    const Owned<PXImage> small = Scale(part);
+    SavePreset();
+    TalkToHelper(small.get());
+    PXImageShutdown();
+    return 0;
+}

@@ -1,0 +1,107 @@
+"""Checks that the documentation says what the code does.
+
+usage: docs_check.py pages REPOSITORY             pages show the examples; links lead somewhere
+       docs_check.py output PAGE PROGRAM          a page shows what its program prints
+       docs_check.py statuses REPOSITORY LIBRARY  each status has a page with the library's text
+"""
+
+import ctypes
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+faults = []
+
+
+def blocks(page, *languages):
+    return re.findall(rf"^```(?:{'|'.join(languages)})\n(.*?)^```", page.read_text(), re.S | re.M)
+
+
+def check_examples(root):
+    """A page's blocks of code, with a blank line between, are its program; the README shows two."""
+    pages = {"tour": root / "doc/tour.md"}
+    for page in (root / "doc/howto").glob("[0-9]*.md"):
+        pages["howto_" + page.stem.split("-", 1)[1].replace("-", "_")] = page
+    examples = {path.stem: path for path in (root / "examples").iterdir()
+                if path.suffix in (".c", ".cpp")}
+    for name in ("convert", "values"):
+        if examples.pop(name).read_text() not in blocks(root / "README.md", "c", "cpp"):
+            faults.append(f"README.md does not show {name}")
+    for name in sorted(pages.keys() ^ examples.keys()):
+        faults.append(f"{name}: a page without a program, or a program without a page")
+    for name in pages.keys() & examples.keys():
+        if "\n".join(blocks(pages[name], "c", "cpp")) != examples[name].read_text():
+            faults.append(f"{pages[name].name} does not show {examples[name].name} as it is")
+    return len(pages)
+
+
+def check_links(root):
+    count = 0
+    for page in [root / "README.md", *(root / "doc").rglob("*.md")]:
+        text = re.sub(r"^```.*?^```", "", page.read_text(), flags=re.S | re.M)
+        for target in re.findall(r"\]\(([^)#]+)(?:#[^)]*)?\)", text):
+            count += 1
+            if "://" not in target and not (page.parent / target).exists():
+                faults.append(f"{page.relative_to(root)}: no {target}")
+    return count
+
+
+def pages(root):
+    root = pathlib.Path(root)
+    print(f"{check_examples(root)} programs, {check_links(root)} links")
+
+
+def output(page, program):
+    """Runs the program as a new user would, with folders of its own."""
+    with tempfile.TemporaryDirectory() as folder:
+        environment = dict(os.environ, HOME=folder, XDG_DATA_HOME=folder, TMPDIR=folder)
+        result = subprocess.run([os.path.abspath(program)], capture_output=True, text=True, env=environment,
+                                cwd=folder, timeout=120)
+    shown = blocks(pathlib.Path(page), "text")
+    if result.returncode:
+        faults.append(f"exit code {result.returncode}: {result.stderr}")
+    if [result.stdout] != shown[:1]:
+        faults.append(f"{page} does not show what the program prints:\n{result.stdout}")
+
+
+def statuses(root, library):
+    """The title is number and text; the headings are the same on each page."""
+    root = pathlib.Path(root)
+    text_of = ctypes.CDLL(library).PXErrorGetText
+    text_of.restype, text_of.argtypes = ctypes.c_char_p, [ctypes.c_uint32]
+    numbers = {}
+    for header in (root / "Common").rglob("PX*.h"):
+        numbers |= {int(number, 0): name for name, number in re.findall(
+            r"\b(kPXErr\w+|kPXWaitTimeout|kPXServerVersionMismatch)(?: =)? (-?\w+)",
+            header.read_text()) if re.fullmatch(r"-?(0x[\dA-F]+U?|\d+)", number)}
+    index = (root / "doc/status/README.md").read_text()
+    found = {path.stem for path in (root / "doc/status").glob("[0-9]*.md")}
+    for number, name in numbers.items():
+        number &= 0xFFFFFFFF
+        page = root / f"doc/status/{number}.md"
+        found.discard(page.stem)
+        if not page.exists():
+            faults.append(f"no page for {name}")
+            continue
+        text = text_of(number).decode()
+        lines = page.read_text().splitlines()
+        headings = [line for line in lines if line.startswith("#")]
+        if headings != [f"# {number}: {text}", "## Meaning", "## Usual cause", "## Remedy"]:
+            faults.append(f"{page.name} has other headings than its text and the three")
+        if lines[2] != f"`{name}`":
+            faults.append(f"{page.name} does not name {name}")
+        if f"({page.name}) | {text} |" not in index:
+            faults.append(f"the index does not list {page.name}")
+    faults.extend(f"{stem}.md is the page of no status" for stem in found)
+    print(f"{len(numbers)} statuses")
+    if not numbers:
+        faults.append("no status was found")
+
+
+{"pages": pages, "output": output, "statuses": statuses}[sys.argv[1]](*sys.argv[2:])
+for fault in faults:
+    print(fault)
+sys.exit(1 if faults else 0)
