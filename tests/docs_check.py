@@ -72,11 +72,9 @@ def statuses(root, library):
     root = pathlib.Path(root)
     text_of = ctypes.CDLL(library).PXErrorGetText
     text_of.restype, text_of.argtypes = ctypes.c_char_p, [ctypes.c_uint32]
-    numbers = {}
-    for header in (root / "Common").rglob("PX*.h"):
-        numbers |= {int(number, 0): name for name, number in re.findall(
-            r"\b(kPXErr\w+|kPXWaitTimeout|kPXServerVersionMismatch)(?: =)? (-?\w+)",
-            header.read_text()) if re.fullmatch(r"-?(0x[\dA-F]+U?|\d+)", number)}
+    constant = r"\b(kPXErr\w+|kPXWaitTimeout|kPXServerVersionMismatch)(?: =)? (0xF+|-?\d+)"
+    numbers = {int(number, 0): name for header in (root / "Common").rglob("PX*.h")
+               for name, number in re.findall(constant, header.read_text())}
     index = (root / "doc/status/README.md").read_text()
     found = {path.stem for path in (root / "doc/status").glob("[0-9]*.md")}
     for number, name in numbers.items():
