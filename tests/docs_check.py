@@ -3,6 +3,7 @@
 usage: docs_check.py pages REPOSITORY             pages show the examples; links lead somewhere
        docs_check.py output PAGE PROGRAM          a page shows what its program prints
        docs_check.py statuses REPOSITORY LIBRARY  each status has a page with the library's text
+       docs_check.py reference REPOSITORY XML     Doxygen describes each symbol that is exported
 """
 
 import ctypes
@@ -12,6 +13,7 @@ import re
 import subprocess
 import sys
 import tempfile
+import xml.etree.ElementTree
 
 faults = []
 
@@ -99,7 +101,44 @@ def statuses(root, library):
         faults.append("no status was found")
 
 
-{"pages": pages, "output": output, "statuses": statuses}[sys.argv[1]](*sys.argv[2:])
+def plain(name):
+    """One name for all conversions: the type is written in several ways."""
+    return re.sub(r"operator [A-Z_a-z].*", "operator T", name)
+
+
+def described(folder):
+    """Whether each name, of a class or member, has text; of overloads, all of them. What is private
+    leaves the library with its class and needs no description."""
+    names = {}
+    for path in pathlib.Path(folder).glob("*.xml"):
+        for compound in xml.etree.ElementTree.parse(path).getroot().iter("compounddef"):
+            kind = compound.get("kind")
+            scope = compound.findtext("compoundname") + "::" if kind in ("class", "struct") else ""
+            members = [(scope[:-2], compound)] if scope else []
+            members += [(scope + plain(member.findtext("name")), member)
+                        for member in compound.iter("memberdef")]
+            for name, element in members:
+                has_text = element.get("prot") == "private" or any("".join(part.itertext()).strip() for part in
+                               (element.find("briefdescription"), element.find("detaileddescription")))
+                names[name] = names.get(name, True) and has_text
+    return names
+
+
+def reference(root, folder):
+    names = described(folder)
+    count = 0
+    for listing in sorted((pathlib.Path(root) / "tests/data").glob("exports_*.txt")):
+        for symbol in listing.read_text().splitlines()[1:]:
+            name = re.sub(r"^(vtable|typeinfo|typeinfo name|non-virtual thunk) (for|to) ", "", symbol)
+            name = plain(re.sub(r"(\[abi:\w+\])?\(.*", "", name))
+            count += 1
+            if not names.get(name):
+                faults.append(f"{symbol}: " + ("no description" if name in names else "not found"))
+    print(f"{count} exported symbols")
+
+
+{"pages": pages, "output": output, "statuses": statuses,
+ "reference": reference}[sys.argv[1]](*sys.argv[2:])
 for fault in faults:
     print(fault)
 sys.exit(1 if faults else 0)

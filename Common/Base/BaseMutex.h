@@ -16,6 +16,7 @@ class PX_API PX_CAPABILITY("mutex") CBaseMutex : public CBaseCore {
 public:
     CBaseMutex() noexcept = default;
 
+    // Waits until the mutex is free or the calling thread's.
     void Lock() noexcept PX_ACQUIRES();
     // True when acquired.
     bool TryLock() noexcept PX_TRY_ACQUIRES(true);
@@ -34,6 +35,7 @@ private:
 // what it does not hold do nothing.
 class PX_API StMutexLocker {
 public:
+    // Holds none; locks the mutex.
     StMutexLocker() noexcept = default;
     explicit StMutexLocker(PXMutex mutex) noexcept;
     explicit StMutexLocker(CBaseMutex* mutex) noexcept;
@@ -41,6 +43,7 @@ public:
     StMutexLocker(const StMutexLocker&) = delete;
     StMutexLocker& operator=(const StMutexLocker&) = delete;
 
+    // Locks the mutex again after Unlock.
     void Lock() noexcept;
     // Leaves the mutex that it holds, if it is another one, and locks this one.
     void LockMutex(PXMutex mutex) noexcept;
@@ -56,6 +59,7 @@ private:
 // word is used.
 class PX_API PXSpinLockLocker {
 public:
+    // Waits for the word to be 0 and makes it 1; the destructor makes it 0.
     explicit PXSpinLockLocker(long* lockWord) noexcept;
     ~PXSpinLockLocker();
     PXSpinLockLocker(const PXSpinLockLocker&) = delete;

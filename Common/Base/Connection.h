@@ -30,7 +30,7 @@ public:
     virtual void ListenerAttached();
 
     CBaseStream* GetStream() const noexcept;  // borrowed, as are the next two
-    CFStringRef GetID() const noexcept;
+    CFStringRef GetID() const noexcept;       // 32 hexadecimal digits
     CBaseServer* GetServer() const noexcept;  // null before the server has taken the connection
     // Once, before the loop begins; for servers.
     void SetID(CFStringRef id);
@@ -42,6 +42,7 @@ public:
     PXStatus Push(CBaseMsg* message);
 
 protected:
+    // The stream is retained.
     explicit CBaseConnection(CBaseStream* stream);
 
 private:
@@ -49,8 +50,10 @@ private:
     std::unique_ptr<State> state_;
 };
 
+// A connection that answers requests with HandleRequest.
 class PX_API CServerConnection : public CBaseConnection {
 public:
+    // The stream is retained.
     explicit CServerConnection(CBaseStream* stream);
 
     // Reads a request, has it answered, writes the answer, and so on. The connection stays open

@@ -16,7 +16,8 @@ class CBaseStream;
 
 class PX_API CHTTPMessage : public CBaseCore {
 public:
-    CHTTPMessage();  // a request
+    // A request; a message of a type.
+    CHTTPMessage();
     explicit CHTTPMessage(HTTPMessageType type);
     // A null method means "GET"; a null command adds none.
     CHTTPMessage(CFStringRef method, CFStringRef uri, CFStringRef cmd);
@@ -26,8 +27,10 @@ public:
     void SetLimits(const PXHttpLimits& limits) noexcept { limits_ = limits; }
 
     HTTPMessageType GetType() const noexcept { return type_; }
+    // "GET" at first.
     void SetMethod(CFStringRef method);
     CFStringRef GetMethod() const noexcept { return method_; }
+    // What the header Host of the request that was read says; it is not written.
     void SetHost(CFStringRef host);
     CFStringRef GetHost() const noexcept { return host_; }
     // Splits the URI's components at "/" anew, too.
@@ -45,6 +48,7 @@ public:
     // Whether the message that was read names a page that it comes from, as browsers do.
     bool IsFromBrowser() const noexcept { return isFromBrowser_; }
 
+    // Parameters are those of PXHttpMessage.h.
     void SetParam(CFStringRef name, unsigned value);
     void SetParam(CFStringRef name, int value);
     void SetParamDouble(CFStringRef name, double value);
@@ -61,6 +65,8 @@ public:
     CFArrayRef GetParamAsArrayCopy(CFStringRef name);
     PXStatus GetVerbAndObject(CFStringRef& verb, CFStringRef& object);
 
+    // One body, in place of the one before; a message gives its dictionary packed with its raw
+    // bytes, if it has any.
     void SetContent(CFDictionaryRef content);
     void SetContent(CFStringRef type, CFDataRef content);
     void SetContent(CBaseMsg* message);
@@ -78,6 +84,7 @@ public:
     CFDictionaryRef GetResponse();
     bool isBinaryContent() const;
 
+    // As the functions of the same names in PXHttpMessage.h.
     PXStatus SendResponse(CBaseResponse& response);
     PXStatus Read(CBaseStream* stream);
     PXStatus Write(CBaseStream* stream);

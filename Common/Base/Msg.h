@@ -21,6 +21,7 @@ public:
 
     CFStringRef GetName() const;  // null when there is none
     CFDictionaryRef GetDictionary() const noexcept { return dictionary_; }
+    // Null for an absent key.
     CFTypeRef GetValue(CFStringRef key) const;
     CFStringRef GetString(CFStringRef key) const;  // null for what is no string
     int GetInt(CFStringRef key) const;             // 0 for what is neither number nor text of one
@@ -30,6 +31,7 @@ public:
     void SetInt(CFStringRef key, int value);
 
     CFDataRef GetRaw() const noexcept { return raw_; }
+    // Null takes them away.
     void SetRaw(CFDataRef raw);
     bool HasPackedContent() const noexcept { return raw_ != nullptr; }
     // The raw bytes and the dictionary as one body; the caller owns it. Null, logged, when the
@@ -44,6 +46,7 @@ private:
 // A dictionary under construction. Plain value; one thread.
 class PX_API CBaseResponse {
 public:
+    // An empty dictionary.
     CBaseResponse();
     ~CBaseResponse();
     CBaseResponse(const CBaseResponse&) = delete;
@@ -51,6 +54,7 @@ public:
 
     CFDictionaryRef GetDictionary() const noexcept { return dictionary_; }
     void SetResult(PXStatus status);  // under "result", as a signed number
+    // A null value removes the key.
     void SetValue(CFStringRef key, CFTypeRef value);
     void SetString(CFStringRef key, CFStringRef value);
     void SetInt(CFStringRef key, int value);

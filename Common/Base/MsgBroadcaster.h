@@ -32,8 +32,10 @@ protected:
     CBaseMsgListener() noexcept = default;
 };
 
+// The list of listeners, and the queue on which messages are posted to them.
 class PX_API CBaseMsgBroadcaster : public CBaseCore {
 public:
+    // Without listeners.
     CBaseMsgBroadcaster();
     // Waits until what was posted is delivered.
     ~CBaseMsgBroadcaster() override;
@@ -59,6 +61,7 @@ private:
 // The delivery of one message, for a task queue.
 class PX_API CBaseMsgTask : public CBaseTask {
 public:
+    // Retains the message, and who listens to the broadcaster.
     CBaseMsgTask(CBaseMsgBroadcaster* broadcaster, CBaseMsg* message);
     ~CBaseMsgTask() override;
 

@@ -29,6 +29,7 @@ typedef struct __PXProgress* PXProgress;
 typedef void (*PXProgressCallback)(PXProgress progress, void* context);
 
 PX_API PXProgress PXProgressCreate(void) PX_NOEXCEPT; /* null when memory runs out */
+/* Null is returned, and ignored. */
 PX_API PXProgress PXProgressRetain(PXProgress progress) PX_NOEXCEPT;
 PX_API void PXProgressRelease(PXProgress progress) PX_NOEXCEPT;
 

@@ -33,6 +33,7 @@ typedef struct PXServerSettings {
     PXHttpLimits limits; /* of requests */
 } PXServerSettings;
 
+/* The settings of a new server. */
 PX_API void PXServerSettingsGetDefault(PXServerSettings* outSettings) PX_NOEXCEPT;
 
 /* The file DATA/Quarvo/PRODUCT/ServerData.plist (PXFolders.h) of a running server: its port and

@@ -37,6 +37,7 @@ PX_API uint16_t PXSocketGetPort(PXSocket socket) PX_NOEXCEPT;
 /* Waits for a connection, also while the process has no descriptor left for one. */
 PX_API PXStatus PXSocketAccept(PXSocket socket, PXSocket* outConnection) PX_NOEXCEPT;
 
+/* Connects to the address that was set, and waits until the other end has answered. */
 PX_API PXStatus PXSocketConnect(PXSocket socket) PX_NOEXCEPT;
 
 /* Whether the other end of a connection on this machine belongs to the user that this process runs

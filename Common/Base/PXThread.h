@@ -26,6 +26,7 @@ typedef struct __PXThread* PXThread;
 typedef void (*PXThreadFunction)(void* argument);
 
 PX_API PXThread PXThreadCreate(void) PX_NOEXCEPT; /* null when memory runs out */
+/* Returns its argument. */
 PX_API PXThread PXThreadRetain(PXThread thread) PX_NOEXCEPT;
 PX_API void PXThreadRelease(PXThread thread) PX_NOEXCEPT;
 

@@ -47,6 +47,7 @@ class CHTTPMessage;
 
 class PX_API CBaseServer : public CBaseCore {
 public:
+    // A server that does not listen yet.
     CBaseServer();
     ~CBaseServer() override;
 

@@ -56,6 +56,7 @@ public:
     uint64_t GetReadCap() const noexcept { return readCap_; }
     void SetReadCap(uint64_t bytes) noexcept { readCap_ = bytes; }
 
+    // As the functions of the same names in PXStream.h.
     PXStatus ReadInt16(int16_t& value);
     PXStatus ReadUInt16(uint16_t& value);
     PXStatus ReadInt32(int32_t& value);
@@ -71,6 +72,7 @@ public:
     PXStatus WriteUInt64(uint64_t value);
     PXStatus WriteFloat32(float value);
 
+    // As the functions of the same names in PXStream.h.
     PXStatus ReadDataCopy(uint64_t count, CFDataRef& data);
     PXStatus ReadBlockCopy(CFDataRef& data);
     PXStatus WriteBlock(CFDataRef data);

@@ -12,6 +12,7 @@ class BufferedFile;
 
 class PX_API CBaseStreamFile : public CBaseStream {
 public:
+    // On no file yet.
     CBaseStreamFile();
     ~CBaseStreamFile() override;
 
@@ -20,6 +21,7 @@ public:
     CFURLRef GetPath() const noexcept { return path_; }
     void SetMode(CFStringRef mode);
 
+    // As PXStreamOpen and PXStreamClose.
     PXStatus Open() override;
     void Close() override;
     // When fewer bytes move, the first error since the file was opened or its position set, else 0.

@@ -18,8 +18,10 @@ public:
     CFDataRef GetData() const noexcept { return data_; }  // borrowed
     const UInt8* GetBytePtr() const noexcept;
 
+    // Nothing to do: 0.
     PXStatus Open() override;
     void Close() override;
+    // Copies what there is up to the end; kPXErrStreamEnd for none.
     PXStatus ReadChunk(void* buffer, int flag, size_t& size) override;
     // Replaces bytes up to the data's end and appends the rest there, also from a position behind
     // the end. 0 unless memory runs out (kPXErrCreate, logged).

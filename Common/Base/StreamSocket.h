@@ -15,6 +15,7 @@ class CBaseSocket;
 
 class PX_API CBaseStreamSocket : public CBaseStream {
 public:
+    // On no socket yet.
     CBaseStreamSocket() noexcept;
     ~CBaseStreamSocket() override;
 
@@ -28,7 +29,9 @@ public:
     void SetWriteTimeout(uint32_t milliseconds);
 
     PXStatus Open() override;  // kPXErrNotFound without a socket
+    // Ends the connection and wakes who waits on it.
     void Close() override;
+    // Wait for the whole count, see above.
     PXStatus ReadChunk(void* buffer, int flag, size_t& size) override;
     PXStatus WriteChunk(const void* buffer, size_t& size) override;
     PXStatus ReadChar(char& character) override;

@@ -16,8 +16,10 @@ public:
     // The stream is retained.
     CBaseStreamSub(CBaseStream* stream, uint64_t offset, uint64_t length);
 
+    // Nothing to do: the other stream is open. 0.
     PXStatus Open() override;
     void Close() override;
+    // Inside of the range, see above.
     PXStatus ReadChunk(void* buffer, int flag, size_t& size) override;
     PXStatus WriteChunk(const void* buffer, size_t& size) override;
     PXStatus ReadChar(char& character) override;

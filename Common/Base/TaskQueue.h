@@ -46,6 +46,7 @@ class PX_API CBaseTaskQueue : public CBaseCore {
 public:
     static constexpr int kMostGPUTasks = 32;
 
+    // A queue that ignores pushes until it is initialised.
     CBaseTaskQueue();
     // Waits until the queue is empty and nothing runs. Release does so before it destroys; only a
     // subclass's object on the stack must be stopped first if it overrides a hook.
@@ -85,11 +86,13 @@ public:
     CFArrayRef GetRunningTasksCopy();
     CBaseTaskQueueStatistics GetStatistics();
 
+    // Take the task of this key, or all, out of the queue without waiting for those that run.
     void RemoveQueuedTask(CFStringRef key);
     void RemoveQueuedTasksOnly();
     // Removes the queued tasks and waits until the running ones have ended.
     void RemoveQueuedTasks();
 
+    // Sets the stop flag of every task, queued or running; they run on until they look at it.
     void SignalAllTasksStop();
     // If it accepts: accepts no more, sets every task's stop flag, and waits until all have run.
     // Queued tasks run, too.
@@ -100,6 +103,7 @@ protected:
     // than two slots runs it. Called on the scheduler's thread; an override must call this one.
     virtual int ScheduleTask(CBaseTask* task);
 
+    // Until nothing is queued and nothing runs.
     void WaitForRunningTasksToComplete();
     // Shows the queued tasks on the debug console.
     void DumpQueuedTasks();

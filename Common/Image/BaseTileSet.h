@@ -57,10 +57,12 @@ private:
     [[maybe_unused]] int32_t reserved_[2] = {};
 };
 
+// The pieces of one cell.
 class PX_API BaseTileSet : public CBaseCore {
 public:
     static constexpr int32_t kStateIncomplete = 2;
 
+    // Without items, at a row and column of the grid of cells.
     explicit BaseTileSet(int32_t row = -1, int32_t column = -1, bool isComplete = false);
     ~BaseTileSet() override;
 
@@ -100,10 +102,12 @@ private:
     int32_t state_ = 0;
 };
 
+// The cells of a plane.
 class PX_API BaseTileColumnSet : public CBaseCore {
 public:
     static constexpr int32_t kCellSize = 512;
 
+    // Without cells.
     BaseTileColumnSet();
     ~BaseTileColumnSet() override;
 
@@ -116,6 +120,7 @@ public:
                           BaseTileItemType type, int32_t itemRow, int32_t itemColumn);
 
     bool hasColumns() const { return !sets_.empty(); }
+    // Whether any set is in the state kStateIncomplete.
     bool hasIncompleteColumns() const;
     // The smallest rectangle, in pixels, that holds all cells; (0, 0, 0, 0) without any. Numbers
     // beyond int32 are clamped.

@@ -59,8 +59,10 @@ public:
     int32_t curvePointCount() const noexcept;
     int32_t controlPointCount() const noexcept;
 
+    // As given to the constructor, or set or read since.
     int32_t id() const noexcept;
     void setId(int32_t id) noexcept;
+    // The slot that an editor works on.
     int32_t selectedControlPoint() const noexcept;
     void setSelectedControlPoint(int32_t slot) noexcept;
 
@@ -80,9 +82,11 @@ public:
     int32_t minControlPointX() const noexcept;
     int32_t maxControlPointX() const noexcept;
 
+    // The index of the sample at x, 0…1, and the sample there or at an index.
     int32_t curveIndex(float x) const noexcept;
     float curveAt(float x) const noexcept;
     float curveAt(int32_t index) const noexcept;
+    // The slot of x, 0…1, and the point there or in a slot.
     int32_t pointIndex(float x) const noexcept;
     PXPointF pointAt(float x) const noexcept;
     PXPointF pointAt(int32_t slot) const noexcept;

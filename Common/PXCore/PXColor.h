@@ -34,10 +34,12 @@ public:
     PXColor(const PXColor& other);
     virtual ~PXColor();
 
+    // Whether it has a dictionary.
     virtual bool isValid() const noexcept;
     // Stores opaque black.
     virtual void clear();
 
+    // The channel as it is stored; the default when it is absent.
     virtual int32_t red() const noexcept;
     virtual int32_t green() const noexcept;
     virtual int32_t blue() const noexcept;
@@ -49,6 +51,7 @@ public:
     virtual float alphaF() const noexcept;
     virtual PXVec3F rgbF() const noexcept;
 
+    // Stores a channel, or all, as given.
     virtual void setRed(int32_t red);
     virtual void setGreen(int32_t green);
     virtual void setBlue(int32_t blue);

@@ -100,6 +100,7 @@ typedef enum PXMonitorSource {
     kPXMonitorSourceAssigned = 2, /* colour management has assigned it to the primary display */
     kPXMonitorSourceServer = 3    /* the display server has it */
 } PXMonitorSource;
+/* kPXMonitorSourceNone also before PXColorProfileInitialize has looked for one. */
 PX_API PXMonitorSource PXColorProfileGetMonitorSource(void) PX_NOEXCEPT;
 
 /* The ICC bytes of the display's profile: what was set by the next function, else what the system
@@ -156,6 +157,7 @@ PX_API PXColorSpaceType PXColorProfileGetColorSpaceType(PXColorProfile profile) 
 PX_API CFDictionaryRef PXColorProfileGetInfoCopy(PXColorProfile profile) PX_NOEXCEPT;
 PX_API PXColorProfile PXColorProfileCreateWithInfo(CFDictionaryRef info) PX_NOEXCEPT;
 
+/* Returns its argument; the last release frees the profile. */
 PX_API PXColorProfile PXColorProfileRetain(PXColorProfile profile) PX_NOEXCEPT;
 PX_API void PXColorProfileRelease(PXColorProfile profile) PX_NOEXCEPT;
 

@@ -58,6 +58,7 @@ PX_API PXStatus PXHttpMessageWrite(PXHttpMessage message, PXStream stream) PX_NO
 PX_API PXStatus PXHttpMessageSendResponse(PXHttpMessage message,
                                           CFDictionaryRef response) PX_NOEXCEPT;
 
+/* Without the leading slash; and "GET", "POST" or what the request says. */
 PX_API CFStringRef PXHttpMessageGetUri(PXHttpMessage message) PX_NOEXCEPT;
 PX_API CFStringRef PXHttpMessageGetMethod(PXHttpMessage message) PX_NOEXCEPT;
 /* For URIs "object/verb…": both null and kPXErrStreamEnd with fewer than two parts. */
@@ -95,6 +96,8 @@ PX_API bool PXHttpMessageIsBinaryContent(PXHttpMessage message) PX_NOEXCEPT;
  * no dictionary, and in silence without a body. */
 PX_API CFDictionaryRef PXHttpMessageGetContent(PXHttpMessage message) PX_NOEXCEPT;
 
+/* One body, in place of what was set before: a dictionary as a property list, bytes as
+ * application/octet-stream, JSON, a page of HTML, or bytes of a type of your own. */
 PX_API void PXHttpMessageSetContent(PXHttpMessage message, CFDictionaryRef content) PX_NOEXCEPT;
 PX_API void PXHttpMessageSetContentBinary(PXHttpMessage message, CFDataRef content) PX_NOEXCEPT;
 PX_API void PXHttpMessageSetContentJson(PXHttpMessage message, CFDataRef content) PX_NOEXCEPT;

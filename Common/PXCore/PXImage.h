@@ -63,6 +63,7 @@ PX_API PXStatus PXImageCreateCopy(PXImage image, PXImage* outImage) PX_NOEXCEPT;
 
 /* Returns its argument. */
 PX_API PXImage PXImageRetain(PXImage image) PX_NOEXCEPT;
+/* The last release frees the image and its tiles' files. Null is ignored. */
 PX_API void PXImageRelease(PXImage image) PX_NOEXCEPT;
 PX_API int32_t PXImageGetRetainCount(PXImage image) PX_NOEXCEPT; /* null: 0 */
 

@@ -78,6 +78,7 @@ public:
     bool initialize(const PXString& product, bool isUser, int32_t supportType,
                     const PXString& folderName, const PXString& extension);
 
+    // FOLDER, as it was given.
     PXString getPresetFolderName() const;
     // ROOT/FOLDER, absolute; empty before initialize.
     PXString getModuleDataPath() const;
@@ -123,6 +124,7 @@ public:
     bool renamePreset(const PXString& category, const PXString& oldName, const PXString& newName,
                       PXPresetFactory* factory);
 
+    // Whether there is such a folder, or file; false for a name that is refused.
     bool categoryExists(const PXString& category) const;
     bool presetExists(const PXString& name, const PXString& category) const;
     // True also when it is there already.

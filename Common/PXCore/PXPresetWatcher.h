@@ -26,6 +26,7 @@ public:
     // the procedure.
     ~PXPresetWatcher();
 
+    // False when the folder could not be watched.
     bool isWatching() const noexcept;
 
 private:

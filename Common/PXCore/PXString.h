@@ -21,6 +21,7 @@
 
 class PX_API PXString {
 public:
+    // The empty text.
     PXString() noexcept;
     // Copies. A null source logs 1005 and leaves this object holding null.
     PXString(const PXString& other) noexcept;
@@ -51,6 +52,7 @@ public:
     // Makes the text empty; an object that held null holds a string from here on.
     void clear() noexcept;
 
+    // Whether the text ends with the needle.
     bool endsWith(CFStringRef needle, bool caseSensitive) const noexcept;
     bool endsWith(const PXString& needle, bool caseSensitive) const noexcept;
     bool endsWith(const UniChar* needle, bool caseSensitive) const noexcept;
@@ -70,6 +72,7 @@ public:
     int lastIndexOf(const char* needle, int from, bool caseSensitive) const noexcept;
     int lastIndexOf(UniChar needle, int from, bool caseSensitive) const noexcept;
 
+    // Whether the needle is found anywhere.
     bool contains(const PXString& needle, bool caseSensitive) const noexcept;
 
     // The pieces between the separators in order, empty ones included: one more than there are

@@ -140,6 +140,7 @@ PX_API CFMutableArrayRef PXUtilsCFDictionaryGetKeysCopy(CFDictionaryRef dictiona
 /* Whether both have as many entries and each key of `a` has an equal value in `b`. */
 PX_API bool PXUtilsCFDictionaryEqual(CFDictionaryRef a, CFDictionaryRef b) PX_NOEXCEPT;
 
+/* A number of 32 bits. */
 PX_API CFNumberRef PXUtilsCFNumberCreateSInt32(int value) PX_NOEXCEPT;
 /* The number as a 32-bit integer; 0 for null. */
 PX_API int PXUtilsGetIntValue(CFNumberRef number) PX_NOEXCEPT;

@@ -44,6 +44,7 @@ enum PXVariantKind : uint32_t {
 
 class PX_API PXVariant {
 public:
+    // Empty, and one of each kind, whose value is copied.
     PXVariant() noexcept;
     PXVariant(uint8_t value);
     PXVariant(uint16_t value);
@@ -72,10 +73,12 @@ public:
     template <class T>
     requires(!std::is_convertible_v<T*, CBaseCore*>) PXVariant(T* pointer)
     = delete;
+    // A deep copy.
     PXVariant(const PXVariant& other);
 
     virtual ~PXVariant();
 
+    // Whether the value is of this kind.
     virtual bool isEmpty() const noexcept;
     virtual bool isUInt8() const noexcept;
     virtual bool isUInt16() const noexcept;

@@ -9,12 +9,14 @@
 
 class PX_API PXVariantPointerContainer : public CBaseCore {
 public:
+    // Holds the pointer, which may be null.
     PXVariantPointerContainer(void* pointer) noexcept;
     PXVariantPointerContainer(const PXVariantPointerContainer& other) noexcept;
     ~PXVariantPointerContainer() override;
     // Copies the pointer; the counts stay as they are.
     PXVariantPointerContainer& operator=(const PXVariantPointerContainer& other) noexcept;
 
+    // The pointer as it was set last.
     void* value() const noexcept;
     void setValue(void* pointer) noexcept;
 

@@ -35,6 +35,7 @@ typedef void (*CFArrayApplierFunction)(const void* value, void* context);
 // Elements are CF objects: retained, released, compared with CFEqual.
 CF_EXPORT const CFArrayCallBacks kCFTypeArrayCallBacks;
 
+// What CFGetTypeID gives for arrays.
 CF_EXPORT CFTypeID CFArrayGetTypeID(void);
 
 // An immutable array of `numValues` values; null ones are left out where objects are held. NULL

@@ -160,6 +160,7 @@ CF_EXPORT const CFAllocatorRef kCFAllocatorMallocZone;
 CF_EXPORT const CFAllocatorRef kCFAllocatorNull;
 CF_EXPORT const CFAllocatorRef kCFAllocatorUseContext;
 
+// The object that stands for no value in containers that cannot hold NULL.
 CF_EXPORT const CFNullRef kCFNull;
 
 // Adds a reference and returns its argument; constants and cached small values are immortal and
@@ -189,7 +190,9 @@ CF_EXPORT void CFShow(CFTypeRef obj);
 // The same with a string's length and storage in front of its text.
 CF_EXPORT void CFShowStr(CFStringRef str);
 
+// Always kCFAllocatorSystemDefault, borrowed; NULL for NULL.
 CF_EXPORT CFAllocatorRef CFGetAllocator(CFTypeRef cf);
+// What CFGetTypeID gives for kCFNull and for allocators.
 CF_EXPORT CFTypeID CFNullGetTypeID(void);
 CF_EXPORT CFTypeID CFAllocatorGetTypeID(void);
 // The allocator that a NULL stands for in the functions below, on this thread: the one that was set

@@ -28,6 +28,7 @@ extern "C" {
 #define CFCopyLocalizedStringWithDefaultValue(key, tbl, bundle, value, comment) \
     CFBundleCopyLocalizedString((bundle), (key), (value), (tbl))
 
+// What CFGetTypeID gives for bundles.
 CF_EXPORT CFTypeID CFBundleGetTypeID(void);
 
 // Immortal and never NULL.

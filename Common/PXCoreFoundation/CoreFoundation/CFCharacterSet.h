@@ -31,6 +31,7 @@ enum {
     kCFCharacterSetNewline = 15               // U+000A to U+000D, U+0085, U+2028, U+2029
 };
 
+// What CFGetTypeID gives for character sets.
 CF_EXPORT CFTypeID CFCharacterSetGetTypeID(void);
 
 // Immortal; made at its first use. NULL for any other number.

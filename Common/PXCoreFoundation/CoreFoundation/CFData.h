@@ -15,6 +15,7 @@
 extern "C" {
 #endif
 
+// What CFGetTypeID gives for data.
 CF_EXPORT CFTypeID CFDataGetTypeID(void);
 
 // A copy of the bytes.

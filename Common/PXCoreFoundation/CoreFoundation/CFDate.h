@@ -42,6 +42,7 @@ enum {
     kCFGregorianAllUnits = 0x00FFFFFF
 };
 
+// What an absolute time of 0 is in seconds since the start of 1970, and of 1904.
 CF_EXPORT const CFTimeInterval kCFAbsoluteTimeIntervalSince1970;
 CF_EXPORT const CFTimeInterval kCFAbsoluteTimeIntervalSince1904;
 

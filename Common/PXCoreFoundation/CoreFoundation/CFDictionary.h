@@ -49,6 +49,7 @@ CF_EXPORT const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
 CF_EXPORT const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks;
 CF_EXPORT const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 
+// What CFGetTypeID gives for dictionaries.
 CF_EXPORT CFTypeID CFDictionaryGetTypeID(void);
 
 // An immutable dictionary of `numValues` pairs. Of repeated keys the first counts; pairs with a

@@ -27,6 +27,7 @@ CF_EXPORT const CFStringRef kCFErrorUnderlyingErrorKey;
 CF_EXPORT const CFStringRef kCFErrorURLKey;
 CF_EXPORT const CFStringRef kCFErrorFilePathKey;
 
+// What CFGetTypeID gives for errors.
 CF_EXPORT CFTypeID CFErrorGetTypeID(void);
 
 // A new error owned by the caller; domain and user info are copied. `userInfo` may be NULL. NULL

@@ -10,6 +10,7 @@
 extern "C" {
 #endif
 
+// What CFGetTypeID gives for locales.
 CF_EXPORT CFTypeID CFLocaleGetTypeID(void);
 
 // The locale of no language; its identifier is "". Immortal.

@@ -39,6 +39,7 @@ CF_EXPORT const CFNumberRef kCFNumberPositiveInfinity;
 CF_EXPORT const CFNumberRef kCFNumberNegativeInfinity;
 CF_EXPORT const CFNumberRef kCFNumberNaN;
 
+// What CFGetTypeID gives for numbers.
 CF_EXPORT CFTypeID CFNumberGetTypeID(void);
 
 // Reads a value of the type from `valuePtr`, which need not be aligned. The caller owns the result;

@@ -27,6 +27,7 @@ enum {
 
 enum { kCFNumberFormatterParseIntegersOnly = 1 };
 
+// What CFGetTypeID gives for formatters.
 CF_EXPORT CFTypeID CFNumberFormatterGetTypeID(void);
 
 // `locale` may be NULL (the current one). NULL for currency, percent and scientific styles.

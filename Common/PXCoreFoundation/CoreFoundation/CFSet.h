@@ -36,6 +36,7 @@ typedef void (*CFSetApplierFunction)(const void* value, void* context);
 CF_EXPORT const CFSetCallBacks kCFTypeSetCallBacks;
 CF_EXPORT const CFSetCallBacks kCFCopyStringSetCallBacks;
 
+// What CFGetTypeID gives for sets.
 CF_EXPORT CFTypeID CFSetGetTypeID(void);
 
 // Of equal values the first counts. NULL when the count is negative, or positive without values.

@@ -40,6 +40,7 @@ CF_EXPORT const CFStreamPropertyKey kCFStreamPropertyFileCurrentOffset;
 // its end.
 CF_EXPORT const CFStreamPropertyKey kCFStreamPropertyAppendToFile;
 
+// What CFGetTypeID gives for the two kinds of streams.
 CF_EXPORT CFTypeID CFReadStreamGetTypeID(void);
 CF_EXPORT CFTypeID CFWriteStreamGetTypeID(void);
 

@@ -91,6 +91,7 @@ CF_EXPORT CFStringRef __CFStringMakeConstantString(const char* cStr);
 #define CFSTR(s) __CFStringMakeConstantString("" s "")
 #endif
 
+// What CFGetTypeID gives for strings.
 CF_EXPORT CFTypeID CFStringGetTypeID(void);
 
 // Text up to the zero terminator in UTF-8 or an 8-bit encoding. Decoding is strict everywhere:
@@ -155,6 +156,7 @@ CF_EXPORT CFDataRef CFStringCreateExternalRepresentation(CFAllocatorRef alloc,
                                                          CFStringRef theString,
                                                          CFStringEncoding encoding, UInt8 lossByte);
 
+// The number of units; 0 for NULL.
 CF_EXPORT CFIndex CFStringGetLength(CFStringRef theString);
 // The unit at `idx`; 0 outside the string.
 CF_EXPORT UniChar CFStringGetCharacterAtIndex(CFStringRef theString, CFIndex idx);
@@ -276,6 +278,7 @@ CF_EXPORT CFArrayRef CFStringCreateArrayBySeparatingStrings(CFAllocatorRef alloc
 CF_EXPORT CFStringRef CFStringCreateByCombiningStrings(CFAllocatorRef alloc, CFArrayRef theArray,
                                                        CFStringRef separatorString);
 
+// Adds text behind the last unit.
 CF_EXPORT void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString);
 CF_EXPORT void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars,
                                         CFIndex numChars);

@@ -12,6 +12,7 @@
 extern "C" {
 #endif
 
+// What CFGetTypeID gives for time zones.
 CF_EXPORT CFTypeID CFTimeZoneGetTypeID(void);
 
 // Named as the system names it, else "GMT".

@@ -28,6 +28,7 @@ enum {
 
 enum { kCFURLPOSIXPathStyle = 0, kCFURLHFSPathStyle = 1, kCFURLWindowsPathStyle = 2 };
 
+// What CFGetTypeID gives for URLs.
 CF_EXPORT CFTypeID CFURLGetTypeID(void);
 
 // NULL for text that is no URL: a character that may not stand in one, a "%" without two digits,

@@ -30,6 +30,7 @@ typedef struct {
     UInt8 byte15;
 } CFUUIDBytes;
 
+// What CFGetTypeID gives for identifiers.
 CF_EXPORT CFTypeID CFUUIDGetTypeID(void);
 
 // A random identifier (version 4); NULL when the system has no random bytes.
