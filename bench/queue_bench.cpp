@@ -2,7 +2,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -17,6 +16,7 @@
 #include "Base/TaskQueue.h"
 #include "Base/Ref.h"
 #include "Base/WordLock.h"
+#include "Latencies.h"
 
 #ifdef PX_HAVE_TBB
 #include <tbb/task_group.h>
@@ -30,6 +30,7 @@
 
 namespace {
 
+using px::bench::Latencies;
 using px::os::Os;
 
 constexpr int64_t kItems = 1'000'000;
@@ -92,25 +93,6 @@ void FloodAsio(benchmark::State& state)
 }
 BENCHMARK(FloodAsio)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
-
-// The times from a call until another thread has answered it, and their quantiles in microseconds.
-class Latencies {
-public:
-    void Add(int64_t nanos) { nanos_.push_back(nanos); }
-    void Report(benchmark::State& state)
-    {
-        std::sort(nanos_.begin(), nanos_.end());
-        const auto at = [&](double share) {
-            const auto last = static_cast<double>(nanos_.size() - 1);
-            return static_cast<double>(nanos_[static_cast<size_t>(last * share)]) / 1000;
-        };
-        state.counters["median_us"] = at(0.5);
-        state.counters["p99_us"] = at(0.99);
-    }
-
-private:
-    std::vector<int64_t> nanos_;
-};
 
 std::atomic<int64_t> startedAt;
 

@@ -1,0 +1,273 @@
+// Streams on memory and on a file in the page cache, in bytes per second: 16 MiB in pieces of 64
+// KiB and of 4 bytes, beside the copy or the calls to the system that they cannot do without, and
+// beside the C library's own buffered files.
+
+#include "Base/Platform/Platform.h"
+#include "Base/Ref.h"
+#include "Base/Stream.h"
+#include "Base/UTF8Text.h"
+#include "PXCore/PXStream.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using px::os::Os;
+
+constexpr size_t kTotal = 16 << 20;
+constexpr size_t kBlock = 64 << 10;
+
+const std::string& Pattern()
+{
+    static const std::string pattern(kTotal, 'p');
+    return pattern;
+}
+
+// A file of the full length, and the streams on it.
+class PatternFile {
+public:
+    PatternFile()
+        : path_(
+              (fs::temp_directory_path() / ("px_streams_bench_" + std::to_string(Os().processId())))
+                  .string())
+    {
+        std::FILE* file = std::fopen(path_.c_str(), "wb");
+        if (!file || std::fwrite(Pattern().data(), 1, kTotal, file) != kTotal) std::abort();
+        std::fclose(file);
+    }
+    ~PatternFile() { fs::remove(path_); }
+
+    const char* Path() const { return path_.c_str(); }
+
+private:
+    const std::string path_;
+};
+
+PXRef<CBaseStream> Owned(PXStream stream)
+{
+    return PXRef<CBaseStream>::Adopt(px::ToStream(stream));
+}
+
+PXRef<CBaseStream> OnMemory()
+{
+    const auto bytes = CFRef<CFMutableDataRef>::Adopt(CFDataCreateMutable(nullptr, 0));
+    CFDataAppendBytes(bytes.Get(), reinterpret_cast<const UInt8*>(Pattern().data()), kTotal);
+    PXStream stream = nullptr;
+    PXStreamCreateForData(bytes.Get(), &stream);
+    return Owned(stream);
+}
+
+PXRef<CBaseStream> OnFile(const PatternFile& file)
+{
+    const auto path = px::StringOf(file.Path());
+    const auto url = CFRef<CFURLRef>::Adopt(
+        CFURLCreateWithFileSystemPath(nullptr, path.Get(), kCFURLPOSIXPathStyle, false));
+    PXStream stream = nullptr;
+    PXStreamCreateForFile(url.Get(), CFSTR("r+"), &stream);
+    if (PXStreamOpen(stream)) std::abort();
+    return Owned(stream);
+}
+
+// Calls `move(place, size)` for all pieces of the whole length, from the start, over and over.
+template <class Rewind, class Move>
+void Pieces(benchmark::State& state, Rewind rewind, Move move)
+{
+    const auto piece = static_cast<size_t>(state.range(0));
+    for (auto _ : state) {
+        rewind();
+        for (size_t at = 0; at < kTotal; at += piece) {
+            if (!move(at, piece)) return state.SkipWithError("the transfer failed");
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(kTotal));
+}
+
+void Read(benchmark::State& state, CBaseStream* stream)
+{
+    std::vector<char> buffer(kBlock);
+    Pieces(
+        state, [&] { stream->SetPos(0); },
+        [&](size_t, size_t size) {
+            size_t done = size;
+            const PXStatus status = stream->ReadChunk(buffer.data(), CBaseStream::kBlock, done);
+            benchmark::ClobberMemory();
+            return status == kPXOK && done == size;
+        });
+}
+
+void Write(benchmark::State& state, CBaseStream* stream)
+{
+    const std::vector<char> buffer(kBlock, 'q');
+    Pieces(
+        state, [&] { stream->SetPos(0); },
+        [&](size_t, size_t size) {
+            size_t done = size;
+            return stream->WriteChunk(buffer.data(), done) == kPXOK && done == size;
+        });
+}
+
+void MemoryRead(benchmark::State& state)
+{
+    Read(state, OnMemory().Get());
+}
+
+void MemoryWrite(benchmark::State& state)
+{
+    Write(state, OnMemory().Get());
+}
+
+void FileRead(benchmark::State& state)
+{
+    const PatternFile file;
+    Read(state, OnFile(file).Get());
+}
+
+void FileWrite(benchmark::State& state)
+{
+    const PatternFile file;
+    Write(state, OnFile(file).Get());
+}
+
+// Numbers are what small pieces usually are.
+template <class Open>
+void ReadNumbers(benchmark::State& state, Open open)
+{
+    const PXRef<CBaseStream> stream = open();
+    Pieces(
+        state, [&] { stream->SetPos(0); },
+        [&](size_t, size_t) {
+            uint32_t number = 0;
+            const PXStatus status = stream->ReadUInt32(number);
+            benchmark::DoNotOptimize(number);
+            return status == kPXOK;
+        });
+}
+
+void MemoryReadUInt32(benchmark::State& state)
+{
+    ReadNumbers(state, OnMemory);
+}
+
+void FileReadUInt32(benchmark::State& state)
+{
+    const PatternFile file;
+    ReadNumbers(state, [&] { return OnFile(file); });
+}
+
+void BareMemoryRead(benchmark::State& state)
+{
+    std::vector<char> buffer(kBlock);
+    const char* from = Pattern().data();
+    Pieces(
+        state, [] {},
+        [&](size_t at, size_t size) {
+            std::memcpy(buffer.data(), from + at, size);
+            benchmark::ClobberMemory();
+            return true;
+        });
+}
+
+void BareMemoryWrite(benchmark::State& state)
+{
+    const std::vector<char> buffer(kBlock, 'q');
+    std::string to = Pattern();
+    Pieces(
+        state, [] {},
+        [&](size_t at, size_t size) {
+            std::memcpy(to.data() + at, buffer.data(), size);
+            benchmark::ClobberMemory();
+            return true;
+        });
+}
+
+void BareFileRead(benchmark::State& state)
+{
+    const PatternFile pattern;
+    px::os::File file = px::os::kNoFile;
+    Os().openFile(pattern.Path(), px::os::OpenMode::kRead, &file);
+    std::vector<char> buffer(kBlock);
+    Pieces(
+        state, [] {},
+        [&](size_t at, size_t size) {
+            size_t got = 0;
+            const int error =
+                Os().readAt(file, buffer.data(), size, static_cast<int64_t>(at), &got);
+            return error == 0 && got == size;
+        });
+    Os().closeFile(file);
+}
+
+void BareFileWrite(benchmark::State& state)
+{
+    const PatternFile pattern;
+    px::os::File file = px::os::kNoFile;
+    Os().openFile(pattern.Path(), px::os::OpenMode::kReadWrite, &file);
+    const std::vector<char> buffer(kBlock, 'q');
+    Pieces(
+        state, [] {},
+        [&](size_t at, size_t size) {
+            size_t done = 0;
+            const int error =
+                Os().writeAt(file, buffer.data(), size, static_cast<int64_t>(at), &done);
+            return error == 0 && done == size;
+        });
+    Os().closeFile(file);
+}
+
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+void LibraryFileRead(benchmark::State& state)
+{
+    const PatternFile pattern;
+    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(pattern.Path(), "rb"));
+    std::vector<char> buffer(kBlock);
+    Pieces(
+        state, [&] { std::rewind(file.get()); },
+        [&](size_t, size_t size) {
+            const bool isWhole = std::fread(buffer.data(), 1, size, file.get()) == size;
+            benchmark::ClobberMemory();
+            return isWhole;
+        });
+}
+
+void LibraryFileWrite(benchmark::State& state)
+{
+    const PatternFile pattern;
+    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(pattern.Path(), "r+b"));
+    const std::vector<char> buffer(kBlock, 'q');
+    Pieces(
+        state, [&] { std::rewind(file.get()); },
+        [&](size_t, size_t size) {
+            return std::fwrite(buffer.data(), 1, size, file.get()) == size;
+        });
+}
+
+void InMilliseconds(benchmark::internal::Benchmark* row)
+{
+    row->Arg(kBlock)->Arg(4)->Unit(benchmark::kMillisecond);
+}
+BENCHMARK(MemoryRead)->Apply(InMilliseconds);
+BENCHMARK(BareMemoryRead)->Apply(InMilliseconds);
+BENCHMARK(MemoryWrite)->Apply(InMilliseconds);
+BENCHMARK(BareMemoryWrite)->Apply(InMilliseconds);
+BENCHMARK(MemoryReadUInt32)->Arg(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(FileRead)->Apply(InMilliseconds);
+BENCHMARK(LibraryFileRead)->Apply(InMilliseconds);
+BENCHMARK(FileReadUInt32)->Arg(4)->Unit(benchmark::kMillisecond);
+BENCHMARK(FileWrite)->Apply(InMilliseconds);
+BENCHMARK(LibraryFileWrite)->Apply(InMilliseconds);
+// A call to the system for every four bytes would tell nothing.
+BENCHMARK(BareFileRead)->Arg(kBlock)->Unit(benchmark::kMillisecond);
+BENCHMARK(BareFileWrite)->Arg(kBlock)->Unit(benchmark::kMillisecond);
+
+}  // namespace
