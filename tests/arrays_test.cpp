@@ -1,12 +1,7 @@
 // Searching, sorting and editing of arrays.
 
-#include <algorithm>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "support/Containers.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 
 namespace {
 

@@ -1,9 +1,7 @@
 // Binary property lists, byte by byte.
 
-#include <string>
-#include <vector>
-
 #include "support/Lists.h"
+#include "support/Test.h"
 
 namespace {
 
@@ -144,10 +142,7 @@ TEST_F(BinaryLists, RefusedForms)
         return File(objects, 2, 2);
     };
     EXPECT_TRUE(ReadList(nested(512)).list);
-    const struct {
-        const char* name;
-        std::string bytes;
-    } rows[] = {
+    const std::pair<const char*, std::string> rows[] = {
         {"holds itself",
          FromHex("62706C6973743030 A10008 0000000000000101 0000000000000001 0000000000000000"
                  "000000000000000A")},
@@ -181,10 +176,10 @@ TEST_F(BinaryLists, RefusedForms)
         {"offsets of 9 bytes", File({"09"}, 1, 9)},
         {"header alone", "bplist00"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, bytes] : rows) {
         for (CFOptionFlags options : {0U, 1U, 2U}) {
-            SCOPED_TRACE(std::string(row.name) + " " + std::to_string(options));
-            const ReadResult read = ReadList(row.bytes, options);
+            SCOPED_TRACE(std::string(name) + " " + std::to_string(options));
+            const ReadResult read = ReadList(bytes, options);
             EXPECT_FALSE(read.list);
             EXPECT_EQ(kCorrupt, read.code) << read.failure;
         }

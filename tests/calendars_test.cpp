@@ -1,17 +1,10 @@
-#include <chrono>
-#include <cmath>
-#include <cstdlib>
-#include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <limits>
-#include <random>
-
 #include "ZoneRules.h"
-#include "support/CF.h"
 #include "support/FakePlatform.h"
-#include "support/Seed.h"
+#include "support/Test.h"
+
+#include <chrono>
+#include <ctime>
+#include <iterator>
 
 namespace {
 

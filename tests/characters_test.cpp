@@ -1,13 +1,7 @@
-#include <utf8proc.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <random>
-#include <vector>
-
-#include "support/CF.h"
 #include "support/Gate.h"
-#include "support/Seed.h"
+#include "support/Test.h"
+
+#include <utf8proc.h>
 
 namespace {
 
@@ -31,10 +25,7 @@ std::vector<int> SetsOf(UTF32Char character)
 
 TEST_F(Characters, BelongToThePredefinedSetsOfTheirCategory)
 {
-    const struct {
-        UTF32Char character;
-        std::vector<int> sets;
-    } rows[] = {
+    const std::pair<UTF32Char, std::vector<int>> rows[] = {
         // clang-format off
         {'\t', {1, 2, 3}}, {'\n', {1, 3, 15}}, {' ', {2, 3}}, {0x85, {1, 3, 15}},
         {0x2028, {3, 15}}, {0x200B, {1}}, {0xA0, {2, 3}}, {'7', {4, 10}}, {0xBD, {10}},
@@ -43,8 +34,8 @@ TEST_F(Characters, BelongToThePredefinedSetsOfTheirCategory)
         {0x1D7CE, {4, 10}}, {0xFFFF, {12}}, {0x10FFFF, {12}}, {0x110000, {}},
         // clang-format on
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(row.sets, SetsOf(row.character)) << std::hex << row.character;
+    for (const auto& [character, sets] : rows)
+        EXPECT_EQ(sets, SetsOf(character)) << std::hex << character;
     EXPECT_EQ(nullptr, CFCharacterSetGetPredefined(0));
     EXPECT_EQ(nullptr, CFCharacterSetGetPredefined(16));
 }
@@ -168,10 +159,7 @@ std::string Composed(std::u16string_view units)
 
 TEST_F(Characters, AreCutWhereReadersSeeThemEnd)
 {
-    const struct {
-        const char16_t* text;
-        const char* cut;
-    } rows[] = {
+    const std::pair<const char16_t*, const char*> rows[] = {
         {u"abc", "a|b|c|"},
         {u"e\u0301e", "e\u0301|e|"},
         {u"a\r\nb", "a|\r\n|b|"},
@@ -181,7 +169,7 @@ TEST_F(Characters, AreCutWhereReadersSeeThemEnd)
         {u"\u1112\u1161\u11AB\uD55C", "\u1112\u1161\u11AB|\uD55C|"},
         {u"", ""},
     };
-    for (const auto& row : rows) EXPECT_EQ(row.cut, Composed(row.text));
+    for (const auto& [text, cut] : rows) EXPECT_EQ(cut, Composed(text));
     EXPECT_EQ("-1,0", TextOf(CFStringGetRangeOfComposedCharactersAtIndex(CFSTR("a"), 1)));
     EXPECT_EQ("0,1", TextOf(CFStringGetRangeOfComposedCharactersAtIndex(Text(u"\xD800z"), 0)));
 }

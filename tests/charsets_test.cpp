@@ -1,9 +1,4 @@
-#include <algorithm>
-#include <random>
-#include <vector>
-
-#include "support/CF.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 
 namespace {
 
@@ -43,17 +38,14 @@ TEST_F(Charsets, NamesAndNumbersLeadBackToTheEncoding)
         if (encoding == kCFStringEncodingUTF32) want = kCFStringEncodingUTF32LE;
         EXPECT_EQ(want, CFStringConvertWindowsCodepageToEncoding(page));
     }
-    const struct {
-        const char* name;
-        CFStringEncoding encoding;
-    } rows[] = {
+    const std::pair<const char*, CFStringEncoding> rows[] = {
         {"Latin1", kCFStringEncodingISOLatin1},
         {"UTF8", kCFStringEncodingUTF8},
         {"x-mac-roman", kCFStringEncodingMacRoman},
         {"cp1252", kCFStringEncodingWindowsLatin1},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.encoding, CFStringConvertIANACharSetNameToEncoding(Text(row.name)));
+    for (const auto& [name, encoding] : rows) {
+        EXPECT_EQ(encoding, CFStringConvertIANACharSetNameToEncoding(Text(name)));
     }
     for (const char* unknown : {"", "utf-9", "utf-8 "}) {
         EXPECT_EQ(kNone, CFStringConvertIANACharSetNameToEncoding(Text(unknown)));

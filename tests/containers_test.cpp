@@ -1,14 +1,8 @@
 // Dictionaries and sets, and what all containers have in common.
 
-#include <algorithm>
-#include <limits>
-#include <random>
-#include <utility>
-#include <vector>
-
 #include "Containers_p.h"
 #include "support/Containers.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 
 namespace {
 

@@ -1,11 +1,6 @@
 // Data: bytes that are lent, edited and grown.
 
-#include <cstring>
-#include <limits>
-#include <utility>
-#include <vector>
-
-#include "support/CF.h"
+#include "support/Test.h"
 
 namespace {
 

@@ -5,14 +5,10 @@
 #include "Base/PXThread.h"
 #include "PXCore/PXImage.h"
 #include "PXCore/PXPreset.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <fstream>
 #include <regex>
 #include <set>
-#include <string>
-#include <thread>
 
 namespace {
 

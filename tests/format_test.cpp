@@ -1,15 +1,8 @@
-#include <cerrno>
+#include "support/Containers.h"
+#include "support/Test.h"
+
 #include <cfloat>
 #include <clocale>
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <limits>
-#include <random>
-
-#include "support/Containers.h"
-#include "support/Seed.h"
 
 namespace {
 
@@ -196,10 +189,7 @@ TEST(TextForm, SaysTheValueOfEveryClass)
     const auto dictionary = DictionaryOf({{CFSTR("b"), five}, {CFSTR("a"), array}});
     const void* members[] = {CFSTR("m"), kCFNull};
     const Owned<CFSetRef> set(CFSetCreate(nullptr, members, 2, &kCFTypeSetCallBacks));
-    const struct {
-        CFTypeRef object;
-        const char* want;
-    } rows[] = {
+    const std::pair<CFTypeRef, const char*> rows[] = {
         // clang-format off
         {five, "5"}, {huge, "18446744073709551615"}, {tenth, "0.10000000000000001"}, {one, "1"},
         {kCFBooleanTrue, "true"}, {kCFBooleanFalse, "false"}, {kCFNull, "<null>"},
@@ -208,11 +198,11 @@ TEST(TextForm, SaysTheValueOfEveryClass)
         {set, "{(m, <null>)}"}, {empty, "()"}, {pointers, "(0x10, 0x0)"},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.want, Formatted("%@", row.object));
-        if (row.object == kCFNull || CFGetTypeID(row.object) == CFURLGetTypeID()) continue;
-        const std::string name = Taken(CFCopyTypeIDDescription(CFGetTypeID(row.object)));
-        EXPECT_EQ("<" + name + " " + row.want + ">", Taken(CFCopyDescription(row.object)));
+    for (const auto& [object, want] : rows) {
+        EXPECT_EQ(want, Formatted("%@", object));
+        if (object == kCFNull || CFGetTypeID(object) == CFURLGetTypeID()) continue;
+        const std::string name = Taken(CFCopyTypeIDDescription(CFGetTypeID(object)));
+        EXPECT_EQ("<" + name + " " + want + ">", Taken(CFCopyDescription(object)));
     }
     EXPECT_EQ("  true|(x|", Formatted("%6@|%.2@|", kCFBooleanTrue, array.Get()));
     const Owned<CFUUIDRef> uuid(CFUUIDCreate(nullptr));

@@ -1,16 +1,7 @@
 // Geometry against plain wide arithmetic, invariants, and the rules that look odd but are meant.
 
 #include "PXCore/PXGeometry.h"
-#include "support/Seed.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <random>
-#include <string>
-#include <vector>
+#include "support/Test.h"
 
 bool operator==(const PXRect& a, const PXRect& b)
 {
@@ -379,21 +370,19 @@ TEST(Geometry, ScenesRoundEdgesAndKeepThemAcrossMagnifications)
 TEST(Geometry, WildFloatsBecomeIntegersAtTheEndsOfTheRange)
 {
     const float inf = std::numeric_limits<float>::infinity(), nan = std::nanf("");
-    const struct {
-        float value;
-        int32_t want;
-    } rows[] = {{nan, 0},           {inf, INT32_MAX}, {-inf, INT32_MIN},          {3e9F, INT32_MAX},
-                {-3e9F, INT32_MIN}, {-0.5F, -1},      {2147483520.0F, 2147483520}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.value);
-        EXPECT_EQ(row.want, PXSizeFToPXSize({row.value, 0}).width);
-        EXPECT_EQ(row.want, PXPointFToPXPointISQ({0, row.value}).y);
-        EXPECT_EQ(row.want, PXRectFToPXRectISQ({row.value, 0, 0, 0}).x);
-        const PXRect scaled = PXRectScale({1, -1, INT32_MAX, INT32_MIN}, row.value);
-        EXPECT_EQ(std::isnan(row.value), scaled.x == 0 && scaled.width == 0);
-        (void)PXRectScaleD({INT32_MIN, INT32_MAX, INT32_MAX, INT32_MIN}, row.value);
-        (void)PXAffineTransformTransformRect({0, 0, 9, 9}, {row.value, 1, 1, 1, 0, row.value});
-        (void)PXPreviewSceneGetPXRect({row.value, -row.value, inf, nan, 2, 2});
+    const std::pair<float, int32_t> rows[] = {
+        {nan, 0},           {inf, INT32_MAX}, {-inf, INT32_MIN},          {3e9F, INT32_MAX},
+        {-3e9F, INT32_MIN}, {-0.5F, -1},      {2147483520.0F, 2147483520}};
+    for (const auto& [value, want] : rows) {
+        SCOPED_TRACE(value);
+        EXPECT_EQ(want, PXSizeFToPXSize({value, 0}).width);
+        EXPECT_EQ(want, PXPointFToPXPointISQ({0, value}).y);
+        EXPECT_EQ(want, PXRectFToPXRectISQ({value, 0, 0, 0}).x);
+        const PXRect scaled = PXRectScale({1, -1, INT32_MAX, INT32_MIN}, value);
+        EXPECT_EQ(std::isnan(value), scaled.x == 0 && scaled.width == 0);
+        (void)PXRectScaleD({INT32_MIN, INT32_MAX, INT32_MAX, INT32_MIN}, value);
+        (void)PXAffineTransformTransformRect({0, 0, 9, 9}, {value, 1, 1, 1, 0, value});
+        (void)PXPreviewSceneGetPXRect({value, -value, inf, nan, 2, 2});
     }
     EXPECT_EQ(INT32_MAX, PXRectGetCenter({INT32_MAX, 0, INT32_MAX, 0}).x);
 }

@@ -1,16 +1,8 @@
 // Property lists: XML and the old text format, what is valid, copies, streams and errors.
 
-#include <algorithm>
-#include <cmath>
-#include <cstring>
-#include <cstdlib>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "support/FakePlatform.h"
 #include "support/Lists.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 
 namespace {
 
@@ -334,9 +326,7 @@ std::string ShownText(const std::string& bytes)
 
 TEST_F(Lists, OldTextIsReadInEveryForm)
 {
-    const struct {
-        const char *text, *want;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"{ a = b; \"c d\" = ( 1, two, ); e = {}; f = (); g = <0fbd 77>; }",
          "{a = b, c d = (1, two), e = {}, f = (), g = <0fbd77>}"},
         {"( word_1.$/:-x )", "(word_1.$/:-x)"},
@@ -349,7 +339,7 @@ TEST_F(Lists, OldTextIsReadInEveryForm)
         {"(http://x/y)", "(http://x/y)"},
         {"\xEF\xBB\xBF\"ü\" = \"é\";", "{ü = é}"},
     };
-    for (const auto& row : rows) EXPECT_EQ(row.want, ShownText(row.text)) << row.text;
+    for (const auto& [text, want] : rows) EXPECT_EQ(want, ShownText(text)) << text;
     for (const bool isBigEndian : {false, true}) {
         for (const bool hasMark : {false, true}) {
             EXPECT_EQ("{a = é}", ShownText(Wide("a = \"\xE9\";\n", isBigEndian, hasMark)));
@@ -359,10 +349,7 @@ TEST_F(Lists, OldTextIsReadInEveryForm)
 
 TEST_F(Lists, RefusedOldTextNamesTheLine)
 {
-    const struct {
-        const char* text;
-        int line;
-    } rows[] = {
+    const std::pair<const char*, int> rows[] = {
         // clang-format off
         {"{ a = b }", 1}, {"{\n a b; }", 2}, {"(\na\n b)", 3}, {"( a", 1}, {"\n{ a = ;\n}", 2},
         {"{ a = b;", 1}, {"a = 1;\nb", 2}, {"\"open\n", 1}, {"\n\n/* open", 3},
@@ -371,7 +358,7 @@ TEST_F(Lists, RefusedOldTextNamesTheLine)
         {")", 1}, {"\nbplist", 2}, {"a = (1;", 1}, {"\"\\", 1}, {"\"\xFF\"", 1},
         // clang-format on
     };
-    for (const auto& row : rows) ExpectRefused(row.text, row.text, row.line);
+    for (const auto& [text, line] : rows) ExpectRefused(text, text, line);
     EXPECT_EQ(std::string::npos,
               ShownText(std::string(512, '(') + std::string(512, ')')).find("line"));
     EXPECT_NE(std::string::npos,

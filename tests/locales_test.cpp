@@ -1,10 +1,4 @@
-#include <cmath>
-#include <cstdlib>
-#include <cstring>
-#include <random>
-
-#include "support/CF.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 
 namespace {
 

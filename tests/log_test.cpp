@@ -1,28 +1,12 @@
 #include "Base/LogLine.h"
 #include "Base/PXProcess.h"
 #include "Base/UTF8Text.h"
-#include "CoreFoundation/CoreFoundation.h"
-#include "support/CF.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Gate.h"
-#include "support/Seed.h"
 #include "support/TempFolder.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <random>
 #include <regex>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -243,7 +227,7 @@ TEST(Log, IgnoresWhatALoggerDoesToTheLog)
                                      PXLogFlush();
                                  },
                                  [](void*) { PXLogRemoveAllLoggers(); }};
-    EXPECT_EQ(PXStatus{kPXOK}, PXLoggerSetProcs(logger, &procs, logger));
+    EXPECT_EQ(kPXOK, PXLoggerSetProcs(logger, &procs, logger));
     EventLog events;
     const uint32_t before = PXLogGetIgnoredCount();
     PXLogAddLogger(logger);
@@ -272,7 +256,7 @@ TEST(Log, LoggerMayReleaseItselfInEachProcedure)
         SCOPED_TRACE(in);
         isIn[in] = true;
         self = PXLoggerCreate();
-        EXPECT_EQ(PXStatus{kPXOK}, PXLoggerSetProcs(self, &procs, nullptr));
+        EXPECT_EQ(kPXOK, PXLoggerSetProcs(self, &procs, nullptr));
         PXLogAddLogger(self);
         EXPECT_EQ(in == 0 ? 1 : 2, PXLoggerGetRetainCount(self));
         PXLog(CFSTR("line"));
@@ -292,10 +276,7 @@ protected:
         PXLogSetFileLimits(16 << 20, 3);
     }
 
-    void Add() const
-    {
-        EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(px::URLOf(path_, false).Get()));
-    }
+    void Add() const { EXPECT_EQ(kPXOK, PXLogAddFileLogger(px::URLOf(path_, false).Get())); }
 
     const std::string path_ = Path("log.txt");
 };
@@ -314,7 +295,7 @@ TEST_F(LogFile, AppendsWholeLinesAtOnceWhenUrgentAndWhenRemoved)
     PXLogFlush();
     EXPECT_EQ("in a new file\n", Content(path_));
     const PXLogger logger = PXLoggerCreateFile(px::URLOf(path_, false).Get());
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXLoggerSetProcs(logger, nullptr, nullptr));
+    EXPECT_EQ(kPXErrBadArgument, PXLoggerSetProcs(logger, nullptr, nullptr));
     PXLoggerRelease(logger);
     EXPECT_EQ(nullptr, PXLoggerCreateFile(nullptr));
 }
@@ -464,7 +445,7 @@ TEST_F(LogFile, DefaultFileLiesInTheUsersDataFolder)
     }
     {
         EventLog events;
-        EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(nullptr));  // not the first: adds nothing
+        EXPECT_EQ(kPXOK, PXLogAddFileLogger(nullptr));  // not the first: adds nothing
         fake->makePrivateFolder = [](const char*) { return EACCES; };
         fake.SetEnvironment({{"HOME", Path("refused")}});
         EXPECT_EQ(nullptr, PXLogGetLogFilePathCopy());
@@ -473,7 +454,7 @@ TEST_F(LogFile, DefaultFileLiesInTheUsersDataFolder)
         EXPECT_EQ(2, events.Count(1003));
     }
     fake.SetEnvironment(rows[0].variables);
-    EXPECT_EQ(PXStatus{kPXOK}, PXLogAddFileLogger(nullptr));
+    EXPECT_EQ(kPXOK, PXLogAddFileLogger(nullptr));
     PXLogWithStyle(&kUrgent, CFSTR("x"));
     EXPECT_EQ("x\n", Content(rows[0].folder + "/Quarvo/QuarvoLog.txt"));
 }

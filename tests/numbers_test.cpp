@@ -1,22 +1,11 @@
 // Numbers, booleans, dates and time zones.
 
-#include <algorithm>
-#include <bit>
-#include <cerrno>
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <limits>
-#include <random>
-#include <utility>
-#include <vector>
-
 #include "Base/Platform/Platform.h"
 #include "Number_p.h"
-#include "support/CF.h"
 #include "support/FakePlatform.h"
-#include "support/Seed.h"
+#include "support/Test.h"
+
+#include <bit>
 
 namespace {
 

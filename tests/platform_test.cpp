@@ -1,10 +1,7 @@
 #include "Base/Platform/Platform.h"
 
 #include "support/TempFolder.h"
-
-#include <algorithm>
-#include <cerrno>
-#include <filesystem>
+#include "support/Test.h"
 
 namespace {
 
@@ -87,9 +84,9 @@ TEST_F(Platform, ReportsWhatFailed)
     char small[2];
     EXPECT_EQ(ERANGE, Os().executablePath(small, sizeof(small)));
     EXPECT_EQ(ERANGE, Os().currentFolder(small, sizeof(small)));
-    EXPECT_EQ(PXStatus{kPXOK}, px::os::StatusOf(0));
-    EXPECT_EQ(PXStatus{kPXErrCreate}, px::os::StatusOf(ENOMEM));
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, px::os::StatusOf(ENOENT));
+    EXPECT_EQ(kPXOK, px::os::StatusOf(0));
+    EXPECT_EQ(kPXErrCreate, px::os::StatusOf(ENOMEM));
+    EXPECT_EQ(kPXErrNotFound, px::os::StatusOf(ENOENT));
     EXPECT_STREQ("no space left on the device", px::os::TextOf(ENOSPC));
 }
 

@@ -1,23 +1,12 @@
 #include "PXCore/PXColor.h"
 #include "PXCore/PXPreset.h"
 #include "PXCore/PXUtils.h"
+#include "support/Test.h"
 #include "support/ValueTest.h"
-
-#include <gmock/gmock.h>
-
-#include <functional>
-#include <memory>
 
 namespace {
 
-using px::test::DataOf;
-using px::test::DictionaryOf;
-using px::test::EventLog;
-using px::test::Number;
-using px::test::Owned;
-using px::test::Text;
-using px::test::Utf8Of;
-using px::test::ValueTest;
+using namespace px::test;
 using testing::ElementsAre;
 
 class Preset : public ValueTest {};
@@ -89,11 +78,11 @@ TEST_F(Preset, ReadsTheCommonKeysByTheirRules)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         PXPreset preset;
-        EXPECT_EQ(PXStatus{kPXOK}, preset.initWithPresetData(row.dictionary));
+        EXPECT_EQ(kPXOK, preset.initWithPresetData(row.dictionary));
         EXPECT_EQ(row.keys, KeysOf(preset.presetData()));
         EXPECT_EQ(row.presetName, Utf8Of(preset.name()));
         // What is absent changes nothing.
-        EXPECT_EQ(PXStatus{kPXOK}, preset.initWithPresetData(DictionaryOf({})));
+        EXPECT_EQ(kPXOK, preset.initWithPresetData(DictionaryOf({})));
         EXPECT_EQ(row.keys, KeysOf(preset.presetData()));
         const PXPreset copy(preset);
         EXPECT_EQ(row.presetName, Utf8Of(copy.name()));
@@ -107,14 +96,14 @@ TEST_F(Preset, ReadsRawDataOrChangesNothing)
     EventLog events;
     for (const char* bad : {"", "<plist><array/></plist>", "<plist><dict><key>presetName</key>"}) {
         SCOPED_TRACE(bad);
-        EXPECT_EQ(PXStatus{kPXErrCreate}, preset.initWithPresetRawData(DataOf(bad)));
+        EXPECT_EQ(kPXErrCreate, preset.initWithPresetRawData(DataOf(bad)));
     }
     EXPECT_EQ(3, events.Count(1002));
     EXPECT_THAT(events.Messages()[0], testing::EndsWith(" of PXPreset"));
     EXPECT_EQ("before", Utf8Of(preset.name()));
-    EXPECT_EQ(PXStatus{kPXOK}, preset.initWithPresetRawData(DataOf(
-                                   "<plist><dict><key>presetName</key><string>after</string>"
-                                   "<key>sortOrder</key><integer>9</integer></dict></plist>")));
+    EXPECT_EQ(kPXOK, preset.initWithPresetRawData(
+                         DataOf("<plist><dict><key>presetName</key><string>after</string>"
+                                "<key>sortOrder</key><integer>9</integer></dict></plist>")));
     EXPECT_EQ("after", Utf8Of(preset.name()));
     EXPECT_EQ(9, preset.customSortOrder());
 }
@@ -138,11 +127,11 @@ TEST_F(Preset, RefusesNullAndWorkThatIsAModules)
 {
     PXPreset preset;
     EventLog events;
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, preset.initWithPresetData(nullptr));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, preset.initWithPresetRawData(nullptr));
+    EXPECT_EQ(kPXErrBadArgument, preset.initWithPresetData(nullptr));
+    EXPECT_EQ(kPXErrBadArgument, preset.initWithPresetRawData(nullptr));
     preset.addModuleData(nullptr);
     EXPECT_EQ(3, events.Count(1005));
-    EXPECT_EQ(PXStatus{kPXErrNotSupported},
+    EXPECT_EQ(kPXErrNotSupported,
               preset.applyToImage(nullptr, nullptr, 0, nullptr, nullptr, {}, 0));
     EXPECT_EQ(1, events.Count(1025));
 }
@@ -202,11 +191,11 @@ TEST_F(ColorValue, TakesOverChannelsAlone)
                                      {CFSTR("qColorVersion"), Number(int64_t{99})},
                                      {CFSTR("presetName"), CFSTR("Moss")}});
     PXColor colour(1, 2, 3, 4);
-    EXPECT_EQ(PXStatus{kPXOK}, colour.initWithPresetData(given));
+    EXPECT_EQ(kPXOK, colour.initWithPresetData(given));
     EXPECT_TRUE(colour == PXColor(0, 7, 0, 255) && !(colour != PXColor(0, 7, 0, 255)));
     EXPECT_FALSE(colour.presetData() == given.Get());
     EXPECT_EQ(0, CFDictionaryContainsKey(colour.presetData(), CFSTR("presetName")));
-    EXPECT_EQ(PXStatus{kPXOK}, colour.initWithPresetData(colour.presetData()));
+    EXPECT_EQ(kPXOK, colour.initWithPresetData(colour.presetData()));
     PXColor copy(colour);
     EXPECT_TRUE(copy == colour && !(copy != colour));
     copy = *&copy;
@@ -224,7 +213,7 @@ TEST_F(ColorValue, IsInvalidWithoutItsDictionary)
     EventLog events;
     colour.setRed(5);
     EXPECT_EQ(1, events.Count(1003));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, colour.initWithPresetData(nullptr));
+    EXPECT_EQ(kPXErrBadArgument, colour.initWithPresetData(nullptr));
     EXPECT_EQ(1, events.Count(1005));
     EXPECT_TRUE(PXColor(colour).isValid());
 }

@@ -1,12 +1,9 @@
-#include <utf8proc.h>
-
-#include <cerrno>
-#include <filesystem>
-
 #include "Base/Platform/Platform.h"
-#include "support/CF.h"
 #include "support/FakePlatform.h"
 #include "support/TempFolder.h"
+#include "support/Test.h"
+
+#include <utf8proc.h>
 
 namespace {
 
@@ -273,10 +270,7 @@ TEST_F(Bundles, AreFoldersWithInformationAndResources)
 
 TEST_F(Bundles, VersionsArePacked)
 {
-    const struct {
-        const char* text;
-        UInt32 number;
-    } rows[] = {
+    const std::pair<const char*, UInt32> rows[] = {
         {"\"1\"", 0x01008000},
         {"\"42.9\"", 0x42908000},
         {"\"1.2.3d255\"", 0x012320FF},
@@ -292,10 +286,10 @@ TEST_F(Bundles, VersionsArePacked)
         {"(1)", 0},
     };
     int count = 0;
-    for (const auto& row : rows) {
+    for (const auto& [text, number] : rows) {
         const std::string name = "v" + std::to_string(count++);
-        Write(name + "/Info.plist", "CFBundleVersion = "s + row.text + ";");
-        EXPECT_EQ(row.number, CFBundleGetVersionNumber(Bundle(At(name)))) << row.text;
+        Write(name + "/Info.plist", "CFBundleVersion = "s + text + ";");
+        EXPECT_EQ(number, CFBundleGetVersionNumber(Bundle(At(name)))) << text;
     }
     Write("number/Info.plist", "<dict><key>CFBundleVersion</key><integer>710</integer></dict>");
     EXPECT_EQ(710u, CFBundleGetVersionNumber(Bundle(At("number"))));

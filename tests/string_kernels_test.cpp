@@ -1,14 +1,6 @@
 #include "StringKernels.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
-#include <random>
-#include <string>
-#include <vector>
-
-#include "support/Seed.h"
+#include "support/Test.h"
 
 namespace {
 

@@ -1,15 +1,7 @@
-#include <cmath>
-#include <limits>
-#include <random>
-#include <vector>
-
 #include "String_p.h"
-#include "support/CF.h"
 #include "support/Gate.h"
 #include "support/RefFind.h"
-#include "support/Seed.h"
-
-#include <gmock/gmock.h>
+#include "support/Test.h"
 
 namespace {
 

@@ -6,22 +6,14 @@
 #include "Base/PXProgress.h"
 #include "Base/PXThread.h"
 #include "Base/WordLock.h"
-#include "support/CF.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Gate.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -240,12 +232,12 @@ TEST(ThreadsCondition, WaitsEndWithASignalOrTheirTime)
     CBaseMutex mutex;
     CBaseCondition condition;
     EventLog events;
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, condition.Wait(&mutex)) << "mutex not held";
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, condition.Wait(nullptr));
+    EXPECT_EQ(kPXErrBadArgument, condition.Wait(&mutex)) << "mutex not held";
+    EXPECT_EQ(kPXErrBadArgument, condition.Wait(nullptr));
     StMutexLocker lock(&mutex);
     condition.Signal();  // nobody waits: the next waiter resets it
-    EXPECT_EQ(PXStatus{kPXWaitTimeout}, condition.TimedWait(&mutex, 1));
-    EXPECT_EQ(PXStatus{kPXWaitTimeout}, condition.TimedWait(&mutex, 0));
+    EXPECT_EQ(kPXWaitTimeout, condition.TimedWait(&mutex, 1));
+    EXPECT_EQ(kPXWaitTimeout, condition.TimedWait(&mutex, 0));
     EXPECT_TRUE(mutex.IsHeldByCaller());
     EXPECT_EQ(1, mutex.RetainCount());
     EXPECT_EQ(2, events.Count(kPXErrBadArgument));
@@ -253,7 +245,7 @@ TEST(ThreadsCondition, WaitsEndWithASignalOrTheirTime)
         StMutexLocker own(&mutex);  // gets in only when the wait has left the mutex
         condition.Signal();
     });
-    EXPECT_EQ(PXStatus{kPXOK}, condition.Wait(&mutex));
+    EXPECT_EQ(kPXOK, condition.Wait(&mutex));
     lock.Unlock();
     signaller.join();
 }
@@ -337,11 +329,11 @@ TEST(Progress, TellsThousandthsMessagesAndTheEnd)
     EXPECT_EQ(1.0, watcher.fractions.back());
     PXProgressSetMessage(watcher.progress, CFSTR("rows"));
     EXPECT_EQ("rows", watcher.messages.back());
-    EXPECT_EQ(PXStatus{kPXOK}, PXProgressGetStatus(watcher.progress));
+    EXPECT_EQ(kPXOK, PXProgressGetStatus(watcher.progress));
     PXProgressCancel(watcher.progress);
     PXProgressCancel(watcher.progress);
     EXPECT_TRUE(PXProgressIsCancelled(watcher.progress));
-    EXPECT_EQ(PXStatus{kPXErrSoft}, PXProgressGetStatus(watcher.progress));
+    EXPECT_EQ(kPXErrSoft, PXProgressGetStatus(watcher.progress));
     PXProgressSetTotal(watcher.progress, INT64_MAX);
     PXProgressStep(watcher.progress, INT64_MAX / 2);
     EXPECT_EQ(0.5, watcher.fractions.back());

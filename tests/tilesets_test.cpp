@@ -2,14 +2,9 @@
 
 #include "Image/BaseTileSet.h"
 #include "PXCore/PXImage.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <random>
 #include <set>
-#include <string>
 #include <tuple>
 
 namespace {
@@ -144,7 +139,7 @@ TEST(TileSets, AsManySetsPassForEqual)
 TEST(TileSets, ItemsRetainTheirImage)
 {
     PXImage images[2] = {};
-    for (PXImage& image : images) ASSERT_EQ(PXStatus{kPXOK}, PXImageCreate(&image));
+    for (PXImage& image : images) ASSERT_EQ(kPXOK, PXImageCreate(&image));
     {
         BaseTileItem item(1, 2, kPlain, 3, 4);
         item.setImage(images[0]);

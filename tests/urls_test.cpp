@@ -1,13 +1,7 @@
-#include <filesystem>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "Base/Platform/Platform.h"
-#include "support/CF.h"
 #include "support/FakePlatform.h"
-#include "support/Seed.h"
 #include "support/TempFolder.h"
+#include "support/Test.h"
 
 namespace {
 
@@ -132,9 +126,7 @@ TEST(URL, RefusesTextThatIsNone)
 TEST(URL, ResolvesReferences)
 {
     const URL base = URLOf("http://a/b/c/d;p?q");
-    const struct {
-        const char *reference, *want;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         // clang-format off
         {"g:h", "g:h"}, {"g", "http://a/b/c/g"}, {"./g", "http://a/b/c/g"},
         {"g/", "http://a/b/c/g/"}, {"/g", "http://a/g"}, {"//g", "http://g"},
@@ -145,11 +137,11 @@ TEST(URL, ResolvesReferences)
         {"..g", "http://a/b/c/..g"}, {"./g/.", "http://a/b/c/g/"},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.reference);
-        const URL url = URLOf(row.reference, base);
+    for (const auto& [reference, want] : rows) {
+        SCOPED_TRACE(reference);
+        const URL url = URLOf(reference, base);
         ASSERT_TRUE(url);
-        EXPECT_EQ(row.want, TextOf(URL(CFURLCopyAbsoluteURL(url))));
+        EXPECT_EQ(want, TextOf(URL(CFURLCopyAbsoluteURL(url))));
     }
     // A chain of bases is folded, so that depth costs nothing.
     URL url = URLOf("http://a/b/c/d;p?q");

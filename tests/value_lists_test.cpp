@@ -1,13 +1,7 @@
 #include "PXCore/PXUtils.h"
 #include "support/Lists.h"
+#include "support/Test.h"
 #include "support/ValueTest.h"
-
-#include <gmock/gmock.h>
-
-#include <cmath>
-#include <cstring>
-#include <limits>
-#include <utility>
 
 namespace {
 

@@ -4,18 +4,8 @@
 #include "PXCore/PXUtils.h"
 #include "PXCore/PXVariant.h"
 #include "PXCore/PXVariantPointerContainer.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 #include "support/ValueTest.h"
-
-#include <gmock/gmock.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <limits>
-#include <map>
-#include <memory>
-#include <random>
 
 namespace {
 
@@ -327,10 +317,10 @@ void CheckKind(size_t tag, const T& value, T& (PXVariant::*get)() const noexcept
     EXPECT_NE(&(variant.*get)(), &(copy.*get)());
     T out = {};
     EventLog events;
-    EXPECT_EQ(PXStatus{kPXOK}, (variant.*tryGet)(&out));
+    EXPECT_EQ(kPXOK, (variant.*tryGet)(&out));
     EXPECT_TRUE(isSame(value, out));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, (variant.*tryGet)(nullptr));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, (PXVariant().*tryGet)(&out));
+    EXPECT_EQ(kPXErrBadArgument, (variant.*tryGet)(nullptr));
+    EXPECT_EQ(kPXErrBadArgument, (PXVariant().*tryGet)(&out));
     EXPECT_TRUE(isSame(value, out));
     EXPECT_EQ(2, events.Count(1005));
 }
@@ -382,7 +372,7 @@ TEST_F(VariantValue, HoldsOneReferenceToAnObject)
         second = first;
         EXPECT_EQ(3, object->RetainCount());
         CBaseCore* lent = nullptr;
-        EXPECT_EQ(PXStatus{kPXOK}, second.tryGetObjectPtr(&lent));
+        EXPECT_EQ(kPXOK, second.tryGetObjectPtr(&lent));
         EXPECT_EQ(&target, static_cast<PXVariantPointerContainer*>(lent)->value());
         EXPECT_EQ(3, object->RetainCount());
         second = PXVariant(static_cast<CBaseCore*>(nullptr));
@@ -424,11 +414,11 @@ TEST_F(VariantValue, HoldsColoursByTheirChannels)
     const PXVariant copy(first);
     ExpectKind(copy, 18);
     const PXColor* lent = nullptr;
-    EXPECT_EQ(PXStatus{kPXOK}, copy.tryGetColor(&lent));
+    EXPECT_EQ(kPXOK, copy.tryGetColor(&lent));
     EXPECT_EQ(lent, &copy.colorValue());
     EXPECT_TRUE(*lent == PXColor(1, -2, 300, 4));
     EventLog events;
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, Probe(uint32_t{18}).tryGetColor(&lent));
+    EXPECT_EQ(kPXErrBadArgument, Probe(uint32_t{18}).tryGetColor(&lent));
     EXPECT_EQ(1, events.Count(1005));
 }
 

@@ -1,20 +1,15 @@
 #include "Base/Platform/Platform.h"
 #include "PXCore/PXPresetWatcher.h"
 #include "PXCore/PresetDebounce.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Gate.h"
 #include "support/TempFolder.h"
-
-#include <gmock/gmock.h>
-
-#include <cerrno>
+#include "support/Test.h"
 
 namespace {
 
 using px::PresetDebounce;
-using px::test::EventLog;
-using px::test::FakeTable;
+using namespace px::test;
 
 TEST(PresetDebounce, MakesOneOfManyChanges)
 {
@@ -33,12 +28,9 @@ TEST(PresetDebounce, MakesOneOfManyChanges)
     EXPECT_EQ(-1, debounce.Left(2000));
 }
 
-class PresetWatcherThread : public px::test::TempFolder {
+class PresetWatcherThread : public TempFolder {
 protected:
-    static void Count(void* self)
-    {
-        px::test::Add(static_cast<PresetWatcherThread*>(self)->calls_);
-    }
+    static void Count(void* self) { Add(static_cast<PresetWatcherThread*>(self)->calls_); }
     PXString Folder() const { return PXString(root_.c_str()); }
 
     std::atomic<int> calls_{0};
