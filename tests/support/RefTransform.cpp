@@ -39,7 +39,8 @@ double Sample(const RefPicture& source, const RefTransformJob& job, const PXRect
     const int64_t nearY = std::clamp<int64_t>(y, b.y, int64_t{b.y} + b.height - 1);
     if (job.fill.empty() || (x == nearX && y == nearY)) return source.At(nearX, nearY, plane);
     const double fill = job.fill[static_cast<size_t>(plane)];
-    return source.depth == 32 ? fill : std::round(fill * HighestOf(source.depth));
+    if (source.depth == 32) return fill;
+    return std::isnan(fill) ? 0 : std::round(std::clamp(fill, 0.0, 1.0) * HighestOf(source.depth));
 }
 
 }  // namespace

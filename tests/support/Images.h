@@ -1,0 +1,66 @@
+#pragma once
+
+// Images — image handles that give themselves back, and the bytes of images.
+
+#include "PXCore/PXImageAccess.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+namespace px::test {
+
+using Bytes = std::vector<uint8_t>;
+
+struct ReleaseImage {
+    void operator()(PXImage image) const { PXImageRelease(image); }
+};
+class Image : public std::unique_ptr<__PXImage, ReleaseImage> {
+public:
+    using unique_ptr::unique_ptr;
+    operator PXImage() const { return get(); }
+};
+
+// What create(arguments…, &image) makes.
+template <class Create, class... Arguments>
+Image Created(Create create, Arguments... arguments)
+{
+    PXImage image = nullptr;
+    EXPECT_EQ(kPXOK, create(arguments..., &image));
+    return Image(image);
+}
+
+inline Image Make(PXRect bounds, int32_t depth, int32_t planes, PXDataSourceType source,
+                  PXTransparency transparency = kPXTransparencyNone)
+{
+    return Created(PXImageCreateWithParams2, bounds, depth, planes, kPXColorSpaceByChannels,
+                   transparency, source);
+}
+
+// Without padding.
+inline int64_t RowBytes(PXImage image, int32_t width)
+{
+    const int32_t pixel = PXImageGetColBytes(image);
+    return pixel ? int64_t{pixel} * width : (int64_t{width} + 7) / 8;
+}
+
+inline Bytes Read(PXImage image, PXRect rect)
+{
+    Bytes bytes(static_cast<size_t>(RowBytes(image, rect.width) * rect.height));
+    EXPECT_EQ(kPXOK, PXImageRead2(image, rect, bytes.data(), RowBytes(image, rect.width)));
+    return bytes;
+}
+
+inline Bytes ReadAll(PXImage image)
+{
+    return Read(image, PXImageGetBounds(image));
+}
+
+inline void SetBytes(PXImage image, const Bytes& bytes)
+{
+    const PXRect bounds = PXImageGetBounds(image);
+    EXPECT_EQ(kPXOK, PXImageWrite2(image, bounds, bytes.data(), RowBytes(image, bounds.width)));
+}
+
+}  // namespace px::test
