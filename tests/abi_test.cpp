@@ -19,19 +19,13 @@
 #include "PXCore/PXVariant.h"
 #include "CoreFoundation/CFString.h"
 #include "PXCore/PXVariantPointerContainer.h"
+#include "support/Test.h"
 
-#include "support/EventLog.h"
-
-#include <gtest/gtest.h>
-
-#include <cstddef>
-#include <cstring>
-#include <string>
 #include <type_traits>
 
 namespace {
 
-using px::test::EventLog;
+using namespace px::test;
 
 static_assert(sizeof(PXPoint) == 8 && sizeof(PXPointF) == 8 && sizeof(PXVec2) == 8);
 static_assert(sizeof(PXVec2F) == 8 && sizeof(PXSize) == 8 && sizeof(PXSizeF) == 8);
@@ -73,7 +67,7 @@ Result CallSlot(void* object, size_t slot, Arguments... arguments)
 TEST(Abi, CountedObjectsKeepTheirSlots)
 {
     PXImage image = nullptr;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreate(&image));
+    ASSERT_EQ(kPXOK, PXImageCreate(&image));
     EXPECT_EQ(2, CallSlot<int32_t>(image, 2));
     EXPECT_EQ(2, PXImageGetRetainCount(image));
     EXPECT_EQ(1, CallSlot<int32_t>(image, 3));
@@ -242,41 +236,15 @@ TEST(Abi, BlittersKeepTheirSlots)
 }
 
 // In the order of the table, after the destructor and the counting.
-enum ProfileSlot : size_t {
-    kSetInfo = 4,
-    kOpenFile,
-    kGetStandard,
-    kGetRawData,
-    kSetRawData,
-    kGetGridSize,
-    kSetGridSize,
-    kGetColorSpaceType,
-    kIsValid,
-    kGetName,
-    kSetName,
-    kCopyDescription,
-    kSetDescription,
-    kCopyICCData,
-    kSetICCData,
-    kCreateStandard,
-    kLoadByName,
-    kGetICCData,
-    kCreateCopy,
-    kGetDeviceClass,
-    kClear,
-    kCreateSoftProofCube,
-    kCopyInfo,
-    kApplyToImageRect,
-    kApplyToImage,
-    kConvertImage,
-    kConvertImageInBands,
-    kConvertColor,
-    kConvertColor8,
-    kConvertColorSoftProof,
-    kCreateImageTransform,
-    kGetHandle,
-    kCreateRGBCube
-};
+constexpr size_t kSetInfo = 4, kOpenFile = 5, kGetStandard = 6, kGetRawData = 7, kSetRawData = 8,
+                 kGetGridSize = 9, kSetGridSize = 10, kGetColorSpaceType = 11, kIsValid = 12,
+                 kGetName = 13, kSetName = 14, kCopyDescription = 15, kSetDescription = 16,
+                 kCopyICCData = 17, kSetICCData = 18, kCreateStandard = 19, kLoadByName = 20,
+                 kGetICCData = 21, kCreateCopy = 22, kGetDeviceClass = 23, kClear = 24,
+                 kCreateSoftProofCube = 25, kCopyInfo = 26, kApplyToImageRect = 27,
+                 kApplyToImage = 28, kConvertImage = 29, kConvertImageInBands = 30,
+                 kConvertColor = 31, kConvertColor8 = 32, kConvertColorSoftProof = 33,
+                 kCreateImageTransform = 34, kGetHandle = 35, kCreateRGBCube = 36;
 
 TEST(Abi, ColorProfilesKeepTheirFieldsAndGetters)
 {
@@ -350,18 +318,8 @@ TEST(Abi, ColorProfilesKeepTheirConversions)
 
 TEST(Abi, ColorCubesKeepTheirFieldsAndSlots)
 {
-    enum : size_t {
-        kInitialize = 4,
-        kGetDataRef,
-        kSetData,
-        kGetDataPtr,
-        kConvert,
-        kGetSize,
-        kSetSize,
-        kGetMode,
-        kSetMode,
-        kApply
-    };
+    constexpr size_t kInitialize = 4, kGetDataRef = 5, kSetData = 6, kGetDataPtr = 7, kConvert = 8,
+                     kGetSize = 9, kSetSize = 10, kGetMode = 11, kSetMode = 12, kApply = 13;
     struct Fields {
         void* table;
         int32_t count;
@@ -409,17 +367,16 @@ TEST(Abi, ColorProfilesRefuseThroughTheirSlots)
     void* transform = nullptr;
     EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kLoadByName, CFSTR("sRGB")));
     EXPECT_EQ(kPXErrNotFound, CallSlot<PXStatus>(profile, kOpenFile, CFSTR("/none")));
-    for (const size_t slot : {kSetInfo, kSetICCData})
-        EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, slot, none));
-    EXPECT_EQ(kPXErrBadArgument,
-              CallSlot<PXStatus>(profile, kApplyToImageRect, noImage, none, &rect));
-    EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, kApplyToImage, noImage, none));
-    EXPECT_EQ(kPXErrBadArgument,
-              CallSlot<PXStatus>(profile, kConvertImage, none, noImage, noImage, &rect, 0));
-    EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, kConvertImageInBands, none, noImage,
-                                                    noImage, &rect, 2, 0));
-    EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, kCreateImageTransform, none, noImage,
-                                                    noImage, 0, &transform));
+    const auto refuses = [&](size_t slot, auto... arguments) {
+        EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, slot, arguments...));
+    };
+    refuses(kSetInfo, none);
+    refuses(kSetICCData, none);
+    refuses(kApplyToImageRect, noImage, none, &rect);
+    refuses(kApplyToImage, noImage, none);
+    refuses(kConvertImage, none, noImage, noImage, &rect, 0);
+    refuses(kConvertImageInBands, none, noImage, noImage, &rect, 2, 0);
+    refuses(kCreateImageTransform, none, noImage, noImage, 0, &transform);
     EXPECT_EQ(7, events.Count(kPXErrBadArgument));
     PXColorProfileRelease(profile);
 }
@@ -446,20 +403,24 @@ private:
     int ScheduleTask(CBaseTask*) override { return called = 's'; }
 };
 
+// What is called through the slots after the destructor and the counting.
+template <class Object>
+std::string CalledSlots(Object& object, size_t end)
+{
+    std::string called;
+    for (size_t slot = 4; slot < end; ++slot) {
+        CallSlot<void>(&object, slot);
+        called += object.called;
+    }
+    return called;
+}
+
 TEST(Abi, TasksAndQueuesKeepTheirSlots)
 {
     SlotTask task;
-    std::string called;
-    for (size_t slot = 4; slot < 8; ++slot) {
-        CallSlot<void>(&task, slot);
-        called += task.called;
-    }
     SlotQueue queue;
-    for (size_t slot = 4; slot < 7; ++slot) {
-        CallSlot<void>(&queue, slot);
-        called += queue.called;
-    }
-    EXPECT_EQ("RSTCbas", called);
+    EXPECT_EQ("RSTC", CalledSlots(task, 8));
+    EXPECT_EQ("bas", CalledSlots(queue, 7));
 }
 
 class SlotStream final : public CBaseStream {
@@ -491,12 +452,7 @@ private:
 TEST(Abi, StreamsKeepTheirSlots)
 {
     SlotStream stream;
-    std::string called;
-    for (size_t slot = 4; slot < 22; ++slot) {
-        CallSlot<void>(&stream, slot);
-        called += stream.called;
-    }
-    EXPECT_EQ("ocrw1sflgpnkbhyeLP", called);
+    EXPECT_EQ("ocrw1sflgpnkbhyeLP", CalledSlots(stream, 22));
 }
 
 }  // namespace

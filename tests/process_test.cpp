@@ -3,24 +3,11 @@
 #include "Base/ProcessVersion.h"
 #include "Base/ProcessWatcher.h"
 #include "Base/UTF8Text.h"
-#include "support/CF.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/TempFolder.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <map>
-#include <sstream>
-#include <string>
-#include <thread>
 
 namespace {
 
@@ -299,13 +286,13 @@ TEST_F(Process, StartsWithoutMainThreadAndReadsItsBundle)
         EXPECT_EQ(3, debugTexts);
         EXPECT_EQ(0U, PXProcessGetMainThreadID());
         const auto nothing = [](void*, void*) {};
-        EXPECT_EQ(PXStatus{kPXErrNotFound}, PXProcessRunOnMainThread(nothing, nullptr, nullptr));
+        EXPECT_EQ(kPXErrNotFound, PXProcessRunOnMainThread(nothing, nullptr, nullptr));
         EXPECT_EQ(0U, PXProcessRunMainThreadCalls());
         EXPECT_EQ(-1, PXProcessGetMainThreadFileDescriptor());
 
         fake->makeEvent = [](px::os::File*) { return EMFILE; };
-        EXPECT_EQ(PXStatus{kPXOK}, PXProcessInit());
-        EXPECT_EQ(PXStatus{kPXOK}, PXProcessRunOnMainThread(nothing, nullptr, nullptr));
+        EXPECT_EQ(kPXOK, PXProcessInit());
+        EXPECT_EQ(kPXOK, PXProcessRunOnMainThread(nothing, nullptr, nullptr));
         EXPECT_EQ(-1, PXProcessGetMainThreadFileDescriptor());
         EXPECT_EQ(2, events.Count(1002));
         fake->makeEvent = px::os::NativeTable().makeEvent;
@@ -316,7 +303,7 @@ TEST_F(Process, StartsWithoutMainThreadAndReadsItsBundle)
         EXPECT_EQ(1U, PXProcessRunMainThreadCalls());
         EXPECT_EQ(0, Os().waitForFiles(&event, &ready, 1, 0));
         EXPECT_FALSE(ready);
-        std::thread([] { EXPECT_EQ(PXStatus{kPXOK}, PXProcessInit()); }).join();
+        std::thread([] { EXPECT_EQ(kPXOK, PXProcessInit()); }).join();
         EXPECT_EQ(PXProcessGetCurrentThreadID(), PXProcessGetMainThreadID());
         EXPECT_TRUE(isMain() && !std::async(std::launch::async, isMain).get());
         EXPECT_EQ(3, debugTexts);
@@ -338,10 +325,9 @@ TEST_F(Process, LoadsModulesAndFindsFunctions)
     EventLog events;
     PXModule module = nullptr;
     PXModule again = nullptr;
-    EXPECT_EQ(PXStatus{kPXErrNotFound},
-              PXProcessOpenFrameworkAgain(CFSTR("px_test_module"), &module));
-    ASSERT_EQ(PXStatus{kPXOK}, PXProcessLoadFramework(CFSTR("px_test_module"), &module));
-    EXPECT_EQ(PXStatus{kPXOK}, PXProcessOpenFrameworkAgain(CFSTR("libpx_test_module.so"), &again));
+    EXPECT_EQ(kPXErrNotFound, PXProcessOpenFrameworkAgain(CFSTR("px_test_module"), &module));
+    ASSERT_EQ(kPXOK, PXProcessLoadFramework(CFSTR("px_test_module"), &module));
+    EXPECT_EQ(kPXOK, PXProcessOpenFrameworkAgain(CFSTR("libpx_test_module.so"), &again));
     EXPECT_EQ(module, again);
     void* found = PXProcessGetDylibFunctionPointForName(module, CFSTR("pxTestAnswer"));
     ASSERT_NE(nullptr, found);
@@ -350,22 +336,22 @@ TEST_F(Process, LoadsModulesAndFindsFunctions)
     EXPECT_EQ(nullptr, PXProcessGetDylibFunctionPointForName(nullptr, CFSTR("malloc")));
     EXPECT_EQ(nullptr, PXProcessGetFunctionPointForName(CFSTR("pxTestAnswer")));
     EXPECT_NE(nullptr, PXProcessGetFunctionPointForName(CFSTR("malloc")));
-    EXPECT_EQ(PXStatus{kPXOK}, PXProcessUnloadDylib(module));
-    EXPECT_EQ(PXStatus{kPXOK}, PXProcessUnloadDylib(again));
+    EXPECT_EQ(kPXOK, PXProcessUnloadDylib(module));
+    EXPECT_EQ(kPXOK, PXProcessUnloadDylib(again));
     EXPECT_EQ(1, events.Count(1003));
 
     std::ofstream(root_ / "text.so") << "no module";
     const auto url = px::URLOf(root_ / "text.so", false);
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXProcessLoadDylib(url.Get(), &module));
+    EXPECT_EQ(kPXErrNotFound, PXProcessLoadDylib(url.Get(), &module));
     EXPECT_EQ(nullptr, module);
     EXPECT_EQ(2, events.Count(1003));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessLoadDylib(url.Get(), nullptr));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessLoadDylib(nullptr, &module));
+    EXPECT_EQ(kPXErrBadArgument, PXProcessLoadDylib(url.Get(), nullptr));
+    EXPECT_EQ(kPXErrBadArgument, PXProcessLoadDylib(nullptr, &module));
     for (const char* name : {"", "a/b", "..\\x"})
-        EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessLoadFramework(Text(name), &module));
+        EXPECT_EQ(kPXErrBadArgument, PXProcessLoadFramework(Text(name), &module));
     // The last one is unloaded already; the loader itself would follow either pointer.
     for (PXModule none : {PXModule{}, reinterpret_cast<PXModule>(&events), again}) {
-        EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessUnloadDylib(none));
+        EXPECT_EQ(kPXErrBadArgument, PXProcessUnloadDylib(none));
         EXPECT_EQ(nullptr, PXProcessGetDylibFunctionPointForName(none, CFSTR("pxTestAnswer")));
     }
     EXPECT_EQ(8, events.Count(1005));
@@ -411,12 +397,23 @@ private:
     std::promise<int32_t> promise_;
 };
 
+// Two who ask one after the other both hear how it ended.
+void ExpectExit(int32_t wanted, uint32_t processId)
+{
+    for (int i = 0; i < 2; ++i) {
+        Report report;
+        ASSERT_EQ(kPXOK, report.Watch(processId));
+        EXPECT_EQ(wanted, report.ExitCode());
+        EXPECT_FALSE(Os().isProcessRunning(processId));
+    }
+}
+
 uint32_t LaunchShell(const std::string& script, CFURLRef folder = nullptr)
 {
     const auto arguments = ArrayOf({CFSTR("-c"), Text(script)});
     uint32_t processId = 99;
-    EXPECT_EQ(PXStatus{kPXOK}, PXProcessLaunchApplication2(px::URLOf("/bin/sh", false).Get(),
-                                                           arguments, folder, &processId));
+    EXPECT_EQ(kPXOK, PXProcessLaunchApplication2(px::URLOf("/bin/sh", false).Get(), arguments,
+                                                 folder, &processId));
     return processId;
 }
 
@@ -449,49 +446,32 @@ void ProcessThreads::LaunchesWatchesAndKills()
     const CFRef<CFURLRef> folder = px::URLOf(root_, true);
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        Report first;
-        Report second;
-        const uint32_t processId = LaunchShell(row.script, folder.Get());
-        ASSERT_EQ(PXStatus{kPXOK}, first.Watch(processId));
-        EXPECT_EQ(row.exitCode, first.ExitCode());
-        EXPECT_FALSE(Os().isProcessRunning(processId));
-        ASSERT_EQ(PXStatus{kPXOK}, second.Watch(processId));
-        EXPECT_EQ(row.exitCode, second.ExitCode());
+        ExpectExit(row.exitCode, LaunchShell(row.script, folder.Get()));
     }
     std::fclose(open);
     std::signal(SIGPIPE, SIG_DFL);
 
-    Report killed;
-    Report also;
+    Report killed, also;
     const uint32_t sleeper = LaunchShell("exec sleep 1000");
-    ASSERT_EQ(PXStatus{kPXOK}, killed.Watch(sleeper));
-    ASSERT_EQ(PXStatus{kPXOK}, also.Watch(sleeper));
-    EXPECT_EQ(PXStatus{kPXOK}, PXProcessKill(sleeper));
+    ASSERT_EQ(kPXOK, killed.Watch(sleeper));
+    ASSERT_EQ(kPXOK, also.Watch(sleeper));
+    EXPECT_EQ(kPXOK, PXProcessKill(sleeper));
     EXPECT_EQ(-9, killed.ExitCode());
     EXPECT_EQ(-9, also.ExitCode());
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXProcessKill(sleeper));
+    EXPECT_EQ(kPXErrNotFound, PXProcessKill(sleeper));
 
-    // Ended, and collected, before anybody asks; whoever asks first takes nothing from the next.
-    Report late;
-    Report later;
+    // Ended, and collected, before anybody asks.
     const uint32_t quick = LaunchShell("exit 5");
     while (Os().isProcessRunning(quick)) std::this_thread::yield();
-    ASSERT_EQ(PXStatus{kPXOK}, late.Watch(quick));
-    ASSERT_EQ(PXStatus{kPXOK}, later.Watch(quick));
-    EXPECT_EQ(5, late.ExitCode());
-    EXPECT_EQ(5, later.ExitCode());
+    ExpectExit(5, quick);
 
     // Somebody else's child.
-    Report parent;
     Report stranger;
-    const fs::path note = root_ / "note";
-    ASSERT_EQ(PXStatus{kPXOK},
-              parent.Watch(LaunchShell("sleep 1000 >/dev/null & echo $! > note", folder.Get())));
-    EXPECT_EQ(0, parent.ExitCode());
+    ExpectExit(0, LaunchShell("sleep 1000 >/dev/null & echo $! > note", folder.Get()));
     uint32_t other = 0;
-    std::ifstream(note) >> other;
-    ASSERT_EQ(PXStatus{kPXOK}, stranger.Watch(other));
-    EXPECT_EQ(PXStatus{kPXOK}, PXProcessKill(other));
+    std::ifstream(root_ / "note") >> other;
+    ASSERT_EQ(kPXOK, stranger.Watch(other));
+    EXPECT_EQ(kPXOK, PXProcessKill(other));
     EXPECT_EQ(kPXProcessExitUnknown, stranger.ExitCode());
 }
 
@@ -542,17 +522,17 @@ TEST_F(ProcessThreads, RefuseWhatCannotBeLaunchedOrWatched)
     }
     Report report;
     for (const uint32_t id : {0U, 0x80000000U, UINT32_MAX}) {
-        EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessKill(id));
-        EXPECT_EQ(PXStatus{kPXErrBadArgument}, report.Watch(id));
+        EXPECT_EQ(kPXErrBadArgument, PXProcessKill(id));
+        EXPECT_EQ(kPXErrBadArgument, report.Watch(id));
     }
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, report.Watch(INT32_MAX));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessWatchProcessTermination(1, nullptr, nullptr));
+    EXPECT_EQ(kPXErrNotFound, report.Watch(INT32_MAX));
+    EXPECT_EQ(kPXErrBadArgument, PXProcessWatchProcessTermination(1, nullptr, nullptr));
 
     static px::os::Table table = px::os::NativeTable();
     table.launchProcess = [](const px::os::Launch&, uint32_t*) { return EAGAIN; };
     table.makeEvent = [](px::os::File*) { return EMFILE; };
     ReplaceForThreads(&table);
-    EXPECT_EQ(PXStatus{kPXErrCreate}, PXProcessLaunchApplication(shell.Get(), nullptr));
+    EXPECT_EQ(kPXErrCreate, PXProcessLaunchApplication(shell.Get(), nullptr));
     const auto nobody = [](void*, uint32_t, int32_t) {};
     px::ProcessWatcher watcher;
     EXPECT_EQ(EMFILE, watcher.Watch(PXProcessGetPID(), nobody, nullptr));
@@ -565,7 +545,7 @@ TEST_F(ProcessThreads, RefuseWhatCannotBeLaunchedOrWatched)
 // Each thread's calls come in its own order, all on the main thread, while a loop polls for them.
 TEST_F(ProcessThreads, HandCallsToAPollingMainThread)
 {
-    ASSERT_EQ(PXStatus{kPXOK}, PXProcessInit());
+    ASSERT_EQ(kPXOK, PXProcessInit());
     constexpr size_t kThreads = 8;
     constexpr size_t kCalls = 300;
     static std::vector<size_t> next;
@@ -600,13 +580,13 @@ TEST_F(ProcessThreads, HandCallsToAPollingMainThread)
     EXPECT_TRUE(allOnMain);
     EventLog events;
     std::thread([] { EXPECT_EQ(0U, PXProcessRunMainThreadCalls()); }).join();
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXProcessRunOnMainThread(nullptr, nullptr, nullptr));
+    EXPECT_EQ(kPXErrBadArgument, PXProcessRunOnMainThread(nullptr, nullptr, nullptr));
     EXPECT_EQ(2, events.Count(1005));
 }
 
 TEST_F(ProcessThreads, MainThreadDoesNotWaitForItself)
 {
-    ASSERT_EQ(PXStatus{kPXOK}, PXProcessInit());
+    ASSERT_EQ(kPXOK, PXProcessInit());
     static std::string order;
     order.clear();
     const auto note = [](void*, void* letter) { order += static_cast<const char*>(letter); };
@@ -615,13 +595,11 @@ TEST_F(ProcessThreads, MainThreadDoesNotWaitForItself)
         PXProcessRunOnMainThread(reinterpret_cast<PXProcessMainThreadProc>(self), self, nullptr);
     };
     const auto nested = [](void*, void*) { PXProcessRunMainThreadCalls(); };
-    PXProcessMainThreadProc repeated = again;
-    char a[] = "a";
-    char b[] = "b";
+    char a[] = "a", b[] = "b";
     PXProcessRunOnMainThread(nested, nullptr, nullptr);
     PXProcessRunOnMainThread(note, nullptr, a);
-    PXProcessRunOnMainThread(repeated, reinterpret_cast<void*>(repeated), nullptr);
-    EXPECT_EQ(PXStatus{kPXOK}, PXProcessRunOnMainThread2(note, nullptr, b, true));
+    PXProcessRunOnMainThread(again, reinterpret_cast<void*>(+again), nullptr);
+    EXPECT_EQ(kPXOK, PXProcessRunOnMainThread2(note, nullptr, b, true));
     EXPECT_EQ("b", order);
     PXProcessRunMainThreadCalls();
     EXPECT_EQ("bar", order);  // what queues itself again runs once
