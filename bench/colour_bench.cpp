@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <thread>
 #include <vector>
 
 #if defined(PX_FAST_FLOAT)
@@ -201,28 +202,89 @@ private:
     cmsHTRANSFORM transform_;
 };
 
-// Arguments: the work, with the plug-in or without.
+// The rows of a picture in as many equal parts as threads, which do nothing else: what two of them
+// reach over one is what the machine gives to bands, whose processors may share a core.
+class PlainRows {
+public:
+    explicit PlainRows(const Layout& layout)
+        : fromBytes_(RowBytes(layout.sourcePlanes, layout)),
+          toBytes_(RowBytes(layout.destinationPlanes, layout)),
+          from_(RandomBytes(fromBytes_ * kRows)),
+          to_(toBytes_ * kRows)
+    {
+    }
+
+    template <class ConvertRow>
+    void Run(int64_t threads, ConvertRow convertRow)
+    {
+        const auto part = [&](size_t begin, size_t end) {
+            for (size_t row = begin; row < end; ++row) {
+                convertRow(&from_[row * fromBytes_], &to_[row * toBytes_], size_t(kBounds.width));
+            }
+        };
+        const auto count = static_cast<size_t>(threads);
+        std::vector<std::thread> others;
+        for (size_t i = 1; i < count; ++i) {
+            others.emplace_back(part, kRows * i / count, kRows * (i + 1) / count);
+        }
+        part(0, kRows / count);
+        for (std::thread& other : others) other.join();
+    }
+
+private:
+    static constexpr auto kRows = size_t(kBounds.height);
+
+    static size_t RowBytes(int32_t planes, const Layout& layout)
+    {
+        return size_t(kBounds.width) * size_t(planes * layout.depth / 8);
+    }
+
+    size_t fromBytes_;
+    size_t toBytes_;
+    std::vector<uint8_t> from_;
+    std::vector<uint8_t> to_;
+};
+
+// Little CMS alone. Arguments: the work, with the plug-in or without, threads.
 void LittleCMSRows(benchmark::State& state)
 {
     const Layout& layout = kLayouts[state.range(0)];
     const Bare bare(DestinationICC(layout), layout.sourceType, layout.destinationType,
                     state.range(1) != 0);
-    const size_t fromBytes = size_t(kBounds.width) * size_t(layout.sourcePlanes * layout.depth / 8);
-    const size_t toBytes =
-        size_t(kBounds.width) * size_t(layout.destinationPlanes * layout.depth / 8);
-    const std::vector<uint8_t> from = RandomBytes(fromBytes * size_t(kBounds.height));
-    std::vector<uint8_t> to(toBytes * size_t(kBounds.height));
+    PlainRows rows(layout);
     for (auto _ : state) {
-        for (size_t row = 0; row < size_t(kBounds.height); ++row) {
-            bare.Run(&from[row * fromBytes], &to[row * toBytes], size_t(kBounds.width));
-        }
+        rows.Run(state.range(2),
+                 [&](const void* from, void* to, size_t pixels) { bare.Run(from, to, pixels); });
     }
     state.SetItemsProcessed(state.iterations() * PixelsOf(kBounds));
     state.SetLabel(kNames[state.range(0)]);
 }
 BENCHMARK(LittleCMSRows)
-    ->ArgNames({"work", "plugin"})
-    ->ArgsProduct({{kRGBA8, kRGB16, kRGB8ToCMYK}, {0, 1}})
+    ->ArgNames({"work", "plugin", "threads"})
+    ->ArgsProduct({{kRGBA8, kRGB16, kRGB8ToCMYK}, {0, 1}, {1, 2}})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+// The library's own transform without image, alpha, queue and pool. Arguments: the work, threads.
+void TransformRows(benchmark::State& state)
+{
+    const Layout& layout = kLayouts[state.range(0)];
+    const Fixture fixture(layout, {0, 0, 1, 1});
+    const auto transform = px::TransformCache::Shared().Get(
+        *px::ToProfile(fixture.srgb), *px::ToProfile(fixture.other), layout.sourceType,
+        layout.destinationType, 0);
+    PlainRows rows(layout);
+    for (auto _ : state) {
+        rows.Run(state.range(1), [&](const void* from, void* to, size_t pixels) {
+            transform->Convert(from, to, static_cast<uint32_t>(pixels));
+        });
+    }
+    state.SetItemsProcessed(state.iterations() * PixelsOf(kBounds));
+    state.SetLabel(kNames[state.range(0)]);
+}
+BENCHMARK(TransformRows)
+    ->ArgNames({"work", "threads"})
+    ->ArgsProduct({{kRGBA8, kRGB16, kRGB8ToCMYK}, {1, 2}})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
