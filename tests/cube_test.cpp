@@ -7,6 +7,7 @@
 #include "PXCore/PXColorProfileImages.h"
 #include "support/ColourPictures.h"
 #include "support/EventLog.h"
+#include "support/FakePlatform.h"
 #include "support/Profiles.h"
 #include "support/Seed.h"
 #include "support/TempFolder.h"
@@ -15,6 +16,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -444,6 +446,8 @@ TEST(ColourCube, OfGridPointsLeavesPicturesAsTheyAre)
 
 using CubeFiles = TempFolder;
 
+constexpr char kEight[] = "0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n";
+
 TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
 {
     std::mt19937_64 random(Seed(31));
@@ -486,12 +490,47 @@ TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
     EXPECT_EQ(PXStatus{kPXErrNotSupported},
               PXColorCubeWriteFile(OwnCube(5, nodes).handle, url, nullptr));
     EXPECT_EQ(3, events.Count(kPXErrNotSupported));
-    EXPECT_EQ(PXStatus{kPXErrCreate},
-              PXColorCubeWriteFile(cube.handle, FileURL(Path("gone/any.cube")), nullptr));
     EXPECT_EQ(nullptr, PXColorCubeCreateFromFile(FileURL(Path("gone.cube"))));
 }
 
-constexpr char kEight[] = "0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n";
+TEST_F(CubeFiles, AreWrittenWholeOrNotAtAll)
+{
+    namespace fs = std::filesystem;
+    const OwnCube cube(2, GridPoints(2));
+    const auto write = [&](const char* name) {
+        EventLog events;
+        const PXStatus status = PXColorCubeWriteFile(cube.handle, FileURL(Path(name)), nullptr);
+        EXPECT_EQ(status ? 1 : 0, events.Count(kPXErrCreate));
+        return status;
+    };
+    ASSERT_EQ(PXStatus{kPXOK}, write("a.cube"));
+    const std::string whole = Content(Path("a.cube"));
+    EXPECT_NE(std::string::npos, whole.find(kEight));
+    int failed = 0;
+    for (int step = 0, calls = 1; step < calls; ++step) {
+        SCOPED_TRACE(step);
+        Write("a.cube", "former");
+        fs::permissions(Path("a.cube"), fs::perms::owner_read | fs::perms::owner_write);
+        PXStatus status = kPXOK;
+        {
+            FaultySaves faulty(step, ENOSPC);
+            status = write("a.cube");
+            calls = std::max(calls, faulty.Calls() + 1);
+        }
+        failed += status != kPXOK;
+        EXPECT_EQ(status ? "former" : whole, Content(Path("a.cube")));
+        EXPECT_EQ(fs::perms::owner_read | fs::perms::owner_write,
+                  fs::status(Path("a.cube")).permissions());
+        EXPECT_EQ(1, std::distance(fs::directory_iterator(root_), {}));
+    }
+    EXPECT_EQ(5, failed);  // of open, permissions, write, flush and rename
+
+    fs::create_symlink("/dev/null", Path("device"));
+    for (const char* name : {"device", "", "gone/any.cube"}) {
+        EXPECT_EQ(PXStatus{kPXErrCreate}, write(name)) << name;
+    }
+    EXPECT_TRUE(fs::is_symlink(Path("device")));
+}
 
 TEST_F(CubeFiles, AreReadAsTheFormatAllows)
 {

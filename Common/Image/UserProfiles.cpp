@@ -7,11 +7,11 @@
 
 #include "Base/Folders.h"
 #include "Base/Platform/Platform.h"
+#include "Base/ReplaceFile.h"
 #include "Base/Status.h"
 #include "Base/UTF8Text.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string_view>
 #include <vector>
 
@@ -45,45 +45,6 @@ bool IsReserved(std::string name)
     return text && IsReservedName(text.Get());
 }
 
-// A name in the folder that nobody else has.
-int MakeTemporaryName(const std::string& folder, std::string* path)
-{
-    uint64_t random = 0;
-    if (const int error = os::Os().randomBytes(&random, sizeof(random))) return error;
-    char name[40];
-    std::snprintf(name, sizeof(name), "/.import-%016llx", static_cast<unsigned long long>(random));
-    *path = folder + name;
-    return 0;
-}
-
-int WriteNew(const std::string& path, const std::vector<uint8_t>& bytes)
-{
-    os::File file = os::kNoFile;
-    if (const int error = os::Os().openFile(path.c_str(), os::OpenMode::kCreateNewShared, &file)) {
-        return error;
-    }
-    int error = os::WriteAll(file, bytes.data(), bytes.size());
-    if (!error) error = os::Os().syncFile(file);
-    const int closed = os::Os().closeFile(file);
-    return error ? error : closed;
-}
-
-// Puts the bytes under a name of the folder in one step.
-int Place(const std::string& folder, const std::string& name, const std::vector<uint8_t>& bytes)
-{
-    if (const int error = MakeFolders(folder)) return error;
-    std::string temporary;
-    if (const int error = MakeTemporaryName(folder, &temporary)) return error;
-    int error = WriteNew(temporary, bytes);
-    if (!error) error = os::Os().renameFile(temporary.c_str(), (folder + "/" + name).c_str());
-    if (error) {
-        os::Os().removeFile(temporary.c_str());
-        return error;
-    }
-    os::Os().syncFolder(folder.c_str());  // the copy is whole with or without it
-    return 0;
-}
-
 }  // namespace
 
 bool IsRGBProfileFile(const std::string& path)
@@ -115,8 +76,9 @@ PXStatus ImportUserProfile(CFURLRef file, PXRef<ColorProfileDesc>* desc)
             return PX_FAIL(kPXErrNotFound);
         }
     }
-    if (const int error = Place(folder, name, bytes)) return PX_FAIL(os::StatusOf(error));
-    return kPXOK;
+    int error = MakeFolders(folder);
+    if (!error) error = ReplaceFile(folder + "/" + name, bytes.data(), bytes.size());
+    return error ? PX_FAIL(os::StatusOf(error)) : PXStatus{kPXOK};
 }
 
 }  // namespace px

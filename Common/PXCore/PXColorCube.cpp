@@ -1,5 +1,6 @@
 #include "PXCore/PXColorCube.h"
 
+#include "Base/ReplaceFile.h"
 #include "Base/Status.h"
 #include "Base/UTF8Text.h"
 #include "Image/ColorTransform.h"
@@ -168,8 +169,9 @@ PXStatus PXColorCubeWriteFile(PXColorCube cube, CFURLRef url, CFStringRef title)
     PX_REQUIRE(cube && url);
     CFRef<CFDataRef> text;
     PX_TRY(MakeFileData(cube, title, &text));
-    SInt32 error = 0;
-    if (!CFURLWriteDataAndPropertiesToResource(url, text.Get(), nullptr, &error)) {
+    const std::string path = px::PathOf(url);
+    const auto size = static_cast<size_t>(CFDataGetLength(text.Get()));
+    if (path.empty() || px::ReplaceFile(path, CFDataGetBytePtr(text.Get()), size)) {
         return PX_FAIL(kPXErrCreate);
     }
     return kPXOK;

@@ -77,7 +77,8 @@ PX_API PXStatus PXColorCubeInterpolateImage(PXColorCube cube, PXImage source, PX
  *
  * Writing: `title` may be null. kPXErrNotSupported for a grid size that the format does not know
  * (1, or more than 256) and for values that are not finite numbers, kPXErrCreate for a file that
- * cannot be written. A file that is there is replaced. */
+ * cannot be written. A file that is there is replaced in one step and passes its permissions on; a
+ * failure leaves it as it was. */
 PX_API CFDataRef PXColorCubeCreateFileData(PXColorCube cube, CFStringRef title) PX_NOEXCEPT;
 PX_API PXStatus PXColorCubeWriteFile(PXColorCube cube, CFURLRef url, CFStringRef title) PX_NOEXCEPT;
 /* Reading gives a cube of mode 2 without profiles. What the format does not allow is refused with
