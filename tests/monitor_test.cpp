@@ -2,6 +2,7 @@
 
 #include "PXCore/PXColorProfile.h"
 
+#include "Base/Platform/Platform.h"
 #include "Image/ColorState.h"
 #include "support/CF.h"
 #include "support/EventLog.h"
@@ -9,9 +10,26 @@
 #include "support/Profiles.h"
 #include "support/TempFolder.h"
 
+#include <lcms2.h>
+
 #include <cerrno>
 #include <string>
 #include <vector>
+
+namespace {
+
+bool refusesSRGB = false;
+
+}  // namespace
+
+// In the place of Little CMS's own, which fails only when memory runs out.
+cmsHPROFILE cmsCreate_sRGBProfileTHR(cmsContext context)
+{
+    px::os::Module module = 0;
+    if (refusesSRGB || px::os::NativeTable().openModule("liblcms2.so.2", true, &module)) return {};
+    void* real = px::os::NativeTable().findSymbol(module, "cmsCreate_sRGBProfileTHR");
+    return reinterpret_cast<cmsHPROFILE (*)(cmsContext)>(real)(context);
+}
 
 namespace {
 
@@ -223,9 +241,11 @@ TEST_F(Monitor, StartUpNamesTheStandardThatIsMissing)
         const char* fileName;  // that is put there first
         Bytes bytes;
         int want;
+        bool isSRGBMissing = false;
     } rows[] = {
-        {"none", {}, kPXErrNoProPhoto22},
+        {"none", {}, kPXErrNoProPhoto22, true},
         {"ProPhoto(2.2) RGB.icc", Bytes(300, 1), kPXErrNoProPhoto22},
+        {"ProPhoto(2.2) RGB.icc", wide_, kPXErrNoSRGB, true},
         {"ProPhoto(2.2) RGB.icc", wide_, kPXErrBadArgument},
         {"ADOBERGB1998.ICC", adobe_, kPXErrBadArgument},
         {"ProPhoto.icm", wide_, 0},
@@ -233,6 +253,7 @@ TEST_F(Monitor, StartUpNamesTheStandardThatIsMissing)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.fileName);
         px::ColorState::Shared().Forget();
+        refusesSRGB = row.isSRGBMissing;
         File(std::string("shared/Profiles/") + row.fileName, row.bytes);
         EventLog events;
         EXPECT_EQ(row.want, PXColorProfileInitialize(&context));

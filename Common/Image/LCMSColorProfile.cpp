@@ -266,7 +266,10 @@ PXStatus LCMSColorProfile::MakeSRGB()
     profile_ = cmsCreate_sRGBProfileTHR(context_->Get());
     if (!profile_) return PX_FAIL(kPXErrNotFound);
     cmsMLU* text = cmsMLUalloc(context_->Get(), 1);
-    if (!text) return PX_FAIL(kPXErrCreate);
+    if (!text) {
+        Empty();
+        return PX_FAIL(kPXErrCreate);
+    }
     cmsMLUsetWide(text, "en", "US", L"sRGB IEC61966-2.1");
     cmsWriteTag(profile_, cmsSigProfileDescriptionTag, text);
     cmsMLUfree(text);
