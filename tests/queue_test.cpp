@@ -194,24 +194,24 @@ TEST(Task, ComparesByPriorityThenTime)
     }
 }
 
-// Against a plain list, with more levels than have a list of their own, and over the end of the
-// numbers of insertion.
+// Against a plain list, with more levels than have a list of their own, some close to each other
+// and some far, and over the end of the numbers of insertion.
 TEST(Task, OrderIsByPriorityAndThenByInsertion)
 {
     std::mt19937_64 random(Seed(17));
     const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
-    px::TaskOrder order(UINT32_MAX - 300);
+    px::TaskOrder order(UINT32_MAX - 1600);
     std::vector<PXRef<TestTask>> waiting;  // in the order in which they run
     const auto take = [&](std::vector<PXRef<TestTask>>::iterator expected, CBaseTask* taken) {
         ASSERT_EQ(expected == waiting.end() ? nullptr : expected->Get(), taken);
         if (taken) waiting.erase(expected);
     };
-    for (int step = 0; step < 20'000; ++step) {
-        const bool grows = step / 500 % 2 == 0;
+    for (int step = 0; step < 14'000; ++step) {
+        const bool grows = step / 2000 % 2 == 0;
         const uint32_t choice = below(grows ? 6 : 12);
         if (choice < 4) {
             auto task = PXRef<TestTask>::Adopt(new TestTask([](TestTask&) {}));
-            task->SetPriority(below(2) ? below(60) : below(3));
+            task->SetPriority(below(2) ? below(60) : below(UINT32_MAX) >> below(32));
             task->SetCanRunOnGPU(below(4) == 0);
             order.Insert(task.Get(), task->GetCanRunOnGPU());
             const auto runsLater = [&](const auto& other) {
@@ -231,6 +231,11 @@ TEST(Task, OrderIsByPriorityAndThenByInsertion)
         ASSERT_EQ(waiting.size(), order.Count());
         if (HasFatalFailure()) return;
     }
+    const std::vector<CBaseTask*> rest = order.TakeAll();
+    EXPECT_TRUE(std::equal(rest.begin(), rest.end(), waiting.begin(), waiting.end(),
+                           [](CBaseTask* a, const auto& b) { return a == b.Get(); }));
+    order.Insert(rest.back(), false);
+    EXPECT_EQ(rest.back(), order.TakeFirst()) << "all others have gone";
 }
 
 TEST_F(Queues, RefuseLimitsThatCannotBe)

@@ -4,41 +4,15 @@
 //
 // A rank is a level in its upper half above a number in its lower; within a level the numbers come
 // in ascending order. The levels that are in use first, and most queues use few, are lists of first
-// in, first out; the tasks of all others lie in a heap. Not thread-safe.
+// in, first out; the tasks of all others lie in a pile. Not thread-safe.
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-class CBaseTask;
+#include "Base/RankedPile.h"
 
 namespace px {
-
-struct Ranked {
-    uint64_t rank;
-    CBaseTask* task;
-};
-
-// A heap in which every element has four children: half the levels of a binary one, and the four
-// that are compared lie side by side.
-class RankedHeap {
-public:
-    bool IsEmpty() const { return elements_.empty(); }
-    const Ranked& Top() const { return elements_.front(); }
-    std::vector<Ranked>& Elements() { return elements_; }
-    const std::vector<Ranked>& Elements() const { return elements_; }
-
-    void Push(const Ranked& ranked);
-    CBaseTask* Take(size_t index);
-
-private:
-    static constexpr size_t kChildren = 4;
-
-    size_t SinkHole(size_t hole);
-    void Rise(size_t hole, const Ranked& ranked);
-
-    std::vector<Ranked> elements_;
-};
 
 // A list of first in, first out that takes no memory while it is new.
 class RankedList {
@@ -62,13 +36,16 @@ private:
     size_t head_ = 0;  // those before it have been taken
 };
 
-class RankedQueue {
+class alignas(64) RankedQueue {
 public:
-    bool IsEmpty() const { return used_ == 0 && heap_.IsEmpty(); }
+    bool IsEmpty() const { return count_ == 0; }
     size_t Count() const { return count_; }
     // Of the first; there must be one.
     uint64_t FirstRank() const { return First().rank; }
-    const Ranked& First() const;
+    const Ranked& First() const
+    {
+        return IsFirstInList() ? lists_[firstList_].Front() : pile_.First();
+    }
 
     void Push(const Ranked& ranked);
     CBaseTask* TakeFirst();
@@ -83,7 +60,7 @@ public:
         for (auto& list : lists_) {
             for (Ranked& ranked : list) function(ranked);
         }
-        for (Ranked& ranked : heap_.Elements()) function(ranked);
+        pile_.ForEach(function);
     }
     template <typename Function>
     void ForEach(Function function) const
@@ -91,26 +68,33 @@ public:
         for (const auto& list : lists_) {
             for (const Ranked& ranked : list) function(ranked);
         }
-        for (const Ranked& ranked : heap_.Elements()) function(ranked);
+        pile_.ForEach(function);
     }
 
 private:
-    static constexpr size_t kLists = 16;
+    static constexpr uint32_t kLists = 16;
 
     static uint32_t LevelOf(const Ranked& ranked)
     {
         return static_cast<uint32_t>(ranked.rank >> 32);
     }
-    size_t ListOf(uint32_t level) const;
-    size_t FirstList() const;
-    CBaseTask* TakeFront(size_t list);
+    uint32_t ListOf(uint32_t level) const;
+    void FindFirstList();
+    bool IsFirstInList() const
+    {
+        return firstList_ != kLists &&
+               (pile_.IsEmpty() || lists_[firstList_].Front().rank < pile_.First().rank);
+    }
+    CBaseTask* TakeFront(uint32_t list);
 
+    // What a take changes comes first, in one cache line.
+    size_t count_ = 0;
+    uint32_t used_ = 0;            // bit i: list i is not empty
+    uint32_t firstList_ = kLists;  // the one of the first level, kLists when all are empty
+    RankedPile pile_;
     // The levels of the lists; an empty list keeps its level until another one needs it.
     uint32_t levels_[kLists] = {};
-    uint32_t used_ = 0;  // bit i: list i is not empty
-    size_t count_ = 0;
     RankedList lists_[kLists];
-    RankedHeap heap_;
 };
 
 }  // namespace px

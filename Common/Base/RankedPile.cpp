@@ -1,0 +1,154 @@
+#include "Base/RankedPile.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+namespace px {
+
+namespace {
+
+// A heap of fewer lies in the nearest cache, where a run gains nothing.
+constexpr size_t kLeastForRun = 256;
+constexpr size_t kMostPerBin = 16;  // if the ranks are spread evenly
+constexpr size_t kMostKept = 4096;
+
+bool ByRank(const Ranked& a, const Ranked& b)
+{
+    return a.rank < b.rank;
+}
+
+}  // namespace
+
+void RankedHeap::Push(const Ranked& ranked)
+{
+    elements_.push_back(ranked);
+    Rise(elements_.size() - 1, ranked);
+}
+
+CBaseTask* RankedHeap::Take(size_t index)
+{
+    CBaseTask* task = elements_[index].task;
+    const Ranked last = elements_.back();
+    elements_.pop_back();
+    if (index < elements_.size()) Rise(SinkHole(index), last);
+    return task;
+}
+
+// Moves a hole down along the smallest children and returns where it ends. What fills it comes from
+// the bottom and rarely rises far, so that nothing is compared with it on the way down.
+size_t RankedHeap::SinkHole(size_t hole)
+{
+    Ranked* const at = elements_.data();
+    const size_t count = elements_.size();
+    size_t first = kChildren * hole + 1;
+    for (; first + kChildren <= count; first = kChildren * hole + 1) {
+        const size_t left = first + (at[first + 1].rank < at[first].rank);
+        const size_t right = first + 2 + (at[first + 3].rank < at[first + 2].rank);
+        const size_t least = at[right].rank < at[left].rank ? right : left;
+        at[hole] = at[least];
+        hole = least;
+    }
+    if (first >= count) return hole;
+    const Ranked* least = std::min_element(at + first, at + count, ByRank);
+    at[hole] = *least;
+    return static_cast<size_t>(least - at);
+}
+
+void RankedHeap::Rise(size_t hole, const Ranked& ranked)
+{
+    Ranked* const at = elements_.data();
+    while (hole > 0) {
+        const size_t parent = (hole - 1) / kChildren;
+        if (at[parent].rank < ranked.rank) break;
+        at[hole] = at[parent];
+        hole = parent;
+    }
+    at[hole] = ranked;
+}
+
+void RankedRun::Fill(const std::vector<Ranked>& all)
+{
+    const auto [least, most] = std::minmax_element(all.begin(), all.end(), ByRank);
+    const uint64_t base = least->rank;
+    const auto width = std::bit_width(most->rank - base);
+    const auto binWidth = std::min(width, std::bit_width(all.size() / kMostPerBin));
+    const auto shift = width - binWidth;
+    const auto binOf = [&](const Ranked& ranked) { return (ranked.rank - base) >> shift; };
+
+    // First the count of each bin, then where it begins, and, once its elements are there, ends.
+    binEnds_.assign(size_t{1} << binWidth, 0);
+    for (const Ranked& ranked : all) ++binEnds_[binOf(ranked)];
+    uint32_t begin = 0;
+    for (uint32_t& bin : binEnds_) begin += std::exchange(bin, begin);
+    items_ = std::make_unique_for_overwrite<Ranked[]>(all.size());
+    for (const Ranked& ranked : all) items_[binEnds_[binOf(ranked)]++] = ranked;
+
+    next_ = sortedEnd_ = items_.get();
+    end_ = next_ + all.size();
+    nextBin_ = 0;
+    FindFirst();
+}
+
+// Passes those that have been taken, and sorts bins until one has a task.
+void RankedRun::FindFirst()
+{
+    for (;; ++next_) {
+        while (next_ == sortedEnd_) {
+            if (next_ == end_) return Clear();
+            sortedEnd_ = items_.get() + binEnds_[nextBin_++];
+            std::sort(next_, sortedEnd_, ByRank);
+        }
+        if (next_->task) return;
+    }
+}
+
+CBaseTask* RankedRun::Take(Ranked* at)
+{
+    CBaseTask* task = std::exchange(at->task, nullptr);
+    if (at == next_) FindFirst();
+    return task;
+}
+
+void RankedRun::Clear()
+{
+    next_ = sortedEnd_ = end_ = nullptr;
+    binEnds_ = {};
+    items_ = {};
+}
+
+void RankedPile::MakeRun()
+{
+    std::vector<Ranked>& all = heap_.Elements();
+    for (const Ranked& ranked : run_) {
+        if (ranked.task) all.push_back(ranked);
+    }
+    run_.Fill(all);
+    if (all.capacity() > kMostKept) all = {};
+    all.clear();
+}
+
+CBaseTask* RankedPile::TakeFirst()
+{
+    const size_t inHeap = heap_.Elements().size();
+    if (inHeap >= kLeastForRun && inHeap >= run_.Count()) MakeRun();
+    return IsFirstInRun() ? run_.Take(run_.begin()) : heap_.Take(0);
+}
+
+CBaseTask* RankedPile::Take(uint64_t rank)
+{
+    const auto isIt = [rank](const Ranked& ranked) { return ranked.rank == rank && ranked.task; };
+    Ranked* const inRun = std::find_if(run_.begin(), run_.end(), isIt);
+    if (inRun != run_.end()) return run_.Take(inRun);
+    const auto& elements = heap_.Elements();
+    const auto found = std::find_if(elements.begin(), elements.end(), isIt);
+    return heap_.Take(static_cast<size_t>(found - elements.begin()));
+}
+
+void RankedPile::Clear()
+{
+    run_.Clear();
+    heap_.Elements().clear();
+}
+
+}  // namespace px
