@@ -86,7 +86,7 @@ CBaseTask* TaskOrder::TakeTop(bool fromGPU)
 {
     RankedQueue& queue = ranked_[fromGPU];
     CBaseTask* task = queue.TakeFirst();
-    gpuCount_ -= fromGPU;
+    if (fromGPU) --gpuCount_;
     if (ranked_[0].IsEmpty() && ranked_[1].IsEmpty()) nextNumber_ = 0;
     // The next one is taken soon, and nobody has touched it since its push.
     if (!queue.IsEmpty()) __builtin_prefetch(queue.First().task, 1);

@@ -103,12 +103,9 @@ private:
 
     CBaseTaskQueue* const owner_;
 
+    // Whoever waits for the lock keeps reading its line, so that beside it lies what seldom
+    // changes.
     mutable WordLock lock_{LockRank::kTaskQueue};
-    TaskOrder queued_ PX_GUARDED_BY(lock_);
-    std::vector<CBaseTask*> running_ PX_GUARDED_BY(lock_);
-    // A member of running_ that has no slot yet; the scheduler's role rests with it.
-    CBaseTask* parked_ PX_GUARDED_BY(lock_) = nullptr;
-
     Signal space_;  // a task has left the queue
     Signal slot_;   // a slot is free
     Signal idle_;   // see IsIdle
@@ -119,21 +116,28 @@ private:
     int gpuTasks_ = 0;
     bool isInitialized_ = false;
 
+    bool isAccepting_ PX_GUARDED_BY(lock_) = false;
+    bool isSchedulerRunning_ PX_GUARDED_BY(lock_) = false;
+
+    // What the end of a task changes, in one line; what a push changes comes after the tasks.
+    // A member of running_ that has no slot yet; the scheduler's role rests with it.
+    alignas(64) CBaseTask* parked_ PX_GUARDED_BY(lock_) = nullptr;
+    std::vector<CBaseTask*> running_ PX_GUARDED_BY(lock_);
+    uint64_t completed_ PX_GUARDED_BY(lock_) = 0;
+    uint32_t longestWaitMillis_ PX_GUARDED_BY(lock_) = 0;
     int freeCPU_ PX_GUARDED_BY(lock_) = 0;
     uint32_t freeGPU_ PX_GUARDED_BY(lock_) = 0;  // bit i: slot i is free
-    uint64_t numbersUsed_ PX_GUARDED_BY(lock_) = 0;
-    CFRef<CFStringRef> queueID_ PX_GUARDED_BY(lock_);
-    bool isSchedulerRunning_ PX_GUARDED_BY(lock_) = false;
-    bool isAccepting_ PX_GUARDED_BY(lock_) = false;
     uint32_t activeSchedulers_ PX_GUARDED_BY(lock_) = 0;
     uint32_t waitingPushers_ PX_GUARDED_BY(lock_) = 0;
     uint32_t waitingOwnPushers_ PX_GUARDED_BY(lock_) = 0;  // those that are this queue's tasks
-    CFAbsoluteTime lastSubmit_ PX_GUARDED_BY(lock_) = 0;
 
-    uint64_t completed_ PX_GUARDED_BY(lock_) = 0;
+    TaskOrder queued_ PX_GUARDED_BY(lock_);
+
+    uint64_t numbersUsed_ PX_GUARDED_BY(lock_) = 0;
+    CFRef<CFStringRef> queueID_ PX_GUARDED_BY(lock_);
+    CFAbsoluteTime lastSubmit_ PX_GUARDED_BY(lock_) = 0;
     uint64_t pushed_ PX_GUARDED_BY(lock_) = 0;
     uint64_t removed_ PX_GUARDED_BY(lock_) = 0;
-    uint32_t longestWaitMillis_ PX_GUARDED_BY(lock_) = 0;
 };
 
 }  // namespace px
