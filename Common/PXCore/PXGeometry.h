@@ -218,7 +218,8 @@ PX_API PXRectF PXRectFCreateMappedRectF(PXRectF rect, PXRectF from, PXRectF to) 
 
 /* Affine transforms. A point maps to (m0 x + m1 y + tx, m2 x + m3 y + ty). */
 
-/* Turns and scales about (cx, cy), then shifts. */
+/* Turns and scales about (cx, cy), then shifts. Angles turn to the right where y grows downwards.
+ */
 PX_API PXAffineTransform PXAffineTransformMake(float angleDegrees, float sx, float sy, float cx,
                                                float cy, float tx, float ty) PX_NOEXCEPT;
 PX_API PXAffineTransform PXAffineTransformIdentity(void) PX_NOEXCEPT;

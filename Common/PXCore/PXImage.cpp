@@ -147,12 +147,14 @@ PXStatus PXImageAdjustBounds(PXImage image, PXRect rect) noexcept
 
 int32_t PXImageGetWidth(PXImage image) noexcept
 {
-    return PXImageGetBounds(image).width;
+    PX_REQUIRE_OR(image, 0);
+    return ToRec(image)->bounds.width;
 }
 
 int32_t PXImageGetHeight(PXImage image) noexcept
 {
-    return PXImageGetBounds(image).height;
+    PX_REQUIRE_OR(image, 0);
+    return ToRec(image)->bounds.height;
 }
 
 int32_t PXImageGetDepth(PXImage image) noexcept

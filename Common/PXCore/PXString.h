@@ -16,7 +16,7 @@
 
 #include <deque>
 
-#include "CoreFoundation/CFBase.h"
+#include "CoreFoundation/CFString.h"
 #include "PXCore/PXExport.h"
 
 class PX_API PXString {
