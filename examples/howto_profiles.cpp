@@ -1,0 +1,54 @@
+// Converts a picture from one colour profile to another, and shows what a device would make of it.
+
+#include "PXCore/PXColorProfileImages.h"
+#include "PXCore/PXImage.h"
+
+#include <cstdio>
+
+int main()
+{
+    // Two pixels of a wide colour space: a grey, and a green that no sRGB device has.
+    uint16_t wide[2 * 3] = {0x8000, 0x8000, 0x8000, 0x1000, 0xF000, 0x1000};
+    uint8_t shown[2 * 3] = {};
+    const PXRect bounds = {0, 0, 2, 1};
+    PXImage source = nullptr;
+    PXImage result = nullptr;
+    PXStatus status =
+        PXImageCreateMemory(bounds, 16, 3, kPXColorSpaceRGB, kPXTransparencyNone, wide, &source);
+    if (status == kPXOK)
+        status = PXImageCreateMemory(bounds, 8, 3, kPXColorSpaceRGB, kPXTransparencyNone, shown,
+                                     &result);
+
+    // Standard profiles are shared: making one again gives the same object.
+    PXColorProfile proPhoto = PXColorProfileCreateStandard(kPXColorStandardProPhoto);
+    PXColorProfile sRGB = PXColorProfileCreateStandard(kPXColorStandardSRGB);
+    PXColorProfile adobeRGB = PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998);
+
+    // Source and result may differ in depth, and may be the same picture.
+    int failure = static_cast<int>(status);
+    if (!failure)
+        failure = PXColorProfileApplyToImage2(proPhoto, source, sRGB, result,
+                                              kPXIntentRelativeColorimetric);
+    std::printf("grey stays grey: %s\n",
+                shown[0] == shown[1] && shown[1] == shown[2] ? "yes" : "no");
+    std::printf("the green is clipped to the edge: %s\n",
+                shown[3] == 0 && shown[4] == 255 ? "yes" : "no");
+
+    // What an Adobe RGB display shows of what an sRGB device makes of it; colours that the device
+    // does not have are pure red. A null display is the monitor.
+    if (!failure)
+        failure =
+            PXColorProfileSoftProofImage(proPhoto, sRGB, kPXIntentRelativeColorimetric, adobeRGB,
+                                         true, false, source, result, bounds, nullptr);
+    for (int i = 0; i < 2; ++i) {
+        const bool isOut = shown[i * 3] == 255 && shown[i * 3 + 1] == 0 && shown[i * 3 + 2] == 0;
+        std::printf("pixel %d: %s\n", i, isOut ? "out of the device's gamut" : "can be shown");
+    }
+
+    PXColorProfileRelease(adobeRGB);
+    PXColorProfileRelease(sRGB);
+    PXColorProfileRelease(proPhoto);
+    PXImageRelease(result);
+    PXImageRelease(source);
+    return failure ? 1 : 0;
+}
