@@ -4,6 +4,7 @@
 #include "PXCore/PXImage.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 int main()
 {
@@ -29,8 +30,8 @@ int main()
     if (!failure)
         failure = PXColorProfileApplyToImage2(proPhoto, source, sRGB, result,
                                               kPXIntentRelativeColorimetric);
-    std::printf("grey stays grey: %s\n",
-                shown[0] == shown[1] && shown[1] == shown[2] ? "yes" : "no");
+    const bool isGrey = std::abs(shown[0] - shown[1]) <= 1 && std::abs(shown[1] - shown[2]) <= 1;
+    std::printf("grey stays grey: %s\n", isGrey ? "yes" : "no");
     std::printf("the green is clipped to the edge: %s\n",
                 shown[3] == 0 && shown[4] == 255 ? "yes" : "no");
 

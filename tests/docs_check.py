@@ -111,7 +111,7 @@ def plain(name):
 
 def described(folder):
     """Whether each name, of a class or member, has text; of overloads, all of them. What is private
-    leaves the library with its class and needs no description."""
+    leaves the library with its class and needs no description, nor does what is deleted."""
     names = {}
     for path in pathlib.Path(folder).glob("*.xml"):
         for compound in xml.etree.ElementTree.parse(path).getroot().iter("compounddef"):
@@ -121,7 +121,9 @@ def described(folder):
             members += [(scope + plain(member.findtext("name")), member)
                         for member in compound.iter("memberdef")]
             for name, element in members:
-                has_text = element.get("prot") == "private" or any("".join(part.itertext()).strip() for part in
+                is_needless = element.get("prot") == "private" or \
+                    (element.findtext("argsstring") or "").endswith("=delete")
+                has_text = is_needless or any("".join(part.itertext()).strip() for part in
                                (element.find("briefdescription"), element.find("detaileddescription")))
                 names[name] = names.get(name, True) and has_text
     return names

@@ -22,6 +22,7 @@ public:
     bool TryLock() noexcept PX_TRY_ACQUIRES(true);
     // Refused, with kPXErrBadArgument in the log, unless the calling thread holds the mutex.
     void Unlock() noexcept PX_RELEASES();
+    // Whether the calling thread holds it.
     bool IsHeldByCaller() const noexcept;
 
 private:

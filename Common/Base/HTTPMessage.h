@@ -36,14 +36,20 @@ public:
     // Splits the URI's components at "/" anew, too.
     void SetUri(CFStringRef uri);
     CFStringRef GetUri() const noexcept { return uri_; }
+    // The pieces of the URI between its slashes; borrowed.
     CFArrayRef GetUriComponents();
+    // What Read was given, and where SendResponse writes to; retained.
     void SetStream(CBaseStream* stream);
     CBaseStream* GetStream() const noexcept { return stream_; }
+    // The body's type, as it is sent.
     void SetContentType(CFStringRef type);
+    // A header to be written, in place of one of the same name.
     void SetHeader(CFStringRef name, CFStringRef value);
     void SetHeader(CFStringRef name, int value);
+    // 200 at first.
     void SetResponseCode(int32_t code) noexcept { responseCode_ = code; }
     int32_t GetResponseCode() const noexcept { return responseCode_; }
+    // Whether the message that was read says that its body is chunked.
     bool IsChunked() const noexcept { return isChunked_; }
     // Whether the message that was read names a page that it comes from, as browsers do.
     bool IsFromBrowser() const noexcept { return isFromBrowser_; }
@@ -79,6 +85,7 @@ public:
     void SetContentValue(CFStringRef key, CFTypeRef value);
     // The same as SetContentValue.
     void SetContentParam(CFStringRef key, CFTypeRef value);
+    // The body as the functions of the same names give it; GetResponse is PXHttpMessageGetContent.
     CFDataRef GetRawContent() const noexcept { return content_; }
     CFStringRef GetRawContentType() const noexcept { return contentType_; }
     CFDictionaryRef GetResponse();

@@ -43,6 +43,7 @@ public:
     // Retained until it is removed. Adding one again, or removing an unknown one, does nothing.
     void AddListener(CBaseMsgListener* listener);
     void RemoveListener(CBaseMsgListener* listener);
+    // Broadcast connections included.
     size_t ListenerCount() const;
 
     // Delivers before it returns.

@@ -107,6 +107,7 @@ PX_API PXStatus PXLoggerSetProcs(PXLogger logger, const PXLoggerProcs* procs,
 
 /* Adds a reference and returns the logger; null for null. */
 PX_API PXLogger PXLoggerRetain(PXLogger logger) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXLoggerRelease(PXLogger logger) PX_NOEXCEPT;
 PX_API int32_t PXLoggerGetRetainCount(PXLogger logger) PX_NOEXCEPT;
 

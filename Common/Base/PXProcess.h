@@ -34,9 +34,12 @@ PX_API PXStatus PXProcessInit(void) PX_NOEXCEPT;
 /* Whether the calling thread is the main thread. Before PXProcessInit false, with the debug text
  * "PXProcess has not been initialized" (on standard error) each time. */
 PX_API bool PXProcessGetIsMainThread(void) PX_NOEXCEPT;
+/* 0 before PXProcessInit. */
 PX_API uint32_t PXProcessGetMainThreadID(void) PX_NOEXCEPT;
 /* The calling thread's; the same as PXThreadGetCurrentThreadID. */
 PX_API uint32_t PXProcessGetCurrentThreadID(void) PX_NOEXCEPT;
+/* The two threads that the application names: the one that drives the GPU, the one of the filters.
+ */
 PX_API void PXProcessSetGPUThreadID(uint32_t thread) PX_NOEXCEPT;
 PX_API uint32_t PXProcessGetGPUThreadID(void) PX_NOEXCEPT;
 PX_API bool PXProcessGetIsGPUThread(void) PX_NOEXCEPT;

@@ -31,12 +31,14 @@ typedef void (*PXProgressCallback)(PXProgress progress, void* context);
 PX_API PXProgress PXProgressCreate(void) PX_NOEXCEPT; /* null when memory runs out */
 /* Null is returned, and ignored. */
 PX_API PXProgress PXProgressRetain(PXProgress progress) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXProgressRelease(PXProgress progress) PX_NOEXCEPT;
 
 /* For the caller. A null callback ends the calls; when SetCallback returns, the former callback
  * does not run (unless it is itself the one that calls). */
 PX_API void PXProgressSetCallback(PXProgress progress, PXProgressCallback callback,
                                   void* context) PX_NOEXCEPT;
+/* For good: a cancelled object stays so. */
 PX_API void PXProgressCancel(PXProgress progress) PX_NOEXCEPT;
 /* From 0 to 1; 0 while no total is set. */
 PX_API double PXProgressGetFraction(PXProgress progress) PX_NOEXCEPT;
@@ -51,6 +53,7 @@ PX_API void PXProgressSetTotal(PXProgress progress, int64_t total) PX_NOEXCEPT;
 PX_API void PXProgressStep(PXProgress progress, int64_t steps) PX_NOEXCEPT;
 /* Retained; null for none. */
 PX_API void PXProgressSetMessage(PXProgress progress, CFStringRef message) PX_NOEXCEPT;
+/* What long functions ask between their steps. */
 PX_API bool PXProgressIsCancelled(PXProgress progress) PX_NOEXCEPT;
 /* kPXErrSoft once cancelled, else 0: what the function returns. */
 PX_API PXStatus PXProgressGetStatus(PXProgress progress) PX_NOEXCEPT;

@@ -28,6 +28,7 @@ typedef void (*PXThreadFunction)(void* argument);
 PX_API PXThread PXThreadCreate(void) PX_NOEXCEPT; /* null when memory runs out */
 /* Returns its argument. */
 PX_API PXThread PXThreadRetain(PXThread thread) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXThreadRelease(PXThread thread) PX_NOEXCEPT;
 
 /* Runs `function` on a new thread of the lowest priority, which holds a reference to `thread` until
@@ -39,6 +40,7 @@ PX_API int PXThreadStart(PXThread thread, PXThreadFunction function, void* argum
 
 /* The calling thread. */
 
+/* At least as long. */
 PX_API void PXThreadSleep(uint32_t milliseconds) PX_NOEXCEPT;
 
 /* Priority levels. Linux: a level is two steps of niceness, relative to the process's first thread
@@ -72,10 +74,14 @@ PX_API size_t PXThreadGetCurrentThreadStackSize(void) PX_NOEXCEPT;
 typedef struct __PXMutex* PXMutex;
 
 PX_API PXMutex PXMutexCreate(void) PX_NOEXCEPT; /* null when memory runs out */
+/* Waits until the mutex is free or the calling thread's. */
 PX_API void PXMutexLock(PXMutex mutex) PX_NOEXCEPT;
 PX_API bool PXMutexTryLock(PXMutex mutex) PX_NOEXCEPT; /* true when acquired */
+/* Gives one lock back. */
 PX_API void PXMutexUnlock(PXMutex mutex) PX_NOEXCEPT;
+/* Returns its argument. */
 PX_API PXMutex PXMutexRetain(PXMutex mutex) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXMutexRelease(PXMutex mutex) PX_NOEXCEPT;
 PX_API int32_t PXMutexRefCount(PXMutex mutex) PX_NOEXCEPT;
 
@@ -98,8 +104,11 @@ PX_API PXStatus PXConditionWait(PXCondition condition, PXMutex mutex) PX_NOEXCEP
 /* The same, or kPXWaitTimeout. Measured on the monotonic clock. */
 PX_API PXStatus PXConditionTimedWait(PXCondition condition, PXMutex mutex,
                                      uint32_t milliseconds) PX_NOEXCEPT;
+/* Wakes every thread that waits now. */
 PX_API void PXConditionSignal(PXCondition condition) PX_NOEXCEPT;
+/* Returns its argument. */
 PX_API PXCondition PXConditionRetain(PXCondition condition) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXConditionRelease(PXCondition condition) PX_NOEXCEPT;
 PX_API int32_t PXConditionRefCount(PXCondition condition) PX_NOEXCEPT;
 
@@ -130,6 +139,7 @@ typedef struct PXThreadPoolStatistics {
     uint64_t completed;        /* items that have ended */
     double longestWaitSeconds; /* from push to start, to the system's tick (4 to 16 ms) */
 } PXThreadPoolStatistics;
+/* kPXErrBadArgument for null. */
 PX_API PXStatus PXThreadPoolGetStatistics(PXThreadPoolStatistics* outStatistics) PX_NOEXCEPT;
 
 PX_EXTERN_C_END

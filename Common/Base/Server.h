@@ -55,16 +55,20 @@ public:
     PXStatus Initialize(CBaseMsgBroadcaster* broadcaster, CBaseConnectionFactory* factory);
     PXStatus Initialize(CBaseMsgBroadcaster* broadcaster, CBaseConnectionFactory* factory,
                         int apiVersion);
+    // In place of what Initialize was given; for connections to come.
     void SetConnFactory(CBaseConnectionFactory* factory);
     void SetMsgBroacaster(CBaseMsgBroadcaster* broadcaster);  // sic
     // Before it listens.
     void SetSettings(const PXServerSettings& settings);
+    // The settings as they were set last.
     const PXServerSettings& GetSettings() const noexcept;
 
     // Port 0 lets the system choose. 0 or the first error, logged with the step that failed.
     PXStatus StartListening(int port);  // at the loopback address
     PXStatus StartListening2(PXServerListenAddress address, int port);
+    // The port that it listens at.
     int GetPort() const;
+    // Clients that are connected now.
     size_t GetConnectionCount() const;
 
     // Ends listening and every connection, and waits until their requests have been answered. Not

@@ -34,6 +34,7 @@ public:
     PXStatus Connect(int apiVersion);
     // Ends both connections.
     void Disconnect();
+    // What the server calls this client; null before Connect.
     CFStringRef GetConnectionID() const noexcept { return connectionID_.Get(); }
 
     // Sends a request and reads its answer.

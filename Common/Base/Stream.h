@@ -33,6 +33,7 @@ public:
     virtual PXStatus WriteChunk(const void* buffer, size_t& size) = 0;
     // kPXErrStreamEnd, unlogged, at the end.
     virtual PXStatus ReadChar(char& character) = 0;
+    // As the functions of the same names in PXStream.h, as are those below.
     virtual PXStatus WriteString(CFStringRef text);
     virtual PXStatus WriteStringParams(CFStringRef format, ...);
     virtual PXStatus ReadLine(char*& buffer, size_t& capacity);
@@ -41,9 +42,11 @@ public:
     virtual PXStatus GetLength(uint64_t& length);
     // Reads `count` characters, up to the first failure, which it returns.
     virtual PXStatus Skip(uint64_t count);
+    // Files alone; others give kPXErrStreamEnd.
     virtual PXStatus SetBuffer(CFDataRef buffer);
     virtual PXStatus SetCaching(bool isOn);
     virtual PXStatus CreateCopy(CBaseStream*& copy);  // kPXErrNotSupported
+    // Whether a read has met the end.
     virtual bool IsEOF() = 0;
     virtual PXStatus readPropertyListCopy(CFOptionFlags options, CFPropertyListRef& list);
     // Writes all parts as one chunk.

@@ -27,6 +27,7 @@ public:
     // When fewer bytes move, the first error since the file was opened or its position set, else 0.
     PXStatus ReadChunk(void* buffer, int flag, size_t& size) override;
     PXStatus WriteChunk(const void* buffer, size_t& size) override;
+    // As CBaseStream says.
     PXStatus ReadChar(char& character) override;
     PXStatus ReadLine(char*& buffer, size_t& capacity) override;
     // These return system error numbers.

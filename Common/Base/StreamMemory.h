@@ -16,6 +16,7 @@ public:
     void SetData(CFMutableDataRef data);
     void SetConstantData(CFDataRef data);
     CFDataRef GetData() const noexcept { return data_; }  // borrowed
+    // The first byte, until the data changes.
     const UInt8* GetBytePtr() const noexcept;
 
     // Nothing to do: 0.
@@ -26,6 +27,7 @@ public:
     // Replaces bytes up to the data's end and appends the rest there, also from a position behind
     // the end. 0 unless memory runs out (kPXErrCreate, logged).
     PXStatus WriteChunk(const void* buffer, size_t& size) override;
+    // As CBaseStream says.
     PXStatus ReadChar(char& character) override;
     PXStatus ReadLine(char*& buffer, size_t& capacity) override;
     PXStatus GetPos(uint64_t& position) override;

@@ -34,6 +34,7 @@ public:
     // Wait for the whole count, see above.
     PXStatus ReadChunk(void* buffer, int flag, size_t& size) override;
     PXStatus WriteChunk(const void* buffer, size_t& size) override;
+    // As CBaseStream says.
     PXStatus ReadChar(char& character) override;
     PXStatus ReadLine(char*& buffer, size_t& capacity) override;
     PXStatus Skip(uint64_t count) override;

@@ -22,6 +22,7 @@ public:
     // Inside of the range, see above.
     PXStatus ReadChunk(void* buffer, int flag, size_t& size) override;
     PXStatus WriteChunk(const void* buffer, size_t& size) override;
+    // As CBaseStream says; positions count from the offset.
     PXStatus ReadChar(char& character) override;
     PXStatus GetPos(uint64_t& position) override;
     PXStatus SetPos(uint64_t position) override;

@@ -58,6 +58,7 @@ public:
     {
         priority_.store(priority, std::memory_order_relaxed);
     }
+    // Whether it may get a GPU slot.
     bool GetCanRunOnGPU() const noexcept { return canRunOnGPU_.load(std::memory_order_relaxed); }
     void SetCanRunOnGPU(bool can) noexcept { canRunOnGPU_.store(can, std::memory_order_relaxed); }
     // The GPU slot that the task was given; -1 for a CPU slot.

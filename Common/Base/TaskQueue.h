@@ -64,6 +64,7 @@ public:
     // kPXErrBadArgument for a negative number, too many GPU slots, or a second call.
     int Initialize(CFStringRef queueID, int queueLimit, int threadLimit);
     int InitializeWithGPUTasks(CFStringRef queueID, int queueLimit, int threadLimit, int gpuTasks);
+    // What keys of tasks begin with from now on.
     void SetQueueID(CFStringRef queueID);
 
     // Accepts pushes and runs what is queued. Returns 0.
@@ -84,6 +85,7 @@ public:
     // order in which they will run.
     CFArrayRef GetQueuedTasksCopy();
     CFArrayRef GetRunningTasksCopy();
+    // Figures of this moment.
     CBaseTaskQueueStatistics GetStatistics();
 
     // Take the task of this key, or all, out of the queue without waiting for those that run.

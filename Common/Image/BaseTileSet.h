@@ -23,6 +23,7 @@ class PX_API BaseTileItem : public CBaseCore {
 public:
     // All zero.
     BaseTileItem() = default;
+    // With its keys and its place.
     BaseTileItem(int32_t id, int32_t key2, BaseTileItemType type, int32_t row, int32_t column);
     ~BaseTileItem() override;
 
@@ -76,6 +77,7 @@ public:
     // The equal item, or null.
     BaseTileItem* tile(int32_t id, int32_t key2, BaseTileItemType type, int32_t row,
                        int32_t column) const;
+    // Lets go of all items.
     void clear();
     // Writes "(ROW COLUMN) - (r:R c:C id:I st:S), …" as one line of at most 4999 characters to
     // standard output.

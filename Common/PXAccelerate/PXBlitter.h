@@ -69,6 +69,7 @@ PX_API int PXBlitterBlit(PXBlitter blitter, const void* src, uint32_t srcRowByte
 
 /* Returns its argument; null logs 1005. */
 PX_API PXBlitter PXBlitterRetain(PXBlitter blitter) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXBlitterRelease(PXBlitter blitter) PX_NOEXCEPT;
 
 PX_EXTERN_C_END

@@ -39,6 +39,7 @@ PX_API PXColorCube PXColorCubeCreateFromProfiles(PXColorProfile source, PXColorP
 
 /* Returns its argument. */
 PX_API PXColorCube PXColorCubeRetain(PXColorCube cube) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXColorCubeRelease(PXColorCube cube) PX_NOEXCEPT;
 
 /* The data, borrowed until it is replaced: as bytes, as the object; null when there is none. */

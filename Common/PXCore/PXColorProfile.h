@@ -159,6 +159,7 @@ PX_API PXColorProfile PXColorProfileCreateWithInfo(CFDictionaryRef info) PX_NOEX
 
 /* Returns its argument; the last release frees the profile. */
 PX_API PXColorProfile PXColorProfileRetain(PXColorProfile profile) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXColorProfileRelease(PXColorProfile profile) PX_NOEXCEPT;
 
 /* Converts one colour of three RGB components, which a finite float may hold outside of 0…1 too,

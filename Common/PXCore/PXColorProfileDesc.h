@@ -40,11 +40,14 @@ PX_API PXColorProfileDesc PXColorProfileGetDefaultProfileDescCopy(void) PX_NOEXC
  * without a word in the log, when there is none. */
 PX_API PXColorProfileDesc
 PXColorProfileGetColorProfileDescWithDisplayNameCopy(CFStringRef displayName) PX_NOEXCEPT;
+/* Returns its argument. */
 PX_API PXColorProfileDesc PXColorProfileDescRetain(PXColorProfileDesc desc) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXColorProfileDescRelease(PXColorProfileDesc desc) PX_NOEXCEPT;
 
 /* The file; null for the built-in sRGB. */
 PX_API CFURLRef PXColorProfileDescGetURL(PXColorProfileDesc desc) PX_NOEXCEPT;
+/* The same as a path; file name, display name and type. */
 PX_API CFStringRef PXColorProfileGetPathFromDesc(PXColorProfileDesc desc) PX_NOEXCEPT;
 PX_API CFStringRef PXColorProfileDescGetName(PXColorProfileDesc desc) PX_NOEXCEPT;
 PX_API CFStringRef PXColorProfileDescGetDisplayName(PXColorProfileDesc desc) PX_NOEXCEPT;

@@ -181,7 +181,9 @@ PX_API PXVec2F PXVec2FMul(PXVec2F a, PXVec2F b) PX_NOEXCEPT;
  * inverse of the usual one, and required so. */
 PX_API PXVec2F PXVec2FDiv(PXVec2F a, PXVec2F b) PX_NOEXCEPT;
 PX_API PXPointF PXPointFDiv(PXPointF a, PXPointF b) PX_NOEXCEPT;
+/* Both coordinates times the factor. */
 PX_API PXPointF PXPointFScale(PXPointF point, float scale) PX_NOEXCEPT;
+/* Half way from one to the other. */
 PX_API PXPointF PXPointFMidPoint(PXPointF a, PXPointF b) PX_NOEXCEPT;
 
 PX_API float PXVec2FDot(PXVec2F a, PXVec2F b) PX_NOEXCEPT;
@@ -197,6 +199,7 @@ PX_API PXVec2F PXVec2FNorm(PXVec2F v) PX_NOEXCEPT;
 PX_API bool PXVec2FIsZero(PXVec2F v) PX_NOEXCEPT;               /* within 1e-6 of 0 */
 PX_API bool PXVec2FIsInfinite(PXVec2F v) PX_NOEXCEPT;           /* within 1e-6 of 1e6 */
 PX_API PXVec2 PXLineVec2Make(PXPoint p, PXPoint q) PX_NOEXCEPT; /* from p to q */
+/* From p to q. */
 PX_API PXVec2F PXLineVec2FMake(PXPointF p, PXPointF q) PX_NOEXCEPT;
 PX_API PXVec2F PXLineVec2FNormal(PXVec2F v) PX_NOEXCEPT; /* (-y, x), normalised */
 
@@ -222,12 +225,14 @@ PX_API PXRectF PXRectFCreateMappedRectF(PXRectF rect, PXRectF from, PXRectF to) 
  */
 PX_API PXAffineTransform PXAffineTransformMake(float angleDegrees, float sx, float sy, float cx,
                                                float cy, float tx, float ty) PX_NOEXCEPT;
+/* Maps every point to itself. */
 PX_API PXAffineTransform PXAffineTransformIdentity(void) PX_NOEXCEPT;
 /* `a` applied after `b`. */
 PX_API PXAffineTransform PXAffineTransformConcat(PXAffineTransform a,
                                                  PXAffineTransform b) PX_NOEXCEPT;
 /* Without a test for a determinant of 0, which gives infinities and not-a-number. */
 PX_API PXAffineTransform PXAffineTransformInvert(PXAffineTransform m) PX_NOEXCEPT;
+/* Where the point is mapped to. */
 PX_API PXPointF PXAffineTransformTransformPointF(PXPointF point, PXAffineTransform m) PX_NOEXCEPT;
 /* The bounds of the mapped corners, kept within ±1e10. */
 PX_API PXRectF PXAffineTransformTransformRectF(PXRectF rect, PXAffineTransform m) PX_NOEXCEPT;
@@ -255,6 +260,7 @@ PX_API bool PXPreviewSceneIsEqual(PXPreviewScene a, PXPreviewScene b) PX_NOEXCEP
 PX_API void PXPreviewSceneSetMag(PXPreviewScene* scene, float magnification) PX_NOEXCEPT;
 /* Gives the scene other magnifications, keeping its rows and columns. */
 PX_API void PXPreviewSceneNormalizeToMag(PXPreviewScene* scene, float magX, float magY) PX_NOEXCEPT;
+/* The scene in rows and columns. */
 PX_API int32_t PXPreviewSceneGetTopRow(PXPreviewScene scene) PX_NOEXCEPT;
 PX_API int32_t PXPreviewSceneGetBottomRow(PXPreviewScene scene) PX_NOEXCEPT;
 PX_API int32_t PXPreviewSceneGetLeftCol(PXPreviewScene scene) PX_NOEXCEPT;

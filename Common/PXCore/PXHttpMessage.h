@@ -39,6 +39,7 @@ typedef struct PXHttpLimits {
 
 /* The limits of a new message. */
 PX_API void PXHttpLimitsGetDefault(PXHttpLimits* outLimits) PX_NOEXCEPT;
+/* Counts from the next read on. */
 PX_API PXStatus PXHttpMessageSetLimits(PXHttpMessage message,
                                        const PXHttpLimits* limits) PX_NOEXCEPT;
 
@@ -48,7 +49,9 @@ PX_API PXHttpMessage PXHttpMessageCreate(HTTPMessageType type) PX_NOEXCEPT;
 PX_API PXHttpMessage PXHttpMessageCreateRequest(CFStringRef method, CFStringRef uri,
                                                 CFStringRef cmd) PX_NOEXCEPT;
 PX_API PXHttpMessage PXHttpMessageCreateResponse(int32_t code) PX_NOEXCEPT;
+/* Returns its argument. */
 PX_API PXHttpMessage PXHttpMessageRetain(PXHttpMessage message) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXHttpMessageRelease(PXHttpMessage message) PX_NOEXCEPT;
 
 /* Reading replaces what the message held, and keeps the stream for PXHttpMessageSendResponse. */
@@ -64,8 +67,10 @@ PX_API CFStringRef PXHttpMessageGetMethod(PXHttpMessage message) PX_NOEXCEPT;
 /* For URIs "object/verb…": both null and kPXErrStreamEnd with fewer than two parts. */
 PX_API PXStatus PXHttpMessageGetVerbAndObject(PXHttpMessage message, CFStringRef* outVerb,
                                               CFStringRef* outObject) PX_NOEXCEPT;
+/* A header to be written, in place of one of the same name. */
 PX_API void PXHttpMessageSetHeader(PXHttpMessage message, CFStringRef name,
                                    CFStringRef value) PX_NOEXCEPT;
+/* Of a response, 200 at first. */
 PX_API void PXHttpMessageSetResponseCode(PXHttpMessage message, int32_t code) PX_NOEXCEPT;
 PX_API int32_t PXHttpMessageGetResponseCode(PXHttpMessage message) PX_NOEXCEPT;
 

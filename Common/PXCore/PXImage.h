@@ -165,6 +165,7 @@ PX_API PXStatus PXImageUnlockBuffer2(PXImage image, PXRect rect, const void* poi
  * "CImageRec count is: N" in the log. Images that were made while it was off are not in it; those
  * in it leave it when they are freed, on or off. */
 PX_API void PXImageSetLogObjectUse(bool isOn) PX_NOEXCEPT;
+/* The number of images in it. */
 PX_API int32_t PXImageGetTotalImages(void) PX_NOEXCEPT;
 /* Logs a line for each image of the census, in the order of their addresses, and the sums of bytes
  * in memory and of all pixels, followed by one letter an image: m memory, p a caller's buffer,

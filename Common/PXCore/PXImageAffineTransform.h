@@ -50,6 +50,7 @@ enum {
 /* Bilinear. */
 PX_API int PXImageTransformImage(PXImage source, PXImage destination, PXRect dstRect,
                                  PXAffineTransform transform, const float* fillColor) PX_NOEXCEPT;
+/* By one of the methods above. */
 PX_API int PXImageTransformImageWithMethod(PXImage source, PXImage destination, PXRect dstRect,
                                            PXAffineTransform transform, const float* fillColor,
                                            uint32_t method) PX_NOEXCEPT;

@@ -15,6 +15,7 @@ typedef struct __PXImagePool* PXImagePool;
 PX_API PXImagePool PXImagePoolCreate(void) PX_NOEXCEPT;
 /* Returns its argument. */
 PX_API PXImagePool PXImagePoolRetain(PXImagePool pool) PX_NOEXCEPT;
+/* Gives a reference back. */
 PX_API void PXImagePoolRelease(PXImagePool pool) PX_NOEXCEPT;
 
 /* Makes spares with these parameters until the pool holds `count`. Parameters other than the former

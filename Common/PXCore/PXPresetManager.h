@@ -82,6 +82,7 @@ public:
     PXString getPresetFolderName() const;
     // ROOT/FOLDER, absolute; empty before initialize.
     PXString getModuleDataPath() const;
+    // With its dot.
     PXString getFileExtension() const;
     // Whether hidden categories are left out; true after initialize.
     bool useCategoryExclusionList() const;

@@ -48,6 +48,7 @@ public:
 
     // The greatest int stands for everything beyond.
     int size() const noexcept;
+    // True for a text without units.
     bool isEmpty() const noexcept;
     // Makes the text empty; an object that held null holds a string from here on.
     void clear() noexcept;

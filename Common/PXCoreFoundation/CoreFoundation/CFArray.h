@@ -45,15 +45,18 @@ CF_EXPORT CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values
 
 // The copy of an immutable array may be the array itself, retained.
 CF_EXPORT CFArrayRef CFArrayCreateCopy(CFAllocatorRef allocator, CFArrayRef theArray);
+// Arrays that may be changed.
 CF_EXPORT CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
                                                  const CFArrayCallBacks* callBacks);
 CF_EXPORT CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
                                                      CFArrayRef theArray);
+// The number of elements; 0 for NULL.
 CF_EXPORT CFIndex CFArrayGetCount(CFArrayRef theArray);
 
 // Searches compare pointers first and then call equal(value sought, element).
 CF_EXPORT CFIndex CFArrayGetCountOfValue(CFArrayRef theArray, CFRange range, const void* value);
 CF_EXPORT Boolean CFArrayContainsValue(CFArrayRef theArray, CFRange range, const void* value);
+// The element, lent.
 CF_EXPORT const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx);
 
 // Writes range.length borrowed elements to `values`.
@@ -62,6 +65,7 @@ CF_EXPORT void CFArrayGetValues(CFArrayRef theArray, CFRange range, const void**
 // Calls `applier` in index order. It may shrink the array: indices that are gone are left out.
 CF_EXPORT void CFArrayApplyFunction(CFArrayRef theArray, CFRange range,
                                     CFArrayApplierFunction applier, void* context);
+// kCFNotFound when no element of the range is equal.
 CF_EXPORT CFIndex CFArrayGetFirstIndexOfValue(CFArrayRef theArray, CFRange range,
                                               const void* value);
 CF_EXPORT CFIndex CFArrayGetLastIndexOfValue(CFArrayRef theArray, CFRange range, const void* value);
@@ -71,12 +75,14 @@ CF_EXPORT CFIndex CFArrayGetLastIndexOfValue(CFArrayRef theArray, CFRange range,
 // the range: always a place to insert at. 0 for a bad range.
 CF_EXPORT CFIndex CFArrayBSearchValues(CFArrayRef theArray, CFRange range, const void* value,
                                        CFComparatorFunction comparator, void* context);
+// Adds an element behind the last one.
 CF_EXPORT void CFArrayAppendValue(CFMutableArrayRef theArray, const void* value);
 
 // Inserting and setting at the count appends.
 CF_EXPORT void CFArrayInsertValueAtIndex(CFMutableArrayRef theArray, CFIndex idx,
                                          const void* value);
 CF_EXPORT void CFArraySetValueAtIndex(CFMutableArrayRef theArray, CFIndex idx, const void* value);
+// Elements behind it move up; and all elements at once.
 CF_EXPORT void CFArrayRemoveValueAtIndex(CFMutableArrayRef theArray, CFIndex idx);
 CF_EXPORT void CFArrayRemoveAllValues(CFMutableArrayRef theArray);
 
@@ -84,6 +90,7 @@ CF_EXPORT void CFArrayRemoveAllValues(CFMutableArrayRef theArray);
 // are retained before the old ones are released.
 CF_EXPORT void CFArrayReplaceValues(CFMutableArrayRef theArray, CFRange range,
                                     const void** newValues, CFIndex newCount);
+// Neither element is retained or released.
 CF_EXPORT void CFArrayExchangeValuesAtIndices(CFMutableArrayRef theArray, CFIndex idx1,
                                               CFIndex idx2);
 

@@ -203,6 +203,7 @@ CF_EXPORT void CFAllocatorSetDefault(CFAllocatorRef allocator);
 // An allocator that serves as deallocator; the context is copied, its info retained by its
 // callback.
 CF_EXPORT CFAllocatorRef CFAllocatorCreate(CFAllocatorRef allocator, CFAllocatorContext* context);
+// A block of `size` bytes, NULL without memory; and its end, by the allocator that made it.
 CF_EXPORT void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint);
 CF_EXPORT void CFAllocatorDeallocate(CFAllocatorRef allocator, void* ptr);
 // Moves a block to a new size; a NULL block is allocated, and size 0 deallocates and gives NULL.

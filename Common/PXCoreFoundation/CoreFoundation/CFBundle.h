@@ -45,6 +45,7 @@ CF_EXPORT CFStringRef CFBundleGetIdentifier(CFBundleRef bundle);
 // `value` when it is not empty, else the key.
 CF_EXPORT CFStringRef CFBundleCopyLocalizedString(CFBundleRef bundle, CFStringRef key,
                                                   CFStringRef value, CFStringRef tableName);
+// Where the bundle and its parts are; owned by the caller.
 CF_EXPORT CFURLRef CFBundleCopyBundleURL(CFBundleRef bundle);
 CF_EXPORT CFURLRef CFBundleCopyExecutableURL(CFBundleRef bundle);
 CF_EXPORT CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef bundle);

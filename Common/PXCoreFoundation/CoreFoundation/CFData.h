@@ -29,10 +29,13 @@ CF_EXPORT CFDataRef CFDataCreateCopy(CFAllocatorRef allocator, CFDataRef theData
 // NULL means free(), kCFAllocatorNull nobody. When it fails the bytes stay the caller's.
 CF_EXPORT CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8* bytes,
                                                 CFIndex length, CFAllocatorRef bytesDeallocator);
+// Data that may be changed.
 CF_EXPORT CFMutableDataRef CFDataCreateMutable(CFAllocatorRef allocator, CFIndex capacity);
 CF_EXPORT CFMutableDataRef CFDataCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
                                                    CFDataRef theData);
+// In bytes; 0 for NULL.
 CF_EXPORT CFIndex CFDataGetLength(CFDataRef theData);
+// The bytes, lent until the data changes; the second is NULL for immutable data.
 CF_EXPORT const UInt8* CFDataGetBytePtr(CFDataRef theData);
 CF_EXPORT UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData);
 
@@ -45,6 +48,7 @@ CF_EXPORT void CFDataIncreaseLength(CFMutableDataRef theData, CFIndex extraLengt
 
 // `bytes` may be this data's own, here and in replacing.
 CF_EXPORT void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex length);
+// Bytes behind the range move up.
 CF_EXPORT void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range);
 
 // The lengths may differ; a range at the end appends.

@@ -48,10 +48,12 @@ CF_EXPORT const CFTimeInterval kCFAbsoluteTimeIntervalSince1904;
 
 // The wall clock, in steps of a microsecond. It may go backwards.
 CF_EXPORT CFAbsoluteTime CFAbsoluteTimeGetCurrent(void);
+// What CFGetTypeID gives for dates.
 CF_EXPORT CFTypeID CFDateGetTypeID(void);
 
 // The caller owns the result; NULL when memory runs out.
 CF_EXPORT CFDateRef CFDateCreate(CFAllocatorRef allocator, CFAbsoluteTime at);
+// The seconds that it was made from.
 CF_EXPORT CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef theDate);
 
 // Seconds from `otherDate` to `theDate`; 0 when either is no date.

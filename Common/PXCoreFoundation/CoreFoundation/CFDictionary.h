@@ -62,12 +62,14 @@ CF_EXPORT CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const voi
 
 // The copy of an immutable dictionary may be the dictionary itself, retained.
 CF_EXPORT CFDictionaryRef CFDictionaryCreateCopy(CFAllocatorRef allocator, CFDictionaryRef theDict);
+// Dictionaries that may be changed.
 CF_EXPORT CFMutableDictionaryRef CFDictionaryCreateMutable(
     CFAllocatorRef allocator, CFIndex capacity, const CFDictionaryKeyCallBacks* keyCallBacks,
     const CFDictionaryValueCallBacks* valueCallBacks);
 CF_EXPORT CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef allocator,
                                                                CFIndex capacity,
                                                                CFDictionaryRef theDict);
+// The number of entries; 0 for NULL.
 CF_EXPORT CFIndex CFDictionaryGetCount(CFDictionaryRef theDict);
 
 // Keys are found by hash, then pointer, then equal(key sought, stored key). Values are searched one

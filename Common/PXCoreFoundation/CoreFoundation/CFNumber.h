@@ -63,6 +63,7 @@ CF_EXPORT Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, voi
 // above the negative numbers and below both zeros. Null sorts first. The context is not used.
 CF_EXPORT CFComparisonResult CFNumberCompare(CFNumberRef number, CFNumberRef otherNumber,
                                              void* context);
+// What CFGetTypeID gives for the two booleans.
 CF_EXPORT CFTypeID CFBooleanGetTypeID(void);
 
 // True for kCFBooleanTrue only.

@@ -47,7 +47,9 @@ CF_EXPORT CFMutableSetRef CFSetCreateMutable(CFAllocatorRef allocator, CFIndex c
                                              const CFSetCallBacks* callBacks);
 CF_EXPORT CFMutableSetRef CFSetCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
                                                  CFSetRef theSet);
+// The number of members; 0 for NULL.
 CF_EXPORT CFIndex CFSetGetCount(CFSetRef theSet);
+// Members are found by hash, then pointer, then equality.
 CF_EXPORT CFIndex CFSetGetCountOfValue(CFSetRef theSet, const void* value);
 CF_EXPORT Boolean CFSetContainsValue(CFSetRef theSet, const void* value);
 

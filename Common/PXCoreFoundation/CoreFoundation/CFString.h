@@ -185,6 +185,7 @@ CF_EXPORT CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStrin
 CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 // UTF-8.
 CF_EXPORT CFStringEncoding CFStringGetSystemEncoding(void);
+// True for the encodings above.
 CF_EXPORT Boolean CFStringIsEncodingAvailable(CFStringEncoding encoding);
 // The first of ASCII, Latin-1, windows-1252 and Mac OS Roman that has all characters, else UTF-16;
 // and the encoding to which no unit has to be changed. kCFStringEncodingInvalidId for no string.
@@ -285,11 +286,13 @@ CF_EXPORT void CFStringAppendCharacters(CFMutableStringRef theString, const UniC
 // Appends nothing when the text is malformed.
 CF_EXPORT void CFStringAppendCString(CFMutableStringRef theString, const char* cStr,
                                      CFStringEncoding encoding);
+// As CFStringCreateWithFormat.
 CF_EXPORT void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRef formatOptions,
                                     CFStringRef format, ...);
 CF_EXPORT void CFStringAppendFormatAndArguments(CFMutableStringRef theString,
                                                 CFDictionaryRef formatOptions, CFStringRef format,
                                                 va_list arguments);
+// Put text at an index, or in the place of a range or of everything; or take a range out.
 CF_EXPORT void CFStringInsert(CFMutableStringRef str, CFIndex idx, CFStringRef insertedStr);
 CF_EXPORT void CFStringDelete(CFMutableStringRef theString, CFRange range);
 CF_EXPORT void CFStringReplace(CFMutableStringRef theString, CFRange range,

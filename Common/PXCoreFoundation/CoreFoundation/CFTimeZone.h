@@ -45,6 +45,7 @@ CF_EXPORT CFTimeInterval CFTimeZoneGetSecondsFromGMT(CFTimeZoneRef tz, CFAbsolut
 // "CEST"; the name of a fixed zone, "GMT" for NULL. NULL for a foreign zone and for a time that is
 // not finite.
 CF_EXPORT CFStringRef CFTimeZoneCopyAbbreviation(CFTimeZoneRef tz, CFAbsoluteTime at);
+// Whether clocks are ahead then; false for fixed zones.
 CF_EXPORT Boolean CFTimeZoneIsDaylightSavingTime(CFTimeZoneRef tz, CFAbsoluteTime at);
 
 #ifdef __cplusplus
