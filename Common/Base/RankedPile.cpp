@@ -10,7 +10,8 @@ namespace {
 
 // A heap of fewer lies in the nearest cache, where a run gains nothing.
 constexpr size_t kLeastForRun = 256;
-constexpr size_t kMostPerBin = 16;  // if the ranks are spread evenly
+constexpr size_t kUsualBin = 16;     // elements, if the ranks lie evenly
+constexpr size_t kMostSorted = 128;  // at once
 constexpr size_t kMostKept = 4096;
 
 bool ByRank(const Ranked& a, const Ranked& b)
@@ -69,37 +70,54 @@ void RankedHeap::Rise(size_t hole, const Ranked& ranked)
 
 void RankedRun::Fill(const std::vector<Ranked>& all)
 {
-    const auto [least, most] = std::minmax_element(all.begin(), all.end(), ByRank);
+    items_ = std::make_unique_for_overwrite<Ranked[]>(all.size());
+    next_ = sortedEnd_ = items_.get();
+    end_ = next_ + all.size();
+    Spread(all, next_);
+    FindFirst();
+}
+
+// Writes a copy of the elements, in bins by the upper bits of their ranks, and puts the bins before
+// the others. A bin of a bin goes by the bits below, so that no rank is spread often.
+void RankedRun::Spread(const std::vector<Ranked>& from, Ranked* to)
+{
+    const auto [least, most] = std::minmax_element(from.begin(), from.end(), ByRank);
     const uint64_t base = least->rank;
     const auto width = std::bit_width(most->rank - base);
-    const auto binWidth = std::min(width, std::bit_width(all.size() / kMostPerBin));
+    const auto binWidth = std::min(width, std::bit_width(from.size() / kUsualBin));
     const auto shift = width - binWidth;
     const auto binOf = [&](const Ranked& ranked) { return (ranked.rank - base) >> shift; };
 
     // First the count of each bin, then where it begins, and, once its elements are there, ends.
-    binEnds_.assign(size_t{1} << binWidth, 0);
-    for (const Ranked& ranked : all) ++binEnds_[binOf(ranked)];
-    uint32_t begin = 0;
-    for (uint32_t& bin : binEnds_) begin += std::exchange(bin, begin);
-    items_ = std::make_unique_for_overwrite<Ranked[]>(all.size());
-    for (const Ranked& ranked : all) items_[binEnds_[binOf(ranked)]++] = ranked;
-
-    next_ = sortedEnd_ = items_.get();
-    end_ = next_ + all.size();
-    nextBin_ = 0;
-    FindFirst();
+    std::vector<uint32_t> ends(size_t{1} << binWidth);
+    for (const Ranked& ranked : from) ++ends[binOf(ranked)];
+    auto begin = static_cast<uint32_t>(to - items_.get());
+    for (uint32_t& bin : ends) begin += std::exchange(bin, begin);
+    for (const Ranked& ranked : from) items_[ends[binOf(ranked)]++] = ranked;
+    binEnds_.insert(binEnds_.end(), ends.rbegin(), ends.rend());
 }
 
-// Passes those that have been taken, and sorts bins until one has a task.
+// Passes those that have been taken.
 void RankedRun::FindFirst()
 {
     for (;; ++next_) {
         while (next_ == sortedEnd_) {
             if (next_ == end_) return Clear();
-            sortedEnd_ = items_.get() + binEnds_[nextBin_++];
-            std::sort(next_, sortedEnd_, ByRank);
+            SortNextBin();
         }
         if (next_->task) return;
+    }
+}
+
+void RankedRun::SortNextBin()
+{
+    Ranked* const binEnd = items_.get() + binEnds_.back();
+    binEnds_.pop_back();
+    if (static_cast<size_t>(binEnd - next_) > kMostSorted) {
+        Spread({next_, binEnd}, next_);
+    } else {
+        std::sort(next_, binEnd, ByRank);
+        sortedEnd_ = binEnd;
     }
 }
 

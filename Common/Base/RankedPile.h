@@ -3,14 +3,15 @@
 // RankedPile — any number of tasks of any ranks, the smallest first.
 //
 // Pushes go to a heap. Once the heap holds as much as is left of the run, a take spreads all there
-// is over the bins of a new run: parts of one array in ascending order, each of which is sorted
-// when its turn comes. What is at the front of a run is taken without looking at anything else,
-// which spares the heap's way through memory that another processor has written.
+// is over the bins of a new run: parts of one array in ascending order. When the turn of a bin
+// comes it is sorted, or spread over bins of its own if it is large. What is at the front of a run
+// is taken without looking at anything else, which spares the heap's way through memory that
+// another processor has written.
 //
-// A push costs the logarithm of the heap at worst and a constant on average. Each task is spread
-// once for its own push and at most once for those of others, in one pass over at most twice the
-// tasks that were pushed since the last time; its bin then takes the logarithm of the tasks in it,
-// which is a constant too unless most ranks lie close to each other. Not thread-safe.
+// A push costs the logarithm of the heap at worst and a constant on average. A take of the first
+// costs a constant on average, whatever the ranks: a new run takes passes over at most twice the
+// tasks pushed since the last one, a few milliseconds for a hundred thousand of them at worst, and
+// so many takes follow that need none. Taking any other task searches all. Not thread-safe.
 
 #include <cstddef>
 #include <cstdint>
@@ -65,15 +66,16 @@ public:
     void Clear();
 
 private:
+    void Spread(const std::vector<Ranked>& from, Ranked* to);
     void FindFirst();
+    void SortNextBin();
 
     // [next_, sortedEnd_) is sorted. The bins behind it are in order, each of them is not. An
     // element that has been taken has no task any more; the first one has.
     Ranked* next_ = nullptr;
     Ranked* sortedEnd_ = nullptr;
     Ranked* end_ = nullptr;
-    size_t nextBin_ = 0;
-    std::vector<uint32_t> binEnds_;  // indices into items_
+    std::vector<uint32_t> binEnds_;  // indices into items_, that of the next bin last
     std::unique_ptr<Ranked[]> items_;
 };
 
