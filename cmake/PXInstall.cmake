@@ -43,8 +43,8 @@ endforeach()
 install(FILES "${CMAKE_SOURCE_DIR}/Common/Image/BaseTileSet.h" DESTINATION "${px_include}/Image"
     COMPONENT dev)
 list(APPEND px_installed_headers "${CMAKE_SOURCE_DIR}/Common/Image/BaseTileSet.h")
-install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev)
+install(FILES README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev)
 install(DIRECTORY doc examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT dev
     PATTERN "*.in" EXCLUDE)
-# The packages have these as their copyright file.
-install(FILES LICENSE NOTICE DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT licence)
+# The packages have their own forms of these.
+install(FILES LICENSE NOTICE CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT licence)

@@ -35,6 +35,7 @@ function(px_package component name section depends summary)
 
     install(FILES "${CMAKE_BINARY_DIR}/packaging/copyright"
         "${CMAKE_BINARY_DIR}/packaging/changelog.Debian.gz"
+        "${CMAKE_BINARY_DIR}/packaging/changelog.gz"
         DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${name}"
         COMPONENT ${component} EXCLUDE_FROM_ALL)
 endfunction()
@@ -57,9 +58,14 @@ else()
 endif()
 configure_file("tools/packaging/${px_licence_file}" "${CMAKE_BINARY_DIR}/packaging/copyright" COPYONLY)
 find_program(GZIP gzip REQUIRED)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS tools/packaging/changelog)
-execute_process(COMMAND "${GZIP}" -9nc "${px_packaging}/changelog"
-    OUTPUT_FILE "${CMAKE_BINARY_DIR}/packaging/changelog.Debian.gz" COMMAND_ERROR_IS_FATAL ANY)
+file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/packaging")
+foreach(changes "${px_packaging}/changelog:changelog.Debian.gz" "CHANGELOG.md:changelog.gz")
+    string(REPLACE ":" ";" changes "${changes}")
+    list(POP_FRONT changes from to)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${from}")
+    execute_process(COMMAND "${GZIP}" -9nc "${from}" WORKING_DIRECTORY "${CMAKE_SOURCE_DIR}"
+        OUTPUT_FILE "${CMAKE_BINARY_DIR}/packaging/${to}" COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
 
 # What dpkg keeps of a library: its symbols, which dpkg's own tool lists before the packages are closed
 # (a symbol that is missing stops the packaging), and the call of ldconfig.
