@@ -39,11 +39,30 @@ using Owned = std::unique_ptr<std::remove_pointer_t<Handle>, Releaser>;
 void Check(const char* step, PXStatus status)
 {
     if (status == kPXOK) return;
+    std::fprintf(stderr, "%s: %s (%u)\n", step, PXErrorGetText(status), status);
     PXErrorRecord last;
-    PXErrorGetLast(&last);
-    std::fprintf(stderr, "%s: %s (%u; %s, line %d, %s)\n", step, PXErrorGetText(status), status,
-                 last.source, last.line, last.argument);
+    if (PXErrorGetLast(&last) && last.status == status) {
+        std::fprintf(stderr, "    in %s, %s line %d, which expected: %s\n", last.function,
+                     last.source, last.line, last.argument);
+    }
     std::exit(1);
+}
+
+// One line of the event log, which goes to standard error here; PXLogAddFileLogger keeps a file.
+void ShowEvent(void*, CFStringRef line)
+{
+    char* text = PXUtilsGetUTF8StringCopy(line);
+    std::fputs(text ? text : "", stderr);
+    std::free(text);
+}
+
+void ShowEvents()
+{
+    const PXLoggerProcs procs = {nullptr, ShowEvent, nullptr};
+    PXLogger logger = PXLoggerCreate();
+    PXLoggerSetProcs(logger, &procs, nullptr);
+    PXLogAddLogger(logger);
+    PXLoggerRelease(logger);
 }
 
 // 2.4 gigapixels, of which 16 MiB may be in memory at a time.
@@ -131,7 +150,7 @@ void SavePreset()
     curve->setControlPoint(8, {128, 96});
     curve->calculateCurve();
     if (!manager.addCategory("Evening") || !manager.savePreset("Evening", curve.Get())) {
-        std::fprintf(stderr, "the preset could not be saved: the event log says why\n");
+        std::fprintf(stderr, "the preset could not be saved, see above\n");
         std::exit(1);
     }
     CurveMaker maker;
@@ -246,8 +265,8 @@ void TalkToHelper(PXImage image)
 
 int main(int argc, char**)
 {
+    ShowEvents();
     if (argc > 1) return Help();
-    PXLogAddFileLogger(nullptr);  // ~/.local/share/Quarvo/QuarvoLog.txt
     PXAccelerateInit();
     const Owned<PXImage> huge = MakeHugePicture();
     const PXRect rect = {20000, 10000, 8192, 2048};

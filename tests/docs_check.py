@@ -121,11 +121,11 @@ def described(folder):
             members += [(scope + plain(member.findtext("name")), member)
                         for member in compound.iter("memberdef")]
             for name, element in members:
-                is_needless = element.get("prot") == "private" or \
+                needs_none = element.get("prot") == "private" or \
                     (element.findtext("argsstring") or "").endswith("=delete")
-                has_text = is_needless or any("".join(part.itertext()).strip() for part in
-                               (element.find("briefdescription"), element.find("detaileddescription")))
-                names[name] = names.get(name, True) and has_text
+                parts = element.find("briefdescription"), element.find("detaileddescription")
+                has_text = any("".join(part.itertext()).strip() for part in parts)
+                names[name] = names.get(name, True) and (needs_none or has_text)
     return names
 
 
