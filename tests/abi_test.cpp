@@ -12,16 +12,12 @@
 #include "PXCore/PXColorCube.h"
 #include "PXCore/PXColorProfile.h"
 #include "PXCore/PXDictionary.h"
-#include "PXCore/PXImage.h"
-#include "PXCore/PXImageAccess.h"
 #include "PXCore/PXPreset.h"
 #include "PXCore/PXString.h"
 #include "PXCore/PXVariant.h"
-#include "CoreFoundation/CFString.h"
 #include "PXCore/PXVariantPointerContainer.h"
+#include "support/Images.h"
 #include "support/Test.h"
-
-#include <type_traits>
 
 namespace {
 
@@ -66,13 +62,11 @@ Result CallSlot(void* object, size_t slot, Arguments... arguments)
 
 TEST(Abi, CountedObjectsKeepTheirSlots)
 {
-    PXImage image = nullptr;
-    ASSERT_EQ(kPXOK, PXImageCreate(&image));
-    EXPECT_EQ(2, CallSlot<int32_t>(image, 2));
+    const Image image = Created(PXImageCreate);
+    EXPECT_EQ(2, CallSlot<int32_t>(image.get(), 2));
     EXPECT_EQ(2, PXImageGetRetainCount(image));
-    EXPECT_EQ(1, CallSlot<int32_t>(image, 3));
+    EXPECT_EQ(1, CallSlot<int32_t>(image.get(), 3));
     EXPECT_EQ(1, PXImageGetRetainCount(image));
-    PXImageRelease(image);
 }
 
 // Fields laid open.
@@ -283,32 +277,35 @@ TEST(Abi, ColorProfilesKeepTheirFieldsAndGetters)
     PXColorProfileRelease(profile);
 }
 
+// Calls a function through its slot that answers with a status.
+template <class... Arguments>
+void ExpectStatus(PXStatus status, void* object, size_t slot, Arguments... arguments)
+{
+    EXPECT_EQ(status, CallSlot<PXStatus>(object, slot, arguments...)) << slot;
+}
+
 TEST(Abi, ColorProfilesKeepTheirConversions)
 {
-    PXColorProfile profile = PXColorProfileCreateStandard(kPXColorStandardSRGB);
+    PXColorProfile profile = PXColorProfileCreateStandard(kPXColorStandardSRGB), copy = nullptr;
     const float grey[3] = {0.5F, 0.5F, 0.5F};
     const uint8_t grey8[3] = {99, 99, 99};
     float shown[3] = {};
     uint8_t shown8[3] = {};
-    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kConvertColor, profile, &grey[0], &shown[0]));
+    CFDataRef cube = nullptr, proof = nullptr;
+    ExpectStatus(0, profile, kConvertColor, profile, &grey[0], &shown[0]);
     EXPECT_NEAR(0.5F, shown[1], 1e-3F);
-    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kConvertColor8, profile, &grey8[0], &shown8[0]));
+    ExpectStatus(0, profile, kConvertColor8, profile, &grey8[0], &shown8[0]);
     EXPECT_EQ(99, shown8[1]);
-    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kConvertColorSoftProof, profile, profile, 0, &grey[0],
-                                     &shown[0]));
-    CFDataRef cube = nullptr;
-    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kCreateRGBCube, profile, uint32_t{2}, &cube));
+    ExpectStatus(0, profile, kConvertColorSoftProof, profile, profile, 0, &grey[0], &shown[0]);
+    ExpectStatus(0, profile, kCreateRGBCube, profile, uint32_t{2}, &cube);
     CFRelease(cube);
-    PXColorProfile copy = nullptr;
-    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kCreateCopy, &copy));
+    ExpectStatus(0, profile, kCreateCopy, &copy);
     EXPECT_TRUE(CallSlot<bool>(copy, kIsValid));
-    CFDataRef proof = nullptr;
-    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kCreateSoftProofCube, profile, int32_t{0}, profile,
-                                     uint32_t{2}, false, false, &proof));
-    EXPECT_EQ(0U, CallSlot<PXStatus>(copy, kSetRawData, proof));
+    ExpectStatus(0, profile, kCreateSoftProofCube, profile, 0, profile, 2U, false, false, &proof);
+    ExpectStatus(0, copy, kSetRawData, proof);
     EXPECT_NE(nullptr, CallSlot<CFDataRef>(copy, kGetRawData));
     CFRelease(proof);
-    EXPECT_EQ(0U, CallSlot<PXStatus>(copy, kSetGridSize, int32_t{2}));
+    ExpectStatus(0, copy, kSetGridSize, int32_t{2});
     EXPECT_EQ(2, CallSlot<int32_t>(copy, kGetGridSize));
     CallSlot<void>(copy, kClear);
     EXPECT_FALSE(CallSlot<bool>(copy, kIsValid));
@@ -333,7 +330,7 @@ TEST(Abi, ColorCubesKeepTheirFieldsAndSlots)
     EXPECT_EQ(0U, CallSlot<uint32_t>(cube, kGetMode));
     EXPECT_EQ(32U, CallSlot<uint32_t>(cube, kGetSize));
     CallSlot<void>(cube, kSetSize, uint32_t{2});
-    EXPECT_EQ(0U, CallSlot<PXStatus>(cube, kInitialize, profile, profile, uint32_t{2}));
+    ExpectStatus(0, cube, kInitialize, profile, profile, uint32_t{2});
     EXPECT_EQ(2U, fields->mode);
     EXPECT_EQ(2U, fields->gridSize);
     EXPECT_EQ(profile, fields->source);
@@ -342,13 +339,10 @@ TEST(Abi, ColorCubesKeepTheirFieldsAndSlots)
     EXPECT_EQ(CFDataGetBytePtr(fields->samples), CallSlot<const uint8_t*>(cube, kGetDataPtr));
     const float white[3] = {1, 1, 1};
     float shown[3] = {};
-    EXPECT_EQ(0U, CallSlot<PXStatus>(cube, kConvert, &white[0], &shown[0]));
+    ExpectStatus(0, cube, kConvert, &white[0], &shown[0]);
     EXPECT_NEAR(1.0F, shown[2], 1e-3F);
-    PXImage image = nullptr;
-    EXPECT_EQ(0U, PXImageCreateWithParams2({0, 0, 1, 1}, 8, 3, kPXColorSpaceRGB, 0,
-                                           kPXDataSourceMemory, &image));
-    EXPECT_EQ(0U, CallSlot<PXStatus>(cube, kApply, image));
-    PXImageRelease(image);
+    const Image image = Make({0, 0, 1, 1}, 8, 3, kPXDataSourceMemory);
+    ExpectStatus(0, cube, kApply, image.get());
     CallSlot<void>(cube, kSetMode, uint32_t{5});
     CallSlot<void>(cube, kSetData, static_cast<CFDataRef>(nullptr));
     EXPECT_EQ(5U, fields->mode);
@@ -365,10 +359,10 @@ TEST(Abi, ColorProfilesRefuseThroughTheirSlots)
     const PXColorProfile none = nullptr;
     const PXImage noImage = nullptr;
     void* transform = nullptr;
-    EXPECT_EQ(0U, CallSlot<PXStatus>(profile, kLoadByName, CFSTR("sRGB")));
-    EXPECT_EQ(kPXErrNotFound, CallSlot<PXStatus>(profile, kOpenFile, CFSTR("/none")));
+    ExpectStatus(0, profile, kLoadByName, CFSTR("sRGB"));
+    ExpectStatus(kPXErrNotFound, profile, kOpenFile, CFSTR("/none"));
     const auto refuses = [&](size_t slot, auto... arguments) {
-        EXPECT_EQ(kPXErrBadArgument, CallSlot<PXStatus>(profile, slot, arguments...));
+        ExpectStatus(kPXErrBadArgument, profile, slot, arguments...);
     };
     refuses(kSetInfo, none);
     refuses(kSetICCData, none);

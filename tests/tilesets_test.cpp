@@ -1,13 +1,16 @@
 // Render tile sets: order, search, and the rules that look odd but are meant.
 
 #include "Image/BaseTileSet.h"
-#include "PXCore/PXImage.h"
+#include "PXCore/PXGeometry.h"
+#include "support/Images.h"
 #include "support/Test.h"
 
 #include <set>
 #include <tuple>
 
 namespace {
+
+using namespace px::test;
 
 constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
 constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
@@ -38,7 +41,7 @@ TEST(TileSets, ItemsAreOrderedByAllKeys)
 // Ascending items and sets in any order, against a standard set.
 TEST(TileSets, FindWhatWasAdded)
 {
-    std::mt19937_64 random(px::test::Seed(25));
+    std::mt19937_64 random(Seed(25));
     const auto number = [&](int32_t most) {
         return static_cast<int32_t>(random() % static_cast<uint64_t>(most));
     };
@@ -114,11 +117,7 @@ TEST(TileSets, BoundingRectHoldsAllCells)
         EXPECT_EQ(0, columns.boundingRect().width);
         AddCell(&columns, row.first.first, row.first.second);
         AddCell(&columns, row.second.first, row.second.second);
-        const PXRect got = columns.boundingRect();
-        EXPECT_EQ(row.want.x, got.x);
-        EXPECT_EQ(row.want.y, got.y);
-        EXPECT_EQ(row.want.width, got.width);
-        EXPECT_EQ(row.want.height, got.height);
+        EXPECT_TRUE(PXRectEqual(row.want, columns.boundingRect()));
         EXPECT_FALSE(columns.hasIncompleteColumns());
         columns.tileSetAt(1)->setState(BaseTileSet::kStateIncomplete);
         EXPECT_TRUE(columns.hasIncompleteColumns());
@@ -138,8 +137,7 @@ TEST(TileSets, AsManySetsPassForEqual)
 
 TEST(TileSets, ItemsRetainTheirImage)
 {
-    PXImage images[2] = {};
-    for (PXImage& image : images) ASSERT_EQ(kPXOK, PXImageCreate(&image));
+    const Image images[] = {Created(PXImageCreate), Created(PXImageCreate)};
     {
         BaseTileItem item(1, 2, kPlain, 3, 4);
         item.setImage(images[0]);
@@ -152,7 +150,6 @@ TEST(TileSets, ItemsRetainTheirImage)
     }
     EXPECT_EQ(2, PXImageGetRetainCount(images[1]));  // init forgot it
     PXImageRelease(images[1]);
-    for (PXImage image : images) PXImageRelease(image);
 }
 
 TEST(TileSets, DumpsAreBounded)
