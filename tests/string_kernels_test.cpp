@@ -17,13 +17,6 @@ void ForEach(const std::function<void(const StringKernels&)>& check)
         const_cast<std::function<void(const StringKernels&)>*>(&check));
 }
 
-// Units in a block of exactly their size, so that a sanitizer sees every step beyond them.
-template <class T>
-std::vector<T> Exact(const std::u16string& units)
-{
-    return std::vector<T>(units.begin(), units.end());
-}
-
 char16_t Lower(char16_t unit)
 {
     return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
@@ -49,16 +42,16 @@ template <class T>
 void CheckFind(const StringKernels& kernels, const std::u16string& textUnits,
                const std::u16string& needleUnits, bool foldsCase)
 {
-    const auto text = Exact<T>(textUnits);
-    const auto needle = Exact<T>(needleUnits);
-    FoundAt got;
-    if constexpr (sizeof(T) == 1) {
-        const auto find = foldsCase ? kernels.findFold8 : kernels.find8;
-        got = find(text.data(), text.size(), needle.data(), needle.size());
-    } else {
-        const auto find = foldsCase ? kernels.findFold16 : kernels.find16;
-        got = find(text.data(), text.size(), needle.data(), needle.size());
-    }
+    // In blocks of exactly their size, so that a sanitizer sees every step beyond them.
+    const std::vector<T> text(textUnits.begin(), textUnits.end());
+    const std::vector<T> needle(needleUnits.begin(), needleUnits.end());
+    const auto find = [&] {
+        if constexpr (sizeof(T) == 1)
+            return foldsCase ? kernels.findFold8 : kernels.find8;
+        else
+            return foldsCase ? kernels.findFold16 : kernels.find16;
+    }();
+    const FoundAt got = find(text.data(), text.size(), needle.data(), needle.size());
     const FoundAt want = PlainFind(text, needle, foldsCase);
     ASSERT_EQ(want.position, got.position) << text.size() << " " << needle.size();
     ASSERT_EQ(want.isMatch, got.isMatch) << text.size() << " " << needle.size();
