@@ -1,4 +1,3 @@
-#include "Base/Platform/Platform.h"
 #include "PXCore/PXBezierCurve.h"
 #include "PXCore/PXPresetManager.h"
 #include "PXCore/PXUtils.h"
@@ -67,6 +66,11 @@ protected:
         for (PXPreset* preset : presets) names.push_back(Utf8Of(preset->name()));
         PXPresetManager::releasePresetList(&presets);
         return names;
+    }
+
+    std::vector<std::string> Sorted()
+    {
+        return Names(manager_.getPresetsByCustomSortOrder("Warm"));
     }
 
     // Every file below the temporary folder.
@@ -154,16 +158,13 @@ TEST_F(PresetManager, ListsPresetsByNameCallbackAndSortOrder)
     Write("Curves/Warm/a.png", "");
     fs::create_directory(Path("Curves/Warm/folder.pxcurve"));
     EXPECT_THAT(Names(manager_.getPresets("Warm")), ElementsAre("a", "b", "C", "d"));
-    EXPECT_THAT(Names(manager_.getPresetsByCustomSortOrder("Warm")),
-                ElementsAre("d", "C", "a", "b"));
+    EXPECT_THAT(Sorted(), ElementsAre("d", "C", "a", "b"));
     PXPresetManager::setPresetSortCallback(Reversed);
     EXPECT_THAT(Names(manager_.getPresets("Warm")), ElementsAre("d", "C", "b", "a"));
-    EXPECT_THAT(Names(manager_.getPresetsByCustomSortOrder("Warm")),
-                ElementsAre("d", "C", "b", "a"));
+    EXPECT_THAT(Sorted(), ElementsAre("d", "C", "b", "a"));
     PXPresetManager::setPresetSortCallback(nullptr);
     EXPECT_TRUE(manager_.setCustomSortOrder("Warm", {"b", "d", "C", "a"}));
-    EXPECT_THAT(Names(manager_.getPresetsByCustomSortOrder("Warm")),
-                ElementsAre("b", "d", "C", "a"));
+    EXPECT_THAT(Sorted(), ElementsAre("b", "d", "C", "a"));
     EventLog events;
     EXPECT_FALSE(manager_.setCustomSortOrder("Warm", {"nobody"}));
     EXPECT_TRUE(manager_.getPresets("../Warm").empty());
@@ -176,24 +177,20 @@ TEST_F(PresetManager, ListsPresetsByNameCallbackAndSortOrder)
 TEST_F(PresetManager, KeepsTenThousandInOrder)
 {
     std::mt19937_64 random(Seed(52));
-    std::vector<std::pair<uint64_t, std::string>> presets;
+    std::vector<std::string> names, sorted;
+    std::multimap<uint64_t, std::string> bySortOrder;  // by name where the order is the same
     for (int i = 10'000; i < 20'000; ++i) {
-        const std::string name = std::to_string(i);
-        presets.emplace_back(random() % 40, name);
-        WriteList("Warm/" + name + ".pxcurve", "<dict><key>presetName</key><string>" + name +
-                                                   "</string><key>sortOrder</key><integer>" +
-                                                   std::to_string(presets.back().first) +
-                                                   "</integer></dict>");
+        names.push_back(std::to_string(i));
+        const uint64_t order = random() % 40;
+        bySortOrder.emplace(order, names.back());
+        WriteList("Warm/" + names.back() + ".pxcurve",
+                  "<dict><key>presetName</key><string>" + names.back() +
+                      "</string><key>sortOrder</key><integer>" + std::to_string(order) +
+                      "</integer></dict>");
     }
-    const auto names = [&] {
-        std::vector<std::string> all;
-        for (const auto& preset : presets) all.push_back(preset.second);
-        return all;
-    };
-    EXPECT_EQ(names(), Loaded("Warm"));
-    std::stable_sort(presets.begin(), presets.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
-    EXPECT_EQ(names(), Names(manager_.getPresetsByCustomSortOrder("Warm")));
+    EXPECT_EQ(names, Loaded("Warm"));
+    for (const auto& [order, name] : bySortOrder) sorted.push_back(name);
+    EXPECT_EQ(sorted, Sorted());
 }
 
 TEST_F(PresetManager, SkipsAndReportsWhatCannotBeLoaded)
@@ -251,28 +248,20 @@ TEST_F(PresetManager, SaysWhyAFileCannotBeRead)
                     data, load, "load: Refused the name '../Warm/a': it begins with a dot"));
 }
 
-// Gives what savePreset cannot save.
-class Unsavable final : public PXPreset {
-public:
-    explicit Unsavable(bool hasData) : hasData_(hasData)
-    {
-        setName("a");
-        const Owned<CFMutableArrayRef> raw(CFArrayCreateMutable(nullptr, 0, nullptr));
-        CFDictionarySetValue(data_->getMutablePresetData(), CFSTR("raw"), raw);
-    }
-    CFDictionaryRef presetData() override { return hasData_ ? PXPreset::presetData() : nullptr; }
-
-private:
-    bool hasData_;
+class Dataless final : public PXPreset {
+    CFDictionaryRef presetData() override { return nullptr; }
 };
 
 TEST_F(PresetManager, SaysWhyAPresetCannotBeSaved)
 {
     EventLog events;
-    Unsavable without(false);
-    EXPECT_FALSE(manager_.savePreset("Warm", &without));
-    Unsavable notXML(true);
-    EXPECT_FALSE(manager_.savePreset("Warm", &notXML));
+    Dataless dataless;
+    PXPreset notXML;
+    CFDictionarySetValue(As<CFMutableDictionaryRef>(notXML.presetData()), CFSTR("raw"), kCFNull);
+    for (PXPreset* preset : {static_cast<PXPreset*>(&dataless), &notXML}) {
+        preset->setName("a");
+        EXPECT_FALSE(manager_.savePreset("Warm", preset));
+    }
     EXPECT_FALSE(Save("Missing", "a"));
     const std::string file = Path("Curves/Warm/a.pxcurve");
     {
@@ -381,7 +370,7 @@ TEST_F(PresetManager, TouchesNothingOutsideWhateverTheNames)
     EXPECT_EQ(saved.size(), manager_.getPresets("Warm").size());
     const UniChar half[] = {'a', 0xD800};
     EXPECT_FALSE(manager_.addCategory(PXString(half, 2)));
-    EXPECT_EQ("addCategory: Refused the name 'a?': it is not valid text", events.Messages().back());
+    EXPECT_EQ("addCategory: Refused the name 'a?': it is not valid text", events.Last());
 }
 
 TEST_F(PresetManager, ReportsNamesThatDifferByCase)
@@ -430,19 +419,16 @@ TEST_F(PresetManager, RenamesWithThumbnailAndSaysWhatFails)
         return manager_.renamePreset("Warm", from, to, &plain_);
     };
     EXPECT_FALSE(rename("absent", "new"));
-    EXPECT_EQ("renamePreset: Could load preset 'absent' in category 'Warm'",
-              events.Messages().back());
+    EXPECT_EQ("renamePreset: Could load preset 'absent' in category 'Warm'", events.Last());
     {
         FakePlatform platform(Faulty::kWrite, ENOSPC);
         EXPECT_FALSE(rename("old", "new"));
-        EXPECT_EQ("renamePreset: Could save preset 'new' in category 'Warm'",
-                  events.Messages().back());
+        EXPECT_EQ("renamePreset: Could save preset 'new' in category 'Warm'", events.Last());
     }
     {
         FakePlatform platform(Faulty::kRemove, EACCES);
         EXPECT_FALSE(rename("old", "stays"));
-        EXPECT_EQ("renamePreset: Could delete preset 'old' in category 'Warm'",
-                  events.Messages().back());
+        EXPECT_EQ("renamePreset: Could delete preset 'old' in category 'Warm'", events.Last());
     }
     EXPECT_FALSE(rename("old", "other"));
     EXPECT_TRUE(rename("old", "old"));
@@ -451,8 +437,7 @@ TEST_F(PresetManager, RenamesWithThumbnailAndSaysWhatFails)
     EXPECT_TRUE(rename("OLD", "new"));
     EXPECT_THAT(Files(), ElementsAre("Curves/Warm/new.png", "Curves/Warm/new.pxcurve",
                                      "Curves/Warm/other.pxcurve", "Curves/Warm/stays.pxcurve"));
-    EXPECT_THAT(Names(manager_.getPresetsByCustomSortOrder("Warm")),
-                ElementsAre("other", "new", "stays"));
+    EXPECT_THAT(Sorted(), ElementsAre("other", "new", "stays"));
     EXPECT_EQ("picture", Content(Path("Curves/Warm/new.png")));
 }
 
@@ -480,10 +465,9 @@ TEST_F(PresetManager, RedirectsFavouritesThroughRenames)
     EXPECT_EQ(
         "redirectFavorite: The preset 'c' in category 'Warm' that favorite 'c' stands for is "
         "missing",
-        events.Messages().back());
+        events.Last());
     EXPECT_THAT(Loaded("Favorites"), ElementsAre("a", "ice"));
-    EXPECT_EQ("loadCategory: Could not load preset 'c' (Curves, .pxcurve)",
-              events.Messages().back());
+    EXPECT_EQ("loadCategory: Could not load preset 'c' (Curves, .pxcurve)", events.Last());
     EXPECT_TRUE(manager_.removeFavorite("c") && !manager_.removeFavorite("c"));
     EXPECT_TRUE(Save("Favorites", "own") && manager_.redirectFavorite("own", &category, &name));
     EXPECT_EQ("Favorites own", Utf8Of(category) + " " + Utf8Of(name));
@@ -558,8 +542,7 @@ TEST_F(PresetManager, NamesFilesAndShowsTheFolder)
     table.SetEnvironment({{"PATH", Path("bin")}});
     EventLog events;
     EXPECT_FALSE(manager_.launchFileBrowser());
-    EXPECT_EQ("launchFileBrowser: Could not show '" + Path("Curves") + "'",
-              events.Messages().back());
+    EXPECT_EQ("launchFileBrowser: Could not show '" + Path("Curves") + "'", events.Last());
     Write("bin/xdg-open", "#!/bin/sh\n");
     static std::string launched;
     table->launchProcess = [](const px::os::Launch& launch, uint32_t*) {
@@ -630,7 +613,7 @@ TEST_F(PresetManager, TravelsAsAnArchive)
     EXPECT_FALSE(manager_.importCategory(S(Path("warm.zip")), "Copy"));
     EXPECT_EQ("importCategory: Could not import '" + Path("warm.zip") +
                   "' to category 'Copy': the category has a preset of the same name",
-              events.Messages().back());
+              events.Last());
 }
 
 TEST_F(PresetManager, RefusesArchivesOfStrangers)
@@ -664,7 +647,7 @@ TEST_F(PresetManager, RefusesArchivesOfStrangers)
         Write("stranger.zip", row.bytes);
         EventLog events;
         EXPECT_FALSE(manager_.importCategory(S(Path("stranger.zip")), "Warm"));
-        EXPECT_THAT(events.Messages().back(), HasSubstr(row.reason));
+        EXPECT_THAT(events.Last(), HasSubstr(row.reason));
         EXPECT_THAT(Files(), ElementsAre("stranger.zip"));
     }
 }

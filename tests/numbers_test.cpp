@@ -1,6 +1,5 @@
 // Numbers, booleans, dates and time zones.
 
-#include "Base/Platform/Platform.h"
 #include "Number_p.h"
 #include "support/FakePlatform.h"
 #include "support/Test.h"

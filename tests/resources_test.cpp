@@ -1,4 +1,3 @@
-#include "Base/Platform/Platform.h"
 #include "support/FakePlatform.h"
 #include "support/TempFolder.h"
 #include "support/Test.h"
@@ -126,9 +125,7 @@ TEST_F(Resources, FilesAreReadWrittenAndRemoved)
     properties.Reset(found);
     const auto contents =
         static_cast<CFArrayRef>(CFDictionaryGetValue(properties, kCFURLFileDirectoryContents));
-    ASSERT_EQ(2, CFArrayGetCount(contents));
-    EXPECT_TRUE(CFEqual(file, CFArrayGetValueAtIndex(contents, 0)));
-    EXPECT_TRUE(CFEqual(inner, CFArrayGetValueAtIndex(contents, 1)));
+    EXPECT_TRUE(CFEqual(ArrayOf({file, inner}), contents));
 
     const auto wanted = DictionaryOf({{kCFURLFilePOSIXMode, Number(int64_t{0640})}});
     EXPECT_TRUE(CFURLWriteDataAndPropertiesToResource(file, nullptr, wanted, &code));
@@ -270,27 +267,20 @@ TEST_F(Bundles, AreFoldersWithInformationAndResources)
 
 TEST_F(Bundles, VersionsArePacked)
 {
-    const std::pair<const char*, UInt32> rows[] = {
-        {"\"1\"", 0x01008000},
-        {"\"42.9\"", 0x42908000},
-        {"\"1.2.3d255\"", 0x012320FF},
-        {"\"1.0a1\"", 0x01004001},
-        {"\"1.0f2\"", 0x01008002},
-        {"\"1.10\"", 0},
-        {"\"100\"", 0},
-        {"\"1.\"", 0},
-        {"\"1b\"", 0},
-        {"\"1.0b256\"", 0},
-        {"\"1.0x\"", 0},
-        {"\"\"", 0},
-        {"(1)", 0},
-    };
     int count = 0;
-    for (const auto& [text, number] : rows) {
+    const auto numberOf = [&](const std::string& text) {
         const std::string name = "v" + std::to_string(count++);
-        Write(name + "/Info.plist", "CFBundleVersion = "s + text + ";");
-        EXPECT_EQ(number, CFBundleGetVersionNumber(Bundle(At(name)))) << text;
-    }
+        Write(name + "/Info.plist", "CFBundleVersion = " + text + ";");
+        return CFBundleGetVersionNumber(Bundle(At(name)));
+    };
+    EXPECT_EQ(0x01008000U, numberOf("\"1\""));
+    EXPECT_EQ(0x42908000U, numberOf("\"42.9\""));
+    EXPECT_EQ(0x012320FFU, numberOf("\"1.2.3d255\""));
+    EXPECT_EQ(0x01004001U, numberOf("\"1.0a1\""));
+    EXPECT_EQ(0x01008002U, numberOf("\"1.0f2\""));
+    for (const char* bad : {"1.10", "100", "1.", "1b", "1.0b256", "1.0x", ""})
+        EXPECT_EQ(0U, numberOf("\""s + bad + "\"")) << bad;
+    EXPECT_EQ(0U, numberOf("(1)"));
     Write("number/Info.plist", "<dict><key>CFBundleVersion</key><integer>710</integer></dict>");
     EXPECT_EQ(710u, CFBundleGetVersionNumber(Bundle(At("number"))));
     EXPECT_EQ(0u, CFBundleGetVersionNumber(nullptr));

@@ -121,8 +121,6 @@ TEST(Threads, ReportWhatTheSystemRefuses)
                               thread, [](void*) {}, nullptr));
         EXPECT_EQ(1, events.Count(kPXErrCreate));
     }
-    static std::atomic<bool> throwing;
-    throwing = true;
     EXPECT_EQ(0, PXThreadStart(
                      thread, [](void*) { throw std::runtime_error("out of film"); }, nullptr));
     while (events.Count(kPXErrBadArgument) < 3) std::this_thread::yield();
@@ -152,10 +150,10 @@ TEST(ThreadsMutex, IsRecursiveAndKnowsItsHolder)
     PXMutexUnlock(mutex);
     EXPECT_EQ(1, events.Count(kPXErrBadArgument)) << "not held";
     EXPECT_EQ(mutex, PXMutexRetain(mutex));
-    EXPECT_EQ(2, PXMutexRefCount(mutex));
-    PXMutexRelease(mutex);
-    EXPECT_EQ(1, PXMutexRefCount(mutex));
-    PXMutexRelease(mutex);
+    for (const int references : {2, 1}) {
+        EXPECT_EQ(references, PXMutexRefCount(mutex));
+        PXMutexRelease(mutex);
+    }
 }
 
 TEST(ThreadsMutex, LockersHoldWhatTheySay)
@@ -211,8 +209,8 @@ TEST(ThreadsMutex, SpinLockerLeavesOnlyWhatItTook)
 {
     FakeTable table;
     static long word;
-    word = 1;
     static int sleeps;
+    word = 1;
     sleeps = 0;
     table->sleepNanos = [](int64_t nanos) {
         EXPECT_EQ(1'000'000, nanos);
@@ -257,24 +255,20 @@ TEST(ThreadsCondition, NoSignalUnderTheMutexIsLost)
     CBaseMutex mutex;
     CBaseCondition turn, done;
     int round = 0, arrived = 0;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.emplace_back([&] {
-            for (int own = 1; own <= kRounds; ++own) {
-                StMutexLocker lock(&mutex);
+    RunOnThreads(1 + kThreads, [&](int thread) {
+        for (int own = 1; own <= kRounds; ++own) {
+            StMutexLocker lock(&mutex);
+            if (thread == 0) {
+                arrived = 0;
+                round = own;
+                turn.Signal();
+                while (arrived < kThreads) done.Wait(&mutex);
+            } else {
                 while (round < own) turn.Wait(&mutex);
                 if (++arrived == kThreads) done.Signal();
             }
-        });
-    }
-    for (int i = 0; i < kRounds; ++i) {
-        StMutexLocker lock(&mutex);
-        arrived = 0;
-        ++round;
-        turn.Signal();
-        while (arrived < kThreads) done.Wait(&mutex);
-    }
-    for (std::thread& thread : threads) thread.join();
+        }
+    });
     EXPECT_EQ(kThreads, arrived);
 }
 

@@ -1,4 +1,3 @@
-#include "Base/Platform/Platform.h"
 #include "PXCore/PXPresetWatcher.h"
 #include "PXCore/PresetDebounce.h"
 #include "support/FakePlatform.h"
@@ -67,8 +66,7 @@ TEST_F(PresetWatcherThread, SaysWhatItCannotWatch)
     EXPECT_FALSE(PXPresetWatcher(Folder(), 1, nullptr, this).isWatching());
     EXPECT_EQ(2, events.Count(1005));
     EXPECT_FALSE(PXPresetWatcher(PXString(Path("none").c_str()), 1, Count, this).isWatching());
-    EXPECT_EQ("Could not watch '" + Path("none") + "': no such file or folder",
-              events.Messages().back());
+    EXPECT_EQ("Could not watch '" + Path("none") + "': no such file or folder", events.Last());
     FakeTable table;
     table->openWatch = [](px::os::File*) { return EMFILE; };
     EXPECT_FALSE(PXPresetWatcher(Folder(), 1, Count, this).isWatching());

@@ -21,6 +21,7 @@ public:
     int Count(uint32_t eventNumber) const;
     // All lines without time stamp and line end.
     std::vector<std::string> Messages() const;
+    std::string Last() const { return Messages().back(); }
 
 private:
     static void Log(void* context, CFStringRef line);

@@ -83,7 +83,7 @@ FakePlatform::FakePlatform(size_t most)
     };
 }
 
-int FakePlatform::Calls() const
+int FakeTable::Calls() const
 {
     return calls;
 }
@@ -146,11 +146,6 @@ FaultyEntries::FaultyEntries(int first, int error, bool forever)
     }
 }
 
-int FaultyEntries::Calls() const
-{
-    return calls;
-}
-
 ShortTransfers::ShortTransfers(size_t most)
 {
     calls = 0;
@@ -197,11 +192,6 @@ FaultySaves::FaultySaves(int first, int error)
         if (calls == faultyCall) os::NativeTable().writeFile(file, buffer, size / 2, written);
         return Failing<&T::writeFile>::Call(file, buffer, size, written);
     };
-}
-
-int FaultySaves::Calls() const
-{
-    return calls;
 }
 
 }  // namespace px::test

@@ -23,6 +23,8 @@ public:
     os::Table* operator->() { return &table_; }
     // From now on the environment holds these variables alone.
     void SetEnvironment(std::map<std::string, std::string> variables);
+    // Calls so far of the faulty functions of this table.
+    int Calls() const;
 
 protected:
     os::Table table_;
@@ -48,9 +50,6 @@ public:
     // Reads and writes transfer `most` bytes at a time.
     static FakePlatform Short(size_t most) { return FakePlatform(most); }
 
-    // Calls so far of the faulty function.
-    int Calls() const;
-
 private:
     explicit FakePlatform(size_t most);
 };
@@ -69,7 +68,6 @@ class FaultyEntries : public FakeTable {
 public:
     // Call number `first` (from 0) fails with `error`, and with `forever` all calls after it.
     FaultyEntries(int first, int error, bool forever);
-    int Calls() const;
 };
 
 // Transfers at an offset move at most `most` bytes, and every other one is interrupted.
@@ -93,7 +91,6 @@ public:
 
     // Call number `first` (from 0) fails with `error`.
     FaultySaves(int first, int error);
-    int Calls() const;
 };
 
 }  // namespace px::test
