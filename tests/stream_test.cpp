@@ -14,7 +14,10 @@
 #include "support/Seed.h"
 #include "support/TempFolder.h"
 
+#include <unistd.h>
+
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -118,73 +121,59 @@ PXStatus Put(CBaseStream& stream, std::string_view bytes)
     return status;
 }
 
+// Writes a value, or reads it and compares.
+template <class Value>
+void Pass(CBaseStream& stream, bool isWriting, PXStatus (*write)(PXStream, Value),
+          PXStatus (*read)(PXStream, Value*), Value value)
+{
+    const PXStream handle = px::ToHandle(&stream);
+    Value got{};
+    EXPECT_EQ(kOK, isWriting ? write(handle, value) : read(handle, &got));
+    if (isWriting) return;
+    if constexpr (std::is_pointer_v<Value>) {
+        const Owned<Value> owner(got);
+        EXPECT_TRUE(value ? CFEqual(value, got) : !got);
+    } else {
+        EXPECT_EQ(value, got);
+    }
+}
+
+void PassAll(CBaseStream& stream, bool isWriting)
+{
+    Pass<int16_t>(stream, isWriting, PXStreamWriteInt16, PXStreamReadInt16, -2);
+    Pass<uint16_t>(stream, isWriting, PXStreamWriteUInt16, PXStreamReadUInt16, 0xFFFE);
+    Pass<int32_t>(stream, isWriting, PXStreamWriteInt32, PXStreamReadInt32, 1);
+    Pass<uint32_t>(stream, isWriting, PXStreamWriteUInt32, PXStreamReadUInt32, 0x80000000);
+    Pass<int64_t>(stream, isWriting, PXStreamWriteInt64, PXStreamReadInt64, 2);
+    Pass<uint64_t>(stream, isWriting, PXStreamWriteUInt64, PXStreamReadUInt64, 0xFF00000000000003);
+    Pass<float>(stream, isWriting, PXStreamWriteFloat32, PXStreamReadFloat32, 1.5F);
+    Pass<CFDataRef>(stream, isWriting, PXStreamWriteBlock, PXStreamReadBlockCopy, nullptr);
+    Pass<CFDataRef>(stream, isWriting, PXStreamWriteBlock, PXStreamReadBlockCopy, DataOf("abc"));
+    Pass<CFStringRef>(stream, isWriting, PXStreamWriteUnicodeStringWithLen,
+                      PXStreamReadUnicodeStringWithLenCopy, Text("A\u20AC"));
+    Pass<CFDateRef>(stream, isWriting, PXStreamWriteDate, PXStreamReadDateCopy,
+                    Owned<CFDateRef>(CFDateCreate(nullptr, 1.5)));
+    const PXStream handle = px::ToHandle(&stream);
+    if (isWriting) {
+        EXPECT_EQ(kOK, PXStreamWriteString(handle, Text("caf\u00E9")));
+        EXPECT_EQ(kOK, PXStreamWriteStringParams(handle, CFSTR(" %d"), 7));
+        EXPECT_EQ(kOK, PXStreamWritePad(handle, 3));
+    } else {
+        CFDataRef data = nullptr;
+        EXPECT_EQ(kOK, PXStreamSkip2(handle, 2));
+        EXPECT_EQ(kOK, PXStreamReadDataCopy(handle, 8, &data));
+        EXPECT_EQ(std::string("f\xC3\xA9 7\0\0\0", 8), BytesOf(Owned<CFDataRef>(data)));
+    }
+}
+
 // Every kind of stream that can be written and then read from its start.
 TEST_F(StreamTest, ValuesHaveTheSameBytesOnEveryKindOfStream)
 {
     using namespace std::string_literals;
     const std::string swapped =
-        "\xFF\xFE"
-        "\xFF\xFE"
-        "\0\0\0\1"
-        "\x80\0\0\0"
-        "\0\0\0\0\0\0\0\2"
-        "\xFF\0\0\0\0\0\0\3"
-        "\x3F\xC0\0\0"
-        "\0\0\0\0\0\0\0\0"
-        "\0\0\0\0\0\0\0\3abc"
-        "\0\0\0\2\0A\x20\xAC"
-        "\x3F\xF8\0\0\0\0\0\0"
+        "\xFF\xFE\xFF\xFE\0\0\0\1\x80\0\0\0\0\0\0\0\0\0\0\2\xFF\0\0\0\0\0\0\3\x3F\xC0\0\0"
+        "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\3abc\0\0\0\2\0A\x20\xAC\x3F\xF8\0\0\0\0\0\0"
         "caf\xC3\xA9 7\0\0\0"s;
-    const auto write = [](CBaseStream& stream) {
-        const PXStream handle = px::ToHandle(&stream);
-        EXPECT_EQ(kOK, PXStreamWriteInt16(handle, -2));
-        EXPECT_EQ(kOK, PXStreamWriteUInt16(handle, 0xFFFE));
-        EXPECT_EQ(kOK, PXStreamWriteInt32(handle, 1));
-        EXPECT_EQ(kOK, PXStreamWriteUInt32(handle, 0x80000000));
-        EXPECT_EQ(kOK, PXStreamWriteInt64(handle, 2));
-        EXPECT_EQ(kOK, PXStreamWriteUInt64(handle, 0xFF00000000000003));
-        EXPECT_EQ(kOK, PXStreamWriteFloat32(handle, 1.5F));
-        EXPECT_EQ(kOK, PXStreamWriteBlock(handle, nullptr));
-        EXPECT_EQ(kOK, PXStreamWriteBlock(handle, DataOf("abc")));
-        EXPECT_EQ(kOK, PXStreamWriteUnicodeStringWithLen(handle, Text("A\u20AC")));
-        EXPECT_EQ(kOK, PXStreamWriteDate(handle, Owned<CFDateRef>(CFDateCreate(nullptr, 1.5))));
-        EXPECT_EQ(kOK, PXStreamWriteString(handle, Text("caf\u00E9")));
-        EXPECT_EQ(kOK, PXStreamWriteStringParams(handle, CFSTR(" %d"), 7));
-        EXPECT_EQ(kOK, PXStreamWritePad(handle, 3));
-    };
-    const auto read = [](CBaseStream& stream) {
-        const PXStream handle = px::ToHandle(&stream);
-        int16_t i16 = 0;
-        uint16_t u16 = 0;
-        int32_t i32 = 0;
-        uint32_t u32 = 0;
-        int64_t i64 = 0;
-        uint64_t u64 = 0;
-        float f32 = 0;
-        EXPECT_EQ(kOK, PXStreamReadInt16(handle, &i16));
-        EXPECT_EQ(kOK, PXStreamReadUInt16(handle, &u16));
-        EXPECT_EQ(kOK, PXStreamReadInt32(handle, &i32));
-        EXPECT_EQ(kOK, PXStreamReadUInt32(handle, &u32));
-        EXPECT_EQ(kOK, PXStreamReadInt64(handle, &i64));
-        EXPECT_EQ(kOK, PXStreamReadUInt64(handle, &u64));
-        EXPECT_EQ(kOK, PXStreamReadFloat32(handle, &f32));
-        EXPECT_TRUE(i16 == -2 && u16 == 0xFFFE && i32 == 1 && u32 == 0x80000000 && i64 == 2);
-        EXPECT_TRUE(u64 == 0xFF00000000000003 && f32 == 1.5F);
-        CFDataRef data = DataOf("x");
-        EXPECT_EQ(kOK, PXStreamReadBlockCopy(handle, &data));
-        EXPECT_EQ(nullptr, data);
-        EXPECT_EQ(kOK, PXStreamReadBlockCopy(handle, &data));
-        EXPECT_EQ("abc", BytesOf(Owned<CFDataRef>(data)));
-        CFStringRef text = nullptr;
-        EXPECT_EQ(kOK, PXStreamReadUnicodeStringWithLenCopy(handle, &text));
-        EXPECT_EQ("A\u20AC", Taken(text));
-        CFDateRef date = nullptr;
-        EXPECT_EQ(kOK, PXStreamReadDateCopy(handle, &date));
-        EXPECT_EQ(1.5, CFDateGetAbsoluteTime(Owned<CFDateRef>(date)));
-        EXPECT_EQ(kOK, PXStreamSkip2(handle, 2));
-        EXPECT_EQ(kOK, PXStreamReadDataCopy(handle, 8, &data));
-        EXPECT_EQ(std::string("f\xC3\xA9 7\0\0\0", 8), BytesOf(Owned<CFDataRef>(data)));
-    };
     const auto file = FileStream("values", "w+");
     ASSERT_EQ(kOK, file->Open());
     const auto memory = Memory();
@@ -206,14 +195,14 @@ TEST_F(StreamTest, ValuesHaveTheSameBytesOnEveryKindOfStream)
             PXStreamSetByteOrder(px::ToHandle(row.writer), order);
             PXStreamSetByteOrder(px::ToHandle(row.reader), order);
             if (row.writer == row.reader) row.writer->SetPos(0);
-            write(*row.writer);
+            PassAll(*row.writer, true);
             if (row.writer == row.reader) row.writer->SetPos(0);
-            read(*row.reader);
+            PassAll(*row.reader, false);
         }
     }
     memory->SetData(nullptr);
     memory->SetByteOrder(kPXStreamByteOrderSwapped);
-    write(*memory);
+    PassAll(*memory, true);
     EXPECT_EQ(swapped, BytesOf(memory->GetData()));
     EXPECT_EQ(std::string(100, '.'), BytesOf(whole->GetData()).substr(0, 100));
     memory->SetData(nullptr);
@@ -580,24 +569,18 @@ TEST_F(StreamTest, ListsTravelAndAreCheckedOnArrival)
             EXPECT_EQ(77, behind);
         }
     }
-    // Lengths that lie, and a list that is none.
+    const auto block = [](uint64_t length, const std::string& bytes) {
+        return std::string(reinterpret_cast<const char*>(&length), 8) + bytes;
+    };
     const struct {
         const char* name;
         std::string bytes;
         PXStatus want;
-    } rows[] = {{"beyond the end", std::string("\x09\0\0\0\0\0\0\0<plist/>", 16), kPXErrStreamEnd},
-                {"huge",
-                 std::string("\0\0\0\0\0\0\0\x80"
-                             "12",
-                             10),
-                 kPXErrNotSupported},
-                {"a terabyte",
-                 std::string("\0\0\0\0\0\1\0\0"
-                             "12",
-                             10),
-                 kPXErrStreamEnd},
-                {"no list", std::string("\3\0\0\0\0\0\0\0<a>", 11), kPXErrListRead},
-                {"nothing", std::string(8, '\0'), kPXErrListRead}};
+    } rows[] = {{"beyond the end", block(9, "<plist/>"), kPXErrStreamEnd},
+                {"huge", block(uint64_t{1} << 63, "12"), kPXErrNotSupported},
+                {"a terabyte", block(uint64_t{1} << 40, "12"), kPXErrStreamEnd},
+                {"no list", block(3, "<a>"), kPXErrListRead},
+                {"nothing", block(0, ""), kPXErrListRead}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Write("list", row.bytes);
@@ -612,10 +595,7 @@ TEST_F(StreamTest, ListsTravelAndAreCheckedOnArrival)
         EXPECT_NE(kOK, memory->readPropertyListCopy(0, read));
         EXPECT_EQ(nullptr, read);
     }
-    memory->SetConstantData(
-        DataOf(std::string("\5\0\0\0\0\0\0\0"
-                           "12345",
-                           13)));
+    memory->SetConstantData(DataOf(block(5, "12345")));
     memory->SetReadCap(4);
     CFDataRef data = nullptr;
     EventLog events;
@@ -626,15 +606,14 @@ TEST_F(StreamTest, ListsTravelAndAreCheckedOnArrival)
 TEST_F(StreamTest, NullHandlesAreRefused)
 {
     EventLog events;
-    PXStream stream = px::ToHandle(static_cast<CBaseStream*>(nullptr));
+    PXStream stream = nullptr;
     size_t size = 1;
     char byte = 0;
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamOpen(stream));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamRead(stream, &byte, &size));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamWriteInt32(stream, 1));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamCreateForFile(nullptr, CFSTR("r"), &stream));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamCreateForSocket(nullptr, &stream));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamCreateForData(nullptr, nullptr));
+    for (const PXStatus status :
+         {PXStreamOpen(stream), PXStreamRead(stream, &byte, &size), PXStreamWriteInt32(stream, 1),
+          PXStreamCreateForFile(nullptr, CFSTR("r"), &stream),
+          PXStreamCreateForSocket(nullptr, &stream), PXStreamCreateForData(nullptr, nullptr)})
+        EXPECT_EQ(PXStatus{kPXErrBadArgument}, status);
     EXPECT_EQ(nullptr, PXStreamGetData(nullptr));
     EXPECT_EQ(7, events.Count(kPXErrBadArgument));
     PXStreamRelease(PXStreamRetain(nullptr));
@@ -703,6 +682,68 @@ TEST_F(StreamTest, SocketsPassErrorsOn)
     EXPECT_EQ(PXStatus{kPXErrNotFound}, none.Open());
     EXPECT_EQ(PXStatus{kPXErrNotFound}, Put(none, "x"));
     EXPECT_EQ(PXStatus{kPXErrNotFound}, none.ReadChar(bytes[0]));
+}
+
+// Where the kernel cannot be asked, its lists of connections tell whose the peer is.
+TEST_F(StreamTest, SocketsFindTheirPeerInTheListsOfConnections)
+{
+    static uint16_t near = 0, far = 0;
+    FakeSystemFiles files(Path("system"));
+    files->connectSocket = [](px::os::File socket, uint32_t address, uint16_t port) {
+        far = port;
+        const int error = px::os::NativeTable().connectSocket(socket, address, port);
+        return error ? error : px::os::NativeTable().socketName(socket, &address, &near);
+    };
+    Connection connection;
+    const auto isOwn = [&] {
+        bool result = true;
+        EXPECT_EQ(kOK, PXSocketIsPeerOwnUser(connection.theirs->GetSocket(), &result));
+        return result;
+    };
+    EXPECT_TRUE(isOwn());  // by diagnostics
+    files->peerOwner = [](px::os::File, uint32_t*) { return ENOSYS; };
+    EXPECT_FALSE(isOwn());  // no list either
+    const auto line = [](const char* prefix, uint16_t own, uint16_t other, std::string user) {
+        char ends[120];
+        std::snprintf(ends, sizeof(ends), "   7: %s0100007F:%04X %s0100007F:%04X", prefix, own,
+                      prefix, other);
+        return ends + (" 01 00000000:00000000 00:00000000 00000000 " + user);
+    };
+    const std::string user = std::to_string(geteuid()), stranger = std::to_string(geteuid() + 1);
+    const std::string behind = "        0 62 1 0000000000000000 20 4 30 10 -1\n";
+    const auto four = [&](const std::string& text) { return line("", near, far, text); };
+    const std::string ours = four(user + behind), theirs = four(stranger + behind);
+    const char* const mapped = "0000000000000000FFFF0000";
+    const struct {
+        const char* name;
+        std::string list, listOfSix;
+        bool isOwn;
+    } rows[] = {
+        {"alone", ours, "", true},
+        {"among others",
+         "  sl  local_address rem_address\n" + line("", far, near, stranger + behind) + ours +
+             line("", near, 9, stranger + behind),
+         "", true},
+        {"another user", theirs, ours, false},
+        {"the other way round", line("", far, near, user + behind), "", false},
+        {"no line", "\n\n", "", false},
+        {"cut off", four("").substr(0, 40) + "\n" + ours.substr(40), "", false},
+        {"cut off in the number", four(user), "", false},
+        {"a sign", four("-" + user + behind), "", false},
+        {"letters", four(user + "x" + behind), "", false},
+        {"beyond 32 bits", four(std::to_string((uint64_t{1} << 32) + geteuid()) + behind), "",
+         false},
+        {"zero bytes", std::string(100, '\0') + ours, "", false},
+        {"version six", "", line(mapped, near, far, user + behind), true},
+        {"another user of six", "", line(mapped, near, far, stranger + behind), false},
+        {"six of elsewhere", "", line("00000000000000000000BBBB", near, far, user + behind), false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        files.Write("/proc/net/tcp", row.list);
+        files.Write("/proc/net/tcp6", row.listOfSix);
+        EXPECT_EQ(row.isOwn, isOwn());
+    }
 }
 
 // A megabyte each way at the same time, cut up differently on every side.

@@ -354,6 +354,11 @@ struct Table {
     // it is: what is written there later finds its place faster. ENOSPC, or ENOTSUP where the file
     // system cannot. Windows: FileAllocationInfo, up to the part's end.
     int (*reserveSpace)(File file, int64_t offset, int64_t size);
+
+    // Sockets, once more. What isPeerOurs asks first: the number of the user that owns the other
+    // end, from the kernel's socket diagnostics. ENOENT when they know no such end; ENOSYS where
+    // they cannot be asked, as on Windows.
+    int (*peerOwner)(File socket, uint32_t* owner);
 };
 
 // The most parts of one sendParts.

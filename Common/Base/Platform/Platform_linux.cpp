@@ -472,6 +472,8 @@ constexpr Table kLinuxTable = {
     .readWatch = linux_presets::ReadWatch,
 
     .reserveSpace = ReserveSpace,
+
+    .peerOwner = PeerOwner,
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Who owns the other end of a connection: the kernel's socket diagnostics tell, and its list of
+// Who owns the other end of a connection: the kernel's socket diagnostics tell, and its lists of
 // connections where those are not to be had.
 
 #include "Base/Platform/Platform_linux_calls.h"
@@ -12,10 +12,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 namespace px::os {
 
@@ -79,8 +82,75 @@ int OwnerInAnswer(const char* answer, size_t size, uint32_t* owner)
     return 0;
 }
 
-int OwnerByDiagnostics(const Ends& ends, uint32_t* owner)
+// The word at the front of a line, which goes on behind it; empty at its end.
+std::string_view NextWord(std::string_view* line)
 {
+    line->remove_prefix(std::min(line->find_first_not_of(' '), line->size()));
+    const std::string_view word = line->substr(0, line->find(' '));
+    line->remove_prefix(word.size());
+    return word;
+}
+
+// An end as the lists have it: the address as its words lie in memory, the port in plain
+// hexadecimal.
+std::string Listed(const char* prefix, const sockaddr_in& end)
+{
+    char text[48];
+    std::snprintf(text, sizeof(text), "%s%08X:%04X", prefix, end.sin_addr.s_addr,
+                  ntohs(end.sin_port));
+    return text;
+}
+
+// A list has lines like "  1: 0100007F:1F90 0100007F:C350 01 …"; the user stands in the eighth
+// column. ENOENT without the connection, ENOSYS when its line is cut off or holds no number there.
+int OwnerInList(std::string_view list, const std::string& own, const std::string& other,
+                uint32_t* owner)
+{
+    while (!list.empty()) {
+        std::string_view line = list.substr(0, list.find('\n'));
+        list.remove_prefix(std::min(line.size() + 1, list.size()));
+        NextWord(&line);
+        if (NextWord(&line) != own || NextWord(&line) != other) continue;
+        for (int i = 0; i < 4; ++i) NextWord(&line);
+        const std::string_view user = NextWord(&line);
+        const char* const end = user.data() + user.size();
+        const auto read = std::from_chars(user.data(), end, *owner);
+        return read.ec == std::errc() && read.ptr == end && !line.empty() ? 0 : ENOSYS;
+    }
+    return ENOENT;
+}
+
+int OwnerByList(const Ends& ends, const char* path, const char* prefix, uint32_t* owner)
+{
+    File file = kNoFile;
+    if (Os().openFile(path, OpenMode::kRead, &file)) return ENOSYS;
+    std::string text;
+    char part[16384];
+    int error = 0;
+    for (size_t got = 1; got > 0 && !error;) {
+        got = 0;
+        error = Os().readFile(file, part, sizeof(part), &got);
+        text.append(part, got);
+    }
+    Os().closeFile(file);
+    if (error) return ENOSYS;
+    return OwnerInList(text, Listed(prefix, ends.own), Listed(prefix, ends.other), owner);
+}
+
+// A peer may have reached us through a socket of the sixth version, which has a list of its own.
+int OwnerByLists(const Ends& ends, uint32_t* owner)
+{
+    const int error = OwnerByList(ends, "/proc/net/tcp", "", owner);
+    if (error != ENOENT) return error;
+    return OwnerByList(ends, "/proc/net/tcp6", "0000000000000000FFFF0000", owner);
+}
+
+}  // namespace
+
+int PeerOwner(File socket, uint32_t* owner)
+{
+    Ends ends;
+    if (const int error = EndsOf(socket, &ends)) return error;
     const int channel = ::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
     if (channel < 0) return ENOSYS;
     const Question question = QuestionFor(ends);
@@ -93,41 +163,14 @@ int OwnerByDiagnostics(const Ends& ends, uint32_t* owner)
     return size < 0 ? ENOSYS : OwnerInAnswer(answer, static_cast<size_t>(size), owner);
 }
 
-// The list has lines like "  1: 0100007F:1F90 0100007F:C350 01 …", addresses as the words lie in
-// memory, ports in plain hexadecimal; the user stands in the eighth column.
-int OwnerByList(const Ends& ends, uint32_t* owner)
-{
-    File file = kNoFile;
-    if (Os().openFile("/proc/net/tcp", OpenMode::kRead, &file)) return ENOSYS;
-    std::string text;
-    char part[16384];
-    int error = 0;
-    for (size_t got = 1; got > 0 && !error;) {
-        got = 0;
-        error = Os().readFile(file, part, sizeof(part), &got);
-        text.append(part, got);
-    }
-    Os().closeFile(file);
-    if (error) return ENOSYS;
-    char wanted[40];
-    std::snprintf(wanted, sizeof(wanted), ": %08X:%04X %08X:%04X ", ends.own.sin_addr.s_addr,
-                  ntohs(ends.own.sin_port), ends.other.sin_addr.s_addr, ntohs(ends.other.sin_port));
-    const size_t place = text.find(wanted);
-    if (place == std::string::npos) return ENOENT;
-    const char* rest = text.c_str() + place + std::strlen(wanted);
-    return std::sscanf(rest, "%*s %*s %*s %*s %u", owner) == 1 ? 0 : ENOSYS;
-}
-
-}  // namespace
-
 int IsPeerOurs(File socket, bool* isOurs)
 {
-    Ends ends;
-    if (const int error = EndsOf(socket, &ends)) return error;
     uint32_t owner = 0;
-    int error = OwnerByDiagnostics(ends, &owner);
-    if (error) error = OwnerByList(ends, &owner);
-    if (error) return error;
+    if (Os().peerOwner(socket, &owner)) {
+        Ends ends;
+        if (const int error = EndsOf(socket, &ends)) return error;
+        if (const int error = OwnerByLists(ends, &owner)) return error;
+    }
     *isOurs = owner == geteuid();
     return 0;
 }

@@ -20,5 +20,6 @@ int WaitForSocket(File socket, bool toSend, int timeoutMs, bool* isReady);
 int ShutDownSocket(File socket);
 int CloseSocket(File socket);
 int IsPeerOurs(File socket, bool* isOurs);
+int PeerOwner(File socket, uint32_t* owner);
 
 }  // namespace px::os
