@@ -38,9 +38,9 @@ CFMutableDictionaryRef Made(CFMutableDictionaryRef& dictionary)
     return dictionary;
 }
 
-CFRef<CFStringRef> Formatted(CFStringRef format, int value)
+CFRef<CFStringRef> Decimal(int64_t value)
 {
-    return CFRef<CFStringRef>::Adopt(CFStringCreateWithFormat(nullptr, nullptr, format, value));
+    return px::StringOf(std::to_string(value));
 }
 
 }  // namespace
@@ -127,7 +127,7 @@ void CHTTPMessage::SetHeader(CFStringRef name, CFStringRef value)
 
 void CHTTPMessage::SetHeader(CFStringRef name, int value)
 {
-    SetHeader(name, Formatted(CFSTR("%d"), value).Get());
+    SetHeader(name, Decimal(value).Get());
 }
 
 // Parameters.
@@ -180,12 +180,12 @@ void CHTTPMessage::AddParam(std::string_view name, std::string_view escaped)
 
 void CHTTPMessage::SetParam(CFStringRef name, unsigned value)
 {
-    SetParamObj(name, Formatted(CFSTR("%u"), static_cast<int>(value)).Get());
+    SetParamObj(name, Decimal(value).Get());
 }
 
 void CHTTPMessage::SetParam(CFStringRef name, int value)
 {
-    SetParamObj(name, Formatted(CFSTR("%d"), value).Get());
+    SetParamObj(name, Decimal(value).Get());
 }
 
 void CHTTPMessage::SetParamDouble(CFStringRef name, double value)
@@ -296,9 +296,7 @@ void CHTTPMessage::SetContent(CFStringRef type, CFDataRef content)
     Replace(response_, CFDictionaryRef{nullptr});
     isContentFromInfo_ = false;
     SetHeader(CFSTR("Content-Type"), type);
-    const auto length = CFRef<CFStringRef>::Adopt(CFStringCreateWithFormat(
-        nullptr, nullptr, CFSTR("%ld"), static_cast<long>(CFDataGetLength(content))));
-    SetHeader(CFSTR("Content-Length"), length.Get());
+    SetHeader(CFSTR("Content-Length"), Decimal(CFDataGetLength(content)).Get());
 }
 
 void CHTTPMessage::SetContent(CFDictionaryRef content)

@@ -20,8 +20,12 @@ CFRef<CFStringRef> Decode(std::string_view bytes)
 void AppendUTF8(CFStringRef text, std::string* bytes)
 {
     if (!text) return;
-    const size_t had = bytes->size();
     const CFIndex length = CFStringGetLength(text);
+    if (const char* ascii = CFStringGetCStringPtr(text, kCFStringEncodingASCII)) {
+        bytes->append(ascii, static_cast<size_t>(length));
+        return;
+    }
+    const size_t had = bytes->size();
     // A unit of UTF-16 takes three bytes at most; the usual line is so converted in one pass.
     bytes->resize(had + static_cast<size_t>(length) * 3);
     CFIndex used = 0;
