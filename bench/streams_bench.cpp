@@ -56,12 +56,21 @@ PXRef<CBaseStream> Owned(PXStream stream)
     return PXRef<CBaseStream>::Adopt(px::ToStream(stream));
 }
 
+// The same block for all, because where it lies in memory counts as much as what is done with it.
+CFMutableDataRef Block()
+{
+    static const CFMutableDataRef block = [] {
+        const CFMutableDataRef made = CFDataCreateMutable(nullptr, 0);
+        CFDataAppendBytes(made, reinterpret_cast<const UInt8*>(Pattern().data()), kTotal);
+        return made;
+    }();
+    return block;
+}
+
 PXRef<CBaseStream> OnMemory()
 {
-    const auto bytes = CFRef<CFMutableDataRef>::Adopt(CFDataCreateMutable(nullptr, 0));
-    CFDataAppendBytes(bytes.Get(), reinterpret_cast<const UInt8*>(Pattern().data()), kTotal);
     PXStream stream = nullptr;
-    PXStreamCreateForData(bytes.Get(), &stream);
+    PXStreamCreateForData(Block(), &stream);
     return Owned(stream);
 }
 
@@ -165,7 +174,7 @@ void FileReadUInt32(benchmark::State& state)
 void BareMemoryRead(benchmark::State& state)
 {
     std::vector<char> buffer(kBlock);
-    const char* from = Pattern().data();
+    const UInt8* from = CFDataGetBytePtr(Block());
     Pieces(
         state, [] {},
         [&](size_t at, size_t size) {
@@ -178,11 +187,11 @@ void BareMemoryRead(benchmark::State& state)
 void BareMemoryWrite(benchmark::State& state)
 {
     const std::vector<char> buffer(kBlock, 'q');
-    std::string to = Pattern();
+    UInt8* to = CFDataGetMutableBytePtr(Block());
     Pieces(
         state, [] {},
         [&](size_t at, size_t size) {
-            std::memcpy(to.data() + at, buffer.data(), size);
+            std::memcpy(to + at, buffer.data(), size);
             benchmark::ClobberMemory();
             return true;
         });
