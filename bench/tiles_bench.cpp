@@ -1,7 +1,9 @@
 // Tiled images: paging a 1.6 GB image through 400 MB, random tiles, locks of resident tiles.
 //
 // The rows named Floor do the same work with bare calls of the system: a tile copied, written at
-// its offset and read back, without a cache or a check.
+// its offset and read back, without a cache or a check. Of the passes through the whole image the
+// least is the one to compare: on a virtual machine the first touch of memory may cost more than
+// anything measured here, and free memory may be taken away again at any time.
 
 #include "Base/Platform/Platform.h"
 #include "Image/CacheFolder.h"
@@ -14,6 +16,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -54,6 +57,50 @@ std::vector<char> RandomTile(int32_t depth)
     return pixels;
 }
 
+// A file in a cache folder, as the store has it.
+struct CacheFile {
+    PXRef<px::CacheFolder> folder;
+    PXRef<px::OpenFile> file;
+
+    CacheFile()
+    {
+        px::os::EntryFacts facts;
+        if (px::CacheFolder::Open(px::DefaultCacheRoot(), {}, &folder)) std::abort();
+        if (folder->CreateFile("Image-0", &file, &facts)) std::abort();
+    }
+    void Write(const char* pixels, size_t bytes, size_t slot)
+    {
+        if (px::os::WriteAllAt(file->Get(), pixels, bytes, int64_t(slot * bytes))) std::abort();
+    }
+    void Read(char* pixels, size_t bytes, size_t slot)
+    {
+        if (px::os::ReadAllAt(file->Get(), pixels, bytes, int64_t(slot * bytes))) std::abort();
+    }
+};
+
+// Touches, before the clock of a pass runs, as many buffers and pages of a file as it will need.
+void WarmMemory(const std::vector<char>& pixels)
+{
+    const auto bytes = static_cast<size_t>(kLimit);
+    auto* buffers = static_cast<char*>(px::os::Os().reserveBlock(bytes));
+    if (!buffers) std::abort();
+    for (size_t i = 0; i < bytes; i += 4096) buffers[i] = 1;
+    CacheFile file;
+    for (size_t i = 0; i < kTiles; ++i) file.Write(pixels.data(), pixels.size(), i);
+    px::os::Os().freeBlock(buffers, bytes);
+}
+
+double Least(const std::vector<double>& values)
+{
+    return *std::min_element(values.begin(), values.end());
+}
+
+void Passes(benchmark::internal::Benchmark* row)
+{
+    row->Arg(8)->Arg(16)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(5);
+    row->ReportAggregatesOnly(true)->ComputeStatistics("least", Least);
+}
+
 void WriteAll(PXImage image, std::vector<char>& pixels, int64_t rowBytes)
 {
     for (int32_t i = 0; i < kTiles; ++i) {
@@ -81,6 +128,9 @@ void WriteThenRead(benchmark::State& state)
     const int64_t rowBytes = int64_t{kTile} * 4 * depth / 8;
     double writing = 0;
     for (auto _ : state) {
+        state.PauseTiming();
+        WarmMemory(pixels);
+        state.ResumeTiming();
         PXImage image = MakeTiled(kSide, kSide, depth);
         PXImageResetCachePeak();
         const int64_t begin = px::os::Os().monotonicNanos();
@@ -89,15 +139,15 @@ void WriteThenRead(benchmark::State& state)
         ReadAll(image, pixels, rowBytes);
         state.PauseTiming();
         PXImageRelease(image);
+        PXImageShutdown();
         state.ResumeTiming();
     }
     PXImageCacheStatistics statistics;
     (void)PXImageGetCacheStatistics(&statistics);
     state.counters["write_s"] = writing / double(state.iterations());
     state.counters["peak_MB"] = double(statistics.peakBytes) * 1e-6;
-    PXImageShutdown();
 }
-BENCHMARK(WriteThenRead)->Arg(8)->Arg(16)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(WriteThenRead)->Apply(Passes);
 
 void FloorWriteThenRead(benchmark::State& state)
 {
@@ -111,16 +161,12 @@ void FloorWriteThenRead(benchmark::State& state)
     std::vector<char> pixels(bytes);
     double writing = 0;
     for (auto _ : state) {
-        PXRef<px::CacheFolder> folder;
-        PXRef<px::OpenFile> file;
-        px::os::EntryFacts facts;
-        if (px::CacheFolder::Open(px::DefaultCacheRoot(), {}, &folder)) std::abort();
-        if (folder->CreateFile("Image-0", &file, &facts)) std::abort();
+        state.PauseTiming();
+        WarmMemory(source);
+        state.ResumeTiming();
+        auto file = std::make_unique<CacheFile>();
         const int64_t begin = px::os::Os().monotonicNanos();
-        const auto writeOut = [&](size_t i) {
-            const char* buffer = buffers + i % count * bytes;
-            if (px::os::WriteAllAt(file->Get(), buffer, bytes, int64_t(i * bytes))) std::abort();
-        };
+        const auto writeOut = [&](size_t i) { file->Write(buffers + i % count * bytes, bytes, i); };
         for (size_t i = 0; i < kTiles; ++i) {
             if (i >= count) writeOut(i - count);
             std::memcpy(buffers + i % count * bytes, source.data(), bytes);
@@ -129,18 +175,17 @@ void FloorWriteThenRead(benchmark::State& state)
         for (size_t i = kTiles - count; i < kTiles; ++i) writeOut(i);
         for (size_t i = 0; i < kTiles; ++i) {
             char* buffer = buffers + i % count * bytes;
-            if (px::os::ReadAllAt(file->Get(), buffer, bytes, int64_t(i * bytes))) std::abort();
+            file->Read(buffer, bytes, i);
             std::memcpy(pixels.data(), buffer, bytes);
         }
         state.PauseTiming();
         file = {};
-        folder = {};
         state.ResumeTiming();
     }
     state.counters["write_s"] = writing / double(state.iterations());
     px::os::Os().freeBlock(buffers, count * bytes);
 }
-BENCHMARK(FloorWriteThenRead)->Arg(8)->Arg(16)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(FloorWriteThenRead)->Apply(Passes);
 
 // Microseconds for a tile anywhere in the image, most of which are not in memory.
 void RandomTiles(benchmark::State& state)
@@ -170,22 +215,16 @@ void RandomTiles(benchmark::State& state)
 // The same tiles by bare reads into the caller's buffer.
 void FloorRandomTiles(benchmark::State& state)
 {
-    PXRef<px::CacheFolder> folder;
-    PXRef<px::OpenFile> file;
-    px::os::EntryFacts facts;
+    CacheFile file;
     std::vector<char> pixels = RandomTile(8);
-    if (px::CacheFolder::Open(px::DefaultCacheRoot(), {}, &folder)) std::abort();
-    if (folder->CreateFile("Image-0", &file, &facts)) std::abort();
     const size_t bytes = pixels.size();
-    for (size_t i = 0; i < kTiles; ++i) {
-        if (px::os::WriteAllAt(file->Get(), pixels.data(), bytes, int64_t(i * bytes))) std::abort();
-    }
+    for (size_t i = 0; i < kTiles; ++i) file.Write(pixels.data(), bytes, i);
     std::mt19937 random(2);
     std::vector<double> micros;
     for (auto _ : state) {
-        const auto at = static_cast<int64_t>(random() % kTiles * bytes);
+        const size_t slot = random() % kTiles;
         const int64_t begin = px::os::Os().monotonicNanos();
-        if (px::os::ReadAllAt(file->Get(), pixels.data(), bytes, at)) std::abort();
+        file.Read(pixels.data(), bytes, slot);
         micros.push_back(double(px::os::Os().monotonicNanos() - begin) * 1e-3);
     }
     std::sort(micros.begin(), micros.end());
