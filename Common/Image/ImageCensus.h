@@ -35,7 +35,7 @@ private:
     // What an image looked like when it last told: its own fields may be changing.
     struct Facts {
         PXRect bounds = {};
-        int32_t planes = 0;
+        int32_t planes = 1;  // the first is the last until it is told
         int32_t depth = 0;
         int64_t size = 0;
         char letter = 'd';
