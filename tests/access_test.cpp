@@ -2,35 +2,18 @@
 
 #include "Image/PixelConversion.h"
 #include "PXCore/PXImageIterator.h"
-#include "support/EventLog.h"
-#include "support/Seed.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <cstring>
-#include <limits>
-#include <random>
-#include <vector>
+#include "support/Images.h"
+#include "support/Test.h"
 
 namespace {
 
-using px::test::EventLog;
+using namespace px::test;
 
 constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
 constexpr int32_t kPixelBytes = 3;
 constexpr uint8_t kFill[kPixelBytes] = {9, 8, 7};
 // Three tiles across and two down.
 constexpr PXRect kBounds = {-700, 90, 1100, 700};
-
-PXImage Make(PXRect bounds, int32_t depth, int32_t planes, PXDataSourceType source)
-{
-    PXImage image = nullptr;
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageCreateWithParams2(bounds, depth, planes, kPXColorSpaceRGB,
-                                                        kPXTransparencyNone, source, &image));
-    return image;
-}
 
 // The pixels of an image as a plain array, with the outside policies read off one pixel at a time.
 struct Model {
@@ -69,13 +52,13 @@ protected:
                 1 + Within(isLarge ? 900 : 40)};
     }
 
-    std::mt19937_64 random_{px::test::Seed(47)};
+    std::mt19937_64 random_{Seed(47)};
 };
 
 // Random rectangles by row, in any order of rows, and by conversion to the same format.
 TEST_P(AccessTest, RowsAgreeWithPlainMemory)
 {
-    PXImage image = Make(kBounds, 8, kPixelBytes, GetParam());
+    const Image image = Make(kBounds, 8, kPixelBytes, GetParam());
     Model model;
     for (int step = 0; step < 400; ++step) {
         const PXRect rect = Rect();
@@ -83,14 +66,14 @@ TEST_P(AccessTest, RowsAgreeWithPlainMemory)
         const auto mode = static_cast<PXImageAccessMode>(random_() % 3);
         SCOPED_TRACE(testing::Message() << "step " << step << ", mode " << mode);
         PXImageAccess access = nullptr;
-        ASSERT_EQ(PXStatus{kPXOK}, PXImageAccessCreate(image, rect, mode, &outside, &access));
+        ASSERT_EQ(kPXOK, PXImageAccessCreate(image, rect, mode, &outside, &access));
         const int32_t rows = 1 + Within(rect.height);
         const int32_t direction = Within(3) - 1;  // upward, anywhere, downward
         int32_t row = Within(rect.height);
         for (int i = 0; i < rows; ++i) {
             row = direction ? (row + direction + rect.height) % rect.height : Within(rect.height);
             void* pixels = nullptr;
-            ASSERT_EQ(PXStatus{kPXOK}, PXImageAccessGetRow(access, rect.y + row, &pixels));
+            ASSERT_EQ(kPXOK, PXImageAccessGetRow(access, rect.y + row, &pixels));
             auto* bytes = static_cast<uint8_t*>(pixels);
             for (int32_t column = 0; column < rect.width; ++column, bytes += kPixelBytes) {
                 const int64_t x = int64_t{rect.x} + column;
@@ -105,7 +88,7 @@ TEST_P(AccessTest, RowsAgreeWithPlainMemory)
                 if (Model::IsInside(x, y)) std::memcpy(model.At(x, y), bytes, kPixelBytes);
             }
         }
-        ASSERT_EQ(PXStatus{kPXOK}, PXImageAccessClose(access));
+        ASSERT_EQ(kPXOK, PXImageAccessClose(access));
         PXImageAccessRelease(access);
     }
     // Over all tiles and edges in a wider format, and back.
@@ -114,8 +97,8 @@ TEST_P(AccessTest, RowsAgreeWithPlainMemory)
     const int64_t rowBytes = int64_t{all.width} * kPixelBytes * 2;
     std::vector<uint16_t> wide(static_cast<size_t>(rowBytes / 2 * all.height));
     for (int round = 0; round < 2; ++round) {
-        ASSERT_EQ(PXStatus{kPXOK}, PXImageReadWithConversion(image, all, {16, kPixelBytes},
-                                                             &outside, wide.data(), rowBytes));
+        ASSERT_EQ(kPXOK, PXImageReadWithConversion(image, all, {16, kPixelBytes}, &outside,
+                                                   wide.data(), rowBytes));
         for (size_t i = 0; i < wide.size(); ++i) {
             const size_t pixel = i / kPixelBytes;
             const int64_t x = all.x + int64_t(pixel % size_t(all.width));
@@ -123,16 +106,15 @@ TEST_P(AccessTest, RowsAgreeWithPlainMemory)
             ASSERT_EQ(model.Read(x, y, outside.policy)[i % kPixelBytes] * 257, wide[i]);
             wide[i] = static_cast<uint16_t>(~wide[i]);
         }
-        ASSERT_EQ(PXStatus{kPXOK}, PXImageWriteWithConversion(image, all, {16, kPixelBytes},
-                                                              &outside, wide.data(), rowBytes));
+        ASSERT_EQ(kPXOK, PXImageWriteWithConversion(image, all, {16, kPixelBytes}, &outside,
+                                                    wide.data(), rowBytes));
         for (uint8_t& byte : model.bytes) byte = static_cast<uint8_t>(~byte);
     }
-    PXImageRelease(image);
 }
 
 TEST_P(AccessTest, IteratorsSeeEveryPixelOnce)
 {
-    PXImage image = Make(kBounds, 8, kPixelBytes, GetParam());
+    const Image image = Make(kBounds, 8, kPixelBytes, GetParam());
     const PXRect part = {-300, 400, 600, 300};  // over the corner of four tiles
     px::ImageTiles tiles(image, part);
     int64_t pixels = 0;
@@ -143,7 +125,7 @@ TEST_P(AccessTest, IteratorsSeeEveryPixelOnce)
             for (int32_t i = 0; i < tile.rect.width * kPixelBytes; ++i) ++row[i];
         }
     }
-    EXPECT_EQ(PXStatus{kPXOK}, tiles.Close());
+    EXPECT_EQ(kPXOK, tiles.Close());
     EXPECT_EQ(int64_t{600} * 300, pixels);
 
     px::ImageRows rows(image, kBounds, kPXImageAccessRead);
@@ -157,9 +139,8 @@ TEST_P(AccessTest, IteratorsSeeEveryPixelOnce)
         }
     }
     EXPECT_EQ(kBounds.y + kBounds.height, y);
-    EXPECT_EQ(PXStatus{kPXOK}, rows.Close());
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, px::ImageTiles(image, {0, 0, 9999, 1}).Close());
-    PXImageRelease(image);
+    EXPECT_EQ(kPXOK, rows.Close());
+    EXPECT_EQ(kPXErrBadArgument, px::ImageTiles(image, {0, 0, 9999, 1}).Close());
 }
 
 INSTANTIATE_TEST_SUITE_P(Backings, AccessTest,
@@ -167,12 +148,12 @@ INSTANTIATE_TEST_SUITE_P(Backings, AccessTest,
 
 TEST(Access, SolidFillsAreReadInEveryFormat)
 {
-    PXImage image = Make({0, 0, 5, 4}, 8, 3, kPXDataSourceSolidFill);
+    const Image image = Make({0, 0, 5, 4}, 8, 3, kPXDataSourceSolidFill);
     const uint8_t pixel[3] = {255, 0, 51};
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageSetFillColor(image, pixel));
+    ASSERT_EQ(kPXOK, PXImageSetFillColor(image, pixel));
     float floats[9 * 4];
     const PXImageOutside repeat = {kPXImageOutsideRepeat, nullptr};
-    ASSERT_EQ(PXStatus{kPXOK},
+    ASSERT_EQ(kPXOK,
               PXImageReadWithConversion(image, {3, -2, 3, 3}, {32, 4}, &repeat, floats, 3 * 16));
     for (int i = 0; i < 9; ++i) {
         EXPECT_EQ(1.0F, floats[4 * i]);
@@ -180,10 +161,9 @@ TEST(Access, SolidFillsAreReadInEveryFormat)
         EXPECT_EQ(1.0F, floats[4 * i + 3]);
     }
     EventLog events;
-    EXPECT_EQ(PXStatus{kPXErrNotSupported},
+    EXPECT_EQ(kPXErrNotSupported,
               PXImageWriteWithConversion(image, {0, 0, 1, 1}, {8, 1}, nullptr, pixel, 1));
     EXPECT_EQ(1, events.Count(kPXErrNotSupported));
-    PXImageRelease(image);
 }
 
 // The rules, one sample at a time and in long double where a quotient is rounded.
@@ -243,7 +223,7 @@ std::vector<double> PixelOracle(std::vector<double> pixel, PXImageFormat from, P
 
 TEST(Access, EveryPairOfFormatsFollowsTheRules)
 {
-    std::mt19937_64 random(px::test::Seed(48));
+    std::mt19937_64 random(Seed(48));
     constexpr float kOdd[] = {std::numeric_limits<float>::quiet_NaN(),
                               std::numeric_limits<float>::infinity(),
                               -std::numeric_limits<float>::infinity(),
@@ -319,10 +299,10 @@ TEST(Access, WiderDepthsKeepEveryValue)
 
 TEST(Access, RefusesWhatItCannotDo)
 {
-    PXImage image = Make({0, 0, 8, 8}, 8, 3, kPXDataSourceMemory);
-    PXImage mask = Make({0, 0, 8, 8}, 1, 1, kPXDataSourceMemory);
-    PXImage wide = Make({0, 0, 8, 8}, 64, 1, kPXDataSourceMemory);
-    PXImage cmyk = Make({0, 0, 8, 8}, 8, 4, kPXDataSourceMemory);
+    const Image image = Make({0, 0, 8, 8}, 8, 3, kPXDataSourceMemory);
+    const Image mask = Make({0, 0, 8, 8}, 1, 1, kPXDataSourceMemory);
+    const Image wide = Make({0, 0, 8, 8}, 64, 1, kPXDataSourceMemory);
+    const Image cmyk = Make({0, 0, 8, 8}, 8, 4, kPXDataSourceMemory);
     PXImageSetColorSpaceType(cmyk, kPXColorSpaceCMYK);
     uint8_t buffer[8 * 8 * 16] = {};
     const PXRect all = {0, 0, 8, 8};
@@ -364,17 +344,16 @@ TEST(Access, RefusesWhatItCannotDo)
     EventLog events;
     PXImageAccess access = nullptr;
     void* row = nullptr;
-    EXPECT_EQ(PXStatus{kPXErrPixelLayout},
+    EXPECT_EQ(kPXErrPixelLayout,
               PXImageAccessCreate(mask, {0, 0, 9, 8}, 0, std::data({PXImageOutside{1, nullptr}}),
                                   &access));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageAccessCreate(image, all, 3, nullptr, &access));
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageAccessCreate(mask, {3, 1, 5, 2}, 0, nullptr, &access));
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageAccessGetRow(access, 2, &row));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageAccessGetRow(access, 3, &row));
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageAccessClose(access));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageAccessGetRow(access, 2, &row));
+    EXPECT_EQ(kPXErrBadArgument, PXImageAccessCreate(image, all, 3, nullptr, &access));
+    ASSERT_EQ(kPXOK, PXImageAccessCreate(mask, {3, 1, 5, 2}, 0, nullptr, &access));
+    EXPECT_EQ(kPXOK, PXImageAccessGetRow(access, 2, &row));
+    EXPECT_EQ(kPXErrBadArgument, PXImageAccessGetRow(access, 3, &row));
+    EXPECT_EQ(kPXOK, PXImageAccessClose(access));
+    EXPECT_EQ(kPXErrBadArgument, PXImageAccessGetRow(access, 2, &row));
     PXImageAccessRelease(access);
-    for (PXImage made : {image, mask, wide, cmyk}) PXImageRelease(made);
 }
 
 }  // namespace

@@ -3,11 +3,9 @@
 #include "Base/ThreadPool.h"
 #include "PXCore/PXColorProfileImages.h"
 #include "support/ColourPictures.h"
-#include "support/EventLog.h"
 #include "support/Profiles.h"
-
-#include <atomic>
-#include <cstring>
+#include "support/Test.h"
+#include "support/Tiles.h"
 
 namespace {
 
@@ -73,9 +71,13 @@ TEST(Conversion, CarriesAlphaBetweenAllLayouts)
     }
 }
 
-// Images in tiles go through buffers, in place as well; they must not differ from memory.
-TEST(ConversionThreads, TiledImagesGiveTheSameBytes)
+// Images in tiles go through buffers, in place as well, under a limit of a few tiles; they must not
+// differ from memory.
+class ConversionThreads : public TileCache {};
+
+TEST_F(ConversionThreads, TiledImagesGiveTheSameBytes)
 {
+    PXImageSetCacheMemAbsolute(3 << 20);
     const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
     for (const int32_t height : {70, 1003}) {
         const PXRect bounds = {-3, 9, 601, height};
@@ -99,6 +101,7 @@ TEST(ConversionThreads, TiledImagesGiveTheSameBytes)
         PXImageRelease(result);
         PXImageRelease(tiled);
     }
+    EXPECT_LT(0U, Statistics().tilesRead);
 }
 
 TEST(Conversion, ConvertsWholeImagesAndRectanglesInPlace)
@@ -150,7 +153,7 @@ private:
     px::PoolAccess real_;
 };
 
-TEST(ConversionThreads, OnlyAThousandRowsAndSeveralBandsUseThePool)
+TEST_F(ConversionThreads, OnlyAThousandRowsAndSeveralBandsUseThePool)
 {
     const Profile srgb(kPXColorStandardSRGB);
     const CountedPool pool;
@@ -168,7 +171,7 @@ TEST(ConversionThreads, OnlyAThousandRowsAndSeveralBandsUseThePool)
     }
 }
 
-TEST(ConversionThreads, BandsCountTheirRowsAndCanBeCancelled)
+TEST_F(ConversionThreads, BandsCountTheirRowsAndCanBeCancelled)
 {
     const Profile srgb(kPXColorStandardSRGB);
     const PXRect bounds = {0, 0, 3, 1010};
@@ -191,7 +194,7 @@ TEST(ConversionThreads, BandsCountTheirRowsAndCanBeCancelled)
     PXProgressRelease(progress);
 }
 
-TEST(ConversionThreads, TheFirstFailureOfABandIsReturned)
+TEST_F(ConversionThreads, TheFirstFailureOfABandIsReturned)
 {
     const Profile srgb(kPXColorStandardSRGB);
     const PXRect bounds = {0, 0, 3, 1000};

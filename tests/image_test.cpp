@@ -4,35 +4,16 @@
 #include "Image/ImageCacheManager.h"
 #include "PXCore/PXImageCache.h"
 #include "PXCore/PXImagePool.h"
-#include "support/EventLog.h"
-#include "support/Seed.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <cstring>
-#include <limits>
-#include <random>
-#include <string>
-#include <thread>
-#include <vector>
+#include "support/Gate.h"
+#include "support/Images.h"
+#include "support/Test.h"
 
 namespace {
 
-using px::test::EventLog;
+using namespace px::test;
 
 constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
 constexpr uint32_t kNoNumber = 0xFFFFFFFF;
-
-PXImage MakeInMemory(PXRect bounds, int32_t depth, int32_t planes)
-{
-    PXImage image = nullptr;
-    EXPECT_EQ(PXStatus{kPXOK},
-              PXImageCreateWithParams2(bounds, depth, planes, kPXColorSpaceRGB, kPXTransparencyNone,
-                                       kPXDataSourceMemory, &image));
-    return image;
-}
 
 TEST(Image, DerivesItsLayout)
 {
@@ -50,8 +31,7 @@ TEST(Image, DerivesItsLayout)
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        PXImage image = MakeInMemory(row.bounds, row.depth, row.planes);
-        ASSERT_NE(nullptr, image);
+        const Image image = Make(row.bounds, row.depth, row.planes, kPXDataSourceMemory);
         EXPECT_EQ(row.planeBytes, PXImageGetPlaneBytes(image));
         EXPECT_EQ(row.colBytes, PXImageGetColBytes(image));
         EXPECT_EQ(row.rowBytes, PXImageGetRowBytes64(image));
@@ -64,7 +44,6 @@ TEST(Image, DerivesItsLayout)
         EXPECT_EQ(16, PXImageSetPlaneBytes(image, 2));
         EXPECT_EQ(2, PXImageGetPlaneBytes(image));
         EXPECT_EQ(row.colBytes, PXImageGetColBytes(image)) << "left to the caller";
-        PXImageRelease(image);
     }
 }
 
@@ -103,9 +82,9 @@ TEST(Image, DefaultDataSourceMustBeMemoryOrTiles)
 {
     PXImage image = nullptr;
     PXImageSetDefaultDataSourceType(5);
-    EXPECT_EQ(PXStatus{kPXErrCreate}, PXImageCreateWithParams({0, 0, 4, 4}, 8, 3, &image));
+    EXPECT_EQ(kPXErrCreate, PXImageCreateWithParams({0, 0, 4, 4}, 8, 3, &image));
     PXImageSetDefaultDataSourceType(kPXDataSourceMemory);
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageCreateWithParams({0, 0, 4, 4}, 8, 3, &image));
+    EXPECT_EQ(kPXOK, PXImageCreateWithParams({0, 0, 4, 4}, 8, 3, &image));
     EXPECT_EQ(PXDataSourceType{kPXDataSourceMemory}, PXImageGetDataSourceType(image));
     PXImageRelease(image);
     PXImageSetDefaultDataSourceType(kPXDataSourceTiled);
@@ -130,17 +109,14 @@ TEST(Image, GettersOfNullAreNeutral)
 
 TEST(Image, InternalIDsAreUniqueAndParamsRoundTrip)
 {
-    PXImage first = MakeInMemory({1, 2, 3, 4}, 16, 4);
+    const Image first = Make({1, 2, 3, 4}, 16, 4, kPXDataSourceMemory);
     PXImageCreateParams params;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageGetCreateParams(first, &params));
-    PXImage second = nullptr;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateWithParams3(&params, &second));
+    ASSERT_EQ(kPXOK, PXImageGetCreateParams(first, &params));
+    const Image second = Created(PXImageCreateWithParams3, &params);
     EXPECT_EQ(PXImageGetInternalID(first) + 1, PXImageGetInternalID(second));
     PXImageCreateParams again;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageGetCreateParams(second, &again));
+    ASSERT_EQ(kPXOK, PXImageGetCreateParams(second, &again));
     EXPECT_EQ(0, std::memcmp(&params, &again, sizeof(params)));
-    PXImageRelease(second);
-    PXImageRelease(first);
 }
 
 TEST(Image, BorrowsTheCallersPixels)
@@ -148,14 +124,12 @@ TEST(Image, BorrowsTheCallersPixels)
     std::vector<uint16_t> pixels(5 * 4 * 3, 7);
     PXImage image = nullptr;
     EventLog events;
-    EXPECT_EQ(PXStatus{kPXErrMissing},
-              PXImageCreateMemory({0, 0, 5, 4}, 16, 3, 0, 0, nullptr, &image));
-    ASSERT_EQ(PXStatus{kPXOK},
-              PXImageCreateMemory({0, 0, 5, 4}, 16, 3, 0, 0, pixels.data(), &image));
+    EXPECT_EQ(kPXErrMissing, PXImageCreateMemory({0, 0, 5, 4}, 16, 3, 0, 0, nullptr, &image));
+    ASSERT_EQ(kPXOK, PXImageCreateMemory({0, 0, 5, 4}, 16, 3, 0, 0, pixels.data(), &image));
     const void* locked = nullptr;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageLockBufferForReading(image, {2, 1, 1, 1}, &locked));
+    ASSERT_EQ(kPXOK, PXImageLockBufferForReading(image, {2, 1, 1, 1}, &locked));
     EXPECT_EQ(pixels.data() + (1 * 5 + 2) * 3, locked);
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageUnlockBuffer2(image, {2, 1, 1, 1}, locked));
+    EXPECT_EQ(kPXOK, PXImageUnlockBuffer2(image, {2, 1, 1, 1}, locked));
     PXImageRelease(image);
     EXPECT_EQ(7, pixels.back());
 }
@@ -172,7 +146,7 @@ uint64_t PixelAt(const uint8_t* row, int32_t x, int32_t pixelBytes)
 // Random rectangles written and read against a plain array of the same pixels.
 TEST(Image, ReadAndWriteAgreeWithAPlainArray)
 {
-    std::mt19937_64 random(px::test::Seed(20261121));
+    std::mt19937_64 random(Seed(20261121));
     constexpr PXRect kBounds = {-10, 100, 37, 23};
     const auto within = [&](int32_t limit) {
         return static_cast<int32_t>(random() % static_cast<uint64_t>(limit));
@@ -180,7 +154,7 @@ TEST(Image, ReadAndWriteAgreeWithAPlainArray)
     for (const int32_t depth : {16, 8, 1}) {
         SCOPED_TRACE(depth);
         const int32_t pixelBytes = depth / 8 * 3;
-        PXImage image = MakeInMemory(kBounds, depth, 3);
+        const Image image = Make(kBounds, depth, 3, kPXDataSourceMemory);
         std::vector<uint64_t> model(size_t{37} * 23);
         for (int step = 0; step < 300; ++step) {
             const int32_t x = within(kBounds.width);
@@ -193,9 +167,9 @@ TEST(Image, ReadAndWriteAgreeWithAPlainArray)
             const bool isWrite = random() & 1;
             if (isWrite) {
                 for (uint8_t& byte : buffer) byte = static_cast<uint8_t>(random());
-                ASSERT_EQ(PXStatus{kPXOK}, PXImageWrite2(image, rect, buffer.data(), stride));
+                ASSERT_EQ(kPXOK, PXImageWrite2(image, rect, buffer.data(), stride));
             } else {
-                ASSERT_EQ(PXStatus{kPXOK}, PXImageRead2(image, rect, buffer.data(), stride));
+                ASSERT_EQ(kPXOK, PXImageRead2(image, rect, buffer.data(), stride));
             }
             for (int32_t i = 0; i < rect.height * rect.width; ++i) {
                 const int32_t row = i / rect.width;
@@ -206,18 +180,7 @@ TEST(Image, ReadAndWriteAgreeWithAPlainArray)
                 ASSERT_EQ(modelled, pixel) << "step " << step;
             }
         }
-        PXImageRelease(image);
     }
-}
-
-std::vector<uint8_t> AllBytes(PXImage image)
-{
-    const PXRect bounds = PXImageGetBounds(image);
-    std::vector<uint8_t> bytes(
-        static_cast<size_t>(PXImageGetRowBytes64(image) * PXImageGetHeight(image)));
-    EXPECT_EQ(PXStatus{kPXOK},
-              PXImageRead2(image, bounds, bytes.data(), PXImageGetRowBytes64(image)));
-    return bytes;
 }
 
 TEST(Image, CopiesAreDeep)
@@ -227,27 +190,23 @@ TEST(Image, CopiesAreDeep)
          {kPXDataSourceMemory, kPXDataSourceTiled, kPXDataSourceSolidFill}) {
         for (const int32_t depth : {1, 8, 32}) {
             SCOPED_TRACE(testing::Message() << "source " << source << ", depth " << depth);
-            PXImage image = nullptr;
-            ASSERT_EQ(PXStatus{kPXOK},
-                      PXImageCreateWithParams2(bounds, depth, 2, 7, 9, source, &image));
-            std::vector<uint8_t> pixels(static_cast<size_t>(PXImageGetRowBytes64(image) * 9), 0xA5);
+            Image image = Created(PXImageCreateWithParams2, bounds, depth, 2, 7U, 9U, source);
+            const Bytes pixels(ReadAll(image).size(), 0xA5);
             if (source != kPXDataSourceSolidFill) {
-                EXPECT_EQ(PXStatus{kPXOK},
-                          PXImageWrite2(image, bounds, pixels.data(), PXImageGetRowBytes64(image)));
+                SetBytes(image, pixels);
             } else {
-                EXPECT_EQ(PXStatus{kPXOK}, PXImageSetFillColor(image, pixels.data()));
+                EXPECT_EQ(kPXOK, PXImageSetFillColor(image, pixels.data()));
             }
             PXImageSetRefCon2(image, 77);
             if (depth == 8) PXImageSetPlaneBytes(image, 2);  // colBytes is still 2
-            const std::vector<uint8_t> before = AllBytes(image);
-            PXImage copy = nullptr;
-            ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateCopy(image, &copy));
+            const std::vector<uint8_t> before = ReadAll(image);
+            const Image copy = Created(PXImageCreateCopy, image.get());
             const uint8_t zeros[8] = {};
             if (source == kPXDataSourceTiled) {  // copied tiles are shared until they are written
-                EXPECT_EQ(PXStatus{kPXOK}, PXImageWrite2(image, {5, 6, 1, 1}, zeros, 8));
+                EXPECT_EQ(kPXOK, PXImageWrite2(image, {5, 6, 1, 1}, zeros, 8));
             }
-            PXImageRelease(image);
-            EXPECT_EQ(before, AllBytes(copy));
+            image = {};
+            EXPECT_EQ(before, ReadAll(copy));
             EXPECT_EQ(77U, PXImageGetRefCon2(copy));
             EXPECT_EQ(PXTransparency{9}, PXImageGetTransparency(copy));
             EXPECT_EQ(depth == 8 ? 16 : depth, PXImageGetDepth(copy));
@@ -255,49 +214,43 @@ TEST(Image, CopiesAreDeep)
             const bool isWhole = depth == 1 && source == kPXDataSourceTiled;
             EXPECT_EQ(isWhole ? PXDataSourceType{kPXDataSourceMemory} : source,
                       PXImageGetDataSourceType(copy));
-            PXImageRelease(copy);
         }
     }
     EventLog events;
-    PXImage empty = nullptr;
+    const Image empty = Created(PXImageCreate);
     PXImage copy = nullptr;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreate(&empty));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageCreateCopy(empty, &copy));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageCreateCopy(nullptr, &copy));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageCreateCopy(empty, nullptr));
+    EXPECT_EQ(kPXErrBadArgument, PXImageCreateCopy(empty, &copy));
+    EXPECT_EQ(kPXErrBadArgument, PXImageCreateCopy(nullptr, &copy));
+    EXPECT_EQ(kPXErrBadArgument, PXImageCreateCopy(empty, nullptr));
     EXPECT_EQ(3, events.Count(kPXErrBadArgument));
-    PXImageRelease(empty);
 }
 
 TEST(Image, SolidFillsAreReadOnly)
 {
     const PXRect bounds = {-3, 2, 11, 4};
     const uint16_t fill[3] = {1, 500, 65535};
-    PXImage image = nullptr;
-    ASSERT_EQ(PXStatus{kPXOK},
-              PXImageCreateWithParams2(bounds, 16, 3, 0, 0, kPXDataSourceSolidFill, &image));
-    EXPECT_EQ(std::vector<uint8_t>(11 * 4 * 6), AllBytes(image));
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageSetFillColor(image, fill));
+    const Image image = Make(bounds, 16, 3, kPXDataSourceSolidFill);
+    EXPECT_EQ(std::vector<uint8_t>(11 * 4 * 6), ReadAll(image));
+    ASSERT_EQ(kPXOK, PXImageSetFillColor(image, fill));
     uint16_t got[3] = {};
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageGetFillColor(image, got));
+    EXPECT_EQ(kPXOK, PXImageGetFillColor(image, got));
     EXPECT_EQ(0, std::memcmp(fill, got, sizeof(fill)));
     for (const PXRect rect : {PXRect{-3, 2, 1, 1}, PXRect{0, 3, 8, 3}, bounds}) {
         void* lent = nullptr;
-        ASSERT_EQ(PXStatus{kPXOK}, PXImageLockBuffer2(image, rect, &lent));
+        ASSERT_EQ(kPXOK, PXImageLockBuffer2(image, rect, &lent));
         for (int32_t i = 0; i < rect.width * rect.height; ++i)
             ASSERT_EQ(0, std::memcmp(static_cast<char*>(lent) + i * 6, fill, 6));
-        EXPECT_EQ(PXStatus{kPXOK}, PXImageUnlockBuffer2(image, rect, lent));
+        EXPECT_EQ(kPXOK, PXImageUnlockBuffer2(image, rect, lent));
     }
 
     EventLog events;
     void* lent = nullptr;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageLockBuffer2(image, bounds, &lent));
+    ASSERT_EQ(kPXOK, PXImageLockBuffer2(image, bounds, &lent));
     static_cast<char*>(lent)[11 * 4 * 6 - 1] = 0;
-    EXPECT_EQ(PXStatus{kPXErrNotSupported}, PXImageUnlockBuffer2(image, bounds, lent));
-    EXPECT_EQ(PXStatus{kPXErrNotSupported}, PXImageWrite2(image, {0, 3, 1, 1}, fill, 6));
+    EXPECT_EQ(kPXErrNotSupported, PXImageUnlockBuffer2(image, bounds, lent));
+    EXPECT_EQ(kPXErrNotSupported, PXImageWrite2(image, {0, 3, 1, 1}, fill, 6));
     EXPECT_EQ(2, events.Count(kPXErrNotSupported));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageUnlockBuffer2(image, bounds, lent));
-    PXImageRelease(image);
+    EXPECT_EQ(kPXErrBadArgument, PXImageUnlockBuffer2(image, bounds, lent));
 }
 
 // The first pixel stays, what has room stays, the rest is zero.
@@ -321,14 +274,14 @@ TEST(Image, AdjustedBoundsKeepThePixels)
             SCOPED_TRACE(row.name);
             EventLog events;
             const PXRect bounds = {1, 2, 13, 5};
-            PXImage own = MakeInMemory(bounds, depth, 1);
-            PXImage borrowed = nullptr;
-            PXImageCreateMemory(bounds, depth, 1, 0, 0, pixels.data(), &borrowed);
+            const Image own = Make(bounds, depth, 1, kPXDataSourceMemory);
+            const Image borrowed =
+                Created(PXImageCreateMemory, bounds, depth, 1, 0U, 0U, pixels.data());
             PXImageWrite2(own, bounds, pixels.data(), PXImageGetRowBytes64(own));
             EXPECT_EQ(row.borrowed, PXImageAdjustBounds(borrowed, row.rect));
             ASSERT_EQ(row.own, PXImageAdjustBounds(own, row.rect));
             EXPECT_EQ(row.own == kPXOK ? 0 : 2, events.Count(kPXErrBadArgument));
-            const std::vector<uint8_t> after = AllBytes(own);
+            const std::vector<uint8_t> after = ReadAll(own);
             const int32_t width = PXImageGetWidth(own);
             const int64_t stride = PXImageGetRowBytes64(own);
             for (int32_t i = 0; i < width * PXImageGetHeight(own); ++i) {
@@ -340,8 +293,6 @@ TEST(Image, AdjustedBoundsKeepThePixels)
                         : 0;
                 ASSERT_EQ(want, PixelAt(after.data() + y * stride, x, depth / 8));
             }
-            PXImageRelease(borrowed);
-            PXImageRelease(own);
         }
     }
 }
@@ -352,10 +303,10 @@ TEST(Image, PoolsHoldSparesOfOneKind)
     EventLog events;
     PXImagePool pool = PXImagePoolCreate();
     PXImage image = nullptr;
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImagePoolAcquire(pool, &image));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImagePoolUpdate(pool, 2, {0, 0, 0, 4}, 8, 3, 0, 0));
+    EXPECT_EQ(kPXErrBadArgument, PXImagePoolAcquire(pool, &image));
+    EXPECT_EQ(kPXErrBadArgument, PXImagePoolUpdate(pool, 2, {0, 0, 0, 4}, 8, 3, 0, 0));
     const auto update = [&](int32_t count, int32_t depth) {
-        EXPECT_EQ(PXStatus{kPXOK}, PXImagePoolUpdate(pool, count, {0, 0, 4, 4}, depth, 3, 2, 1));
+        EXPECT_EQ(kPXOK, PXImagePoolUpdate(pool, count, {0, 0, 4, 4}, depth, 3, 2, 1));
     };
     PXImageSetLogObjectUse(true);
     const struct {
@@ -372,13 +323,13 @@ TEST(Image, PoolsHoldSparesOfOneKind)
         EXPECT_EQ(row.want, PXImageGetTotalImages());
     }
     PXImage images[2] = {};
-    for (PXImage& one : images) ASSERT_EQ(PXStatus{kPXOK}, PXImagePoolAcquire(pool, &one));
+    for (PXImage& one : images) ASSERT_EQ(kPXOK, PXImagePoolAcquire(pool, &one));
     EXPECT_EQ(2, PXImageGetTotalImages());
     EXPECT_EQ(1, PXImageGetRetainCount(images[0]));
     EXPECT_LT(PXImageGetInternalID(images[0]), PXImageGetInternalID(images[1]));
     EXPECT_EQ(PXTransparency{1}, PXImageGetTransparency(images[1]));
     PXImageSetDefaultDataSourceType(5);
-    EXPECT_EQ(PXStatus{kPXErrCreate}, PXImagePoolAcquire(pool, &image));
+    EXPECT_EQ(kPXErrCreate, PXImagePoolAcquire(pool, &image));
     PXImageSetDefaultDataSourceType(kPXDataSourceTiled);
     PXImageSetLogObjectUse(false);
     EXPECT_EQ(pool, PXImagePoolRetain(pool));
@@ -395,65 +346,70 @@ TEST(Image, ListenersAreBoundedAndGoTogether)
     const auto listen = [](void* context, uint32_t, uint32_t) { ++*static_cast<int*>(context); };
     int calls = 0;
     EventLog events;
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXImageRegisterMsgListener(nullptr, &calls));
+    EXPECT_EQ(kPXErrBadArgument, PXImageRegisterMsgListener(nullptr, &calls));
     const auto report = [&](int error) {
         calls = 0;
         ImageCacheManager::Shared().ReportFailure(0xFFFFFF00, error, "write");
         return calls;
     };
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(PXStatus{kPXOK}, PXImageRegisterMsgListener(listen, &calls));
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(kPXOK, PXImageRegisterMsgListener(listen, &calls));
     EXPECT_EQ(3, report(1));
     EXPECT_EQ(0, report(1));  // once for a cause
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageUnRegisterMsgListener(listen));
+    EXPECT_EQ(kPXOK, PXImageUnRegisterMsgListener(listen));
     EXPECT_EQ(3, report(2));
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageUnRegisterMsgListener(nullptr));
+    EXPECT_EQ(kPXOK, PXImageUnRegisterMsgListener(nullptr));
     EXPECT_EQ(0, report(3));
     for (int i = 3; i < kPXImageMaxMsgListeners; ++i)
-        EXPECT_EQ(PXStatus{kPXOK}, PXImageRegisterMsgListener(listen, &calls));
-    EXPECT_EQ(PXStatus{kPXErrCreate}, PXImageRegisterMsgListener(listen, &calls));
+        EXPECT_EQ(kPXOK, PXImageRegisterMsgListener(listen, &calls));
+    EXPECT_EQ(kPXErrCreate, PXImageRegisterMsgListener(listen, &calls));
     EXPECT_EQ(7, report(4));
     EXPECT_EQ(1, events.Count(kPXErrCreate));
-    EXPECT_EQ(PXStatus{kPXOK}, PXImageUnRegisterMsgListener(nullptr));
+    EXPECT_EQ(kPXOK, PXImageUnRegisterMsgListener(nullptr));
 }
 
 TEST(Image, CensusCountsWhatLives)
 {
     EventLog events;
-    PXImage before = MakeInMemory({0, 0, 4, 4}, 8, 3);
+    Image before = Make({0, 0, 4, 4}, 8, 3, kPXDataSourceMemory);
     PXImageDumpImageReport();
     PXImageSetLogObjectUse(true);
-    PXImage first = MakeInMemory({1, 2, 1024, 512}, 8, 3);
-    PXImage second = nullptr;
-    ASSERT_EQ(PXStatus{kPXOK}, PXImageCreateWithParams2({0, 0, 2048, 256}, 8, 1, 0, 0,
-                                                        kPXDataSourceSolidFill, &second));
-    EXPECT_EQ(2, PXImageGetTotalImages());
+    Image large = Make({1, 2, 1024, 512}, 8, 3, kPXDataSourceMemory);
+    Image solid = Make({0, 0, 2048, 256}, 8, 1, kPXDataSourceSolidFill);
+    Image empty = Created(PXImageCreate);
     PXImageDumpImageReport();
     PXImageSetLogObjectUse(false);
-    PXImageRelease(before);
-    PXImageRelease(second);
-    EXPECT_EQ(1, PXImageGetTotalImages());
-    PXImageRelease(first);
-    EXPECT_EQ(0, PXImageGetTotalImages());
-
+    const struct {
+        PXImage image;
+        char letter;
+        const char* facts;
+    } rows[] = {{large, 'm', "x:1 y:2 w:1024 h:512 planes:3, depth:8"},
+                {solid, 's', "x:0 y:0 w:2048 h:256 planes:1, depth:8"},
+                {empty, 'd', "x:0 y:0 w:0 h:0 planes:1, depth:0"}};
+    std::map<PXImage, char> letters;
     const std::vector<std::string> lines = events.Messages();
-    ASSERT_EQ(6U, lines.size());
+    ASSERT_EQ(8U, lines.size());
+    for (const auto& row : rows) {
+        char want[100];
+        std::snprintf(want, sizeof(want), "%p - rc:1 %s", static_cast<void*>(row.image), row.facts);
+        EXPECT_EQ(1, std::count(lines.begin(), lines.end(), want)) << want;
+        letters[row.image] = row.letter;
+    }
+    std::string bar = "PXImage: Resident/Total MB: (1.50/2.00) ";
+    for (const auto& [image, letter] : letters) bar += letter;
+    EXPECT_EQ(bar, lines[7]);
     EXPECT_EQ("Need to turn on log image trace (PXImageSetLogObjectUse)", lines[0]);
     EXPECT_EQ("CImageRec count is: 2", lines[2]);
-    char want[100];
-    std::snprintf(want, sizeof(want), "%p - rc:1 x:1 y:2 w:1024 h:512 planes:3, depth:8",
-                  static_cast<void*>(first));
-    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), want));
-    const bool isFirstLower = first < second;
-    EXPECT_EQ(
-        std::string("PXImage: Resident/Total MB: (1.50/2.00) ") + (isFirstLower ? "ms" : "sm"),
-        lines[5]);
+    EXPECT_EQ(3, PXImageGetTotalImages());
+    for (Image* image : {&before, &large, &solid}) *image = {};
+    EXPECT_EQ(1, PXImageGetTotalImages());
+    empty = {};
+    EXPECT_EQ(0, PXImageGetTotalImages());
 }
 
 TEST(Image, RefusesRectanglesThatAreNotItsOwn)
 {
-    PXImage image = MakeInMemory({0, 0, 8, 8}, 8, 3);
-    PXImage mask = MakeInMemory({0, 0, 8, 8}, 1, 1);
+    const Image image = Make({0, 0, 8, 8}, 8, 3, kPXDataSourceMemory);
+    const Image mask = Make({0, 0, 8, 8}, 1, 1, kPXDataSourceMemory);
     uint8_t buffer[8 * 8 * 3];
     const struct {
         const char* name;
@@ -480,35 +436,27 @@ TEST(Image, RefusesRectanglesThatAreNotItsOwn)
         EXPECT_EQ(row.want, PXImageWrite2(row.image, row.rect, buffer, row.rowBytes));
         EXPECT_EQ(row.want == kPXOK ? 0 : 2, events.Count(row.want));
     }
-    PXImageRelease(mask);
-    PXImageRelease(image);
 }
 
 // Two kinds of images from one pool, counted while they come and go, and one that all hold.
 TEST(ImageThreads, PoolAndCensusKeepTheirCounts)
 {
-    PXImage shared = MakeInMemory({0, 0, 1, 1}, 8, 1);
+    const Image shared = Make({0, 0, 1, 1}, 8, 1, kPXDataSourceMemory);
     PXImageSetDefaultDataSourceType(kPXDataSourceMemory);
     PXImageSetLogObjectUse(true);
     PXImagePool pool = PXImagePoolCreate();
-    EXPECT_EQ(PXStatus{kPXOK}, PXImagePoolUpdate(pool, 1, {0, 0, 2, 2}, 8, 1, 0, 0));
-    std::vector<std::thread> threads;
-    for (int32_t planes = 1; planes <= 4; ++planes) {
-        threads.emplace_back([=] {
-            for (int step = 0; step < 50000; ++step) PXImageRelease(PXImageRetain(shared));
-            for (int step = 0; step < 300; ++step) {
-                PXImage image = nullptr;
-                EXPECT_EQ(PXStatus{kPXOK},
-                          PXImagePoolUpdate(pool, 3, {0, 0, 2, 2}, 8, planes / 2 + 1, 0, 0));
-                EXPECT_EQ(PXStatus{kPXOK}, PXImagePoolAcquire(pool, &image));
-                if (step % 64 == 0) PXImageDumpImageReport();
-                PXImageRelease(image);
-            }
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(kPXOK, PXImagePoolUpdate(pool, 1, {0, 0, 2, 2}, 8, 1, 0, 0));
+    RunOnThreads(4, [&](int32_t thread) {
+        for (int step = 0; step < 50000; ++step) PXImageRelease(PXImageRetain(shared));
+        for (int step = 0; step < 300; ++step) {
+            PXImage image = nullptr;
+            EXPECT_EQ(kPXOK, PXImagePoolUpdate(pool, 3, {0, 0, 2, 2}, 8, 1 + thread / 2, 0, 0));
+            EXPECT_EQ(kPXOK, PXImagePoolAcquire(pool, &image));
+            if (step % 64 == 0) PXImageDumpImageReport();
+            PXImageRelease(image);
+        }
+    });
     EXPECT_EQ(1, PXImageGetRetainCount(shared));
-    PXImageRelease(shared);
     EXPECT_GE(3 + 4, PXImageGetTotalImages());
     PXImagePoolRelease(pool);
     EXPECT_EQ(0, PXImageGetTotalImages());

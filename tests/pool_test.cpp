@@ -3,21 +3,12 @@
 #include "Base/LockOrder.h"
 #include "Base/PXThread.h"
 #include "Base/Platform/Platform.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Gate.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <functional>
 #include <mutex>
 #include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -26,7 +17,7 @@ using namespace px::test;
 PXThreadPoolStatistics Now()
 {
     PXThreadPoolStatistics now;
-    EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolGetStatistics(&now));
+    EXPECT_EQ(kPXOK, PXThreadPoolGetStatistics(&now));
     return now;
 }
 
@@ -85,7 +76,7 @@ protected:
     }
     ~ThreadPool() override
     {
-        EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
+        EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
         px::LockOrder::SetHandler(nullptr);
     }
 };
@@ -100,7 +91,7 @@ TEST_F(ThreadPool, IsMadeOnceByTheFirstThreads)
         WaitFor(ran, kThreads);
         WaitForThreads("PXPool reaper", 1);
         EXPECT_EQ(1, CountThreads("PXPool reaper"));
-        EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
+        EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
         for (const char* name : {"reaper", "dispatch", "worker"}) {
             WaitForThreads(std::string("PXPool ") + name, 0);
         }
@@ -144,22 +135,22 @@ TEST_F(ThreadPool, BeginsItemsInOrder)
     table->startThread = px::os::NativeTable().startThread;
     second.Begin(2);
     second.gate.Open();
-    EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
+    EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
 }
 
 TEST_F(ThreadPool, RefusesMisuseAndSurvivesWhatItemsThrow)
 {
     EventLog events;
     EXPECT_EQ(static_cast<int>(kPXErrBadArgument), PXThreadPoolPush(nullptr, nullptr));
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXThreadPoolGetStatistics(nullptr));
+    EXPECT_EQ(kPXErrBadArgument, PXThreadPoolGetStatistics(nullptr));
     std::atomic<PXStatus> status{0};
     std::function<void()> work = [&] {
         status = PXThreadPoolShutdown();
         throw std::runtime_error("no more");
     };
     Push(work);
-    EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, status.load());
+    EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
+    EXPECT_EQ(kPXErrBadArgument, status.load());
     EXPECT_EQ(4, events.Count(kPXErrBadArgument));
     EXPECT_EQ("a thread's function threw: no more", events.Messages().at(3));
     {
@@ -170,7 +161,7 @@ TEST_F(ThreadPool, RefusesMisuseAndSurvivesWhatItemsThrow)
     }
     const uint64_t before = Now().completed;
     EXPECT_EQ(0, PXThreadPoolPush([](void*) {}, nullptr));
-    EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
+    EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
     EXPECT_EQ(before + 2, Now().completed);
 }
 
@@ -182,7 +173,7 @@ TEST_F(ThreadPool, ShutdownWaitsForItemsAndTheItemsTheyPush)
             if (--left > 0) Push(work);
         };
         Push(work);
-        EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
+        EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
         EXPECT_EQ(0, left);
     }
 }
@@ -192,12 +183,12 @@ TEST_F(ThreadPool, TakesPushesOfManyThreads)
     constexpr int kThreads = 4, kItems = 5'000;
     std::atomic<int> ran{0};
     std::function<void()> work = [&] { ++ran; };
-    std::thread ending([] { EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown()); });
+    std::thread ending([] { EXPECT_EQ(kPXOK, PXThreadPoolShutdown()); });
     RunOnThreads(kThreads, [&](int) {
         for (int item = 0; item < kItems; ++item) Push(work);
     });
     ending.join();
-    EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
+    EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
     EXPECT_EQ(kThreads * kItems, ran);
 }
 
@@ -245,7 +236,7 @@ TEST_F(ThreadPool, RetiresWorkersThatWereIdleForTwentySeconds)
     settle(0, 0);
     WaitForThreads("PXPool worker", 0);
     early.Begin(1);  // and a new one when there is work
-    EXPECT_EQ(PXStatus{kPXOK}, PXThreadPoolShutdown());
+    EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
 }
 
 }  // namespace

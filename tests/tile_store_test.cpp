@@ -2,38 +2,19 @@
 
 #include "Base/PXProcess.h"
 #include "support/FakePlatform.h"
-#include "support/Seed.h"
-
-#include <gtest/gtest.h>
+#include "support/TempFolder.h"
+#include "support/Test.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <random>
-#include <string>
-#include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
 using px::os::Os;
+using namespace px::test;
 
 constexpr char kDead[] = "PXImageCache-4194305";  // beyond the system's largest process id
-
-void WriteText(const fs::path& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string TextOf(const fs::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void MakePrivate(const fs::path& path)
 {
@@ -41,25 +22,35 @@ void MakePrivate(const fs::path& path)
     fs::permissions(path, fs::perms::owner_all);
 }
 
-class TileStore : public testing::Test {
+// What may lie under a name, and how it is put there.
+struct Kind {
+    const char* name;
+    std::function<void(const fs::path& path, const fs::path& victim)> make;
+    bool isPrivateFolder = false;
+    bool isFile = false;
+};
+
+class TileStore : public TempFolder {
 protected:
     TileStore()
-        : base_(fs::temp_directory_path() / ("px_store_" + std::to_string(Os().processId()))),
-          root_(base_ / "root"),
-          own_(root_ / ("PXImageCache-" + std::to_string(Os().processId())))
+        : base_(root_), own_(base_ / "root" / ("PXImageCache-" + std::to_string(Os().processId())))
     {
-        fs::remove_all(base_);
+        root_ = base_ / "root";
         fs::create_directories(root_);
         MakePrivate(base_ / "victim");
-        WriteText(base_ / "victim/Image-1", "precious");
-        WriteText(base_ / "victim/Lock", "precious");
+        for (const char* name : {"Image-1", "Lock"})
+            Write(std::string("../victim/") + name, "precious");
     }
-    ~TileStore() override { fs::remove_all(base_); }
+    ~TileStore() override { root_ = base_; }
 
+    // Puts each kind of thing under a name, and looks what became of the things of others.
+    template <class Work>
+    void ForEachKind(const fs::path& path, Work work) const;
     void ExpectVictimUnharmed() const
     {
-        EXPECT_EQ("precious", TextOf(base_ / "victim/Image-1"));
-        EXPECT_EQ("precious", TextOf(base_ / "victim/Lock"));
+        for (const char* name : {"Image-1", "Lock"}) {
+            EXPECT_EQ("precious", Content(base_ / "victim" / name));
+        }
     }
     PXRef<CTileStoreFile> MakeStore() const
     {
@@ -68,8 +59,7 @@ protected:
         return store;
     }
 
-    const fs::path base_;
-    const fs::path root_;
+    const fs::path base_;  // above root_
     const fs::path own_;
 };
 
@@ -100,7 +90,7 @@ TEST_F(TileStore, KeepsSlotsForLife)
     EXPECT_EQ(0, WriteOne(store.Get(), 7, &first, "33333333"));
     EXPECT_EQ(0, first);
     EXPECT_EQ(1, second);
-    EXPECT_EQ("3333333322222222", TextOf(own_ / "Image-7"));
+    EXPECT_EQ("3333333322222222", Content(own_ / "Image-7"));
     EXPECT_EQ("22222222", ReadOne(store.Get(), 7, second));
     EXPECT_EQ("error input or output error", ReadOne(store.Get(), 7, 2));
     EXPECT_EQ("error no such file or folder", ReadOne(store.Get(), 8, 0));
@@ -126,7 +116,7 @@ TEST_F(TileStore, OpensAHundredFilesAndReopensTheOthers)
         ASSERT_GE(CTileStoreFile::kMostOpen, store->OpenFiles());
     }
     EXPECT_EQ(100U, store->OpenFiles());
-    std::mt19937_64 random(px::test::Seed(4));
+    std::mt19937_64 random(Seed(4));
     for (int step = 0; step < 1000; ++step) {
         const auto image = static_cast<uint32_t>(random() % 250);
         ASSERT_EQ(std::to_string(10000000 + image), ReadOne(store.Get(), image, 0));
@@ -137,7 +127,7 @@ TEST_F(TileStore, OpensAHundredFilesAndReopensTheOthers)
         for (uint32_t image = 0;; ++image) {
             std::error_code ignored;
             fs::remove(own_ / ("Image-" + std::to_string(image)), ignored);
-            WriteText(own_ / ("Image-" + std::to_string(image)), "forgedxx");
+            std::ofstream(own_ / ("Image-" + std::to_string(image))) << "forgedxx";
             if (ReadOne(store.Get(), image, 0) != std::to_string(10000000 + image)) return image;
         }
     }();
@@ -159,7 +149,7 @@ TEST_F(TileStore, AsksForRoomAhead)
 {
     static std::vector<int64_t> ends;
     ends.assign(1, 0);
-    px::test::FakeTable table;
+    FakeTable table;
     table->reserveSpace = [](px::os::File, int64_t offset, int64_t size) {
         EXPECT_EQ(ends.back(), offset);
         ends.push_back(offset + size);
@@ -200,26 +190,20 @@ TEST_F(TileStore, MakesAFolderThatWasSweptAwayAnew)
     store->Shutdown();
 }
 
-// What may lie under a name, and how it is put there.
-struct Kind {
-    const char* name;
-    std::function<void(const fs::path& path, const fs::path& victim)> make;
-};
-
 const Kind kKinds[] = {
-    {"private folder", [](const auto& path, const auto&) { MakePrivate(path); }},
+    {"private folder", [](const auto& path, const auto&) { MakePrivate(path); }, true},
     {"folder with leftovers",
      [](const auto& path, const auto&) {
          MakePrivate(path);
-         WriteText(path / "Image-1", "old");
-         WriteText(path / "Lock", "");
-     }},
+         for (const char* name : {"Image-1", "Lock"}) std::ofstream(path / name) << "old";
+     },
+     true},
     {"open folder",
      [](const auto& path, const auto&) {
          fs::create_directory(path);
          fs::permissions(path, fs::perms(0755));
      }},
-    {"file", [](const auto& path, const auto&) { WriteText(path, "text"); }},
+    {"file", [](const auto& path, const auto&) { std::ofstream(path) << "text"; }, false, true},
     {"link to a folder",
      [](const auto& path, const auto& victim) { fs::create_directory_symlink(victim, path); }},
     {"link to a file",
@@ -230,89 +214,85 @@ const Kind kKinds[] = {
     {"pipe", [](const auto& path, const auto&) { mkfifo(path.c_str(), 0600); }},
 };
 
+bool Exists(const fs::path& path)
+{
+    return fs::symlink_status(path).type() != fs::file_type::not_found;
+}
+
+template <class Work>
+void TileStore::ForEachKind(const fs::path& path, Work work) const
+{
+    for (const Kind& kind : kKinds) {
+        SCOPED_TRACE(std::string(kind.name) + " as " + path.string());
+        kind.make(path, base_ / "victim");
+        work(kind);
+        ExpectVictimUnharmed();
+        fs::remove_all(path);
+    }
+}
+
 TEST_F(TileStore, CleansFoldersOfDeadProcessesOnly)
 {
-    const std::string living = "PXImageCache-" + std::to_string(Os().processId());
-    const std::string names[] = {kDead,
-                                 living,
-                                 "PXImageCache",
-                                 "PXImageCache-",
-                                 "PXImageCache-x",
-                                 "PXImageCache-04194305",
-                                 "PXImageCache-4194305-2",
-                                 "PXImageCacheOld-4194305",
-                                 "PXImageCache-99999999999",
-                                 "Other-4194305"};
-    int arrangements = 0;
-    for (const Kind& kind : kKinds) {
-        for (const std::string& name : names) {
-            SCOPED_TRACE(std::string(kind.name) + " as " + name);
-            kind.make(root_ / name, base_ / "victim");
+    const std::string living = own_.filename();
+    for (const std::string name :
+         {kDead, living.c_str(), "PXImageCache", "PXImageCache-", "PXImageCache-x",
+          "PXImageCache-04194305", "PXImageCache-4194305-2", "PXImageCacheOld-4194305",
+          "PXImageCache-99999999999", "Other-4194305"}) {
+        ForEachKind(root_ / name, [&](const Kind& kind) {
             EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
-            const bool isOurs = name == kDead && (&kind == &kKinds[0] || &kind == &kKinds[1]);
-            EXPECT_EQ(!isOurs, fs::symlink_status(root_ / name).type() != fs::file_type::not_found);
-            ExpectVictimUnharmed();
-            fs::remove_all(root_ / name);
-            ++arrangements;
-        }
+            EXPECT_EQ(name != kDead || !kind.isPrivateFolder, Exists(root_ / name));
+        });
     }
-    EXPECT_LE(40, arrangements);
 }
 
 // Things inside the folder of a dead process: ours go, others stay and keep the folder.
 TEST_F(TileStore, CleansOnlyWhatItMakesInAFolder)
 {
     const fs::path folder = root_ / kDead;
-    for (const char* name : {"Image-1", "Image-x", "Image-", "image-1", "Image-1.txt", "Lock"}) {
-        for (const Kind& kind : kKinds) {
-            SCOPED_TRACE(std::string(kind.name) + " as " + name);
-            MakePrivate(folder);
-            kind.make(folder / name, base_ / "victim");
+    for (const std::string name :
+         {"Image-1", "Image-x", "Image-", "image-1", "Image-1.txt", "Lock"}) {
+        MakePrivate(folder);
+        ForEachKind(folder / name, [&](const Kind& kind) {
             EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
-            const std::string text = name;
-            const bool goes =
-                std::string(kind.name) == "file" && (text == "Image-1" || text == "Lock");
+            const bool goes = kind.isFile && (name == "Image-1" || name == "Lock");
             EXPECT_EQ(!goes, fs::exists(folder));
-            EXPECT_EQ(!goes, fs::symlink_status(folder / name).type() != fs::file_type::not_found);
-            ExpectVictimUnharmed();
-            fs::remove_all(folder);
-        }
+            EXPECT_EQ(!goes, Exists(folder / name));
+            MakePrivate(folder);
+        });
+        fs::remove_all(folder);
     }
 }
 
 TEST_F(TileStore, UsesItsOwnFolderOnlyWhenThatIsPrivate)
 {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        kind.make(own_, base_ / "victim");
+    ForEachKind(own_, [&](const Kind& kind) {
         const auto store = MakeStore();
         int64_t slot = CTileStore::kNoSlot;
-        const bool isPrivate = &kind == &kKinds[0] || &kind == &kKinds[1];
-        EXPECT_EQ(isPrivate, WriteOne(store.Get(), 1, &slot, "11111111") == 0);
-        EXPECT_EQ(isPrivate, ReadOne(store.Get(), 1, 0) == "11111111");
+        EXPECT_EQ(kind.isPrivateFolder, WriteOne(store.Get(), 1, &slot, "11111111") == 0);
+        EXPECT_EQ(kind.isPrivateFolder, ReadOne(store.Get(), 1, 0) == "11111111");
         store->Shutdown();
-        EXPECT_EQ(!isPrivate, fs::symlink_status(own_).type() != fs::file_type::not_found);
-        ExpectVictimUnharmed();
-        fs::remove_all(own_);
-    }
+        EXPECT_EQ(!kind.isPrivateFolder, Exists(own_));
+    });
     // The same for what waits under the name of an image's file.
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        const auto store = MakeStore();
-        int64_t slot = CTileStore::kNoSlot;
-        EXPECT_EQ(0, WriteOne(store.Get(), 1, &slot, "11111111"));
-        kind.make(own_ / "Image-2", base_ / "victim");
+    const auto store = MakeStore();
+    int64_t slot = CTileStore::kNoSlot;
+    uint32_t other = 3;  // an image that has the folder made
+    EXPECT_EQ(0, WriteOne(store.Get(), other, &slot, "11111111"));
+    ForEachKind(own_ / "Image-2", [&](const Kind& kind) {
         slot = CTileStore::kNoSlot;
-        const bool isFile = std::string(kind.name) == "file";
-        EXPECT_EQ(isFile ? 0 : EEXIST, WriteOne(store.Get(), 2, &slot, "22222222"));
+        EXPECT_EQ(kind.isFile ? 0 : EEXIST, WriteOne(store.Get(), 2, &slot, "22222222"));
+        store->ForgetImage(2);
         store->Shutdown();
         ExpectVictimUnharmed();
         fs::remove_all(own_);
-    }
+        slot = CTileStore::kNoSlot;
+        EXPECT_EQ(0, WriteOne(store.Get(), ++other, &slot, "11111111"));
+    });
+    store->Shutdown();
     // Of another user, when we may make that so.
     MakePrivate(own_);
     if (chown(own_.c_str(), 12345, 12345) == 0) {
-        int64_t slot = CTileStore::kNoSlot;
+        slot = CTileStore::kNoSlot;
         EXPECT_EQ(EPERM, WriteOne(MakeStore().Get(), 1, &slot, "11111111"));
         ASSERT_EQ(0, rename(own_.c_str(), (root_ / kDead).c_str()));
         EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
@@ -322,17 +302,12 @@ TEST_F(TileStore, UsesItsOwnFolderOnlyWhenThatIsPrivate)
 
 TEST_F(TileStore, MarksTheFolderThroughNoLink)
 {
-    for (const Kind& kind : kKinds) {
-        SCOPED_TRACE(kind.name);
-        kind.make(root_ / "mark", base_ / "victim");
+    ForEachKind(root_ / "mark", [&](const Kind& kind) {
         PXRef<px::OpenFile> marker;
-        const bool isFile = std::string(kind.name) == "file";
-        EXPECT_EQ(isFile, px::OpenMarkerFile(root_.string(), "mark", &marker) == 0);
-        EXPECT_EQ(isFile, bool{marker});
-        EXPECT_TRUE(!isFile || TextOf(root_ / "mark").empty());
-        ExpectVictimUnharmed();
-        fs::remove_all(root_ / "mark");
-    }
+        EXPECT_EQ(kind.isFile, px::OpenMarkerFile(root_.string(), "mark", &marker) == 0);
+        EXPECT_EQ(kind.isFile, bool{marker});
+        EXPECT_TRUE(!kind.isFile || Content(root_ / "mark").empty());
+    });
 }
 
 TEST_F(TileStore, TheLockKeepsAFolderWhoseProcessIsNotSeen)
@@ -374,7 +349,7 @@ TEST(TileStoreCrash, DISABLED_PageForEver)
 
 TEST_F(TileStore, CleansUpAfterProcessesKilledAtAnyMoment)
 {
-    std::mt19937_64 random(px::test::Seed(5));
+    std::mt19937_64 random(Seed(5));
     char program[4096];
     ASSERT_EQ(0, Os().executablePath(program, sizeof(program)));
     const char* arguments[] = {program, "--gtest_filter=TileStoreCrash.DISABLED_PageForEver",

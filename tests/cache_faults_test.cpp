@@ -1,0 +1,205 @@
+// No pixel is lost whatever fails.
+
+#include "Image/ImageRecFile.h"
+#include "PXCore/PXImageTiles.h"
+#include "support/FakePlatform.h"
+#include "support/Test.h"
+#include "support/Tiles.h"
+
+namespace {
+
+using namespace px::test;
+
+namespace fs = std::filesystem;
+
+class CacheFaults : public TileCache {};
+
+// 64 small tiles, of which eight fit into memory, with pixels that tell their place.
+class Workload {
+public:
+    Workload()
+    {
+        PXImageSetCacheMemAbsolute(8 * kSide * kSide);
+        image_ = PXRef<CImageRecFile>::Adopt(new CImageRecFile(kSide));
+        EXPECT_EQ(kPXOK, image_->Initialize({{0, 0, 8 * kSide, 8 * kSide}, 8, 1, 0, 0, 2}, true));
+    }
+    // Writes never fail: what cannot leave stays. No two of them write the same.
+    void WriteAll()
+    {
+        ++generation_;
+        ForEachTile([&](const PXRect& rect) {
+            EXPECT_EQ(kPXOK, image_->Write(rect, Expected(rect).data(), kSide));
+        });
+    }
+    // Reads give the pixels or a status. Returns how many tiles gave a status.
+    int ReadAll()
+    {
+        int refused = 0;
+        ForEachTile([&](const PXRect& rect) {
+            // Rows without gaps can pass memory by, others bring the tile in.
+            const int32_t gap = generation_ % 2 ? 1 : 0;
+            std::vector<char> pixels(size_t(kSide + gap) * kSide);
+            const PXStatus status = image_->Read(rect, pixels.data(), kSide + gap);
+            EXPECT_TRUE(status == kPXOK || status == kPXErrNotFound);
+            EXPECT_TRUE(status != kPXOK || pixels == Expected(rect, gap));
+            refused += status != kPXOK;
+        });
+        return refused;
+    }
+    CImageRecFile* Image() { return image_.Get(); }
+
+private:
+    static constexpr int32_t kSide = 64;
+
+    template <class Work>
+    static void ForEachTile(Work work)
+    {
+        for (int32_t i = 0; i < 64; ++i) {
+            work(PXRect{i % 8 * kSide, i / 8 * kSide, kSide, kSide});
+        }
+    }
+    std::vector<char> Expected(const PXRect& rect, int32_t gap = 0) const
+    {
+        std::vector<char> pixels(size_t(kSide + gap) * kSide);
+        for (size_t i = 0; i < size_t(kSide) * kSide; ++i) {
+            pixels[i + i / kSide * size_t(gap)] =
+                static_cast<char>(i * i + i * size_t(rect.x) + size_t(rect.y) * 5 + generation_);
+        }
+        return pixels;
+    }
+
+    PXRef<CImageRecFile> image_;
+    size_t generation_ = 0;
+};
+
+TEST_F(CacheFaults, LosesNoPixelWhicheverCallFails)
+{
+    int faults = 0;
+    for (const int error :
+         {ENOSPC, EDQUOT, EIO, EROFS, EMFILE, ENFILE, EACCES, ENOENT, ENOMEM, EPERM}) {
+        for (const bool forever : {false, true}) {
+            bool reached = true;
+            for (int call = 0; reached && !HasFailure(); ++call) {
+                SCOPED_TRACE(testing::Message() << error << " at " << call << forever);
+                PXImageShutdown();  // so that the folder is made anew
+                Workload workload;
+                {
+                    FaultyEntries entries(call, error, forever);
+                    workload.WriteAll();
+                    workload.ReadAll();
+                    workload.WriteAll();
+                    workload.ReadAll();
+                    reached = entries.Calls() > call;
+                }
+                faults += reached;
+                EXPECT_EQ(0, workload.ReadAll());
+                const int64_t resident = Statistics().residentBytes;
+                workload.WriteAll();
+                EXPECT_GE(std::max<int64_t>(9 * 4096, resident), Statistics().residentBytes);
+            }
+        }
+    }
+    std::printf("%d faults\n", faults);
+    EXPECT_LE(5000, faults);
+}
+
+TEST_F(CacheFaults, ReportsAFailureOnceAndPagesAgainWhenItIsGone)
+{
+    EventLog events;
+    Workload workload;
+    {
+        FaultyEntries full(0, ENOSPC, true);
+        workload.WriteAll();
+        EXPECT_EQ(64U, Statistics().residentTiles);
+        EXPECT_EQ(1, events.Count(kPXErrNotFound));
+        EXPECT_EQ(kPXErrNotFound, workload.Image()->Purge());
+    }
+    EXPECT_EQ(kPXOK, workload.Image()->Purge());
+    EXPECT_EQ(0U, Statistics().residentTiles);
+    EXPECT_EQ(0, workload.ReadAll());
+    {
+        FaultyEntries full(0, ENOSPC, true);
+        workload.WriteAll();
+    }
+    EXPECT_EQ(2, events.Count(kPXErrNotFound));
+}
+
+TEST_F(CacheFaults, ResumesShortAndInterruptedTransfers)
+{
+    ShortTransfers transfers(100);
+    Workload workload;
+    workload.WriteAll();
+    EXPECT_EQ(0, workload.ReadAll());
+}
+
+TEST_F(CacheFaults, GivesAStatusForPixelsThatAreNotThoseWritten)
+{
+    Workload workload;
+    workload.WriteAll();
+    ASSERT_EQ(kPXOK, workload.Image()->Purge());
+    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+        if (entry.path().filename().string().starts_with("Image-")) {
+            std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
+            file.seekp(3 * 262144 + 20).put('!');
+            file.seekp(5 * 262144 + 4095).put('!');
+            file.close();
+            fs::resize_file(entry.path(), 60 * 262144);
+        }
+    }
+    EventLog events;
+    EXPECT_EQ(2 + 4, workload.ReadAll());
+    EXPECT_EQ(2, events.Count(kPXErrNotFound));  // one for each cause
+}
+
+TEST_F(CacheFaults, KeepingResidentStopsAtTheFirstTileThatFails)
+{
+    Workload workload;
+    workload.WriteAll();
+    ASSERT_EQ(kPXOK, workload.Image()->Purge());
+    const PXImage image = px::ToHandle(workload.Image());
+    const auto loaded = [&] {
+        int count = 0;
+        while (count < 64 && PXImageGetTileLoaded(image, count / 8, count % 8)) ++count;
+        for (int i = count; i < 64; ++i) EXPECT_FALSE(PXImageGetTileLoaded(image, i / 8, i % 8));
+        return count;
+    };
+    {
+        FaultyEntries broken(11, EIO, false);
+        EXPECT_TRUE(PXImageSetKeepResident(image, true));
+    }
+    EXPECT_EQ(11, loaded());
+    PXImageTile tile = nullptr;  // no access lock is left behind
+    EXPECT_EQ(kPXOK, PXImageGetNativeTile(image, 0, 0, &tile));
+    PXImageReleaseNativeTile(tile);
+    workload.WriteAll();  // the flag holds all the same: nothing leaves
+    EXPECT_EQ(64, loaded());
+    EXPECT_FALSE(PXImageSetKeepResident(image, true));
+    EXPECT_FALSE(PXImageSetKeepResident(image, false));
+    EXPECT_EQ(64, loaded());
+}
+
+// A forked child reads what its parent paged, but writes to files of its own only.
+TEST_F(CacheFaults, ForksDoNotShareSlots)
+{
+    Workload workload;
+    workload.WriteAll();
+    ASSERT_EQ(kPXOK, workload.Image()->Purge());
+    EXPECT_EXIT(
+        {
+            EXPECT_EQ(0, workload.ReadAll());
+            workload.WriteAll();
+            EXPECT_EQ(kPXErrNotFound, workload.Image()->Purge());
+            EXPECT_EQ(64U, Statistics().residentTiles);
+            EXPECT_EQ(0, workload.ReadAll());
+            Workload own;
+            own.WriteAll();
+            EXPECT_EQ(kPXOK, own.Image()->Purge());
+            EXPECT_EQ(0, own.ReadAll());
+            PXImageShutdown();
+            std::_Exit(HasFailure());
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EQ(0, workload.ReadAll());
+}
+
+}  // namespace
