@@ -76,7 +76,7 @@ int WriteOne(CTileStore* store, uint32_t image, int64_t* slot, const std::string
 std::string ReadOne(CTileStore* store, uint32_t image, int64_t slot)
 {
     std::string pixels(8, ' ');
-    const int error = store->ReadTile({image, 8}, slot, pixels.data(), pixels.size());
+    const int error = store->ReadTile({image, 8}, slot, 0, pixels.data(), pixels.size());
     return error ? std::string("error ") + px::os::TextOf(error) : pixels;
 }
 

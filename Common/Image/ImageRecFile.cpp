@@ -240,11 +240,10 @@ PXStatus CImageRecFile::Read(const PXRect& rect, void* buffer, int64_t bufferRow
             px::ClearRows(to, bufferRowBytes, length, piece.rect.height);
             return kPXOK;
         }
-        const bool isWhole = piece.rect.width == TileSize() && piece.rect.height == TileSize();
+        const PXRect whole = TileRect(piece.row, piece.column);
+        const bool isWhole = piece.rect.width == whole.width && piece.rect.height == whole.height;
         bool isRead = false;
-        if (isWhole && bufferRowBytes == length && tile->IsAbsent()) {
-            PX_TRY(ReadPast(tile, to, &isRead));
-        }
+        if (isWhole && tile->IsAbsent()) PX_TRY(ReadPast(tile, to, bufferRowBytes, &isRead));
         if (isRead) return kPXOK;
         PX_TRY(Pin(piece.row, piece.column, LockIntent::kRead, &tile));
         const char* pixels = PixelsAt(*tile, piece.rect);

@@ -155,7 +155,9 @@ private:
     PXStatus Load(CImageTile* tile, LockIntent intent, PXRef<px::TileBlock>* block);
     PXStatus FillFromSource(const CImageTile& tile, LockIntent intent, char* pixels);
     PXStatus ReadSlot(const CImageTile& tile, char* pixels);
-    PXStatus ReadPast(CImageTile* tile, char* pixels, bool* isRead);
+    PXStatus ReadSlotRows(const CImageTile& tile, char* to, int64_t toRowBytes);
+    PXStatus CheckRead(int error);
+    PXStatus ReadPast(CImageTile* tile, char* to, int64_t toRowBytes, bool* isRead);
     PXStatus Separate(CImageTile* tile, PXRef<px::TileBlock>* block);
     void Publish(CImageTile* tile, const PXRef<px::TileBlock>& block, bool isShared)
         PX_REQUIRES_LOCK(mutex_);

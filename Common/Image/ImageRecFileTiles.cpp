@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <new>
 
 namespace {
@@ -25,6 +26,9 @@ CTileStoreImage StoredAs(const CImageRecFile& image)
 {
     return {image.internalID, int64_t{image.colBytes} * CImageRecFile::kSlotPixels};
 }
+
+// What a tile is read in where it cannot be read in one piece: a quarter of a small L2.
+constexpr int64_t kBandBytes = 64 << 10;
 
 void FillWith(const char* pixel, int32_t colBytes, char* pixels, int64_t bytes)
 {
@@ -146,8 +150,43 @@ PXStatus CImageRecFile::ReadSlot(const CImageTile& tile, char* pixels)
     const auto bytes = static_cast<size_t>(tile.Bytes());
     // Pixels that went to the store come back from it, whatever its type is now.
     const PXRef<CTileStore> store = Manager().StoreOfSlots();
-    int error = store->ReadTile(StoredAs(*this), tile.slot, pixels, bytes);
+    int error = store->ReadTile(StoredAs(*this), tile.slot, 0, pixels, bytes);
     if (error == 0 && px::HashPixels(pixels, bytes) != tile.slotHash) error = EBADMSG;
+    return CheckRead(error);
+}
+
+// Reads those pixels of a slot that lie in the image to rows of a caller, by way of a few rows at a
+// time: they stay in the processor's cache, and no other tile has to make room for them.
+PXStatus CImageRecFile::ReadSlotRows(const CImageTile& tile, char* to, int64_t toRowBytes)
+{
+    const PXRect inside = TileRect(tile.row, tile.column);
+    if (inside.width == TileSize() && inside.height == TileSize() && toRowBytes == tile.rowbytes) {
+        return ReadSlot(tile, to);
+    }
+    const auto bandRows =
+        static_cast<int32_t>(std::clamp<int64_t>(kBandBytes / tile.rowbytes, 1, TileSize()));
+    const std::unique_ptr<char[]> band(
+        new (std::nothrow) char[static_cast<size_t>(bandRows * tile.rowbytes)]);
+    if (!band) return PX_FAIL(kPXErrCreate);
+    const PXRef<CTileStore> store = Manager().StoreOfSlots();
+    px::PixelHasher hasher;
+    int error = 0;
+    for (int32_t row = 0; row < TileSize(); row += bandRows) {
+        const int32_t rows = std::min(bandRows, TileSize() - row);
+        const auto bytes = static_cast<size_t>(rows * tile.rowbytes);
+        error = store->ReadTile(StoredAs(*this), tile.slot, row * tile.rowbytes, band.get(), bytes);
+        if (error) break;
+        hasher.Add(band.get(), bytes);
+        if (row >= inside.height) continue;  // only the hash needs what lies below the image
+        px::CopyRows(to + row * toRowBytes, toRowBytes, band.get(), tile.rowbytes,
+                     int64_t{inside.width} * colBytes, std::min(rows, inside.height - row));
+    }
+    if (error == 0 && hasher.Hash() != tile.slotHash) error = EBADMSG;
+    return CheckRead(error);
+}
+
+PXStatus CImageRecFile::CheckRead(int error)
+{
     if (error == 0) return kPXOK;
     Manager().ReportFailure(internalID, error, "read");
     return kPXErrNotFound;
@@ -155,7 +194,7 @@ PXStatus CImageRecFile::ReadSlot(const CImageTile& tile, char* pixels)
 
 // Copies all pixels of a tile from its slot to a caller and leaves it there, when the cache would
 // have to send another tile away for it.
-PXStatus CImageRecFile::ReadPast(CImageTile* tile, char* pixels, bool* isRead)
+PXStatus CImageRecFile::ReadPast(CImageTile* tile, char* to, int64_t toRowBytes, bool* isRead)
 {
     *isRead = !IsKeptResident() && Manager().PassesBy(tile);
     if (!*isRead) return kPXOK;
@@ -165,7 +204,7 @@ PXStatus CImageRecFile::ReadPast(CImageTile* tile, char* pixels, bool* isRead)
     if (!*isRead) return kPXOK;
     tile->phase = TilePhase::kLoading;
     mutex_.unlock();
-    const PXStatus status = ReadSlot(*tile, pixels);
+    const PXStatus status = ReadSlotRows(*tile, to, toRowBytes);
     mutex_.lock();
     tile->phase = TilePhase::kIdle;
     idleness_.notify_all();

@@ -22,12 +22,33 @@ uint64_t MakeSeed()
     return seed;
 }
 
+uint64_t Seed()
+{
+    static const uint64_t seed = MakeSeed();
+    return seed;
+}
+
 }  // namespace
 
 uint64_t HashPixels(const void* pixels, size_t size)
 {
-    static const uint64_t seed = MakeSeed();
-    return XXH3_64bits_withSeed(pixels, size, seed);
+    return XXH3_64bits_withSeed(pixels, size, Seed());
+}
+
+PixelHasher::PixelHasher()
+    : state_(XXH3_createState(), [](XXH3_state_s* state) { XXH3_freeState(state); })
+{
+    XXH3_64bits_reset_withSeed(state_.get(), Seed());
+}
+
+void PixelHasher::Add(const void* pixels, size_t size)
+{
+    XXH3_64bits_update(state_.get(), pixels, size);
+}
+
+uint64_t PixelHasher::Hash() const
+{
+    return XXH3_64bits_digest(state_.get());
 }
 
 }  // namespace px

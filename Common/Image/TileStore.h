@@ -34,8 +34,9 @@ public:
     [[nodiscard]] virtual int WriteTiles(const CTileStoreImage& image,
                                          std::span<const CTileStoreTransfer> tiles,
                                          size_t* written) = 0;
-    [[nodiscard]] virtual int ReadTile(const CTileStoreImage& image, int64_t slot, void* pixels,
-                                       size_t size) = 0;
+    // Reads `size` bytes of a slot from the byte `offset` of it on.
+    [[nodiscard]] virtual int ReadTile(const CTileStoreImage& image, int64_t slot, int64_t offset,
+                                       void* pixels, size_t size) = 0;
     // Gives up all slots of an image.
     virtual void ForgetImage(uint32_t internalID) = 0;
     // Where images that come from now on are kept; empty for the default.

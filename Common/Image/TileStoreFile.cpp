@@ -76,10 +76,11 @@ void CTileStoreFile::MakeRoom(const CTileStoreImage& image, CTileStoreItemInfo* 
     }
 }
 
-int CTileStoreFile::ReadTile(const CTileStoreImage& image, int64_t slot, void* pixels, size_t size)
+int CTileStoreFile::ReadTile(const CTileStoreImage& image, int64_t slot, int64_t offset,
+                             void* pixels, size_t size)
 {
-    int64_t offset = 0;
-    if (!OffsetOf(image, slot, &offset)) return EINVAL;
+    int64_t begin = 0;
+    if (!OffsetOf(image, slot, &begin)) return EINVAL;
     PXRef<px::OpenFile> file;
     {
         const px::MutexLocker lock(mutex_);
@@ -87,7 +88,7 @@ int CTileStoreFile::ReadTile(const CTileStoreImage& image, int64_t slot, void* p
         if (found == itemOf_.end()) return ENOENT;
         if (const int error = FileOf(found->second->Get(), &file)) return error;
     }
-    return px::os::ReadAllAt(file->Get(), pixels, size, offset);
+    return px::os::ReadAllAt(file->Get(), pixels, size, begin + offset);
 }
 
 void CTileStoreFile::ForgetImage(uint32_t internalID)

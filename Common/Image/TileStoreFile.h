@@ -42,8 +42,8 @@ public:
     [[nodiscard]] int WriteTiles(const CTileStoreImage& image,
                                  std::span<const CTileStoreTransfer> tiles,
                                  size_t* written) override;
-    [[nodiscard]] int ReadTile(const CTileStoreImage& image, int64_t slot, void* pixels,
-                               size_t size) override;
+    [[nodiscard]] int ReadTile(const CTileStoreImage& image, int64_t slot, int64_t offset,
+                               void* pixels, size_t size) override;
     void ForgetImage(uint32_t internalID) override;
     void SetRootFolder(const std::string& path) override;
     std::string RootFolder() const override;

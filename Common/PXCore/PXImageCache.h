@@ -5,8 +5,8 @@
  * Tiles become resident when they are first written, or read back; each is tileSize x tileSize
  * pixels (512), also at the edges of an image. When the bytes of resident tiles exceed the limit,
  * those that became resident first go to the tile store. A tile of which a caller copies all pixels
- * (PXImageRead2, rows without gaps) is read past the cache when another tile would have to go for
- * it, unless it was read so a short while ago. The limit is a target: tiles of images kept
+ * (PXImageRead2) is read past the cache when another tile would have to go for it, unless it was
+ * read so a short while ago. The limit is a target: tiles of images kept
  * resident, and tiles in use, stay. Memory in tiles is at most the limit, those tiles, and one tile
  * for each thread that uses tiled images plus one.
  *
