@@ -1,6 +1,6 @@
 """Checks that the documentation says what the code does.
 
-usage: docs_check.py pages REPOSITORY             pages show the examples; links lead somewhere
+usage: docs_check.py pages REPOSITORY             programs, plots and links are right
        docs_check.py output PAGE PROGRAM          a page shows what its program prints
        docs_check.py statuses REPOSITORY LIBRARY  each status has a page with the library's text
        docs_check.py reference REPOSITORY XML     Doxygen describes each symbol that is exported
@@ -51,8 +51,22 @@ def check_links(root):
     return count
 
 
+def check_plots(root):
+    """The plots are those of the numbers beside them, and all are shown."""
+    shown = re.findall(r"\(plots/(\w+\.svg)\)", (root / "doc/performance.md").read_text())
+    with tempfile.TemporaryDirectory() as folder:
+        subprocess.run([sys.executable, "-B", root / "bench/plot", "draw", folder], check=True)
+        drawn = {path.name: path.read_text() for path in pathlib.Path(folder).iterdir()}
+    for name in sorted(drawn.keys() ^ set(shown)):
+        faults.append(f"doc/performance.md and bench/plot disagree about {name}")
+    for name in drawn:
+        if (root / "doc/plots" / name).read_text() != drawn[name]:
+            faults.append(f"{name} is not what bench/plot draws")
+
+
 def pages(root):
     root = pathlib.Path(root)
+    check_plots(root)
     print(f"{check_examples(root)} programs, {check_links(root)} links")
 
 
