@@ -29,11 +29,6 @@ Zone Named(const std::string& name)
     return Zone(CFTimeZoneCreateWithName(nullptr, Text(name), true));
 }
 
-Zone FixedZone(double secondsEast)
-{
-    return Zone(CFTimeZoneCreateWithTimeIntervalFromGMT(nullptr, secondsEast));
-}
-
 constexpr CFAbsoluteTime kHour = 3600, kDay = 24 * kHour;
 
 CFAbsoluteTime At(SInt32 year, int month, int day, int hour = 0, int minute = 0, double second = 0,
@@ -73,8 +68,7 @@ TEST_F(Calendars, NamedZonesKeepWhatTheSystemKeeps)
           "Etc/GMT+5"}) {
         SCOPED_TRACE(name);
         setenv("TZ", name, true);
-        const Zone zone = Named(name);
-        const Zone system(CFTimeZoneCopySystem());
+        const Zone zone = Named(name), system(CFTimeZoneCopySystem());
         ASSERT_TRUE(zone);
         EXPECT_EQ(name, Utf8Of(CFTimeZoneGetName(zone)));
         for (int step = 0; step < 2000; ++step) {

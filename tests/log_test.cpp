@@ -6,13 +6,13 @@
 #include "support/TempFolder.h"
 #include "support/Test.h"
 
-#include <regex>
-
 namespace {
 
 namespace fs = std::filesystem;
 using px::os::Os;
 using namespace px::test;
+using testing::ElementsAre;
+using testing::MatchesRegex;
 
 // A logger that keeps whole lines and the order of its own calls.
 struct Recorder {
@@ -42,10 +42,9 @@ TEST(Log, EventNamesWhatFollowsTheLastBackslash)
     PXLogEvent(1005, "PXString", 120);
     PXLogEvent(1003, "C:\\work\\Common\\PXImage", 7);
     PXLogEvent(1002, nullptr, 1);
-    EXPECT_EQ((std::vector<std::string>{"Event (1005) on line 120 of PXString",
-                                        "Event (1003) on line 7 of PXImage",
-                                        "Event (1002) on line 1 of "}),
-              events.Messages());
+    EXPECT_THAT(events.Messages(),
+                ElementsAre("Event (1005) on line 120 of PXString",
+                            "Event (1003) on line 7 of PXImage", "Event (1002) on line 1 of "));
 }
 
 TEST(Log, LineCarriesTimeSourceErrorNumberAndEnd)
@@ -63,20 +62,11 @@ TEST(Log, LineCarriesTimeSourceErrorNumberAndEnd)
     PXLogRemoveLogger(recorder.logger);
     PXLogRemoveLogger(recorder.logger);  // unknown now: nothing happens
     PXLogWithStyle(&bare, CFSTR("nobody hears this"));
-    const std::string stamp = R"(\d{4}-\d\d-\d\d \d{1,2}:\d\d:\d\d )";
-    const std::vector<std::string> patterns = {
-        "open",
-        stamp + "\\w+ - plain 5\n",
-        stamp + "Painter - reading failed Error Number = 1074\n",
-        stamp + "Gallery - 100% as it is\n",
-        "bare",
-        "close",
-    };
-    ASSERT_EQ(patterns.size(), recorder.calls.size());
-    for (size_t i = 0; i < patterns.size(); ++i) {
-        EXPECT_TRUE(std::regex_match(recorder.calls[i], std::regex(patterns[i])))
-            << recorder.calls[i];
-    }
+    const std::string stamp = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{1,2}:[0-9]{2}:[0-9]{2} ";
+    EXPECT_THAT(recorder.calls,
+                ElementsAre("open", MatchesRegex(stamp + "[A-Za-z_]+ - plain 5\n"),
+                            MatchesRegex(stamp + "Painter - reading failed Error Number = 1074\n"),
+                            MatchesRegex(stamp + "Gallery - 100% as it is\n"), "bare", "close"));
 }
 
 TEST(Log, ComposesEachPieceInItsPlace)
@@ -99,15 +89,14 @@ TEST(Log, ComposesEachPieceInItsPlace)
         {"error number", {1, 0, 0, 0, 0, 4}, -5, "m Error Number = -5\n"},
         {"tag", {0, 0, 1, 0, 0, 4}, 0, R"(\[ 77\] m)"},
         {"indentation", {0, 0, 0, 1, 0, 4}, 0, " m"},
-        {"all", {1, 1, 1, 1, 1, 4}, 3, R"( \[ 77\] \d{4}-.* S - m Error Number = 3\n)"},
+        {"all", {1, 1, 1, 1, 1, 4}, 3, " \\[ 77\\] [0-9]{4}-.* S - m Error Number = 3\n"},
     };
     px::LogLineComposer composer;
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const auto line =
             composer.Compose(row.style, {CFSTR("S"), nullptr, row.errorNumber, CFSTR("m")});
-        EXPECT_TRUE(std::regex_match(px::UTF8Of(line.Get()), std::regex(row.pattern)))
-            << px::UTF8Of(line.Get());
+        EXPECT_THAT(px::UTF8Of(line.Get()), MatchesRegex(row.pattern));
     }
     EXPECT_EQ(2, debugTexts);
 }
@@ -139,8 +128,7 @@ TEST(Log, StampsWholeSecondsOfTheDefaultZone)
         micros = kMorning * 1'000'000 + row.micros;
         if (row.hoursEast != hoursEast) {
             hoursEast = row.hoursEast;
-            CFTimeZoneSetDefault(Owned<CFTimeZoneRef>(
-                CFTimeZoneCreateWithTimeIntervalFromGMT(nullptr, hoursEast * 3600)));
+            CFTimeZoneSetDefault(FixedZone(hoursEast * 3600));
         }
         const PXLogStyle style = {0, 1, 0, 0, 0, 4};
         const auto line = composer.Compose(style, {CFSTR("S"), CFSTR("D"), 0, CFSTR("")});
@@ -154,10 +142,8 @@ TEST(Log, IndentsByOrdinalAndWrapsAfterAHundred)
     FakeTable fake;
     static uint32_t thread;
     fake->currentThreadId = [] { return thread; };
-    const PXLogStyle plain = {0, 0, 0, 1, 0, 4};
-    const PXLogStyle wrapping = {0, 0, 0, 1, 1, 4};
-    px::LogLineComposer composer;
-    px::LogLineComposer endless;
+    const PXLogStyle plain = {0, 0, 0, 1, 0, 4}, wrapping = {0, 0, 0, 1, 1, 4};
+    px::LogLineComposer composer, endless;
     const auto blanks = [](px::LogLineComposer& of, const PXLogStyle& style, uint32_t id) {
         thread = id;
         return CFStringGetLength(of.Compose(style, {nullptr, nullptr, 0, CFSTR("")}).Get());
@@ -185,14 +171,10 @@ TEST(Log, TakesAnyContent)
     PXLogNoArgs(nullptr);
     PXLog(nullptr);
     PXLogWithStyle(nullptr, CFSTR("x"));
-    const std::vector<std::string> lines = events.Messages();
-    ASSERT_EQ(6U, lines.size());
-    EXPECT_EQ("caf\xC3\xA9 5%", lines[0]);
-    EXPECT_EQ("bad \uFFFD\uFFFD tail \uFFFD\uFFFD", lines[1]);
-    EXPECT_EQ(std::string("zero\0inside", 11), lines[2]);
-    EXPECT_EQ(std::string(1'048'574, ' '), lines[3]);
-    EXPECT_EQ("two\nlines ?", lines[4]);
-    EXPECT_EQ(1, events.Count(1));
+    EXPECT_THAT(events.Messages(),
+                ElementsAre("caf\xC3\xA9 5%", "bad \uFFFD\uFFFD tail \uFFFD\uFFFD",
+                            std::string("zero\0inside", 11), std::string(1'048'574, ' '),
+                            "two\nlines ?", "Event (1) on line 2 of \uFFFD\uFFFD"));
 }
 
 TEST(Log, LevelDecidesAndHasAName)
@@ -379,6 +361,8 @@ TEST_F(LogFile, CountsTheLinesOfAFullDisk)
 {
     static std::atomic<size_t> space;
     static std::atomic<int64_t> now;
+    space = 0;
+    now = 0;
     FakeTable fake;
     fake->startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) { return EAGAIN; };
     fake->monotonicNanos = [] { return now.load(); };
@@ -392,8 +376,6 @@ TEST_F(LogFile, CountsTheLinesOfAFullDisk)
         return space == 0 ? EACCES : px::os::NativeTable().openFile(path, mode, file);
     };
     std::mt19937_64 random(Seed(20));
-    space = 0;
-    now = 0;
     Add();
     constexpr int kLines = 3000;
     for (int i = 0; i < kLines; ++i) {
@@ -405,18 +387,14 @@ TEST_F(LogFile, CountsTheLinesOfAFullDisk)
     PXLogRemoveAllLoggers();
 
     std::istringstream lines(Content(path_));
-    int next = 0;
-    int notices = 0;
+    int next = 0, notices = 0;
     for (std::string line; std::getline(lines, line);) {
-        int number = 0;
+        int missing = 0;
         char end = 0;
-        if (std::sscanf(line.c_str(), "[%d line%c", &number, &end) == 2) {
-            next += number;
-            ++notices;
-        } else {
-            ASSERT_EQ("line " + std::to_string(next), line);
-            ++next;
-        }
+        const bool isNotice = std::sscanf(line.c_str(), "[%d line%c", &missing, &end) == 2;
+        ASSERT_TRUE(isNotice || line == "line " + std::to_string(next)) << next << ": " << line;
+        notices += isNotice;
+        next += isNotice ? missing : 1;
     }
     EXPECT_EQ(kLines, next);
     EXPECT_GT(notices, 20);
@@ -462,21 +440,17 @@ TEST_F(LogFile, DefaultFileLiesInTheUsersDataFolder)
 // Recorders have no lock of their own: the log's must do.
 TEST_F(LogFile, ThreadsLinesStayWholeAndInOrderForEveryLogger)
 {
-    constexpr int kThreads = 8;
-    constexpr int kLines = 300;
+    constexpr int kThreads = 8, kLines = 300;
     PXLogSetFileLimits(0, 0);
-    Recorder first;
-    Recorder second;
+    Recorder first, second;
     PXLogAddLogger(first.logger);
     Add();
     PXLogAddLogger(second.logger);
     RunOnThreads(kThreads, [](int i) {
         for (int line = 0; line < kLines; ++line) {
-            if (line % 2) {
-                PXLogWithStyle(line % 50 == 1 ? &kUrgent : &kBare, CFSTR("%d %d"), i, line);
-            } else {
-                PXLogUTF8("%d %d", i, line);
-            }
+            const PXLogStyle& style = line % 50 == 1 ? kUrgent : kBare;
+            line % 2 ? PXLogWithStyle(&style, CFSTR("%d %d"), i, line)
+                     : PXLogUTF8("%d %d", i, line);
         }
     });
     PXLogRemoveAllLoggers();
@@ -490,8 +464,7 @@ TEST_F(LogFile, ThreadsLinesStayWholeAndInOrderForEveryLogger)
         text += line;
         const size_t stamp = line.find(" - ");
         std::istringstream numbers(line.substr(stamp == std::string::npos ? 0 : stamp + 3));
-        int thread = -1;
-        int number = -1;
+        int thread = -1, number = -1;
         numbers >> thread >> number;
         ASSERT_TRUE(thread >= 0 && thread < kThreads);
         EXPECT_EQ(next[static_cast<size_t>(thread)]++, number);

@@ -213,11 +213,6 @@ TEST_F(Numbers, TextOfAReal)
     }
 }
 
-Owned<CFTimeZoneRef> FixedZone(double secondsEast)
-{
-    return Owned<CFTimeZoneRef>(CFTimeZoneCreateWithTimeIntervalFromGMT(nullptr, secondsEast));
-}
-
 TEST_F(Dates, FarAndBrokenTimesStayDefined)
 {
     for (const SInt32 year : {-1, 10000, 2000000000, -2000000000}) {
@@ -241,8 +236,7 @@ TEST_F(Dates, ObjectsCompareByTime)
     const double times[] = {-1.5, -0.0, 0.0, 1e9, 1e9};
     for (const double x : times) {
         for (const double y : times) {
-            Owned<CFDateRef> a(CFDateCreate(nullptr, x));
-            Owned<CFDateRef> b(CFDateCreate(nullptr, y));
+            Owned<CFDateRef> a(CFDateCreate(nullptr, x)), b(CFDateCreate(nullptr, y));
             EXPECT_EQ(x, CFDateGetAbsoluteTime(a));
             EXPECT_EQ(x < y ? -1 : x > y ? 1 : 0, CFDateCompare(a, b, nullptr));
             EXPECT_EQ(x - y, CFDateGetTimeIntervalSinceDate(a, b));

@@ -105,6 +105,11 @@ inline Owned<CFURLRef> FileURL(const std::string& path, bool isFolder = false)
         isFolder));
 }
 
+inline Owned<CFTimeZoneRef> FixedZone(double secondsEast)
+{
+    return Owned<CFTimeZoneRef>(CFTimeZoneCreateWithTimeIntervalFromGMT(nullptr, secondsEast));
+}
+
 inline std::string BytesOf(CFDataRef data)
 {
     return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
