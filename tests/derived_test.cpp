@@ -274,10 +274,18 @@ TEST_F(Derived, FillsStayFills)
         EXPECT_EQ(backing, PXImageGetDataSourceType(scaled));
         EXPECT_EQ(Read(fill, {0, 0, 95, 203}), Read(scaled, {1, 2, 95, 203}));
     }
+    EXPECT_EQ(Read(fill, {0, 0, 3, 4}),
+              ReadAll(Created(PXImageCreateCrop, fill.get(), PXRect{1, 2, 3, 4})));
     const Image mask = Created(PXImageCreateMaskImageFromImage, fill.get());
     uint16_t grey = 0;
     ASSERT_EQ(0U, PXImageGetFillColor(mask, &grey));
     EXPECT_NEAR(0.2126 * 65535 + 0.7152 + 0.0722 * 0x8000, grey, 1);
+    const Image bits = Make({0, 0, 9, 9}, 1, 1, kPXDataSourceSolidFill);
+    ASSERT_EQ(0U, PXImageSetFillColor(bits, pixel));
+    uint8_t level = 0;
+    ASSERT_EQ(0U,
+              PXImageGetFillColor(Created(PXImageCreateMaskImageFromImage, bits.get()), &level));
+    EXPECT_EQ(255, level);
 }
 
 TEST_F(Derived, RefusesWhatCannotBeDerived)
