@@ -124,8 +124,7 @@ TEST(Abi, DictionariesKeepTheirFields)
     EXPECT_NE(nullptr, fields[1]);
     EXPECT_EQ(fields[1], fields[2]);
     EXPECT_EQ(nullptr, fields[3]);
-    CFArrayRef keys = dictionary.getKeys();
-    CFArrayRef values = dictionary.getValues();
+    CFArrayRef keys = dictionary.getKeys(), values = dictionary.getValues();
     std::memcpy(fields, static_cast<void*>(&dictionary), sizeof(fields));
     EXPECT_EQ(keys, fields[3]);
     EXPECT_EQ(values, fields[4]);

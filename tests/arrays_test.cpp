@@ -23,8 +23,7 @@ TEST_F(Arrays, SearchesKeepToTheirRange)
         const char* name;
         CFRange range;
         const char* sought;
-        CFIndex first;
-        CFIndex last;
+        CFIndex first, last;
         CFIndex count;
     } rows[] = {
         {"all", {0, 5}, "a", 0, 4, 3},         {"inner", {1, 3}, "a", 2, 2, 1},

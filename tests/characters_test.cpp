@@ -387,8 +387,7 @@ TEST_F(Characters, AnInlineBufferReadsLikeTheString)
 {
     std::u16string units;
     for (int i = 0; i < 300; ++i) units += static_cast<char16_t>(i * 37 % 251 + 1);
-    const Owned<CFStringRef> narrow = Text(units);
-    const Owned<CFStringRef> wide = Text(units + u"\u20AC");
+    const Owned<CFStringRef> narrow = Text(units), wide = Text(units + u"\u20AC");
     const Owned<CFStringRef> ascii = Text(std::string(300, 'x'));
     for (const CFStringRef text : {narrow.Get(), wide.Get(), ascii.Get()}) {
         std::mt19937_64 random(Seed(73));

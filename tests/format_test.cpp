@@ -25,8 +25,7 @@ std::string Printed(const std::string& format, Arguments... arguments)
 
 TEST(Format, PrintsTextAndObjects)
 {
-    const UniChar eAcute[] = {0xE9, 0};
-    const UniChar smile[] = {0xD83D, 0xDE00, 0};
+    const UniChar eAcute[] = {0xE9, 0}, smile[] = {0xD83D, 0xDE00, 0};
     const char open[] = {'a', 'b'};  // not terminated
     const auto q = Text("q");
     const struct {

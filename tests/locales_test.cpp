@@ -73,8 +73,7 @@ TEST_F(Locales, NumbersAreWrittenInTheirStyle)
         // clang-format on
         {1e21, "1000000000000000000000", "1,000,000,000,000,000,000,000"},
     };
-    const Formatter plain(kCFNumberFormatterNoStyle);
-    const Formatter decimal(kCFNumberFormatterDecimalStyle);
+    const Formatter plain(kCFNumberFormatterNoStyle), decimal(kCFNumberFormatterDecimalStyle);
     for (const auto& row : rows) {
         EXPECT_EQ(row.plain, plain.Format(row.value)) << row.value;
         EXPECT_EQ(row.decimal, decimal.Format(row.value)) << row.value;

@@ -168,8 +168,7 @@ TEST(ThreadsMutex, LockersHoldWhatTheySay)
         StMutexLocker none;
         none.Lock();
         none.Unlock();
-        StMutexLocker null(static_cast<PXMutex>(nullptr));
-        StMutexLocker locker(handleOf(first));
+        StMutexLocker null(static_cast<PXMutex>(nullptr)), locker(handleOf(first));
         EXPECT_EQ("1", held());
         locker.Unlock();
         locker.Unlock();
@@ -217,8 +216,7 @@ TEST(ThreadsMutex, SpinLockerLeavesOnlyWhatItTook)
         if (++sleeps == 3) word = 0;
     };
     {
-        PXSpinLockLocker null(nullptr);
-        PXSpinLockLocker lock(&word);
+        PXSpinLockLocker null(nullptr), lock(&word);
         EXPECT_EQ(3, sleeps);
         EXPECT_EQ(1, word);
     }
@@ -282,14 +280,11 @@ TEST(LockOrder, NamesLocksTakenAgainstIt)
     px::WordLock queue(px::LockRank::kTaskQueue), other(px::LockRank::kTaskQueue);
     px::WordLock workers(px::LockRank::kPoolWorkers);
     {
-        px::WordLocker first(queue);
-        px::WordLocker second(workers);
+        px::WordLocker first(queue), second(workers);
     }
     EXPECT_EQ("", faults);
     {
-        px::WordLocker first(workers);
-        px::WordLocker second(queue);
-        px::WordLocker third(other);
+        px::WordLocker first(workers), second(queue), third(other);
     }
     px::LockOrder::SetHandler(nullptr);
     EXPECT_EQ("task queue under workers; task queue under workers; ", faults);

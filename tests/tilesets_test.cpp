@@ -126,8 +126,7 @@ TEST(TileSets, BoundingRectHoldsAllCells)
 
 TEST(TileSets, AsManySetsPassForEqual)
 {
-    BaseTileColumnSet one;
-    BaseTileColumnSet other;
+    BaseTileColumnSet one, other;
     AddCell(&one, 0, 0);
     EXPECT_FALSE(one.equal(&other));
     AddCell(&other, 5, 5);

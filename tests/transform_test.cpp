@@ -149,8 +149,7 @@ TEST(ImageTransform, AgreesWithThePlainVersion)
         };
         const Image source = image(bounds(isWide ? 700 : 60), true);
         const Image destination = image(bounds(isWide ? 300 : 60), false);
-        const PXRect from = PXImageGetBounds(source);
-        const PXRect to = PXImageGetBounds(destination);
+        const PXRect from = PXImageGetBounds(source), to = PXImageGetBounds(destination);
         if (PXImageGetDataSourceType(source) == kPXDataSourceSolidFill) {
             Bytes pixel(static_cast<size_t>(PXImageGetColBytes(source)), 60);
             EXPECT_EQ(kPXOK, PXImageSetFillColor(source, pixel.data()));
@@ -183,8 +182,7 @@ TEST(ImageTransform, StaysInsideBuffersOfAllWidths)
 {
     Random random(72);
     for (int32_t width = 1; width <= 67; ++width) {
-        const int32_t planes = 1 + width % 4;
-        const int32_t depth = kDepths[width / 4 % 3];
+        const int32_t planes = 1 + width % 4, depth = kDepths[width / 4 % 3];
         const PXRect rect = {0, 0, width, 3 + width % 5};
         const size_t bytes = static_cast<size_t>(width * rect.height * planes * depth / 8);
         SCOPED_TRACE(width);
@@ -212,8 +210,7 @@ TEST(ImageTransform, StaysInsideBuffersOfAllWidths)
 TEST(ImageTransform, CopiesWhatIsNearlyTheIdentity)
 {
     Random random(73);
-    const PXRect big = {-5, -3, 700, 90};
-    const PXRect part = {0, 0, 50, 30};
+    const PXRect big = {-5, -3, 700, 90}, part = {0, 0, 50, 30};
     const struct {
         const char* name;
         PXAffineTransform transform;
@@ -502,8 +499,7 @@ TEST_F(TransformCache, ReadsTheTilesOfLargeSourcesAboutOnce)
     }
     for (const float angle : {0.0F, 2.0F, 15.0F, 45.0F, 90.0F, 180.0F, -75.0F}) {
         const Image destination = Make(bounds, 8, 1, kPXDataSourceTiled);
-        PXImageCacheStatistics before = {};
-        PXImageCacheStatistics after = {};
+        PXImageCacheStatistics before = {}, after = {};
         ASSERT_EQ(kPXOK, PXImageGetCacheStatistics(&before));
         const PXAffineTransform m =
             PXAffineTransformMake(angle, 1, 1, kSide / 2.0F, kSide / 2.0F, 0.5F, 0);

@@ -238,8 +238,7 @@ TEST(PercentEscapes, AreReplaced)
 TEST(UUID, TextAndBytesRoundTrip)
 {
     const Owned<CFUUIDRef> made(CFUUIDCreate(nullptr));
-    const std::string text = Taken(CFUUIDCreateString(nullptr, made));
-    const std::string digits = "[0-9A-F]{4}";
+    const std::string text = Taken(CFUUIDCreateString(nullptr, made)), digits = "[0-9A-F]{4}";
     ASSERT_THAT(text, testing::MatchesRegex("(" + digits + "){2}-" + digits +
                                             "-4[0-9A-F]{3}-[89AB]"
                                             "[0-9A-F]{3}-(" +
