@@ -2,7 +2,13 @@
 
 #include "support/FakePlatform.h"
 #include "support/Lists.h"
+#include "support/Seed.h"
 #include "support/Test.h"
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -172,6 +178,41 @@ void ExpectRefused(const std::string& name, const std::string& text, int line)
     EXPECT_EQ(nullptr, CFPropertyListCreateFromXMLData(nullptr, DataOf(text), 0, &failure));
     EXPECT_EQ(read.failure, Utf8Of(failure));
     CFRelease(failure);
+}
+
+// What programs write is read without a parser of XML; a comment at the end calls for one.
+TEST_F(Lists, XMLIsReadTheSameWithAParserAndWithout)
+{
+    std::vector<std::string> pieces(1);
+    for (const char letter : std::string(
+             "<dict>|</dict>|<array>|</array>|<dict/>|<key>k</key>|<key/>|<string>|</string>|"
+             "<string/>|<true/>|<true>|</true>|<integer>7|</integer>|<real>x</real>|<plist>|"
+             "</plist>|&lt;|&apos;&quot;|&#65;|&lt|&e;|\r\n| |x|>|]]>|\xC3\xA9|\xC3|\xED\xA0\x80|"
+             "\xEF\xBF\xBE|\xEF\xBB\xBF|\x01|<!-- a -->|<![CDATA[<]]>|<?p?>|</key >|<key a='b'>|"
+             "<Key>|<data>YQ</data>")) {
+        if (letter == '|') {
+            pieces.emplace_back();
+        } else {
+            pieces.back() += letter;
+        }
+    }
+    std::mt19937_64 random(Seed(1));
+    int readable = 0;
+    for (int step = 0; step < 20000; ++step) {
+        std::string text = kSample;
+        for (uint64_t edits = 1 + random() % 3; edits > 0; --edits) {
+            const size_t at = random() % (text.size() - 10);
+            // Half of the edits fall between two tags or texts.
+            const size_t place = random() % 2 ? at : std::min(text.find('<', at), text.size() - 10);
+            text.replace(place, random() % 2 ? 0 : random() % 10, pieces[random() % pieces.size()]);
+        }
+        const ReadResult without = ReadList(text), with = ReadList(text + "<!---->");
+        ASSERT_EQ(!with.list, !without.list) << text << with.failure << without.failure;
+        if (!with.list) continue;
+        ASSERT_TRUE(CFEqual(with.list, without.list)) << text;
+        ++readable;
+    }
+    EXPECT_LT(500, readable);
 }
 
 TEST_F(Lists, RefusedXMLNamesTheLine)

@@ -1,4 +1,5 @@
-// Reads XML property lists: the events of expat become objects at once.
+// Reads XML property lists: documents as programs write them straight from their markup, all others
+// through expat, whose events become objects at once.
 //
 // Nothing here recurses: containers that are open stand on a stack of frames, their elements so far
 // on one shared stack of values.
@@ -9,8 +10,8 @@
 #include "CoreFoundation/CFDate.h"
 #include "CoreFoundation/PXCFExtensions.h"
 #include "ListEncoding.h"
-#include "ListIndentation.h"
 #include "ListKeys.h"
+#include "ListMarkup.h"
 #include "ListText.h"
 #include "Number_p.h"
 #include "PropertyList_p.h"
@@ -21,7 +22,6 @@
 
 #include <expat.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -34,61 +34,6 @@ namespace {
 
 // Expat counts the bytes of one call in an int.
 constexpr size_t kMostBytesOfCall = size_t{1} << 29;
-
-enum class Element : uint8_t {
-    kUnknown,
-    kPlist,
-    kArray,
-    kDict,
-    kKey,
-    kString,
-    kInteger,
-    kReal,
-    kDate,
-    kData,
-    kTrue,
-    kFalse
-};
-
-// Compares all but the first letter, which the caller knows. Stops at the first difference, so
-// never reads behind the end of the name.
-template <size_t N>
-bool EndsAs(const char* name, const char (&expected)[N])
-{
-    const auto agree = [&]<size_t... I>(std::index_sequence<I...>)
-    {
-        return ((name[I + 1] == expected[I + 1]) && ...);
-    };
-    return agree(std::make_index_sequence<N - 1>());
-}
-
-Element ElementNamed(const char* name)
-{
-    switch (name[0]) {
-        case 'k':
-            return EndsAs(name, "key") ? Element::kKey : Element::kUnknown;
-        case 's':
-            return EndsAs(name, "string") ? Element::kString : Element::kUnknown;
-        case 'i':
-            return EndsAs(name, "integer") ? Element::kInteger : Element::kUnknown;
-        case 'r':
-            return EndsAs(name, "real") ? Element::kReal : Element::kUnknown;
-        case 'd':
-            if (EndsAs(name, "dict")) return Element::kDict;
-            if (EndsAs(name, "data")) return Element::kData;
-            return EndsAs(name, "date") ? Element::kDate : Element::kUnknown;
-        case 'a':
-            return EndsAs(name, "array") ? Element::kArray : Element::kUnknown;
-        case 't':
-            return EndsAs(name, "true") ? Element::kTrue : Element::kUnknown;
-        case 'f':
-            return EndsAs(name, "false") ? Element::kFalse : Element::kUnknown;
-        case 'p':
-            return EndsAs(name, "plist") ? Element::kPlist : Element::kUnknown;
-        default:
-            return Element::kUnknown;
-    }
-}
 
 bool IsSpace(const char* text, size_t length)
 {
@@ -159,10 +104,10 @@ public:
     Reader& operator=(const Reader&) = delete;
     ~Reader();
 
+    // Of a document as ListMarkup knows it; null for any other and for one with faults, which Read
+    // is to look at then.
+    CFPropertyListRef ReadPlainMarkup();
     CFPropertyListRef Read();
-    // The same for a document of plain markup, a third faster; what fails is to be read again with
-    // Read, because the places of faults are wrong.
-    CFPropertyListRef ReadWithoutIndentation();
 
 private:
     // The elements of an open container are values_[base]… to the top; those of a dictionary are
@@ -179,13 +124,15 @@ private:
     static void OnSkipped(void* reader, const char* name, int isParameter);
     static int OnEncoding(void* reader, const char* name, XML_Encoding* encoding);
 
-    bool Begin();
+    bool Reserve();
     void SetHandlers();
     std::string_view Document() const;
-    bool Feed(std::string_view bytes, bool isLast);
-    bool FeedPieces();
+    bool Feed(std::string_view bytes);
     bool ReportExpatError();
-    void Start(const char* name);
+    bool TakeToken(const ListMarkup& markup, ListMarkup::Token token);
+    bool IsOpen(Element element) const;
+    void Start(Element element, const char* name);
+    void TakeText(const char* text, size_t length);
     void End();
     bool CheckPlace(Element element, const char* name);
     void StartPlist();
@@ -205,6 +152,7 @@ private:
     // The byte of the whole input where the present event starts.
     size_t Offset() const
     {
+        if (!parser_) return document_.start;
         return document_.start + static_cast<size_t>(XML_GetCurrentByteIndex(parser_));
     }
     [[gnu::format(printf, 3, 4)]] void Fail(size_t offset, const char* format, ...);
@@ -280,7 +228,7 @@ void Reader::Stop()
 
 void Reader::OnStart(void* reader, const char* name, const char**)
 {
-    static_cast<Reader*>(reader)->Start(name);
+    static_cast<Reader*>(reader)->Start(ElementNamed(name), name);
 }
 
 void Reader::OnEnd(void* reader, const char*)
@@ -288,14 +236,18 @@ void Reader::OnEnd(void* reader, const char*)
     static_cast<Reader*>(reader)->End();
 }
 
-// Most texts are the white space between elements.
 void Reader::OnText(void* reader, const char* text, int length)
 {
-    auto* self = static_cast<Reader*>(reader);
-    if (self->collectsText_) {
-        if (!self->text_.Append(text, length)) self->FailMemory();
-    } else if (!IsSpace(text, static_cast<size_t>(length))) [[unlikely]] {
-        self->Fail(self->Offset(), "Text outside of a value");
+    static_cast<Reader*>(reader)->TakeText(text, static_cast<size_t>(length));
+}
+
+// Most texts are the white space between elements.
+void Reader::TakeText(const char* text, size_t length)
+{
+    if (collectsText_) {
+        if (!text_.Append(text, static_cast<CFIndex>(length))) FailMemory();
+    } else if (!IsSpace(text, length)) [[unlikely]] {
+        Fail(Offset(), "Text outside of a value");
     }
 }
 
@@ -342,16 +294,12 @@ void Reader::SetHandlers()
     XML_SetUnknownEncodingHandler(parser_, OnEncoding, nullptr);
 }
 
-bool Reader::Begin()
+// Saves the first few growths, and an empty text is never a null pointer.
+bool Reader::Reserve()
 {
-    parser_ = TakeParser(document_.encoding);
-    // The reserve saves the first few growths, and an empty text is never a null pointer.
-    if (!parser_ || !text_.Reserve(512) || !values_.Reserve(64)) {
-        FailMemory();
-        return false;
-    }
-    SetHandlers();
-    return true;
+    if (text_.Reserve(512) && values_.Reserve(64)) return true;
+    FailMemory();
+    return false;
 }
 
 std::string_view Reader::Document() const
@@ -361,50 +309,69 @@ std::string_view Reader::Document() const
 
 CFPropertyListRef Reader::Read()
 {
-    if (!Begin() || !Feed(Document(), true)) return nullptr;
-    return std::exchange(root_, nullptr);
+    parser_ = TakeParser(document_.encoding);
+    if (!parser_) FailMemory();
+    if (!parser_ || !Reserve()) return nullptr;
+    SetHandlers();
+    return Feed(Document()) ? std::exchange(root_, nullptr) : nullptr;
 }
 
-CFPropertyListRef Reader::ReadWithoutIndentation()
+CFPropertyListRef Reader::ReadPlainMarkup()
 {
-    if (!Begin() || !FeedPieces()) return nullptr;
-    return std::exchange(root_, nullptr);
+    ListMarkup markup(Document());
+    if (!markup.SkipProlog() || !Reserve()) return nullptr;
+    hasPlist_ = true;
+    for (;;) {
+        const ListMarkup::Token token = markup.Next();
+        if (token == ListMarkup::Token::kEnd && markup.GetElement() == Element::kPlist) break;
+        if (!TakeToken(markup, token)) return nullptr;
+    }
+    const bool isWhole = markup.IsAtEnd() && IsOpen(Element::kPlist);
+    return isWhole ? std::exchange(root_, nullptr) : nullptr;
 }
 
-bool Reader::Feed(std::string_view bytes, bool isLast)
+bool Reader::TakeToken(const ListMarkup& markup, ListMarkup::Token token)
+{
+    using Token = ListMarkup::Token;
+    const Element element = markup.GetElement();
+    switch (token) {
+        case Token::kStart:
+        case Token::kEmpty:
+            Start(element, "");
+            if (token == Token::kEmpty && !HasFailed()) End();
+            break;
+        case Token::kEnd:
+            if (!IsOpen(element)) return false;
+            End();
+            break;
+        case Token::kText:
+            TakeText(markup.Text().data(), markup.Text().size());
+            break;
+        default:
+            return false;
+    }
+    return !HasFailed();
+}
+
+// Whether it is the innermost open element of a document that began with the plist tag.
+bool Reader::IsOpen(Element element) const
+{
+    if (leaf_ != Element::kUnknown) return element == leaf_;
+    if (depth_ == 0) return element == Element::kPlist;
+    return element == (frames_[depth_ - 1].isDictionary ? Element::kDict : Element::kArray);
+}
+
+bool Reader::Feed(std::string_view bytes)
 {
     do {
         const std::string_view piece = bytes.substr(0, kMostBytesOfCall);
         bytes.remove_prefix(piece.size());
-        const bool isFinal = isLast && bytes.empty();
-        if (XML_Parse(parser_, piece.data(), static_cast<int>(piece.size()), isFinal) !=
+        if (XML_Parse(parser_, piece.data(), static_cast<int>(piece.size()), bytes.empty()) !=
             XML_STATUS_OK) {
             return ReportExpatError();
         }
     } while (!bytes.empty());
     return !HasFailed();
-}
-
-// Gathers the pieces, most of which are short. Expat leaves nothing of a text that ends with a tag,
-// as pieces do, so that it copies none of it.
-bool Reader::FeedPieces()
-{
-    char gathered[16384];
-    size_t count = 0;
-    for (ListPieces pieces(Document()); !pieces.IsAtEnd();) {
-        const std::string_view piece = pieces.Next();
-        if (piece.size() > sizeof(gathered) - count) {
-            if (!Feed({gathered, count}, false)) return false;
-            count = 0;
-        }
-        if (piece.size() > sizeof(gathered)) {
-            if (!Feed(piece, false)) return false;
-        } else {
-            std::memcpy(gathered + count, piece.data(), piece.size());
-            count += piece.size();
-        }
-    }
-    return Feed({gathered, count}, true);
 }
 
 bool Reader::ReportExpatError()
@@ -419,9 +386,8 @@ bool Reader::ReportExpatError()
     return false;
 }
 
-void Reader::Start(const char* name)
+void Reader::Start(Element element, const char* name)
 {
-    const Element element = ElementNamed(name);
     const bool isPlain = element > Element::kPlist && depth_ > 0 && leaf_ == Element::kUnknown;
     if (!isPlain || (element == Element::kKey) != wantsKey_) [[unlikely]] {
         if (!CheckPlace(element, name)) return;
@@ -617,10 +583,9 @@ CFPropertyListRef ReadXMLList(const ListDocument& document, Mutability mutabilit
 {
     const int savedErrno = errno;
     CFPropertyListRef list = nullptr;
-    const auto* bytes = reinterpret_cast<const char*>(document.whole.bytes) + document.start;
-    if (document.unitSize == 1 && HasPlainMarkup({bytes, document.size})) {
+    if (document.unitSize == 1) {
         ListFailure unused;
-        list = Reader(document, mutability, &unused).ReadWithoutIndentation();
+        list = Reader(document, mutability, &unused).ReadPlainMarkup();
     }
     if (!list) list = Reader(document, mutability, failure).Read();
     errno = savedErrno;
