@@ -12,6 +12,7 @@
 #include "Base/StreamSocket.h"
 #include "PXCore/PXUtils.h"
 #include "support/CF.h"
+#include "support/Connections.h"
 #include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Gate.h"
@@ -84,10 +85,12 @@ private:
 
 class Server : public testing::Test {
 protected:
-    void Start(const PXServerSettings* settings = nullptr)
+    void Start(void (*change)(PXServerSettings&) = [](PXServerSettings&) {})
     {
         ASSERT_EQ(kOK, server_->Initialize(broadcaster_.Get(), factory_.Get(), kVersion));
-        if (settings) server_->SetSettings(*settings);
+        PXServerSettings settings = server_->GetSettings();
+        change(settings);
+        server_->SetSettings(settings);
         ASSERT_EQ(kOK, server_->StartListening2(kPXServerListenLoopback, 0));
     }
     ~Server() override
@@ -111,17 +114,13 @@ protected:
         EXPECT_EQ(kOK, PXSocketCreate(&socket));
         PXSocketSetAddressLoopback(socket, static_cast<uint16_t>(server_->GetPort()));
         EXPECT_EQ(kOK, PXSocketConnect(socket));
-        auto stream = PXRef<CBaseStreamSocket>::Adopt(new CBaseStreamSocket);
-        stream->SetSocket(socket);
-        PXSocketRelease(socket);
-        return stream;
+        return Connection::On(socket);
     }
     // What comes back for some bytes until the server ends the connection.
     std::string Answer(const std::string& bytes)
     {
         const auto stream = Raw();
-        size_t size = bytes.size();
-        stream->WriteChunk(bytes.data(), size);
+        Put(*stream, bytes);
         std::string got;
         for (char character = 0; stream->ReadChar(character) == kPXOK;) got += character;
         return got;
@@ -222,11 +221,10 @@ TEST_F(Server, ThreadsShakeHandsByteForByte)
 
 TEST_F(Server, ThreadsRefuseWhoDoesNotBelong)
 {
-    PXServerSettings settings;
-    PXServerSettingsGetDefault(&settings);
-    settings.checksHost = true;
-    settings.firstRequestMs = 20;
-    Start(&settings);
+    Start([](PXServerSettings& settings) {
+        settings.checksHost = true;
+        settings.firstRequestMs = 20;
+    });
     const std::string request = "GET /server?cmd=disconnect HTTP/1.1\r\n";
     const struct {
         const char* name;
@@ -266,19 +264,20 @@ TEST_F(Server, ThreadsRefuseWhoDoesNotBelong)
 TEST_F(Server, NamesTheStepThatFails)
 {
     ASSERT_EQ(kOK, server_->Initialize(nullptr, nullptr));
-    const auto listen = [&](PXServerListenAddress address, int port) {
-        EventLog events;
-        EXPECT_NE(kOK, server_->StartListening2(address, port));
-        return events.Messages().back().substr(0, 60);
-    };
-    EXPECT_EQ(0U, listen(kPXServerListenLoopback, 65536)
-                      .find("CBaseServer::StartListening2 PXSocketSetAddressLoopback"));
-    EXPECT_EQ(
-        0U,
-        listen(kPXServerListenAny, -1).find("CBaseServer::StartListening2 PXSocketSetAddressAny"));
+    const struct {
+        PXServerListenAddress address;
+        int port;
+        const char* step;
+    } rows[] = {{kPXServerListenLoopback, 65536, "PXSocketSetAddressLoopback"},
+                {kPXServerListenAny, -1, "PXSocketSetAddressAny"},
+                {kPXServerListenAny, 0, "PXSocketListen"}};
     FaultySockets fake(FaultySocket::kBind, EADDRINUSE);
-    EXPECT_EQ(0U,
-              listen(kPXServerListenAny, 0).find("CBaseServer::StartListening2 PXSocketListen"));
+    for (const auto& row : rows) {
+        EventLog events;
+        EXPECT_NE(kOK, server_->StartListening2(row.address, row.port));
+        EXPECT_TRUE(events.Messages().back().starts_with(
+            std::string("CBaseServer::StartListening2 ") + row.step));
+    }
     EXPECT_EQ(PXStatus{kPXErrNotFound}, server_->PostMessage(nullptr));
 }
 
@@ -367,10 +366,7 @@ TEST_F(Server, ThreadsShutDownUnderLoadAndListenAgain)
 // A listener that takes nothing is cut off, and does not keep the others from their messages.
 TEST_F(Server, ThreadsDropListenersThatDoNotRead)
 {
-    PXServerSettings settings;
-    PXServerSettingsGetDefault(&settings);
-    settings.pushMs = 20;
-    Start(&settings);
+    Start([](PXServerSettings& settings) { settings.pushMs = 20; });
     const auto lazy = Client();
     const auto keen = Client();
     CBaseMsg large(CFSTR("large"));
@@ -486,13 +482,10 @@ TEST_F(ServerData, StaysAsItWasWhenItCannotBeWritten)
 {
     ASSERT_EQ(kOK, PXUtilsWriteServerData(CFSTR("Product"), 1));
     const std::string before = Content(File());
-    for (const bool isRename : {false, true}) {
-        if (isRename) {
-            table_->writeFile = px::os::NativeTable().writeFile;
-            table_->renameFile = [](const char*, const char*) { return ENOSPC; };
-        } else {
+    table_->renameFile = [](const char*, const char*) { return ENOSPC; };
+    for (const bool isRename : {true, false}) {
+        if (!isRename)
             table_->writeFile = [](px::os::File, const void*, size_t, size_t*) { return ENOSPC; };
-        }
         EventLog events;
         EXPECT_EQ(PXStatus{ENOSPC}, PXUtilsWriteServerData(CFSTR("Product"), 2));
         ASSERT_EQ(1U, events.Messages().size());

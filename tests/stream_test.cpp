@@ -9,21 +9,17 @@
 #include "PXCore/PXStream.h"
 #include "PXCore/PXUtils.h"
 #include "support/CF.h"
+#include "support/Connections.h"
 #include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Seed.h"
 #include "support/TempFolder.h"
 
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <random>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -55,35 +51,6 @@ PXRef<CBaseStreamMemory> Memory(std::string_view bytes = {})
     return made;
 }
 
-// Two ends of one connection.
-struct Connection {
-    PXRef<CBaseStreamSocket> ours;
-    PXRef<CBaseStreamSocket> theirs;
-
-    Connection()
-    {
-        PXSocket listening = nullptr, near = nullptr, far = nullptr;
-        EXPECT_EQ(kOK, PXSocketCreate(&listening));
-        EXPECT_EQ(kOK, PXSocketSetAddressLoopback(listening, 0));
-        EXPECT_EQ(kOK, PXSocketListen(listening));
-        EXPECT_EQ(kOK, PXSocketCreate(&near));
-        EXPECT_EQ(kOK, PXSocketSetAddressLoopback(near, PXSocketGetPort(listening)));
-        EXPECT_EQ(kOK, PXSocketConnect(near));
-        EXPECT_EQ(kOK, PXSocketAccept(listening, &far));
-        ours = On(near);
-        theirs = On(far);
-        PXSocketRelease(listening);
-    }
-    static PXRef<CBaseStreamSocket> On(PXSocket socket)
-    {
-        PXStream made = nullptr;
-        EXPECT_EQ(kOK, PXStreamCreateForSocket(socket, &made));
-        PXSocketRelease(socket);
-        EXPECT_EQ(kOK, PXStreamOpen(made));
-        return PXRef<CBaseStreamSocket>::Adopt(static_cast<CBaseStreamSocket*>(px::ToStream(made)));
-    }
-};
-
 std::string Rest(CBaseStream& stream)
 {
     std::string bytes;
@@ -111,14 +78,6 @@ Line ReadLine(CBaseStream& stream, size_t capacity = 2)
     if (line.status == kPXOK) line.text = buffer;
     std::free(buffer);
     return line;
-}
-
-PXStatus Put(CBaseStream& stream, std::string_view bytes)
-{
-    size_t size = bytes.size();
-    const PXStatus status = stream.WriteChunk(bytes.data(), size);
-    EXPECT_EQ(status == kPXOK, size == bytes.size());
-    return status;
 }
 
 // Writes a value, or reads it and compares.
@@ -225,27 +184,21 @@ TEST_F(StreamTest, LinesEndAtALineFeedBehindACarriageReturn)
         {"0123456789012345678901234567890123456789\r\nx\r\n",
          {"0123456789012345678901234567890123456789", "x"}},
     };
-    // Reads character by character, as any stream does that knows nothing better.
-    class Plain : public CBaseStreamMemory {
-        PXStatus ReadLine(char*& buffer, size_t& capacity) override
-        {
-            return CBaseStream::ReadLine(buffer, capacity);
-        }
-    };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.bytes);
         Write("lines", row.bytes);
         const auto file = FileStream("lines", "r");
         ASSERT_EQ(kOK, file->Open());
         const auto memory = Memory(row.bytes);
-        Plain plain;
-        plain.SetConstantData(DataOf(row.bytes));
+        // Reads character by character, as any stream does that knows nothing better.
+        const auto part =
+            PXRef<CBaseStreamSub>::Adopt(new CBaseStreamSub(memory.Get(), 0, kPXStreamToEnd));
         Connection connection;
         Put(*connection.ours, row.bytes);
         connection.ours->Close();
         ShortSockets sockets(3);
         for (CBaseStream* stream : std::initializer_list<CBaseStream*>{
-                 file.Get(), memory.Get(), &plain, connection.theirs.Get()}) {
+                 file.Get(), memory.Get(), part.Get(), connection.theirs.Get()}) {
             for (const std::string& line : row.lines) {
                 const Line read = ReadLine(*stream);
                 EXPECT_EQ(kOK, read.status);
@@ -421,11 +374,10 @@ TEST_F(StreamTest, FilesOpenAsTheirModeSays)
     const auto nowhere = FileStream("no/such/file", "w");
     EXPECT_EQ(PXStatus{kPXErrNotFound}, nowhere->Open());
     uint64_t figure = 0;
-    EXPECT_EQ(PXStatus{EBADF}, nowhere->GetLength(figure));
-    EXPECT_EQ(PXStatus{EBADF}, nowhere->GetPos(figure));
-    EXPECT_EQ(PXStatus{EBADF}, nowhere->SetPos(0));
-    CBaseStreamFile empty;
-    EXPECT_EQ(PXStatus{kPXErrBadArgument}, empty.Open());
+    for (const PXStatus status :
+         {nowhere->GetLength(figure), nowhere->GetPos(figure), nowhere->SetPos(0)})
+        EXPECT_EQ(PXStatus{EBADF}, status);
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, CBaseStreamFile().Open());
     EXPECT_EQ(1, events.Count(kPXErrNotFound));
     EXPECT_EQ(1, events.Count(kPXErrBadArgument));
 }
@@ -619,179 +571,6 @@ TEST_F(StreamTest, NullHandlesAreRefused)
     PXStreamRelease(PXStreamRetain(nullptr));
     PXSocketRelease(PXSocketRetain(nullptr));
     EXPECT_EQ(7, events.Count(kPXErrBadArgument));
-}
-
-TEST_F(StreamTest, SocketsNameTheStepThatFails)
-{
-    const struct {
-        FaultySocket function;
-        const char* line;
-    } rows[] = {
-        {FaultySocket::kNoDelay, "setsockopt(mSocket, IPPROTO_TCP, TCP_NODELAY Failed"},
-        {FaultySocket::kBind, "bind Failed"},
-        {FaultySocket::kName, "CBaseSocket::GetPort getsockname - failed"},
-        {FaultySocket::kListen, "listen Failed"},
-        {FaultySocket::kMake, "Event (98)"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.line);
-        FaultySockets fake(row.function, EADDRINUSE);
-        EventLog events;
-        PXSocket socket = nullptr;
-        PXStatus status = PXSocketCreate(&socket);
-        if (status == kPXOK) status = PXSocketListen(socket);
-        EXPECT_EQ(PXStatus{EADDRINUSE}, status);
-        ASSERT_EQ(1U, events.Messages().size());
-        EXPECT_EQ(0U, events.Messages()[0].find(row.line)) << events.Messages()[0];
-        PXSocketRelease(socket);
-    }
-}
-
-TEST_F(StreamTest, SocketsPassErrorsOn)
-{
-    Connection connection;
-    bool isOwn = false;
-    EXPECT_EQ(kOK, PXSocketIsPeerOwnUser(connection.theirs->GetSocket(), &isOwn));
-    EXPECT_TRUE(isOwn);
-    EventLog events;
-    {
-        FaultySockets fake(FaultySocket::kSend, ECONNRESET);
-        EXPECT_EQ(PXStatus{ECONNRESET}, connection.ours->WriteInt32(1));
-        EXPECT_EQ(PXStatus{ECONNRESET}, connection.ours->WriteBlock(DataOf("abc")));
-    }
-    {
-        FaultySockets fake(FaultySocket::kReceive, ECONNRESET);
-        int32_t value = 0;
-        EXPECT_EQ(PXStatus{ECONNRESET}, connection.theirs->ReadInt32(value));
-        EXPECT_EQ(PXStatus{ECONNRESET}, ReadLine(*connection.theirs).status);
-    }
-    EXPECT_EQ(3, events.Count(ECONNRESET));
-    Put(*connection.ours, "12");
-    connection.theirs->SetReadDeadline(1);
-    char bytes[3];
-    size_t size = sizeof(bytes);
-    EXPECT_EQ(PXStatus{ETIMEDOUT}, connection.theirs->ReadChunk(bytes, 1, size));
-    connection.theirs->SetReadDeadline(0);
-    connection.ours->SetWriteTimeout(1);
-    EXPECT_EQ(PXStatus{ETIMEDOUT}, Put(*connection.ours, std::string(16 << 20, 'x')));
-    connection.theirs->Close();
-    connection.theirs->Close();
-    size = 1;
-    EXPECT_EQ(PXStatus{EBADF}, connection.theirs->ReadChunk(bytes, 1, size));
-    CBaseStreamSocket none;
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, none.Open());
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, Put(none, "x"));
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, none.ReadChar(bytes[0]));
-}
-
-// Where the kernel cannot be asked, its lists of connections tell whose the peer is.
-TEST_F(StreamTest, SocketsFindTheirPeerInTheListsOfConnections)
-{
-    static uint16_t near = 0, far = 0;
-    FakeSystemFiles files(Path("system"));
-    files->connectSocket = [](px::os::File socket, uint32_t address, uint16_t port) {
-        far = port;
-        const int error = px::os::NativeTable().connectSocket(socket, address, port);
-        return error ? error : px::os::NativeTable().socketName(socket, &address, &near);
-    };
-    Connection connection;
-    const auto isOwn = [&] {
-        bool result = true;
-        EXPECT_EQ(kOK, PXSocketIsPeerOwnUser(connection.theirs->GetSocket(), &result));
-        return result;
-    };
-    EXPECT_TRUE(isOwn());  // by diagnostics
-    files->peerOwner = [](px::os::File, uint32_t*) { return ENOSYS; };
-    EXPECT_FALSE(isOwn());  // no list either
-    const auto line = [](const char* prefix, uint16_t own, uint16_t other, std::string user) {
-        char ends[120];
-        std::snprintf(ends, sizeof(ends), "   7: %s0100007F:%04X %s0100007F:%04X", prefix, own,
-                      prefix, other);
-        return ends + (" 01 00000000:00000000 00:00000000 00000000 " + user);
-    };
-    const std::string user = std::to_string(geteuid()), stranger = std::to_string(geteuid() + 1);
-    const std::string behind = "        0 62 1 0000000000000000 20 4 30 10 -1\n";
-    const auto four = [&](const std::string& text) { return line("", near, far, text); };
-    const std::string ours = four(user + behind), theirs = four(stranger + behind);
-    const char* const mapped = "0000000000000000FFFF0000";
-    const struct {
-        const char* name;
-        std::string list, listOfSix;
-        bool isOwn;
-    } rows[] = {
-        {"alone", ours, "", true},
-        {"among others",
-         "  sl  local_address rem_address\n" + line("", far, near, stranger + behind) + ours +
-             line("", near, 9, stranger + behind),
-         "", true},
-        {"another user", theirs, ours, false},
-        {"the other way round", line("", far, near, user + behind), "", false},
-        {"no line", "\n\n", "", false},
-        {"cut off", four("").substr(0, 40) + "\n" + ours.substr(40), "", false},
-        {"cut off in the number", four(user), "", false},
-        {"a sign", four("-" + user + behind), "", false},
-        {"letters", four(user + "x" + behind), "", false},
-        {"beyond 32 bits", four(std::to_string((uint64_t{1} << 32) + geteuid()) + behind), "",
-         false},
-        {"zero bytes", std::string(100, '\0') + ours, "", false},
-        {"version six", "", line(mapped, near, far, user + behind), true},
-        {"another user of six", "", line(mapped, near, far, stranger + behind), false},
-        {"six of elsewhere", "", line("00000000000000000000BBBB", near, far, user + behind), false},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        files.Write("/proc/net/tcp", row.list);
-        files.Write("/proc/net/tcp6", row.listOfSix);
-        EXPECT_EQ(row.isOwn, isOwn());
-    }
-}
-
-// A megabyte each way at the same time, cut up differently on every side.
-TEST_F(StreamTest, ThreadsSendAndReceiveAtOnce)
-{
-    Connection connection;
-    std::mt19937_64 random(Seed(2));
-    std::string bytes(1 << 20, '\0');
-    for (char& byte : bytes) byte = static_cast<char>(random());
-    const auto send = [&](CBaseStream& stream) {
-        for (size_t at = 0, step = 1; at < bytes.size(); at += step, step = step * 3 % 99991) {
-            Put(stream, std::string_view(bytes).substr(at, step));
-        }
-    };
-    std::thread near(send, std::ref(*connection.ours));
-    std::thread far(send, std::ref(*connection.theirs));
-    for (CBaseStream* stream : {connection.ours.Get(), connection.theirs.Get()}) {
-        CFDataRef data = nullptr;
-        EXPECT_EQ(kOK, stream->ReadDataCopy(bytes.size(), data));
-        EXPECT_TRUE(data && bytes == BytesOf(data));
-        if (data) CFRelease(data);
-    }
-    near.join();
-    far.join();
-}
-
-TEST_F(StreamTest, ThreadsThatWaitAreWokenByClose)
-{
-    Connection connection;
-    PXStatus status = kPXOK;
-    std::thread reader([&] {
-        char character = 0;
-        status = connection.theirs->ReadChar(character);
-    });
-    connection.theirs->Close();
-    reader.join();
-    EXPECT_NE(kOK, status);
-    PXSocket listening = nullptr;
-    ASSERT_EQ(kOK, PXSocketCreate(&listening));
-    ASSERT_EQ(kOK, PXSocketListen(listening));
-    std::thread accepter([&] {
-        PXSocket accepted = nullptr;
-        status = PXSocketAccept(listening, &accepted);
-    });
-    PXSocketClose(listening);
-    accepter.join();
-    EXPECT_NE(kOK, status);
-    PXSocketRelease(listening);
 }
 
 }  // namespace
