@@ -23,10 +23,10 @@ public:
         image_ = PXRef<CImageRecFile>::Adopt(new CImageRecFile(kSide));
         EXPECT_EQ(kPXOK, image_->Initialize({{0, 0, 8 * kSide, 8 * kSide}, 8, 1, 0, 0, 2}, true));
     }
-    // Writes never fail: what cannot leave stays. No two of them write the same.
-    void WriteAll()
+    // Writes never fail: what cannot leave stays. No two of them write the same, unless told to.
+    void WriteAll(int change = 1)
     {
-        ++generation_;
+        generation_ += static_cast<size_t>(change);
         ForEachTile([&](const PXRect& rect) {
             EXPECT_EQ(kPXOK, image_->Write(rect, Expected(rect).data(), kSide));
         });
@@ -129,6 +129,24 @@ TEST_F(CacheFaults, ReportsAFailureOnceAndPagesAgainWhenItIsGone)
         workload.WriteAll();
     }
     EXPECT_EQ(2, events.Count(kPXErrNotFound));
+}
+
+TEST_F(CacheFaults, WritesAgainWhatAFailureMayHaveSpoilt)
+{
+    Workload workload;
+    workload.WriteAll();
+    ASSERT_EQ(kPXOK, workload.Image()->Purge());
+    {
+        FakeTable table;
+        table->writeAt = [](px::os::File file, const void*, size_t, int64_t offset, size_t* done) {
+            (void)px::os::NativeTable().writeAt(file, "spoilt", 6, offset, done);
+            return EIO;
+        };
+        workload.WriteAll();
+    }
+    workload.WriteAll(-1);  // the pixels that the slots had before
+    ASSERT_EQ(kPXOK, workload.Image()->Purge());
+    EXPECT_EQ(0, workload.ReadAll());
 }
 
 TEST_F(CacheFaults, ResumesShortAndInterruptedTransfers)
