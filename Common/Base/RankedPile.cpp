@@ -121,11 +121,17 @@ void RankedRun::SortNextBin()
     }
 }
 
+// Leaves no mark: a write would take the line from the other processor, which is next to read it.
+CBaseTask* RankedRun::TakeFirst()
+{
+    CBaseTask* task = (next_++)->task;
+    FindFirst();
+    return task;
+}
+
 CBaseTask* RankedRun::Take(Ranked* at)
 {
-    CBaseTask* task = std::exchange(at->task, nullptr);
-    if (at == next_) FindFirst();
-    return task;
+    return at == next_ ? TakeFirst() : std::exchange(at->task, nullptr);
 }
 
 void RankedRun::Clear()
@@ -150,7 +156,7 @@ CBaseTask* RankedPile::TakeFirst()
 {
     const size_t inHeap = heap_.Elements().size();
     if (inHeap >= kLeastForRun && inHeap >= run_.Count()) MakeRun();
-    return IsFirstInRun() ? run_.Take(run_.begin()) : heap_.Take(0);
+    return IsFirstInRun() ? run_.TakeFirst() : heap_.Take(0);
 }
 
 CBaseTask* RankedPile::Take(uint64_t rank)

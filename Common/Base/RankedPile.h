@@ -62,6 +62,7 @@ public:
 
     // The run must be empty.
     void Fill(const std::vector<Ranked>& all);
+    CBaseTask* TakeFirst();
     CBaseTask* Take(Ranked* at);
     void Clear();
 
