@@ -52,11 +52,10 @@ TEST_F(Arrays, SearchesKeepToTheirRange)
         {"empty range", {2, 0}, 10, 2},     {"range start", {2, 2}, 30, 2},
         {"range end", {0, 2}, 90, 2},       {"bad range", {3, 2}, 30, 0},
     };
-    for (const auto& row : places) {
-        SCOPED_TRACE(row.name);
+    for (const auto& row : places)
         EXPECT_EQ(row.want, CFArrayBSearchValues(sorted, row.range, Pointer(row.sought),
-                                                 CompareTens, nullptr));
-    }
+                                                 CompareTens, nullptr))
+            << row.name;
 }
 
 CFComparisonResult Contradict(const void* a, const void* b, void* context)

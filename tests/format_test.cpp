@@ -75,10 +75,7 @@ TEST(Format, PrintsTextAndObjects)
          "9223372036854775807 -9223372036854775808 18446744073709551615"},
         {"wide format", Formatted("日本%d語%@", 5, q.Get()), "日本5語q"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.want, row.got);
-    }
+    for (const auto& row : rows) EXPECT_EQ(row.want, row.got) << row.name;
     const Owned<CFStringRef> zero(
         CFStringCreateWithFormat(nullptr, nullptr, CFSTR("a%cb%C"), 0, 0));
     EXPECT_EQ((std::u16string{u'a', 0, u'b', 0}), UnitsOf(zero));

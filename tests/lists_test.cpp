@@ -431,12 +431,9 @@ TEST_F(Lists, KeysAreSortedByUnitsAndTheLastOfEqualOnesWins)
 
 TEST_F(Lists, TextOutsideXMLGoesIntoBinaryOnly)
 {
-    for (const std::u16string_view units :
-         {std::u16string_view(u"a\u0001"), std::u16string_view(u"\0", 1),
-          std::u16string_view(u"\uFFFE"), std::u16string_view(u"\uFFFF"),
-          std::u16string_view(u"\xD83D"), std::u16string_view(u"\xDE00\xD83D"),
-          std::u16string_view(u"a\xD83D"
-                              u"b")}) {
+    using Units = std::u16string_view;
+    for (const Units units : {Units(u"a\u0001"), Units(u"\0", 1), Units(u"\uFFFE"),
+                              Units(u"\uFFFF"), Units(u"\xD83D"), Units(u"\xDE00\xD83D z")}) {
         auto text = Text(units);
         auto asKey = DictionaryOf({{text, CFSTR("v")}}),
              asValue = DictionaryOf({{CFSTR("k"), text}});

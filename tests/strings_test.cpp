@@ -143,10 +143,8 @@ TEST_F(String, DecodingIsStrict)
         {"UTF-32 beyond", kUtf32BE, false, "\0\x11\0\0"s, null},
         {"unknown encoding", 0x0BFE, false, "a", null},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.want, Utf8Of(Decoded(row.bytes, row.encoding, row.isExternal)));
-    }
+    for (const auto& row : rows)
+        EXPECT_EQ(row.want, Utf8Of(Decoded(row.bytes, row.encoding, row.isExternal))) << row.name;
     // Too long by one to three bytes, surrogate, beyond Unicode, cut, tail alone, lead then ASCII.
     for (const char* bad : {"\xC0\x80", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80",
                             "\xF4\x90\x80\x80", "\xE2\x82", "a\x80", "\xC3("}) {
