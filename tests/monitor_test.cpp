@@ -277,6 +277,11 @@ TEST_F(Monitor, WhatWasSetStays)
     EXPECT_EQ(kPXErrNotFound, PXColorProfileSetMonitorICCProfile(bad));
     EXPECT_EQ(wide_, Read(0));
     EXPECT_EQ(kPXErrBadArgument, PXColorProfileSetMonitorICCProfile(nullptr));
+    // What is handed out is one object for all; without content it is no profile any more.
+    PXColorProfile monitor = PXColorProfileCreateStandard(kPXColorStandardDisplay);
+    EXPECT_EQ(kPXErrNotFound, PXColorProfileSetICCData(monitor, bad));
+    EXPECT_EQ(nullptr, PXColorProfileCreateStandard(kPXColorStandardDisplay));
+    PXColorProfileRelease(monitor);
 }
 
 }  // namespace

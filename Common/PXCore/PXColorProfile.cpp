@@ -104,11 +104,11 @@ PXColorProfile PXColorProfileCreate(void) noexcept
 
 PXColorProfile PXColorProfileCreateStandard(uint32_t signature) noexcept
 {
-    if (signature == kPXColorStandardDisplay) {
-        return ToHandle(ColorState::Shared().MonitorProfile().Detach());
-    }
-    PXRef<LCMSColorProfile> profile = ColorState::Shared().StandardProfileOf(signature);
-    if (!profile && !px::FindStandard(signature)) {
+    ColorState& state = ColorState::Shared();
+    const bool isMonitor = signature == kPXColorStandardDisplay;
+    PXRef<LCMSColorProfile> profile =
+        isMonitor ? state.MonitorProfile() : state.StandardProfileOf(signature);
+    if (!isMonitor && !px::FindStandard(signature)) {
         profile = NewProfile();
         // An unknown signature is logged by the object that refuses it.
         if (profile && profile->CreateStandard(signature) != kPXOK) return nullptr;

@@ -187,11 +187,11 @@ PX_API int PXColorProfileConvertColorSoftProofPXVec3F(PXColorProfile profile,
  *
  * Pixel layouts: RGB of 3 or 4 channels and CMYK of 4 channels in 8 or 16 bits, CMYK of 5 channels
  * in 8 bits, grey in 8 or 16 bits; others give kPXErrPixelLayout. The two images may differ in
- * depth and channels and may be the same image. Alpha is copied when both have four channels of
- * equal depth and are marked as carrying it. Fewer than 1000 rows or one band run on the caller's
- * thread, otherwise `bands` horizontal bands run side by side. An empty destination
- * profile gives kPXErrBadArgument; an empty source profile, or a pair that Little CMS refuses,
- * kPXErrTransform. */
+ * depth and channels and may be the same image. Alpha is copied, scaled to another depth, when both
+ * have four channels and are marked as carrying it; so is the fifth channel between CMYK images
+ * that are marked. Fewer than 1000 rows or one band run on the caller's thread, otherwise `bands`
+ * horizontal bands run side by side. An empty destination profile gives kPXErrBadArgument; an empty
+ * source profile, or a pair that Little CMS refuses, kPXErrTransform. */
 PX_API int PXColorProfileConvertProfile(PXColorProfile profile, PXColorProfile destinationProfile,
                                         PXImage source, PXImage destination, PXRect rect,
                                         int32_t intent) PX_NOEXCEPT;
