@@ -289,25 +289,27 @@ TEST(TransformCache, ForgetsProfilesThatGetOtherBytes)
     EXPECT_EQ(wanted.pixels, result);
 }
 
-TEST(TransformCacheThreads, ShareOneTransform)
+TEST(TransformCacheThreads, ShareTransformsBothWays)
 {
     const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
     const PXRect all = {0, 0, 50, 20};
     for (const int32_t depth : {8, 16}) {
-        Picture from(all, depth), wanted(all, depth);
+        Picture from(all, depth), there(all, depth), back(all, depth);
         from.Randomise(5);
-        ASSERT_EQ(0, Convert(srgb, adobe, from, wanted, all));
+        ASSERT_EQ(0, Convert(srgb, adobe, from, there, all));
+        ASSERT_EQ(0, Convert(adobe, srgb, from, back, all));
         px::TransformCache::Shared().Clear();
-        const auto work = [&] {
+        const auto work = [&](int begin) {
             Picture to(all, depth);
-            for (int i = 0; i < 30; ++i) {
-                ASSERT_EQ(0, Convert(srgb, adobe, from, to, all));
-                ASSERT_EQ(wanted.pixels, to.pixels);
+            for (int i = begin; i < begin + 40; ++i) {
+                ASSERT_EQ(0, i % 2 ? Convert(srgb, adobe, from, to, all)
+                                   : Convert(adobe, srgb, from, to, all));
+                ASSERT_EQ((i % 2 ? there : back).pixels, to.pixels);
                 if (i % 10 == 9) px::TransformCache::Shared().Clear();
             }
         };
-        std::thread other(work);
-        work();
+        std::thread other(work, 0);
+        work(1);
         other.join();
     }
 }

@@ -1,21 +1,15 @@
 #include "PXCore/PXColorProfile.h"
 
-#include "Base/Platform/Platform.h"
 #include "Image/ColorTransform.h"
 #include "Image/LCMSColorProfile.h"
 #include "support/CF.h"
 #include "support/ColourPictures.h"
 #include "support/EventLog.h"
-#include "support/FakeDisplay.h"
 #include "support/Profiles.h"
 #include "support/Seed.h"
-#include "support/TempFolder.h"
 
 #include <lcms2.h>
 
-#include <cerrno>
-#include <random>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -98,27 +92,6 @@ TEST(ColourProfile, StandardsHoldThePublishedFigures)
     }
 }
 
-TEST(ColourProfile, ReadsHeadersStrictly)
-{
-    const Bytes icc = StandardProfileBytes(kPXColorStandardProPhoto);
-    uint32_t model = 9, standard = 9;
-    EXPECT_EQ(0, PXColorProfileGetICCParams(DataOf(icc), &model, &standard));
-    EXPECT_EQ(2U, model);
-    EXPECT_EQ(uint32_t{kPXColorStandardProPhoto}, standard);
-
-    EventLog events;
-    Bytes version4 = icc, unsigned2 = icc;
-    version4[8] = 4;
-    version4[9] = 0;
-    unsigned2[36] = 'x';
-    const Bytes shortened(icc.begin(), icc.begin() + 127);
-    for (const Bytes& bad : {version4, unsigned2, shortened, MakeCMYKProfile() /* of 2.4 */}) {
-        EXPECT_EQ(kPXErrICCHeader, PXColorProfileGetICCParams(DataOf(bad), &model, &standard));
-        EXPECT_EQ(0U, model);
-    }
-    EXPECT_EQ(4, events.Count(kPXErrICCHeader));
-}
-
 TEST(ColourProfile, RefusesInconsistentBytes)
 {
     const Bytes good = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
@@ -155,56 +128,6 @@ TEST(ColourProfile, RefusesInconsistentBytes)
     EXPECT_EQ(kPXErrNotFound, profile.Open(good));
     PXColorProfileSetMaxICCSize(int64_t{64} << 20);
     EXPECT_EQ(0, profile.Open(good));
-}
-
-using ColourFolders = TempFolder;
-
-TEST_F(ColourFolders, HoldProfilesThatLoadByName)
-{
-    Write("user/Profiles/My Paper.icc",
-          BytesOf(DataOf(StandardProfileBytes(kPXColorStandardAdobeRGB1998))));
-    Write("user/Profiles/Broken.icc", std::string(300, 'b'));
-    Write("shared/Profiles/none", "");
-    const auto shared = FileURL(Path("shared"), true), user = FileURL(Path("user"), true);
-    const PXFolderContext context = {shared, user};
-    {
-        FakeDisplay display;
-        display.isSet = false;
-        EventLog events;
-        EXPECT_EQ(kPXErrMissing, PXColorProfileInitialize(&context));  // no display is known
-        EXPECT_EQ(1, events.Count(kPXErrMissing));
-    }
-    const struct {
-        const char* name;
-        std::string wanted;
-        bool isFound;
-    } rows[] = {
-        {"another case", "my paper.ICC", true},
-        {"absolute path", Path("user/Profiles/My Paper.icc"), true},
-        {"built-in", "srgb", true},
-        {"no profile inside", "Broken.icc", false},
-        {"a folder", Path("user"), false},
-        {"empty", "", false},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EventLog events;
-        const Profile profile(PXColorProfileCreateFromDisk(Text(row.wanted)));
-        EXPECT_EQ(row.isFound, profile != nullptr);
-        EXPECT_EQ(row.isFound, events.Messages().empty());
-    }
-    EventLog events;
-    EXPECT_EQ(nullptr, PXColorProfileCreateFromDisk(CFSTR("gone.icc")));
-    ASSERT_EQ(1U, events.Messages().size());
-    EXPECT_EQ("Can't find color profile: gone.icc. Error Number = 1003", events.Messages()[0]);
-    PXColorProfileInitialize(nullptr);
-}
-
-TEST(ColourProfile, InfoDictionaryRoundTrips)
-{
-    const Profile profile(kPXColorStandardProPhoto);
-    const Owned<CFDictionaryRef> info(PXColorProfileGetInfoCopy(profile));
-    EXPECT_EQ(profile.Data(), Profile(PXColorProfileCreateWithInfo(info)).Data());
 }
 
 TEST(ColourConversion, EqualsLittleCMSByteForByte)
@@ -253,35 +176,6 @@ TEST(ColourConversion, EqualsLittleCMSByteForByte)
     }
 }
 
-TEST(ColourConversion, CarriesAlphaAndLeavesTheRestAlone)
-{
-    const Profile srgb(kPXColorStandardSRGB), proPhoto(kPXColorStandardProPhoto);
-    for (const int32_t depth : {8, 16}) {
-        Picture from({0, 0, 9, 7}, depth, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
-        Picture to({0, 0, 9, 7}, depth, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
-        from.Randomise(3);
-        std::fill(to.pixels.begin(), to.pixels.end(), uint8_t{0xAB});
-        ASSERT_EQ(0, Convert(srgb, proPhoto, from, to, {2, 1, 5, 4}));
-        const size_t sample = size_t(depth) / 8;
-        for (size_t y = 0; y < 7; ++y) {
-            for (size_t x = 0; x < 9; ++x) {
-                const size_t pixel = (y * 9 + x) * 4 * sample, alpha = pixel + 3 * sample;
-                const bool isInside = x >= 2 && x < 7 && y >= 1 && y < 5;
-                for (size_t at = alpha; at < alpha + sample; ++at) {
-                    EXPECT_EQ(isInside ? from.pixels[at] : 0xAB, to.pixels[at]);
-                }
-                EXPECT_TRUE(isInside || to.pixels[pixel] == 0xAB);
-            }
-        }
-        // In place alpha stays by itself.
-        const Bytes before = from.pixels;
-        ASSERT_EQ(0, Convert(srgb, proPhoto, from, from, {0, 0, 9, 7}));
-        for (size_t at = 3 * sample; at < before.size(); at += 4 * sample) {
-            EXPECT_EQ(before[at], from.pixels[at]);
-        }
-    }
-}
-
 TEST(ColourConversion, CutsBandsAsDocumented)
 {
     const auto heights = [](int32_t height, int32_t count) {
@@ -299,35 +193,6 @@ TEST(ColourConversion, CutsBandsAsDocumented)
     EXPECT_EQ((std::vector<int32_t>{332, 332, 336}), heights(1000, 3));
     EXPECT_EQ((std::vector<int32_t>{1001}), heights(1001, 1));
     EXPECT_EQ((std::vector<int32_t>{3}), heights(3, 8));
-}
-
-TEST(ColourConversionThreads, BandsGiveTheSameBytes)
-{
-    const PXRect bounds = {0, 0, 17, 1201};
-    Picture from(bounds), whole(bounds);
-    from.Randomise(11);
-    const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
-    ASSERT_EQ(0, Convert(srgb, adobe, from, whole, bounds));
-    for (const int32_t bands : {2, 3, 8, 700}) {
-        Picture banded(bounds);
-        ASSERT_EQ(0, PXColorProfileConvertProfile2(srgb, adobe, from.image, banded.image, bounds,
-                                                   bands, 0));
-        EXPECT_EQ(whole.pixels, banded.pixels) << bands << " bands";
-    }
-}
-
-TEST(ColourConversionThreads, TwoThreadsMayCrossTheirProfiles)
-{
-    const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
-    const auto work = [](const Profile& first, const Profile& second) {
-        Picture picture({0, 0, 3, 3});
-        for (int i = 0; i < 100; ++i) {
-            EXPECT_EQ(0, Convert(first, second, picture, picture, {0, 0, 3, 3}));
-        }
-    };
-    std::thread other([&] { work(adobe, srgb); });
-    work(srgb, adobe);
-    other.join();
 }
 
 TEST(ColourConversion, ReportsProgressAndStops)

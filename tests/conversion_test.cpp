@@ -32,7 +32,7 @@ TEST(Conversion, CarriesAlphaBetweenAllLayouts)
 {
     const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
     const Profile cmyk(MakeCMYKProfile());
-    const PXRect all = {0, 0, 33, 5};
+    const PXRect all = {0, 0, 33, 5}, part = {1, 1, 31, 3};
     const struct {
         const char* name;
         int32_t fromDepth, toDepth, planes;
@@ -58,15 +58,20 @@ TEST(Conversion, CarriesAlphaBetweenAllLayouts)
         to.Randomise(6);
         const Bytes before = to.pixels;
         ASSERT_EQ(
-            0, isCMYK ? Convert(cmyk, cmyk, from, to, all) : Convert(srgb, adobe, from, to, all));
+            0, isCMYK ? Convert(cmyk, cmyk, from, to, part) : Convert(srgb, adobe, from, to, part));
         Picture untouched(all, row.toDepth, row.planes, model);
         untouched.pixels = before;
         const auto planes = static_cast<size_t>(row.planes);
-        for (size_t at = planes - 1; at < 33 * 5 * planes; at += planes) {
+        for (size_t at = 0; at < 33 * 5 * planes; ++at) {
+            const size_t pixel = at / planes, x = pixel % 33, y = pixel / 33;
+            const bool isInside = x >= 1 && x < 32 && y >= 1 && y < 4;
+            const bool isAlpha = at % planes == planes - 1;
+            if (isInside && !isAlpha) continue;
             const int64_t kept = SampleAt(untouched, row.toDepth, at);
             const int64_t carried =
                 ScaledAlpha(SampleAt(from, row.fromDepth, at), row.fromDepth, row.toDepth);
-            ASSERT_EQ(row.isCarried ? carried : kept, SampleAt(to, row.toDepth, at)) << at;
+            ASSERT_EQ(isInside && row.isCarried ? carried : kept, SampleAt(to, row.toDepth, at))
+                << at;
         }
     }
 }
@@ -155,19 +160,22 @@ private:
 
 TEST_F(ConversionThreads, OnlyAThousandRowsAndSeveralBandsUseThePool)
 {
-    const Profile srgb(kPXColorStandardSRGB);
+    const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
     const CountedPool pool;
     const struct {
         int32_t rows, bands;
         bool isPushed;
-    } cases[] = {{999, 8, false}, {1000, 1, false}, {1000, 8, true}};
+    } cases[] = {{999, 8, false}, {1000, 1, false}, {1000, 3, true}, {1201, 700, true}};
     for (const auto& row : cases) {
-        const PXRect bounds = {0, 0, 2, row.rows};
-        Picture image(bounds);
+        const PXRect bounds = {0, 0, 17, row.rows};
+        Picture from(bounds), whole(bounds), banded(bounds);
+        from.Randomise(11);
+        ASSERT_EQ(0, Convert(srgb, adobe, from, whole, bounds));
         pushes = 0;
-        ASSERT_EQ(0, PXColorProfileConvertProfile2(srgb, srgb, image.image, image.image, bounds,
+        ASSERT_EQ(0, PXColorProfileConvertProfile2(srgb, adobe, from.image, banded.image, bounds,
                                                    row.bands, 0));
         EXPECT_EQ(row.isPushed, pushes > 0) << row.rows << " rows, " << row.bands << " bands";
+        EXPECT_EQ(whole.pixels, banded.pixels);
     }
 }
 

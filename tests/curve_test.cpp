@@ -114,20 +114,6 @@ TEST_F(Curve, CalculatesAsTheRulesSay)
     }
 }
 
-TEST_F(Curve, IsFlatOutsideItsPointsAndStraightBetweenTwo)
-{
-    PXBezierCurve curve(0, 256, 256);
-    curve.setControlPoints({{0.5F, 0.25F}});
-    curve.calculateCurve();
-    EXPECT_THAT(curve.getSamples(), Each(0.25F));
-    curve.setControlPoints({{0.2F, 0.75F}, {0.8F, 0.25F}});
-    curve.calculateCurve();
-    EXPECT_EQ(0.75F, curve.curveAt(0));
-    EXPECT_EQ(0.25F, curve.curveAt(255));
-    for (int32_t i = 51; i <= 204; ++i)
-        EXPECT_NEAR(0.75 - 0.5 * (i - 51) / 153, curve.curveAt(i), 1e-6) << i;
-}
-
 TEST_F(Curve, StaysInTheUnitSquareForAnyPoints)
 {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();

@@ -2,7 +2,7 @@
 
 #include "PXCore/PXColorProfileDesc.h"
 
-#include "support/CF.h"
+#include "support/ColourPictures.h"
 #include "support/EventLog.h"
 #include "support/FakeDisplay.h"
 #include "support/Profiles.h"
@@ -10,7 +10,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -18,7 +20,14 @@ namespace {
 using namespace px::test;
 namespace fs = std::filesystem;
 
-std::string TextOf(const std::vector<uint8_t>& bytes)
+constexpr char kSRGBFile[] = "sRGB Color Space Profile.icm";
+
+struct DescRelease {
+    void operator()(PXColorProfileDesc desc) const { PXColorProfileDescRelease(desc); }
+};
+using Desc = std::unique_ptr<std::remove_pointer_t<PXColorProfileDesc>, DescRelease>;
+
+std::string TextOf(const Bytes& bytes)
 {
     return {bytes.begin(), bytes.end()};
 }
@@ -101,7 +110,8 @@ TEST_F(ProfileFiles, AreListedByDisplayName)
 TEST_F(ProfileFiles, AreDescribed)
 {
     Write("home/icc/Wide.icc", adobe_);
-    PXColorProfileDesc desc = PXColorProfileDescMakeFromPath(Text(Path("home/icc/Wide.icc")));
+    const Desc owned(PXColorProfileDescMakeFromPath(Text(Path("home/icc/Wide.icc"))));
+    const PXColorProfileDesc desc = owned.get();
     ASSERT_NE(nullptr, desc);
     EXPECT_EQ("Wide.icc", Utf8Of(PXColorProfileDescGetName(desc)));
     EXPECT_EQ("Adobe RGB (1998)", Utf8Of(PXColorProfileDescGetDisplayName(desc)));
@@ -112,17 +122,14 @@ TEST_F(ProfileFiles, AreDescribed)
 
     EXPECT_EQ(0, PXColorProfileDescSetName(desc, CFSTR("other.icc")));
     EXPECT_EQ(0, PXColorProfileDescSetDisplayName(desc, CFSTR("Other")));
-    PXColorProfile profile = PXColorProfileCreate();
+    const Profile profile;
     EXPECT_EQ(0, PXColorProfileSetICCNameFromDesc(profile, desc));
     EXPECT_EQ("other.icc", Utf8Of(PXColorProfileGetICCName(profile)));
     EXPECT_EQ("Other", Taken(PXColorProfileGetDisplayNameCopy(profile)));
-    PXColorProfileRelease(profile);
-    PXColorProfileDescRelease(desc);
 
-    PXColorProfileDesc srgb = PXColorProfileGetDefaultProfileDescCopy();
-    EXPECT_TRUE(CFEqual(kPXColorProfileNameSRGB, PXColorProfileDescGetName(srgb)));
-    EXPECT_EQ(nullptr, PXColorProfileDescGetURL(srgb));
-    PXColorProfileDescRelease(srgb);
+    const Desc srgb(PXColorProfileGetDefaultProfileDescCopy());
+    EXPECT_EQ(kSRGBFile, Utf8Of(PXColorProfileDescGetName(srgb.get())));
+    EXPECT_EQ(nullptr, PXColorProfileDescGetURL(srgb.get()));
     Write("home/icc/pipe.icc.txt", "no profile");
     EventLog events;
     EXPECT_EQ(nullptr, PXColorProfileDescMakeFromPath(Text(Path("home/icc/pipe.icc.txt"))));
@@ -131,47 +138,51 @@ TEST_F(ProfileFiles, AreDescribed)
     EXPECT_EQ(1, events.Count(kPXErrBadArgument));
 }
 
-TEST_F(ProfileFiles, AreFoundByEitherName)
+// By file name or path alone, and by any name.
+TEST_F(ProfileFiles, AreFoundByTheirNames)
 {
     Write("data/color/icc/x/Paper.icm", cmyk_);
-    PXColorProfileDesc paper =
-        PXColorProfileDescMakeFromPath(Text(Path("data/color/icc/x/Paper.icm")));
-    const std::string paperName = Utf8Of(PXColorProfileDescGetDisplayName(paper));
-    PXColorProfileDescRelease(paper);
+    Write("home/Quarvo/Profiles/My Screen.icc", adobe_);
+    Write("home/Quarvo/Profiles/Broken.icc", std::string(300, 'b'));
     const struct {
         const char* name;
         std::string wanted;
-        std::string fileName;  // of what is found
+        std::string onDisk, byAnyName;  // file names of what is found
     } rows[] = {
-        {"a standard's display name", "adobe rgb (1998)", "AdobeRGB1998.icc"},
-        {"a standard's file name", "PROPHOTO.ICM", "ProPhoto.icm"},
-        {"another name of sRGB", "sRGB built-in", "sRGB Color Space Profile.icm"},
-        {"a file name", "paper.ICM", "Paper.icm"},
-        {"a display name", paperName, "Paper.icm"},
-        {"an absolute path", Path("data/color/icc/x/Paper.icm"), "Paper.icm"},
-        {"none", "paper", ""},
+        {"a standard's display name", "adobe rgb (1998)", "", "AdobeRGB1998.icc"},
+        {"a standard's file name", "PROPHOTO.ICM", "ProPhoto.icm", "ProPhoto.icm"},
+        {"another name of sRGB", "sRGB built-in", kSRGBFile, kSRGBFile},
+        {"a file name", "paper.ICM", "Paper.icm", "Paper.icm"},
+        {"a user's file name", "my screen.icc", "My Screen.icc", "My Screen.icc"},
+        {"a display name", "plain inks", "", "Paper.icm"},
+        {"an absolute path", Path("data/color/icc/x/Paper.icm"), "Paper.icm", "Paper.icm"},
+        {"no profile inside", "Broken.icc", "", ""},
+        {"a folder", Path("data"), "", ""},
+        {"empty", "", "", ""},
+        {"none", "paper", "", ""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EventLog events;
-        PXColorProfile profile = nullptr;
-        EXPECT_EQ(row.fileName.empty() ? kPXErrNotFound : 0,
-                  PXColorProfileCreateWithName(Text(row.wanted), &profile));
-        EXPECT_EQ(row.fileName.empty() ? 1U : 0U, events.Messages().size());
-        EXPECT_EQ(row.fileName, profile ? Utf8Of(PXColorProfileGetICCName(profile)) : "");
-        if (const uint32_t standard = profile ? PXColorProfileGetStandard(profile) : 0;
-            standard > kPXColorStandardOther) {
-            PXColorProfile shared = PXColorProfileCreateStandard(standard);
-            EXPECT_EQ(shared, profile);
-            PXColorProfileRelease(shared);
-        }
-        PXColorProfileRelease(profile);
+        const Profile found(PXColorProfileCreateFromDisk(Text(row.wanted)));
+        EXPECT_EQ(row.onDisk, found ? Utf8Of(PXColorProfileGetICCName(found)) : "");
+        EXPECT_EQ(row.onDisk.empty() ? 1U : 0U, events.Messages().size());
+        PXColorProfile handle = nullptr;
+        const bool isFound = !row.byAnyName.empty();
+        EXPECT_EQ(isFound ? 0 : kPXErrNotFound,
+                  PXColorProfileCreateWithName(Text(row.wanted), &handle));
+        const Profile profile(handle);
+        EXPECT_EQ(row.byAnyName, profile ? Utf8Of(PXColorProfileGetICCName(profile)) : "");
+        const uint32_t standard = isFound ? PXColorProfileGetStandard(profile) : 0;
+        EXPECT_TRUE(standard <= kPXColorStandardOther || handle == Profile(standard));
     }
-    PXColorProfileDesc found =
-        PXColorProfileGetColorProfileDescWithDisplayNameCopy(Text(paperName));
-    EXPECT_EQ("Paper.icm", Utf8Of(PXColorProfileDescGetName(found)));
-    PXColorProfileDescRelease(found);
+    const Desc found(PXColorProfileGetColorProfileDescWithDisplayNameCopy(CFSTR("PLAIN INKS")));
+    EXPECT_EQ("Paper.icm", Utf8Of(PXColorProfileDescGetName(found.get())));
+    EventLog events;
     EXPECT_EQ(nullptr, PXColorProfileGetColorProfileDescWithDisplayNameCopy(CFSTR("none")));
+    EXPECT_EQ(nullptr, PXColorProfileCreateFromDisk(CFSTR("gone.icc")));
+    EXPECT_EQ(std::vector<std::string>{"Can't find color profile: gone.icc. Error Number = 1003"},
+              events.Messages());
 }
 
 TEST_F(ProfileFiles, AreValidForUsersWhenRGB)
@@ -227,13 +238,13 @@ TEST_F(ProfileFiles, AreImportedByWhatTheyAre)
             PXColorProfileDesc desc = nullptr;
             const int want = isDescribed ? row.described : row.bare;
             EXPECT_EQ(want, Import(Path(from), isDescribed ? &desc : nullptr));
+            const Desc owned(desc);
             EXPECT_EQ(want ? 1U : 0U, events.Messages().size());
             EXPECT_EQ(want ? Names{} : Names{row.fileName}, Imported());
             EXPECT_EQ(isDescribed && !want, desc != nullptr);
             if (!desc) continue;
             EXPECT_EQ("Adobe RGB (1998)", Utf8Of(PXColorProfileDescGetDisplayName(desc)));
             EXPECT_EQ(user_ + "/" + row.fileName, Utf8Of(PXColorProfileGetPathFromDesc(desc)));
-            PXColorProfileDescRelease(desc);
         }
     }
 }

@@ -14,16 +14,6 @@ namespace px::test {
 
 namespace {
 
-std::vector<uint8_t> SaveAndClose(cmsHPROFILE profile)
-{
-    cmsUInt32Number size = 0;
-    cmsSaveProfileToMem(profile, nullptr, &size);
-    std::vector<uint8_t> bytes(size);
-    cmsSaveProfileToMem(profile, bytes.data(), &size);
-    cmsCloseProfile(profile);
-    return bytes;
-}
-
 // Inks multiply the light they let through; black is the same for all three channels.
 cmsInt32Number InksToLab(const cmsUInt16Number in[], cmsUInt16Number out[], void* toLab)
 {
@@ -67,6 +57,16 @@ void WriteTable(cmsHPROFILE profile, cmsTagSignature tag, cmsUInt32Number inputs
 }
 
 }  // namespace
+
+std::vector<uint8_t> SaveAndClose(cmsHPROFILE profile)
+{
+    cmsUInt32Number size = 0;
+    cmsSaveProfileToMem(profile, nullptr, &size);
+    std::vector<uint8_t> bytes(size);
+    cmsSaveProfileToMem(profile, bytes.data(), &size);
+    cmsCloseProfile(profile);
+    return bytes;
+}
 
 std::vector<uint8_t> MakeCMYKProfile()
 {
@@ -126,17 +126,20 @@ void* MakeLittleCMSContext()
 }
 
 void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
-                        const uint8_t* source, uint8_t* destination, size_t pixelCount)
+                        const void* source, void* destination, size_t pixelCount)
 {
-    auto context = static_cast<cmsContext>(MakeLittleCMSContext());
+    const bool isExact = T_FLOAT(from.type);
+    auto context = isExact ? cmsCreateContext(nullptr, nullptr)
+                           : static_cast<cmsContext>(MakeLittleCMSContext());
     const auto open = [context](const std::vector<uint8_t>& icc) {
         return icc.empty()
                    ? cmsCreate_sRGBProfileTHR(context)
                    : cmsOpenProfileFromMemTHR(context, icc.data(), cmsUInt32Number(icc.size()));
     };
     cmsHPROFILE a = open(from.icc), b = open(to.icc);
-    cmsHTRANSFORM transform = cmsCreateTransformTHR(context, a, from.type, b, to.type, intent,
-                                                    cmsFLAGS_BLACKPOINTCOMPENSATION);
+    cmsHTRANSFORM transform = cmsCreateTransformTHR(
+        context, a, from.type, b, to.type, intent,
+        cmsFLAGS_BLACKPOINTCOMPENSATION | (isExact ? cmsFLAGS_NOOPTIMIZE : 0U));
     EXPECT_NE(nullptr, transform);
     if (transform) {
         cmsDoTransform(transform, source, destination, cmsUInt32Number(pixelCount));

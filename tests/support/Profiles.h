@@ -15,6 +15,9 @@ std::vector<uint8_t> MakeGreyProfile();
 // The profile bytes of a standard profile as the library finds it.
 std::vector<uint8_t> StandardProfileBytes(uint32_t signature);
 
+// The bytes of a profile of Little CMS, which is closed.
+std::vector<uint8_t> SaveAndClose(void* profile);
+
 // A Little CMS context with the plug-in of the library, for comparisons byte for byte; the caller
 // deletes it.
 void* MakeLittleCMSContext();
@@ -24,8 +27,9 @@ struct LittleCMSSide {
     const std::vector<uint8_t>& icc;
     uint32_t type;
 };
-// Converts all pixels at once, with black point compensation, by Little CMS alone.
+// Converts all pixels at once, with black point compensation, by Little CMS alone; floats without
+// the plug-in, which rounds and clamps them, and without any other optimisation.
 void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
-                        const uint8_t* source, uint8_t* destination, size_t pixelCount);
+                        const void* source, void* destination, size_t pixelCount);
 
 }  // namespace px::test
