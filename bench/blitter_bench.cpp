@@ -98,6 +98,14 @@ void Accelerated(benchmark::State& state, const Work& work, const px::ResizeKern
     px::ForceResizeKernels(nullptr);
 }
 
+#if defined(PX_HAVE_OPENCV)
+cv::Mat MatOf(const Work& work, int width, int height, std::vector<uint8_t>& bytes)
+{
+    const int type = CV_MAKETYPE(work.depth == 8 ? CV_8U : CV_16U, static_cast<int>(work.channels));
+    return {height, width, type, bytes.data()};
+}
+#endif
+
 #if defined(PX_HAVE_ZIMG)
 zimg_image_format FormatOf(const Work& work, int width, int height)
 {
@@ -112,8 +120,36 @@ zimg_image_format FormatOf(const Work& work, int width, int height)
     return format;
 }
 
-// One plane at a time, from aligned planes to aligned planes: no interleaving is timed.
-void ZimgPlanar(benchmark::State& state, const Work& work)
+// Aligned planes of an image's channels.
+struct Planes {
+    Planes(const Work& work, int planeWidth, int planeHeight)
+        : width(planeWidth),
+          height(planeHeight),
+          stride((static_cast<size_t>(width) * work.depth / 8 + 63) / 64 * 64)
+    {
+        for (uint32_t c = 0; c < work.channels; ++c) {
+            planes.push_back(px::MakeAligned<uint8_t>(stride * static_cast<size_t>(height)));
+        }
+    }
+
+#if defined(PX_HAVE_OPENCV)
+    std::vector<cv::Mat> Mats(const Work& work) const
+    {
+        std::vector<cv::Mat> mats;
+        for (const auto& plane : planes) {
+            mats.emplace_back(height, width, work.depth == 8 ? CV_8U : CV_16U, plane.get(), stride);
+        }
+        return mats;
+    }
+#endif
+
+    int width, height;
+    size_t stride;
+    std::vector<px::AlignedBlock<uint8_t>> planes;
+};
+
+// One plane at a time. Interleaved images are split into planes before and merged after.
+void Zimg(benchmark::State& state, const Work& work, [[maybe_unused]] bool isInterleaved)
 {
     const zimg_image_format src = FormatOf(work, work.srcWidth, work.srcHeight);
     const zimg_image_format dst = FormatOf(work, work.dstWidth, work.dstHeight);
@@ -130,32 +166,36 @@ void ZimgPlanar(benchmark::State& state, const Work& work)
     if (!graph) return state.SkipWithError("no graph");
     size_t bytes = 0;
     zimg_filter_graph_get_tmp_size(graph.get(), &bytes);
-    const auto sampleBytes = work.depth / 8;
-    const auto stride = [&](int width) {
-        return (static_cast<size_t>(width) * sampleBytes + 63) / 64 * 64;
-    };
     const auto scratch = px::MakeAligned<uint8_t>(bytes);
-    std::vector<px::AlignedBlock<uint8_t>> from;
-    std::vector<px::AlignedBlock<uint8_t>> to;
-    const Images images(work);
-    for (uint32_t c = 0; c < work.channels; ++c) {
-        const size_t size = stride(work.srcWidth) * static_cast<size_t>(work.srcHeight);
-        from.push_back(px::MakeAligned<uint8_t>(size));
-        for (size_t i = 0; i < size; ++i) from[c][i] = images.src[i % images.src.size()];
-        to.push_back(
-            px::MakeAligned<uint8_t>(stride(work.dstWidth) * static_cast<size_t>(work.dstHeight)));
+    Images images(work);
+    const Planes from(work, work.srcWidth, work.srcHeight);
+    const Planes to(work, work.dstWidth, work.dstHeight);
+    for (const auto& plane : from.planes) {
+        const size_t size = from.stride * static_cast<size_t>(work.srcHeight);
+        for (size_t i = 0; i < size; ++i) plane[i] = images.src[i % images.src.size()];
     }
+#if defined(PX_HAVE_OPENCV)
+    std::vector<cv::Mat> fromMats = from.Mats(work);
+    const std::vector<cv::Mat> toMats = to.Mats(work);
+    const cv::Mat srcMat = MatOf(work, work.srcWidth, work.srcHeight, images.src);
+    cv::Mat dstMat = MatOf(work, work.dstWidth, work.dstHeight, images.dst);
+#endif
     for (auto _ : state) {
+#if defined(PX_HAVE_OPENCV)
+        if (isInterleaved) cv::split(srcMat, fromMats.data());
+#endif
         for (uint32_t c = 0; c < work.channels; ++c) {
             zimg_image_buffer_const in = {ZIMG_API_VERSION, {}};
-            in.plane[0] = {from[c].get(), static_cast<ptrdiff_t>(stride(work.srcWidth)),
+            in.plane[0] = {from.planes[c].get(), static_cast<ptrdiff_t>(from.stride),
                            ZIMG_BUFFER_MAX};
             zimg_image_buffer out = {ZIMG_API_VERSION, {}};
-            out.plane[0] = {to[c].get(), static_cast<ptrdiff_t>(stride(work.dstWidth)),
-                            ZIMG_BUFFER_MAX};
+            out.plane[0] = {to.planes[c].get(), static_cast<ptrdiff_t>(to.stride), ZIMG_BUFFER_MAX};
             zimg_filter_graph_process(graph.get(), &in, &out, scratch.get(), nullptr, nullptr,
                                       nullptr, nullptr);
         }
+#if defined(PX_HAVE_OPENCV)
+        if (isInterleaved) cv::merge(toMats.data(), toMats.size(), dstMat);
+#endif
         benchmark::ClobberMemory();
     }
     Count(state, work);
@@ -170,9 +210,8 @@ void OpenCV(benchmark::State& state, const Work& work)
     Images images(work);
     constexpr int kFilters[] = {cv::INTER_NEAREST, cv::INTER_AREA, cv::INTER_CUBIC,
                                 cv::INTER_LANCZOS4};
-    const int type = CV_MAKETYPE(work.depth == 8 ? CV_8U : CV_16U, static_cast<int>(work.channels));
-    const cv::Mat src(work.srcHeight, work.srcWidth, type, images.src.data());
-    cv::Mat dst(work.dstHeight, work.dstWidth, type, images.dst.data());
+    const cv::Mat src = MatOf(work, work.srcWidth, work.srcHeight, images.src);
+    cv::Mat dst = MatOf(work, work.dstWidth, work.dstHeight, images.dst);
     for (auto _ : state) {
         cv::resize(src, dst, dst.size(), 0, 0, kFilters[work.filter]);
         benchmark::ClobberMemory();
@@ -199,8 +238,14 @@ const bool registered = [] {
         }
         RegisterAll(work, name + "/accelerated_", px::AllResizeKernels(), Accelerated);
 #if defined(PX_HAVE_ZIMG)
-        benchmark::RegisterBenchmark((name + "/zimg_planar").c_str(), ZimgPlanar, work)
+        benchmark::RegisterBenchmark((name + "/zimg_planar").c_str(), Zimg, work, false)
             ->Unit(benchmark::kMillisecond);
+#endif
+#if defined(PX_HAVE_ZIMG) && defined(PX_HAVE_OPENCV)
+        if (work.channels > 1) {
+            benchmark::RegisterBenchmark((name + "/zimg_interleaved").c_str(), Zimg, work, true)
+                ->Unit(benchmark::kMillisecond);
+        }
 #endif
 #if defined(PX_HAVE_OPENCV)
         benchmark::RegisterBenchmark((name + "/opencv").c_str(), OpenCV, work)
