@@ -128,6 +128,8 @@ public:
 private:
     void RunStrip(int64_t firstPixel, int64_t pixels);
     void LoadSteps(int64_t end);
+    void PlanAhead(int64_t nextRow, size_t pieces);
+    void BringPieceNear();
     void BringNearToWrite(int64_t firstRow, int64_t rows) const;
     void FilterRows(int64_t firstRow, int64_t rows);
     ResizeRowSum RowSum(int64_t row, int64_t firstStep, uint8_t* filtered, size_t at) const;
@@ -187,6 +189,13 @@ private:
     int64_t realBegin_ = 0, realEnd_ = 0;
     bool spreadsRows_ = false;  // filtered rows come as steps: their real columns begin with one
     int64_t loaded_ = 0;        // steps of rows below this one are in the ring
+
+    // The source rows of the next batch are brought near piece by piece while this one is filtered,
+    // so that memory works while the processor computes.
+    int64_t nearRow_ = 0, nearEnd_ = 0;
+    size_t nearLine_ = 0;   // the next cache line of nearRow_
+    size_t nearLines_ = 0;  // of a row
+    size_t nearPiece_ = 0;
 };
 
 template <class T>
@@ -230,6 +239,38 @@ void Strips<T>::LoadSteps(int64_t end)
     }
 }
 
+// Divides the rows that the batch from `nextRow` on reads for the first time into pieces. Rows of
+// words and of one channel gain nothing by it.
+template <class T>
+void Strips<T>::PlanAhead(int64_t nextRow, size_t pieces)
+{
+    nearRow_ = Positions(loaded_);
+    nearEnd_ = nearRow_;
+    nearLine_ = 0;
+    nearLines_ = Size((realEnd_ - realBegin_) * PixelBytes()) / 64 + 1;
+    if (numbers_ && channels_ > 1 && nextRow < size_.height) {
+        const int64_t lastRow = std::min<int64_t>(nextRow + kBatchRows, size_.height) - 1;
+        const ResizeSteps last = RowSteps()[lastRow];
+        nearEnd_ = std::min(Positions(int64_t{last.first} + last.count), toY_ + 1);
+    }
+    const size_t rows = nearEnd_ > nearRow_ ? Size(nearEnd_ - nearRow_) : 0;
+    nearPiece_ = (rows * nearLines_ + pieces - 1) / pieces;
+}
+
+template <class T>
+void Strips<T>::BringPieceNear()
+{
+    for (size_t left = nearPiece_; left > 0 && nearRow_ < nearEnd_;) {
+        const uint8_t* const row = SourceRow(nearRow_);
+        const size_t end = std::min(nearLines_, nearLine_ + left);
+        left -= end - nearLine_;
+        for (; nearLine_ < end; ++nearLine_) __builtin_prefetch(row + nearLine_ * 64, 0, 2);
+        if (nearLine_ < nearLines_) return;
+        nearLine_ = 0;
+        ++nearRow_;
+    }
+}
+
 // Short pieces of many rows are written, which no processor foresees.
 template <class T>
 void Strips<T>::BringNearToWrite(int64_t firstRow, int64_t rows) const
@@ -253,9 +294,11 @@ void Strips<T>::FilterRows(int64_t firstRow, int64_t rows)
     const size_t near = Size(endStep - firstStep) * (RowKind() == kRowOfWords ? 2 : 4);
     const size_t stretch =
         std::max(kNearBytes / near / kShortestStretch, size_t{1}) * kShortestStretch;
+    PlanAhead(firstRow + rows, (lanes / stretch + 1) * Size((rows + 1) / 2));
     for (size_t at = 0; at < lanes; at += stretch) {
         const size_t count = std::min(stretch, lanes - at);
         for (int64_t i = 0; i < rows;) {
+            BringPieceNear();
             const bool isPair = i + 1 < rows && HaveCommonSteps(steps[i], steps[i + 1]);
             ResizeRowJob job = {pointers_, {}, isPair ? 2U : 1U, at, count, spreadsRows_};
             for (size_t k = 0; k < job.sumCount; ++k, ++i) {
