@@ -18,7 +18,8 @@ namespace hn = hwy::HWY_NAMESPACE;
 using Floats = hn::CappedTag<float, 16>;
 constexpr size_t kLanes = hn::MaxLanes(Floats());
 
-// Gathering: square blocks of 16 bytes by as many rows are transposed, then widened.
+// Gathering: square blocks of 16 bytes by as many rows are transposed, then widened; a vector holds
+// blocks of several groups of rows.
 
 #if HWY_TARGET == HWY_SCALAR
 
@@ -57,72 +58,85 @@ struct WordOf<8> {
 };
 
 using Bytes16 = hn::FixedTag<uint8_t, 16>;
-using Block = hn::Vec<Bytes16>;
+using Bytes = hn::CappedTag<uint8_t, 64>;
+using BytesVec = hn::Vec<Bytes>;
+// A vector holds 16 bytes of as many rows as it has blocks, each of another group of rows.
+constexpr size_t kBlocks = hn::MaxLanes(Bytes()) / 16;
 
-// Rows of 16 / kWordBytes words become columns: interleaving each row with the one half the rows
+// Groups of 16 / kWordBytes rows become columns: interleaving each row with the one half the rows
 // below, as often as the number of rows can be halved, is the transposition.
 template <size_t kWordBytes>
-HWY_INLINE void Transpose(Block* blocks)
+HWY_INLINE void Transpose(BytesVec* rows)
 {
     constexpr size_t kRows = 16 / kWordBytes;
-    const hn::FixedTag<typename WordOf<kWordBytes>::Type, kRows> d;
-    const Bytes16 bytes;
-    Block other[kRows];
+    const hn::Repartition<typename WordOf<kWordBytes>::Type, Bytes> d;
+    const Bytes bytes;
+    BytesVec other[kRows];
     HWY_UNROLL(4)
     for (size_t step = 1; step < kRows; step *= 2) {
         HWY_UNROLL(8)
         for (size_t i = 0; i < kRows / 2; ++i) {
-            const auto upper = hn::BitCast(d, blocks[i]);
-            const auto lower = hn::BitCast(d, blocks[i + kRows / 2]);
+            const auto upper = hn::BitCast(d, rows[i]);
+            const auto lower = hn::BitCast(d, rows[i + kRows / 2]);
             other[2 * i] = hn::BitCast(bytes, hn::InterleaveLower(d, upper, lower));
             other[2 * i + 1] = hn::BitCast(bytes, hn::InterleaveUpper(d, upper, lower));
         }
         HWY_UNROLL(16)
-        for (size_t i = 0; i < kRows; ++i) blocks[i] = other[i];
+        for (size_t i = 0; i < kRows; ++i) rows[i] = other[i];
     }
 }
 
-// The samples of a block as floats.
-template <class T>
-HWY_INLINE void Widen(Block block, float* HWY_RESTRICT out)
+// 16 bytes of each of a vector's rows, which are `step` apart.
+HWY_INLINE hn::Vec<Bytes16> LoadRows(Bytes16 d, const uint8_t* const* rows, size_t /*step*/,
+                                     size_t offset)
 {
-    constexpr size_t kSamples = 16 / sizeof(T);
-    constexpr size_t kPart = HWY_MIN(kSamples, kLanes);
-    const hn::FixedTag<T, kSamples> d;
-    const hn::FixedTag<T, kPart> part;
-    const hn::FixedTag<int32_t, kPart> numbers;
-    const hn::FixedTag<float, kPart> floats;
-    if constexpr (kPart == kSamples) {
-        const auto wide = hn::PromoteTo(numbers, hn::BitCast(d, block));
+    return hn::LoadU(d, rows[0] + offset);
+}
+
+template <class D>
+HWY_INLINE hn::Vec<D> LoadRows(D d, const uint8_t* const* rows, size_t step, size_t offset)
+{
+    const hn::Half<D> half;
+    const size_t further = hn::MaxLanes(half) / 16 * step;
+    return hn::Combine(d, LoadRows(half, rows + further, step, offset),
+                       LoadRows(half, rows, step, offset));
+}
+
+// The samples of blocks as floats, a vector of floats at a time.
+template <class T, class D>
+HWY_INLINE void Widen(D, hn::Vec<D> blocks, float* HWY_RESTRICT out)
+{
+    constexpr size_t kSamples = hn::MaxLanes(D()) / sizeof(T);
+    if constexpr (kSamples <= kLanes) {
+        const hn::FixedTag<T, kSamples> d;
+        const hn::FixedTag<int32_t, kSamples> numbers;
+        const hn::FixedTag<float, kSamples> floats;
+        const auto wide = hn::PromoteTo(numbers, hn::BitCast(d, blocks));
         hn::Store(hn::ConvertTo(floats, wide), floats, out);
     } else {
-        HWY_ALIGN T samples[kSamples];
-        hn::Store(hn::BitCast(d, block), d, samples);
-        HWY_UNROLL(4)
-        for (size_t i = 0; i < kSamples; i += kPart) {
-            const auto wide = hn::PromoteTo(numbers, hn::LoadU(part, samples + i));
-            hn::Store(hn::ConvertTo(floats, wide), floats, out + i);
-        }
+        const hn::Half<D> half;
+        Widen<T>(half, hn::LowerHalf(half, blocks), out);
+        Widen<T>(half, hn::UpperHalf(half, blocks), out + kSamples / 2);
     }
 }
 
-// `units` columns (at most a block of them) of one group of rows.
+// `units` columns (at most as many as a block has words) of the groups of rows of one vector.
 template <class T, size_t kUnit>
-HWY_INLINE void GatherBlock(const uint8_t* const* rows, size_t offset, size_t units,
-                            float* HWY_RESTRICT columns)
+HWY_INLINE void GatherBlocks(const uint8_t* const* rows, size_t offset, size_t units,
+                             float* HWY_RESTRICT columns)
 {
     constexpr size_t kWordBytes = kUnit * sizeof(T);
     constexpr size_t kRows = 16 / kWordBytes;
-    const Bytes16 bytes;
-    Block blocks[kRows];
+    const Bytes d;
+    BytesVec words[kRows];
     HWY_UNROLL(16)
-    for (size_t row = 0; row < kRows; ++row) blocks[row] = hn::LoadU(bytes, rows[row] + offset);
-    Transpose<kWordBytes>(blocks);
+    for (size_t row = 0; row < kRows; ++row) words[row] = LoadRows(d, rows + row, kRows, offset);
+    Transpose<kWordBytes>(words);
     if (HWY_LIKELY(units == kRows)) {
         HWY_UNROLL(16)
-        for (size_t i = 0; i < kRows; ++i) Widen<T>(blocks[i], columns + i * kBlockLanes);
+        for (size_t i = 0; i < kRows; ++i) Widen<T>(d, words[i], columns + i * kBlockLanes);
     } else {
-        for (size_t i = 0; i < units; ++i) Widen<T>(blocks[i], columns + i * kBlockLanes);
+        for (size_t i = 0; i < units; ++i) Widen<T>(d, words[i], columns + i * kBlockLanes);
     }
 }
 
@@ -131,14 +145,14 @@ template <class T, size_t kUnit>
 HWY_NOINLINE void GatherRest(const uint8_t* const* rows, size_t offset, size_t units,
                              float* columns)
 {
-    constexpr size_t kRows = 16 / (kUnit * sizeof(T));
+    constexpr size_t kRows = kBlocks * 16 / (kUnit * sizeof(T));
     HWY_ALIGN uint8_t copies[kRows][16] = {};
     const uint8_t* starts[kRows];
     for (size_t row = 0; row < kRows; ++row) {
         std::memcpy(copies[row], rows[row] + offset, units * kUnit * sizeof(T));
         starts[row] = copies[row];
     }
-    GatherBlock<T, kUnit>(starts, 0, units, columns);
+    GatherBlocks<T, kUnit>(starts, 0, units, columns);
 }
 
 // Brings the cache lines near that blocks further down will load at this offset.
@@ -155,18 +169,19 @@ HWY_INLINE void BringNear(const uint8_t* const* rows, size_t offset, size_t ahea
 template <class T, size_t kUnit>
 void Gather(const GatherJob& job)
 {
-    constexpr size_t kRows = 16 / (kUnit * sizeof(T));  // also the columns of a block
-    for (size_t lane = 0; lane < job.lanes; lane += kRows * kUnit) {
-        const uint8_t* const* group = job.rows + lane / kUnit;
+    constexpr size_t kColumns = 16 / (kUnit * sizeof(T));
+    constexpr size_t kVectorLanes = kBlocks * kColumns * kUnit;
+    for (size_t lane = 0; lane < job.lanes; lane += kVectorLanes) {
+        const uint8_t* const* rows = job.rows + lane / kUnit;
         float* columns = job.columns + lane;
         size_t offset = job.offset;
         size_t i = 0;
-        for (; i + kRows <= job.units; i += kRows, offset += 16) {
-            if ((offset & 48) == 0) BringNear<kRows>(group, offset, job.ahead);
-            GatherBlock<T, kUnit>(group, offset, kRows, columns + i * kBlockLanes);
+        for (; i + kColumns <= job.units; i += kColumns, offset += 16) {
+            if ((offset & 48) == 0) BringNear<kBlocks * kColumns>(rows, offset, job.ahead);
+            GatherBlocks<T, kUnit>(rows, offset, kColumns, columns + i * kBlockLanes);
         }
         if (i < job.units) {
-            GatherRest<T, kUnit>(group, offset, job.units - i, columns + i * kBlockLanes);
+            GatherRest<T, kUnit>(rows, offset, job.units - i, columns + i * kBlockLanes);
         }
     }
 }

@@ -13,8 +13,14 @@ namespace {
 constexpr char kEventSource[] = "SIMDBlitter";
 
 constexpr int64_t kTileWidth = 128;
-// Floats of converted source columns at a time: half of a 64 KiB share of the second-level cache.
-constexpr size_t kColumnFloats = 8192;
+// Floats of source columns that are converted at a time, and are filtered while they are in a
+// first-level cache; and of the memory for columns, which are moved to its start at its end.
+constexpr size_t kStepFloats = 2048;
+constexpr size_t kColumnFloats = 16384;
+// Columns are converted by this many: a multiple of what the kernels take at a time.
+constexpr int64_t kColumnGroup = 16;
+// Destination pixels filtered horizontally at a time, at most.
+constexpr size_t kMostPixels = 128;
 // Destination rows filtered together, stretch by stretch: the floats of a stretch that all of them
 // read fill most of a 32 KiB first-level cache.
 constexpr size_t kBatchRows = 16;
@@ -60,11 +66,24 @@ public:
 
 private:
     void FilterBlock(int64_t firstRow, size_t rows);
+    size_t PixelsAtOnce(size_t firstPixel) const;
     void FilterPixels(size_t firstPixel, size_t pixels, const uint8_t* const* rows, size_t rowCount,
                       float* const* ringRows);
+    void PrepareColumns(int64_t first, int64_t end, const uint8_t* const* rows, size_t lanes);
     void GatherColumns(int64_t first, int64_t last, const uint8_t* const* rows, size_t lanes);
     void EmitRows(int64_t firstRow, size_t rows);
 
+    size_t PixelFloats() const { return shape_.UnitsPerPixel() * kBlockLanes; }
+    float* Column(int64_t column) const
+    {
+        return columns_ + Size(column - columnsFirst_) * PixelFloats();
+    }
+    BlitTaps TapsOf(size_t pixel) const { return x_.Taps(column_ + static_cast<int64_t>(pixel)); }
+    int64_t ColumnsEndOf(size_t pixel) const
+    {
+        const BlitTaps taps = TapsOf(pixel);
+        return taps.first + taps.count;
+    }
     float* RingRow(int64_t sourceRow) const
     {
         return ring_ + Size(sourceRow) % ringRows_ * ringStride_;
@@ -82,8 +101,10 @@ private:
     const BlitView& view_;
     const size_t blockRows_;
 
-    size_t mostPixels_ = 0;  // whose columns fit the scratch
+    // Of the block in work the source columns from columnsFirst_ up to columnsEnd_ are there.
     float* columns_ = nullptr;
+    int64_t mostColumns_ = 0;
+    int64_t columnsFirst_ = 0, columnsEnd_ = 0;
     float* ring_ = nullptr;
     size_t ringRows_ = 0;
     size_t ringStride_ = 0;
@@ -95,12 +116,10 @@ private:
 
 bool Strip::Reserve(size_t widest)
 {
-    // At least one output pixel's taps fit; an enlarging filter's neighbours share most of theirs.
-    const size_t pixelFloats = shape_.UnitsPerPixel() * kBlockLanes;
-    const size_t window = Size(x_.MaxCount());
-    const size_t columns = std::max(kColumnFloats / pixelFloats, 2 * window);
-    mostPixels_ = columns;
-    columns_ = scratch_.columns.Reserve(columns * pixelFloats);
+    // One output pixel's taps, a step and a group fit at least; twice, lest they move too often.
+    const size_t most = Size(x_.MaxCount() + kColumnGroup) + kStepFloats / PixelFloats();
+    mostColumns_ = static_cast<int64_t>(std::max(kColumnFloats / PixelFloats(), 2 * most));
+    columns_ = scratch_.columns.Reserve(Size(mostColumns_) * PixelFloats());
 
     // The last row takes what belongs to no row. Rows are staggered by a cache line.
     ringRows_ = Size(y_.MaxCount()) + blockRows_;
@@ -147,35 +166,36 @@ void Strip::FilterBlock(int64_t firstRow, size_t rows)
         targets[i] = i < rows ? RingRow(firstRow + static_cast<int64_t>(i))
                               : ring_ + ringRows_ * ringStride_;
     }
+    columnsFirst_ = TapsOf(0).first;
+    columnsEnd_ = columnsFirst_;
     for (size_t pixel = 0; pixel < width_;) {
-        const int64_t first = x_.Taps(column_ + static_cast<int64_t>(pixel)).first;
-        size_t pixels = 1;
-        while (pixel + pixels < width_) {
-            const BlitTaps taps = x_.Taps(column_ + static_cast<int64_t>(pixel + pixels));
-            if (Size(taps.first + taps.count - first) > mostPixels_) break;
-            ++pixels;
-        }
+        const size_t pixels = PixelsAtOnce(pixel);
         FilterPixels(pixel, pixels, sources.data(), rows, targets.data());
         pixel += pixels;
     }
 }
 
+// Those for which a step of columns is to be converted.
+size_t Strip::PixelsAtOnce(size_t firstPixel) const
+{
+    const int64_t end = std::max(columnsEnd_, ColumnsEndOf(firstPixel)) +
+                        static_cast<int64_t>(kStepFloats / PixelFloats());
+    const size_t most = std::min(kMostPixels, width_ - firstPixel);
+    size_t pixels = 1;
+    while (pixels < most && ColumnsEndOf(firstPixel + pixels) <= end) ++pixels;
+    return pixels;
+}
+
 void Strip::FilterPixels(size_t firstPixel, size_t pixels, const uint8_t* const* rows,
                          size_t rowCount, float* const* ringRows)
 {
-    const size_t pixelFloats = shape_.UnitsPerPixel() * kBlockLanes;
     const size_t lanes = RoundUp(rowCount * shape_.Unit(), 16);
-    std::array<ColumnTaps, kTileWidth> taps;
-    int64_t first = 0;
-    int64_t end = 0;
+    PrepareColumns(TapsOf(firstPixel).first, ColumnsEndOf(firstPixel + pixels - 1), rows, lanes);
+    std::array<ColumnTaps, kMostPixels> taps;
     for (size_t i = 0; i < pixels; ++i) {
-        const BlitTaps of = x_.Taps(column_ + static_cast<int64_t>(firstPixel + i));
-        if (i == 0) first = of.first;
-        end = std::max(end, of.first + of.count);
-        taps[i] = {columns_ + Size(of.first - first) * pixelFloats, of.weights, Size(of.count)};
+        const BlitTaps of = TapsOf(firstPixel + i);
+        taps[i] = {Column(of.first), of.weights, Size(of.count)};
     }
-    GatherColumns(first, end - 1, rows, lanes);
-
     std::array<float*, kBlockLanes> targets;
     for (size_t i = 0; i < blockRows_; ++i) {
         targets[i] = ringRows[i] + firstPixel * shape_.channels;
@@ -185,24 +205,45 @@ void Strip::FilterPixels(size_t firstPixel, size_t pixels, const uint8_t* const*
         {taps.data(), pixels, shape_.UnitsPerPixel(), lanes, highest, targets.data()});
 }
 
+// Sees to it that the source columns from `first` up to `end` are there; those before `first` may
+// go.
+void Strip::PrepareColumns(int64_t first, int64_t end, const uint8_t* const* rows, size_t lanes)
+{
+    if (first >= columnsEnd_) columnsFirst_ = columnsEnd_ = first;
+    if (end <= columnsEnd_) return;
+    if (end + kColumnGroup - columnsFirst_ > mostColumns_) {
+        std::memmove(columns_, Column(first),
+                     Size(columnsEnd_ - first) * PixelFloats() * sizeof(float));
+        columnsFirst_ = first;
+    }
+    // A whole number of groups, if the buffer has them.
+    const int64_t groups = (end - columnsEnd_ + kColumnGroup - 1) / kColumnGroup * kColumnGroup;
+    const int64_t bufferEnd = int64_t{view_.buffer.x} + view_.buffer.width;
+    const int64_t realEnd = std::min(x_.SourceSize(), bufferEnd);
+    end = std::max(end, std::min(columnsEnd_ + groups, realEnd));
+    GatherColumns(columnsEnd_, end - 1, rows, lanes);
+    columnsEnd_ = end;
+}
+
 // Converts the source columns first … last; those beyond the source repeat its edges.
 void Strip::GatherColumns(int64_t first, int64_t last, const uint8_t* const* rows, size_t lanes)
 {
-    const size_t pixelFloats = shape_.UnitsPerPixel() * kBlockLanes;
+    const size_t pixelFloats = PixelFloats();
+    float* const columns = Column(first);
     const int64_t from = std::clamp<int64_t>(first, 0, x_.SourceSize() - 1);
     const int64_t to = std::clamp<int64_t>(last, 0, x_.SourceSize() - 1);
     float* inside =
-        columns_ + Size(std::clamp<int64_t>(from - first, 0, last - first)) * pixelFloats;
+        columns + Size(std::clamp<int64_t>(from - first, 0, last - first)) * pixelFloats;
     const size_t count = Size(to - from + 1);
     kernels_.gather[shape_.sampleBytes - 1][shape_.UnitLog2()](
         {rows, Size(from - view_.buffer.x) * shape_.PixelBytes(), blockRows_ * view_.srcRowBytes,
          count * shape_.UnitsPerPixel(), lanes, inside});
     const size_t bytes = pixelFloats * sizeof(float);
-    for (float* at = inside; at > columns_;) {
+    for (float* at = inside; at > columns;) {
         at -= pixelFloats;
         std::memcpy(at, inside, bytes);
     }
-    float* const end = columns_ + Size(last - first + 1) * pixelFloats;
+    float* const end = columns + Size(last - first + 1) * pixelFloats;
     const float* const edge = inside + (count - 1) * pixelFloats;
     for (float* at = inside + count * pixelFloats; at < end; at += pixelFloats) {
         std::memcpy(at, edge, bytes);
