@@ -169,6 +169,16 @@ TEST_F(Cache, ScansLeaveInMemoryWhatIsThere)
     EXPECT_EQ("########", read({}));
     EXPECT_EQ(6U, Statistics().tilesRead - statistics.tilesRead);
     EXPECT_EQ(6U, Statistics().misses - statistics.misses);
+
+    // Only the upper rows of a tile at the foot are the image's.
+    const auto tall = MakeRecord({0, 0, 512, 600}, 8, 1);
+    const PXRect foot = {0, 512, 512, 88};
+    std::vector<char> rows(size_t{512} * 88);
+    ASSERT_EQ(kPXOK, tall->Write(foot, pixels.data(), 512));
+    ASSERT_EQ(kPXOK, tall->Purge());
+    EXPECT_EQ(kPXOK, tall->Read(foot, rows.data(), 512));
+    EXPECT_TRUE(std::equal(rows.begin(), rows.end(), pixels.begin()));
+    EXPECT_FALSE(tall->IsTileLoaded(1, 0));
 }
 
 TEST_F(Cache, ListsThatDisagreeSaySo)
