@@ -141,7 +141,7 @@ PX_API PXStatus PXStreamReadPropertyListCopy(PXStream stream, CFOptionFlags opti
                                              CFPropertyListRef* outList) PX_NOEXCEPT;
 PX_API PXStatus PXStreamWritePropertyList(PXStream stream, CFPropertyListRef list,
                                           CFPropertyListFormat format) PX_NOEXCEPT;
-/* `count` zero bytes. */
+/* `count` zero bytes, at most 2^63 - 1. */
 PX_API PXStatus PXStreamWritePad(PXStream stream, uint64_t count) PX_NOEXCEPT;
 
 /* Positions. The plain forms have 32 bits and refuse with kPXErrBadArgument what is larger; the

@@ -212,7 +212,7 @@ PXStatus PXStreamWritePropertyList(PXStream stream, CFPropertyListRef list,
 
 PXStatus PXStreamWritePad(PXStream stream, uint64_t count) noexcept
 {
-    PX_REQUIRE(stream);
+    PX_REQUIRE(stream && count <= INT64_MAX);
     static constexpr char kZeros[4096] = {};
     for (; count > 0;) {
         const CBaseStreamPart part = {kZeros, std::min<uint64_t>(count, sizeof(kZeros))};

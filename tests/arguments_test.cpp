@@ -1,0 +1,115 @@
+// Every exported flat function takes null, wrong and extreme arguments without a crash, a hang or a
+// good status where its object is missing. The list of functions is made from the exports and the
+// headers, so that a new function is in it from its first day.
+
+#include "support/ArgumentValues.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+namespace {
+
+using px::test::IsHandle;
+using px::test::Values;
+
+// Calls that are left out, each for its reason.
+struct LeftOut {
+    std::string_view name;
+    std::string_view reason;
+};
+
+constexpr LeftOut kLeftOut[] = {
+    {"PXThreadSleep", "sleeps as long as it is told"},
+    {"PXConditionWait", "waits for a signal"},
+    {"PXConditionTimedWait", "waits as long as it is told"},
+    {"PXProcessKill", "ends a process that it is told"},
+    {"PXMutexUnlock", "of a mutex that is not held is the caller's fault"},
+};
+
+// Null is a good object here.
+constexpr std::string_view kTakesNull[] = {"PXProgressGetStatus"};
+
+bool IsLeftOut(std::string_view name)
+{
+    for (const auto& one : kLeftOut)
+        if (one.name == name) return true;
+    return false;
+}
+
+template <class Result, class... Arguments, size_t... Index>
+bool CallAll(Result (*function)(Arguments...), bool givesStatus, std::index_sequence<Index...>)
+{
+    const auto call = [&](auto&... values) {
+        px::test::room.fill(0);
+        return function(values...);
+    };
+    bool isRight = true;
+    // From all neutral and from all good values one argument at a time takes all of its values.
+    for (const bool isGood : {false, true}) {
+        const auto base = [&]<class T>(std::type_identity<T>) {
+            const auto values = Values<T>();
+            return isGood ? values.back() : values.front();
+        };
+        [[maybe_unused]] const auto vary =
+            [&]<size_t Place>(std::integral_constant<size_t, Place>) {
+                using Varied = std::tuple_element_t<Place, std::tuple<Arguments...>>;
+                for (size_t i = 0, count = Values<Varied>().size(); i < count; ++i) {
+                    std::tuple<Arguments...> values(base(std::type_identity<Arguments>())...);
+                    std::get<Place>(values) = Values<Varied>()[i];
+                    std::apply(call, values);
+                }
+            };
+        (vary(std::integral_constant<size_t, Index>()), ...);
+        if constexpr (sizeof...(Arguments) == 0) call();
+    }
+    if constexpr (sizeof...(Arguments) > 0 && std::is_same_v<Result, PXStatus>) {
+        using First = std::tuple_element_t<0, std::tuple<Arguments...>>;
+        if (givesStatus && IsHandle<First>) {
+            std::tuple<Arguments...> nothing(Values<Arguments>().front()...);
+            isRight = std::apply(call, nothing) != kPXOK;
+        }
+    }
+    return isRight;
+}
+
+template <class Result, class... Arguments>
+bool Call(Result (*function)(Arguments...) noexcept, bool givesStatus)
+{
+    return CallAll<Result, Arguments...>(function, givesStatus,
+                                         std::index_sequence_for<Arguments...>());
+}
+
+struct Function {
+    const char* name;
+    std::function<bool()> call;
+};
+
+#define FUNCTION(name, givesStatus) {#name, [] { return Call(&name, givesStatus); }},
+const Function kFunctions[] = {
+#include "arguments_functions.inc"
+};
+#undef FUNCTION
+
+}  // namespace
+
+// Each function runs in a process of its own: what it breaks, waits for or releases ends with it.
+TEST(Arguments, NullWrongAndExtremeOnesHurtNoFunction)
+{
+    testing::FLAGS_gtest_death_test_style = "fast";
+    for (const auto& function : kFunctions) {
+        if (IsLeftOut(function.name)) continue;
+        std::printf("%s\n", function.name);
+        std::fflush(stdout);
+        const bool takesNull = std::ranges::count(kTakesNull, function.name) != 0;
+        EXPECT_EXIT(std::_Exit(function.call() || takesNull ? 0 : 1), testing::ExitedWithCode(0),
+                    "")
+            << function.name << " (1: a good status without its object)";
+    }
+}
