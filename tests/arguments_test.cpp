@@ -97,13 +97,18 @@ const Function kFunctions[] = {
 };
 #undef FUNCTION
 
+// The functions go in four shares, which may run side by side.
+constexpr size_t kShares = 4;
+class Arguments : public testing::TestWithParam<size_t> {};
+
 }  // namespace
 
 // Each function runs in a process of its own: what it breaks, waits for or releases ends with it.
-TEST(Arguments, NullWrongAndExtremeOnesHurtNoFunction)
+TEST_P(Arguments, NullWrongAndExtremeOnesHurtNoFunction)
 {
     testing::FLAGS_gtest_death_test_style = "fast";
-    for (const auto& function : kFunctions) {
+    for (size_t i = GetParam(); i < std::size(kFunctions); i += kShares) {
+        const Function& function = kFunctions[i];
         if (IsLeftOut(function.name)) continue;
         std::printf("%s\n", function.name);
         std::fflush(stdout);
@@ -113,3 +118,4 @@ TEST(Arguments, NullWrongAndExtremeOnesHurtNoFunction)
             << function.name << " (1: a good status without its object)";
     }
 }
+INSTANTIATE_TEST_SUITE_P(Share, Arguments, testing::Range(size_t{0}, kShares));

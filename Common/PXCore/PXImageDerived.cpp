@@ -129,7 +129,7 @@ PXStatus PXImageCreateScaledByFactor(PXImage image, double factor,
 PXStatus PXImageReadScaled(PXImage image, PXSize size, PXRect rect, PXBlitFilter filter,
                            void* buffer, int64_t rowBytes) noexcept
 {
-    PX_REQUIRE(image);
+    PX_REQUIRE(image && buffer);
     return ToRec(image)->ReadScaled(size, rect, filter, buffer, rowBytes);
 }
 

@@ -190,6 +190,8 @@ std::vector<T> Values()
         return values;
     } else if constexpr (std::is_pointer_v<T> && std::is_class_v<Pointee> &&
                          requires { sizeof(Pointee); }) {
+        // What is only read may be a list of a length that others tell: good is none.
+        if (std::is_const_v<Pointee>) return {nullptr, reinterpret_cast<T>(room.data()), nullptr};
         return {nullptr, reinterpret_cast<T>(room.data())};
     } else if constexpr (std::is_pointer_v<T> && std::is_pointer_v<Pointee>) {
         return {nullptr, reinterpret_cast<T>(room.data())};
