@@ -48,6 +48,12 @@ PXRef<BuiltTransform> TransformCache::Get(const LCMSColorProfile& source,
     return built ? Insert(std::move(built)) : built;
 }
 
+size_t TransformCache::Count()
+{
+    MutexLocker lock(mutex_);
+    return entries_.size();
+}
+
 void TransformCache::Clear()
 {
     std::vector<PXRef<BuiltTransform>> freed;

@@ -22,6 +22,7 @@ public:
     PXRef<BuiltTransform> Get(const LCMSColorProfile& source, const LCMSColorProfile& destination,
                               cmsUInt32Number sourceType, cmsUInt32Number destinationType,
                               int32_t intent);
+    size_t Count();
     void Clear();
 
 private:

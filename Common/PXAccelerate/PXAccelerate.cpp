@@ -2,9 +2,12 @@
 
 #include "Base/Platform/Platform.h"
 #include "PXAccelerate/AccelerateState.h"
+#include "PXAccelerate/BlitKernels.h"
 #include "PXAccelerate/CPUCapabilities.h"
 #include "PXAccelerate/DotProducts.h"
+#include "PXAccelerate/ResizeKernels.h"
 #include "PXAccelerate/ResizePrimitives.h"
+#include "PXAccelerate/TransformKernels.h"
 
 #include <cstring>
 
@@ -51,6 +54,20 @@ int PXAccelerateShutdown() noexcept
 PXCPUCapabilities PXAccelerateCPUCapabilities() noexcept
 {
     return px::Acceleration().capabilities;
+}
+
+const char* PXAccelerateGetKernelName(uint32_t step) noexcept
+{
+    switch (step) {
+        case kPXAccelerateBlit:
+            return px::SelectBlitKernels().name;
+        case kPXAccelerateResize:
+            return px::SelectResizeKernels().name;
+        case kPXAccelerateTransform:
+            return px::SelectTransformKernels().name;
+        default:
+            return nullptr;
+    }
 }
 
 uint64_t PXAccelerateAlignment() noexcept

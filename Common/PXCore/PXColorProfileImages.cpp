@@ -5,6 +5,7 @@
 #include "Image/ColorTransform.h"
 #include "Image/FloatTransform.h"
 #include "Image/LCMSColorCube.h"
+#include "Image/TransformCache.h"
 
 #include <cstring>
 #include <new>
@@ -188,4 +189,9 @@ int PXColorProfileCreateRGBColorCubeSoftProof(PXColorProfile profile, PXColorPro
     if (!profile) return static_cast<int>(PX_FAIL(kPXErrBadArgument));
     return static_cast<int>(ToProfile(profile)->CreateSoftProofCube(
         proof, intent, display, gridSize, warnsOfGamut, simulatesPaper, outCube));
+}
+
+uint32_t PXColorProfileGetCachedTransformCount() noexcept
+{
+    return static_cast<uint32_t>(px::TransformCache::Shared().Count());
 }

@@ -82,4 +82,8 @@ PX_API int PXColorProfileCreateRGBColorCubeSoftProof(PXColorProfile profile, PXC
                                                      bool simulatesPaper,
                                                      CFDataRef* outCube) PX_NOEXCEPT;
 
+/* How many transforms are kept for the next conversion between the same profiles and pixel layouts;
+ * at most 16. */
+PX_API uint32_t PXColorProfileGetCachedTransformCount(void) PX_NOEXCEPT;
+
 PX_EXTERN_C_END
