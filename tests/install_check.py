@@ -46,6 +46,7 @@ with tempfile.TemporaryDirectory() as folder:
 
     version = run(str(moved / "bin/pxtool"), "--version", capture_output=True)
     print(version.stdout.strip())
-    for name in ("LICENSE", "NOTICE"):
+    for name in ("LICENSE", "NOTICE", "pxtool.1.gz", "pxtool-cube-make.1.gz",
+                 "bash-completion/completions/pxtool", "_pxtool", "pxtool.fish"):
         if not list(moved.rglob(name)):
             sys.exit(f"{name} is not installed")

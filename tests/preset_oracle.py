@@ -62,10 +62,10 @@ class PresetTool(unittest.TestCase):
     def test_lists_shows_and_sorts(self):
         names = ["Negative", "Plain", "Ten 9", "Ten 10"]
         self.assertEqual("Warm\nFavorites\n", self.run_tool("preset", "list", "Curves"))
-        self.assertEqual(names, json.loads(self.run_tool("preset", "list", "Curves", "Warm", "--json")))
+        self.assertEqual({"presets": names}, json.loads(self.run_tool("preset", "list", "Curves", "Warm", "--json")))
         shown = json.loads(self.run_tool("preset", "show", "Curves", "Warm", "Plain", "--json"))
         want = {**IDENTITY, "sortOrder": 4, "future": {**IDENTITY["future"], "bytes": "0001"}}
-        self.assertEqual(want, shown)
+        self.assertEqual(want, shown["content"])
         listed = lambda: self.run_tool("preset", "list", "Curves", "Warm", "--sorted").splitlines()
         self.assertEqual(["Ten 9", "Ten 10", "Negative", "Plain"], listed())
         self.run_tool("preset", "sort", "Curves", "Warm", "Plain", "2")
@@ -75,7 +75,7 @@ class PresetTool(unittest.TestCase):
         self.assertEqual({**IDENTITY, "sortOrder": 2}, self.load("Curves/Warm/Plain.pxcurve"))
 
     def test_renames_and_lints(self):
-        self.assertEqual([], json.loads(self.run_tool("preset", "lint", "Curves", "--json")))
+        self.assertEqual({"faults": []}, json.loads(self.run_tool("preset", "lint", "Curves", "--json")))
         self.run_tool("preset", "rename", "Curves", "Warm", "Plain", "Simple \u00e9")
         self.assertEqual({**IDENTITY, "presetName": "Simple \u00e9", "sortOrder": 4},
                          self.load("Curves/Warm/Simple \u00e9.pxcurve"))
@@ -106,7 +106,7 @@ class PresetTool(unittest.TestCase):
         self.run_tool("plist", "convert", "binary.plist", "xml.plist")
         self.assertEqual(self.load(name), self.load("binary.plist"))
         self.assertEqual(self.load(name), self.load("xml.plist"))
-        self.assertEqual("binary.plist: binary\n", self.run_tool("plist", "lint", "binary.plist"))
+        self.assertEqual("file: binary.plist\nformat: binary\n", self.run_tool("plist", "lint", "binary.plist"))
         with open(self.path("bad"), "w") as file:
             file.write("<plist><dict>")
         self.assertIsNone(json.loads(self.run_tool("plist", "lint", "bad", "--json", code=3))["format"])
@@ -130,9 +130,9 @@ class PresetTool(unittest.TestCase):
             top = (1 << depth) - 1
             source = [random.randint(0, top) for _ in range(20 * 10 * 3)]
             write_png(self.path("in.png"), Picture(20, 10, depth, 3, source))
-            self.run_tool("curve", "apply", plain, "in.png", "same.png")
+            self.run_tool("curve", "apply", plain, "in.png", "same.png", "--force")
             self.assertEqual(source, list(read_png(self.path("same.png")).samples))
-            self.run_tool("curve", "apply", negative, "in.png", "out.png")
+            self.run_tool("curve", "apply", negative, "in.png", "out.png", "--force")
             self.assertEqual([top - s for s in source], list(read_png(self.path("out.png")).samples))
 
     def test_makes_thumbnails(self):

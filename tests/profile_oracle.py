@@ -51,16 +51,16 @@ class Profiles(unittest.TestCase):
         self.put(os.path.join(self.system, "paper.icc"), pictures.cmyk_profile())
         self.put(os.path.join(self.system, "wide.ICM"), self.standard("ProPhoto.icm"))
         self.put(os.path.join(self.system, "broken.icc"), b"x" * 400)
-        listed = json.loads(self.run_tool("list", "--json"))
+        listed = json.loads(self.run_tool("list", "--json"))["profiles"]
         self.assertEqual({"paper.icc", "wide.ICM"}, {os.path.basename(r["path"]) for r in listed})
-        printers = json.loads(self.run_tool("list", "--printers", "--json"))
+        printers = json.loads(self.run_tool("list", "--printers", "--json"))["profiles"]
         self.assertEqual(["CMYK"], [r["model"] for r in printers])
         self.assertEqual(2, self.run_tool("list").count("\n"))
-        self.assertEqual([], json.loads(self.run_tool("list", "--imported", "--json")))
+        self.assertEqual({"profiles": []}, json.loads(self.run_tool("list", "--imported", "--json")))
 
     def test_shows_one(self):
         shown = json.loads(self.run_tool("info", "prophoto", "--json"))
-        self.assertEqual(("prop", "RGB", "2.1", str(len(self.standard("ProPhoto.icm")))),
+        self.assertEqual(("prop", "RGB", "2.1", len(self.standard("ProPhoto.icm"))),
                          tuple(shown[key] for key in ("standard", "model", "version", "bytes")))
         lines = self.run_tool("info", os.path.join(PROFILES, "AdobeRGB1998.icc")).splitlines()
         self.assertIn("name: Adobe RGB (1998)", lines)
@@ -79,7 +79,7 @@ class Profiles(unittest.TestCase):
         self.run_tool("import", "gone.icc", want=3)
         self.assertEqual(["mine.icc"], os.listdir(self.user))
         imported = json.loads(self.run_tool("list", "--imported", "--json"))
-        self.assertEqual([shown], imported)
+        self.assertEqual({"profiles": [shown]}, imported)
 
     def test_knows_no_monitor_here(self):
         self.assertEqual({"source": "none"}, json.loads(self.run_tool("monitor", "--json")))

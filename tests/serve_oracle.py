@@ -75,7 +75,7 @@ try:
     raw_path = path("raw", bytes(range(256)) * 300)
     code, out, _ = run("send", "echo", "--plist", list_path)
     check("list", {"a": [1, "\u00e9"]}, plistlib.loads(out))
-    check("json", (0, b'{"b":2}'), run("send", "echo", "--json", '{"b":2}')[:2])
+    check("json", (0, b'{"b":2}'), run("send", "echo", "--json-body", '{"b":2}')[:2])
     check("file", (0, bytes(range(256)) * 300), run("send", "echo", "--file", raw_path)[:2])
     code, out, _ = run("send", "echo", "--plist", list_path, "--packed", raw_path)
     check("packed", bytes(range(256)) * 300, out[4:4 + 76800])
@@ -85,7 +85,7 @@ try:
     check("preset", (0, 0), (code, plistlib.loads(out)["result"]))
     check("no image", 3, run("send", "image/info?path=" + preset)[0])
     check("unknown", 3, run("send", "nothing/here")[0])
-    check("two bodies", 2, run("send", "echo", "--json", "1", "--file", raw_path)[0])
+    check("two bodies", 2, run("send", "echo", "--json-body", "1", "--file", raw_path)[0])
 
     if shutil.which("curl"):
         curl = ["curl", "-s", "-S", "--max-time", "60"]

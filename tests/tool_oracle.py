@@ -86,7 +86,7 @@ class ToolTest(unittest.TestCase):
     def convert(self, source, target, to, *options, code=0):
         """Runs a conversion; a failure must say one line and leave no file."""
         before = self.names()
-        done = run("convert", self.path(source), self.path(target), "--to", to, *options)
+        done = run("convert", self.path(source), self.path(target), "--to", to, "--force", *options)
         self.assertEqual(code, done.returncode, done.stderr)
         if code:
             self.assertRegex(done.stderr, ERROR_LINE)
@@ -427,7 +427,7 @@ class Sizes(ToolTest):
     """resize, crop and mips."""
 
     def change(self, *arguments, code=0):
-        done = run(*arguments, cwd=self.folder)
+        done = run(*arguments, "--force", cwd=self.folder)
         self.assertEqual(code, done.returncode, done.stderr)
         return done.stderr
 
@@ -567,7 +567,7 @@ class Behaviour(ToolTest):
         for name in ("ADOBERGB", "AdobeRGB1998.icc", "Adobe RGB (1998)", "prophoto", "ProPhoto22", "ProPhoto(2.2) RGB", "sRGB"):
             with self.subTest(name):
                 self.convert("in.png", "out.png", name)
-        done = run("convert", "in.png", "out.png", "--to", "grey.icc", cwd=self.folder)
+        done = run("convert", "in.png", "out.png", "--to", "grey.icc", "--force", cwd=self.folder)
         self.assertEqual((0, ""), (done.returncode, done.stderr))
 
     def test_files_that_cannot_be_opened(self):
@@ -608,7 +608,7 @@ class Behaviour(ToolTest):
         """The command of a conversion that takes long enough to be watched."""
         row = [random.Random(SEED).randrange(65536) for _ in range(3000 * 3)]
         self.write("in.tif", Picture(3000, 1600, 16, 3, row * 1600), rows_per_strip=400)
-        return [PXTOOL, "convert", self.path("in.tif"), self.path("out.png"), "--to", "prophoto"]
+        return [PXTOOL, "convert", self.path("in.tif"), self.path("out.png"), "--to", "prophoto", "--force"]
 
     def test_damage_ends_in_order(self):
         chance = random.Random(SEED)
@@ -664,7 +664,7 @@ class Behaviour(ToolTest):
             pass
         os.close(ours)
         self.assertEqual(0, child.wait())
-        self.assertRegex(shown.decode(), r"\r\[#+\.*\] +\d+%  in.tif -> out.png")
+        self.assertRegex(shown.decode(), r"\r\[#+\.*\] +\d+%  [\d.]+ MP/s  \d+:\d\d left  in.tif -> out.png")
         self.assertTrue(shown.endswith(b"\r\x1b[K"), shown[-80:])
 
 

@@ -79,7 +79,7 @@ protected:
     {
         Progress progress("", false);
         OutputFile file;
-        ASSERT_FALSE(file.Create(Path(name)));
+        ASSERT_FALSE(file.Create(Path(name), true));
         const Format format = FormatOfName(name);
         Failure failure = format == Format::kJPEG  ? EncodeJPEG(picture, 95, progress, file)
                           : format == Format::kPNG ? EncodePNG(picture, progress, file)
@@ -109,10 +109,10 @@ protected:
                     const std::string& profile) const
     {
         ConvertOptions options;
-        options.input = Path(from);
-        options.output = Path(to);
+        options.files.input = Path(from);
+        options.files.output = Path(to);
         options.to = profile;
-        return RunConvert(options);
+        return RunConvert(options, {.mayReplace = true});
     }
 
     std::mt19937 random_{static_cast<uint32_t>(test::Seed(11))};

@@ -1,7 +1,9 @@
 #include "pxtool/CommandLine.h"
 
-#include "pxtool/Command.h"
+#include "pxtool/Commands.h"
+#include "pxtool/Help.h"
 #include "pxtool/Progress.h"
+#include "pxtool/Stats.h"
 
 #include <CLI/CLI.hpp>
 
@@ -9,7 +11,6 @@
 #include <cstdio>
 #include <exception>
 #include <iterator>
-#include <memory>
 #include <new>
 #include <span>
 #include <string>
@@ -22,95 +23,65 @@ namespace px::tool {
 
 namespace {
 
-constexpr char kAbout[] = "pxtool - works on picture files with colour management";
-constexpr std::string_view kGeneralOptions[] = {"--help", "--version"};
-
-using Commands = std::vector<std::unique_ptr<Command>>;
-
-// In the order of the help.
-Commands MakeCommands()
-{
-    Commands commands;
-    commands.push_back(MakeConvertCommand());
-    commands.push_back(MakeCropCommand());
-    commands.push_back(MakeCubeApplyCommand());
-    commands.push_back(MakeCubeMakeCommand());
-    commands.push_back(MakeCubeMeasureCommand());
-    commands.push_back(MakeCurveCommand());
-    commands.push_back(MakeListenCommand());
-    commands.push_back(MakeMipsCommand());
-    commands.push_back(MakePlistCommand());
-    commands.push_back(MakePresetCommand());
-    commands.push_back(MakeProfileCommand());
-    commands.push_back(MakeProofCommand());
-    commands.push_back(MakeResizeCommand());
-    commands.push_back(MakeRotateCommand());
-    commands.push_back(MakeSendCommand());
-    commands.push_back(MakeServeCommand());
-    commands.push_back(MakeTransformCommand());
-    return commands;
-}
-
-// The help of a group of commands.
-const char* AboutGroup(std::string_view group)
-{
-    return group == "cube" ? "Colour cubes: tables from RGB to RGB in .cube files." : "";
-}
+// The words behind the name of the program.
+using Words = std::span<const char* const>;
 
 void Say(const Failure& failure)
 {
     std::fputs(LineFor(failure).c_str(), stderr);
 }
 
-bool IsOneOf(std::string_view word, std::span<const std::string_view> words)
+int Finish(const Failure& failure)
 {
-    return std::find(words.begin(), words.end(), word) != words.end();
+    if (!failure.text.empty()) Say(failure);
+    return static_cast<int>(failure.code);
 }
 
-std::vector<std::string_view> NamesOf(const Commands& commands)
+bool IsHelp(std::string_view word)
 {
-    std::vector<std::string_view> names;
-    for (const auto& command : commands) names.emplace_back(command->Name());
-    return names;
+    return word == "--help" || word == "-h";
 }
 
-std::vector<std::string_view> OptionNames(Command* command)
+std::vector<Option> AllOptions(Command* command)
 {
-    std::vector<std::string_view> names(std::begin(kGeneralOptions), std::end(kGeneralOptions));
-    if (!command) return names;
-    for (const Option& option : command->Options()) {
-        if (option.name[0] == '-') names.emplace_back(option.name);
+    std::vector<Option> options = command->Options();
+    for (const Option& option : command->SharedOptionList()) options.push_back(option);
+    return options;
+}
+
+// That there is an option or an argument too many; CLI11 tells of both alike.
+Failure ExtraFailure(const std::string& word, Command* command)
+{
+    std::vector<std::string_view> names = {"--help"};
+    for (const Option& option : AllOptions(command)) {
+        if (!IsPositional(option)) names.emplace_back(option.name);
     }
-    return names;
-}
-
-// The first word that looks like an option and is none; empty when there is none.
-std::string_view UnknownOption(int argc, const char* const* argv,
-                               std::span<const std::string_view> names)
-{
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view word(argv[i]);
-        if (word == "--") break;
-        const std::string_view name = word.substr(0, word.find('='));
-        if (name.substr(0, 2) == "--" && !IsOneOf(name, names)) return name;
+    if (word[0] != '-') {
+        return UsageFailure("'" + word + "' is one argument too many", "", {}, command->Name());
     }
-    return {};
+    const std::string name = word.substr(0, word.find('='));
+    return UsageFailure("there is no option '" + name + "'", name, names, command->Name());
 }
 
 // What CLI11 says, as a part of one line.
-Failure FailureOf(const CLI::ParseError& error, Command* command, int argc, const char* const* argv)
+Failure FailureOf(const CLI::ParseError& error, const CLI::App& app, Command* command)
 {
+    // A mistyped option is named first: what CLI11 misses is often what it would have been.
+    const std::vector<std::string> rest = app.remaining();
+    const auto mistyped = std::find_if(rest.begin(), rest.end(), [](const std::string& word) {
+        return word.size() > 1 && word[0] == '-';
+    });
+    if (mistyped != rest.end()) return ExtraFailure(*mistyped, command);
+    if (!rest.empty()) return ExtraFailure(rest.front(), command);
     std::string text = error.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
     while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
-    const std::vector<std::string_view> names = OptionNames(command);
-    return UsageFailure(std::move(text), UnknownOption(argc, argv, names), names,
-                        command ? command->Name() : "");
+    return UsageFailure(std::move(text), "", {}, command->Name());
 }
 
 CLI::Option* Add(CLI::App* app, const Option& option)
 {
-    return std::visit(
+    CLI::Option* added = std::visit(
         [&](auto* value) -> CLI::Option* {
             if constexpr (std::is_same_v<decltype(value), bool*>) {
                 return app->add_flag(option.name, *value, option.help);
@@ -119,96 +90,87 @@ CLI::Option* Add(CLI::App* app, const Option& option)
             }
         },
         option.value);
+    added->required(option.isRequired);
+    if (option.typeName[0]) added->type_name(option.typeName);
+    return added;
 }
 
-// Where a command belongs, which is made with the first command of its group.
-CLI::App* GroupOf(CLI::App& app, std::string_view name)
+// Reads the words that follow the command's name. *isDone is set when they only asked for help.
+Failure ReadArguments(Words words, Command* command, bool* isDone)
 {
-    const size_t space = name.find(' ');
-    if (space == std::string_view::npos) return &app;
-    const std::string group(name.substr(0, space));
-    const auto former =
-        app.get_subcommands([&](const CLI::App* sub) { return sub->get_name() == group; });
-    if (!former.empty()) return former.front();
-    CLI::App* made = app.add_subcommand(group, AboutGroup(group));
-    made->require_subcommand(1);
-    return made;
-}
-
-void AddCommand(CLI::App& app, Command& command)
-{
-    const std::string_view name = command.Name();
-    CLI::App* sub = GroupOf(app, name)->add_subcommand(std::string(name.substr(name.find(' ') + 1)),
-                                                       command.About());
-    sub->footer(command.Footer());
-    for (const Option& option : command.Options()) {
-        CLI::Option* added = Add(sub, option);
-        added->required(option.isRequired);
-        if (option.typeName[0]) added->type_name(option.typeName);
-        if (option.least > option.most) continue;
-        if (std::holds_alternative<double*>(option.value)) {
-            added->check(CLI::Range(option.least, option.most));
-        } else {
-            added->check(CLI::Range(static_cast<int>(option.least), static_cast<int>(option.most)));
-        }
-    }
-}
-
-bool IsGroup(std::string_view word, std::span<const std::string_view> names)
-{
-    return std::any_of(names.begin(), names.end(), [&](std::string_view name) {
-        return name.size() > word.size() && name.starts_with(word) && name[word.size()] == ' ';
-    });
-}
-
-// The name of the command that the arguments begin with: two words when the first is a group and
-// the second no option.
-std::string FirstWords(int argc, const char* const* argv, std::span<const std::string_view> names)
-{
-    std::string words(argv[1]);
-    if (argc > 2 && argv[2][0] != '-' && IsGroup(words, names)) words += std::string(" ") + argv[2];
-    return words;
-}
-
-int Finish(const Failure& failure)
-{
-    if (failure) Say(failure);
-    return static_cast<int>(failure.code);
-}
-
-int Run(int argc, const char* const* argv)
-{
-    const Commands commands = MakeCommands();
-    const std::vector<std::string_view> names = NamesOf(commands);
-    if (argc < 2) return Finish(UsageFailure("no command is given", "", names, ""));
-    const std::string word = FirstWords(argc, argv, names);
-    const auto chosen = std::find(names.begin(), names.end(), word);
-    // CLI11 would only miss a command; naming the mistyped one helps more.
-    if (word[0] != '-' && chosen == names.end() && !IsGroup(word, names)) {
-        return Finish(UsageFailure("there is no command '" + word + "'", word, names, ""));
-    }
-    Command* command = chosen == names.end()
-                           ? nullptr
-                           : commands[static_cast<size_t>(chosen - names.begin())].get();
-    CLI::App app(kAbout, "pxtool");
-    app.set_version_flag("--version", "pxtool " PXTOOL_VERSION);
-    app.require_subcommand(1);
-    for (const auto& each : commands) AddCommand(app, *each);
+    CLI::App app;
+    app.set_help_flag("-h,--help");
+    const std::vector<Option> options = AllOptions(command);
+    const std::string help = HelpFor(*command);  // before there are other values than defaults
+    std::vector<CLI::Option*> added;
+    for (const Option& option : options) added.push_back(Add(&app, option));
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& wish) {
-        return app.exit(wish);  // prints the help or the version
+        // CLI11 takes them from the back.
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+    } catch (const CLI::CallForHelp&) {
+        *isDone = true;
+        return Print(help);
     } catch (const CLI::ParseError& error) {
-        return Finish(FailureOf(error, command, argc, argv));
+        return FailureOf(error, app, command);
     }
-    CatchSignals();
-    // Options before the command do not keep it from being found.
-    std::string name = app.get_subcommands().front()->get_name();
-    if (IsGroup(name, names)) {
-        name += ' ' + app.get_subcommands().front()->get_subcommands().front()->get_name();
+    for (size_t i = 0; i < options.size(); ++i) {
+        if (added[i]->count() == 0) continue;
+        if (Failure failure = CheckValue(options[i], command->Name())) return failure;
+    }
+    return Done();
+}
+
+// Finds the command that the words begin with, and how many of them are its name. Null when help
+// was asked for, or with a failure.
+Failure FindCommand(Words words, const Commands& commands, Command** command, size_t* used)
+{
+    *command = nullptr;
+    std::vector<std::string_view> names = NamesOf(commands);
+    if (words.empty()) return UsageFailure("no command is given", "", names, "");
+    std::string name = words[0];
+    if (IsHelp(name)) return Print(HelpForTool(commands));
+    if (name == "--version") return Print("pxtool " PXTOOL_VERSION "\n");
+    *used = 1;
+    if (!AboutGroup(name).empty()) {
+        if (words.size() == 1) {
+            return UsageFailure("'" + name + "' needs the name of one of its commands", "", {},
+                                name);
+        }
+        if (IsHelp(words[1])) return Print(HelpForGroup(commands, name));
+        name += std::string(" ") + words[1];
+        *used = 2;
     }
     const auto found = std::find(names.begin(), names.end(), name);
-    return Finish(commands[static_cast<size_t>(found - names.begin())]->Run());
+    if (found != names.end()) {
+        *command = commands[static_cast<size_t>(found - names.begin())].get();
+        return Done();
+    }
+    if (name[0] == '-') return UsageFailure("the command comes before '" + name + "'", "", {}, "");
+    const std::string text = "there is no command '" + name + "'";
+    if (*used == 2) return UsageFailure(text, name, names, words[0]);
+    for (const std::string_view group : GroupNames()) names.push_back(group);
+    return UsageFailure(text, name, names, "");
+}
+
+int Run(Words words)
+{
+    StartStats();
+    const Commands commands = MakeCommands();
+    Command* command = nullptr;
+    size_t used = 0;
+    const Failure failure = FindCommand(words, commands, &command, &used);
+    if (!command) return Finish(failure);
+    bool isDone = false;
+    if (Failure wrong = ReadArguments(words.subspan(used), command, &isDone); wrong || isDone) {
+        return Finish(wrong);
+    }
+    CatchSignals();
+    const Failure result = command->Run();
+    const SharedOptions& settings = command->Settings();
+    if (settings.wantsStats && !settings.wantsJSON) {
+        std::fputs(TextOf(StatsNow()).c_str(), stderr);
+    }
+    return Finish(result);
 }
 
 // Without an allocation: memory may be what is missing.
@@ -224,7 +186,8 @@ int FinishBadly(const char* what) noexcept
 int Main(int argc, const char* const* argv) noexcept
 {
     try {
-        return Run(argc, argv);
+        const Words all(argv, static_cast<size_t>(argc));
+        return Run(all.subspan(std::min<size_t>(1, all.size())));
     } catch (const std::bad_alloc&) {
         return FinishBadly("memory ran out");
     } catch (const std::exception& error) {

@@ -1,5 +1,6 @@
 #include "pxtool/Command.h"
 #include "pxtool/ConvertCommand.h"
+#include "pxtool/PictureCommand.h"
 #include "pxtool/ProfileOptions.h"
 
 namespace px::tool {
@@ -11,8 +12,9 @@ constexpr int kMaxBands = 1024;
 class ConvertCommand final : public Command {
 public:
     const char* Name() const override { return "convert"; }
-    const char* About() const override;
-    const char* Footer() const override { return kProfileFooter; }
+    const char* Summary() const override { return "convert a picture to another colour profile"; }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharedOfWriters; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -21,41 +23,47 @@ private:
     std::string intent_{kIntents[1]};
 };
 
-const char* ConvertCommand::About() const
+std::string ConvertCommand::Details() const
 {
-    return "Converts a JPEG, PNG or TIFF picture to another colour profile.\n"
-           "\n"
-           "The format of OUT follows from the end of its name. The profile embedded in IN is "
-           "used, "
-           "sRGB\n"
-           "when there is none; the new profile is embedded in OUT. The picture is turned upright "
-           "as "
-           "its\n"
-           "orientation says. Resolution is kept, EXIF between JPEG and PNG. OUT may be IN; it is "
-           "replaced\n"
-           "when the result is complete, and stays as it was after an error or Ctrl-C.";
+    return "The profile embedded in IN is used, sRGB when there is none; the new profile is "
+           "embedded in OUT."
+           "\n\n" +
+           std::string(kPictureNotes);
 }
 
 std::vector<Option> ConvertCommand::Options()
 {
-    return {
-        {"IN", &options_.input, "the picture to read", "", true},
-        {"OUT", &options_.output, "the picture to write", "", true},
-        {"--to", &options_.to, "the profile to convert to", "PROFILE", true},
-        {"--from", &options_.from, "the profile of IN, in place of the embedded one", "PROFILE"},
-        {"--intent", &intent_, "perceptual or relative (as set without this option)", "INTENT"},
-        {"--bands", &options_.bands,
-         "parts that large pictures are converted in side by side, 1 to 1024 "
-         "(without this option: one for each processor)",
-         "N", false, 1, kMaxBands},
-        {"--quality", &options_.quality, kQualityHelp, "N", false, 1, 100},
-    };
+    return WithFiles(&options_.files,
+                     {{.name = "--to",
+                       .value = &options_.to,
+                       .help = "the profile to convert to",
+                       .typeName = "PROFILE",
+                       .isRequired = true,
+                       .expects = Expects::kProfile},
+                      {.name = "--from",
+                       .value = &options_.from,
+                       .help = "the profile of IN",
+                       .typeName = "PROFILE",
+                       .standard = "the embedded one, else sRGB",
+                       .expects = Expects::kProfile},
+                      {.name = "--intent",
+                       .value = &intent_,
+                       .help = "how colours are fitted",
+                       .typeName = "INTENT",
+                       .choices = kIntents},
+                      {.name = "--bands",
+                       .value = &options_.bands,
+                       .help = "parts that large pictures are converted in side by side",
+                       .typeName = "N",
+                       .least = 1,
+                       .most = kMaxBands,
+                       .standard = "one for each processor"}});
 }
 
 Failure ConvertCommand::Run()
 {
-    if (Failure failure = ReadIntent(intent_, Name(), &options_.intent)) return failure;
-    return RunConvert(options_);
+    options_.intent = IntentOf(intent_);
+    return RunConvert(options_, Settings());
 }
 
 }  // namespace

@@ -17,8 +17,10 @@ namespace {
 // One conversion on its way from file to file.
 class Conversion {
 public:
-    explicit Conversion(const ConvertOptions& options)
-        : options_(options), progress_(options.input, options.output)
+    Conversion(const ConvertOptions& options, const SharedOptions& shared)
+        : options_(options),
+          shared_(shared),
+          progress_(options.files.input, options.files.output, shared.isQuiet)
     {
     }
 
@@ -37,6 +39,7 @@ private:
     PictureLayout DestinationLayout() const;
 
     const ConvertOptions& options_;
+    const SharedOptions& shared_;
     Progress progress_;
     Format outputFormat_ = Format::kUnknown;
     ProfileOwner source_;
@@ -50,21 +53,23 @@ private:
 Failure Conversion::Run()
 {
     if (Failure failure = CheckArguments()) return failure;
-    if (Failure failure = ReadPicture(options_.input, progress_, &picture_)) return failure;
+    if (Failure failure = ReadPicture(options_.files.input, progress_, &picture_)) return failure;
+    const PictureLayout read = picture_.layout;
     if (Failure failure = ChooseSourceProfile()) return failure;
     if (Failure failure = FitModelToProfile()) return failure;
     if (Failure failure = DecideOnAlpha()) return failure;
     storedOrientation_ = picture_.orientation;
-    if (Failure failure = MakeUpright(options_.input, &picture_)) return failure;
+    if (Failure failure = MakeUpright(options_.files.input, &picture_)) return failure;
     if (Failure failure = ConvertPixels()) return failure;
     DescribeResult();
-    return WritePicture(picture_, options_.output, options_.quality, progress_);
+    return FinishPicture(options_.files, shared_, read, picture_, progress_);
 }
 
 // Finds out before any work what can be known before it.
 Failure Conversion::CheckArguments()
 {
-    if (Failure failure = CheckOutput(options_.output, &outputFormat_)) return failure;
+    if (Failure failure = CheckOutput(options_.files.output, shared_.mayReplace, &outputFormat_))
+        return failure;
     if (Failure failure = OpenProfile(options_.to, &destination_)) return failure;
     if (!options_.from.empty()) {
         if (Failure failure = OpenProfile(options_.from, &source_)) return failure;
@@ -75,7 +80,8 @@ Failure Conversion::CheckArguments()
                           "choose another profile");
     }
     if (destinationModel_ == kPXColorSpaceCMYK && outputFormat_ == Format::kPNG) {
-        return CannotWrite(options_.output, "PNG cannot hold CMYK", "write a .tif or .jpg file");
+        return CannotWrite(options_.files.output, "PNG cannot hold CMYK",
+                           "write a .tif or .jpg file");
     }
     return Done();
 }
@@ -84,12 +90,13 @@ Failure Conversion::ChooseSourceProfile()
 {
     if (source_.Get()) return Done();
     if (picture_.hasBrokenICC) {
-        return CannotRead(options_.input, "its embedded profile is damaged",
+        return CannotRead(options_.files.input, "its embedded profile is damaged",
                           "name its profile with --from");
     }
-    if (!picture_.icc.empty()) return OpenEmbeddedProfile(options_.input, picture_.icc, &source_);
+    if (!picture_.icc.empty())
+        return OpenEmbeddedProfile(options_.files.input, picture_.icc, &source_);
     if (picture_.layout.model == kPXColorSpaceCMYK) {
-        return CannotRead(options_.input, "it is CMYK without an embedded profile",
+        return CannotRead(options_.files.input, "it is CMYK without an embedded profile",
                           "name its profile with --from");
     }
     return OpenSRGB(&source_);
@@ -100,14 +107,14 @@ Failure Conversion::FitModelToProfile()
     const PXColorSpaceType model = PXColorProfileGetColorSpaceType(source_.Get());
     if (model == picture_.layout.model) return Done();
     if (picture_.layout.model == kPXColorSpaceGrey && model == kPXColorSpaceRGB) {
-        return ExpandGreyToRGB(options_.input, &picture_);
+        return ExpandGreyToRGB(options_.files.input, &picture_);
     }
     std::string reason = "its pixels are ";
     reason += ModelName(picture_.layout.model);
     reason += options_.from.empty() ? ", but its embedded profile is for "
                                     : ", but the profile given with --from is for ";
     reason += ModelName(model);
-    return CannotRead(options_.input, reason, "name a fitting profile with --from");
+    return CannotRead(options_.files.input, reason, "name a fitting profile with --from");
 }
 
 Failure Conversion::DecideOnAlpha()
@@ -116,8 +123,8 @@ Failure Conversion::DecideOnAlpha()
     keepsAlpha_ = picture_.layout.hasAlpha && canHold;
     // An alpha channel without a transparent pixel says nothing and may go.
     if (canHold || IsOpaque(picture_)) return Done();
-    if (outputFormat_ == Format::kJPEG) return TransparentJPEG(options_.output);
-    return CannotWrite(options_.output, "the picture is transparent, which CMYK cannot be",
+    if (outputFormat_ == Format::kJPEG) return TransparentJPEG(options_.files.output);
+    return CannotWrite(options_.files.output, "the picture is transparent, which CMYK cannot be",
                        "convert to an RGB profile, or flatten the picture first");
 }
 
@@ -136,7 +143,7 @@ Failure Conversion::ConvertPixels()
     ImageOwner alpha;
     if (picture_.layout.hasAlpha &&
         (picture_.layout.model != kPXColorSpaceRGB || destinationModel_ != kPXColorSpaceRGB)) {
-        if (Failure failure = SplitAlpha(options_.input, &picture_, &alpha)) return failure;
+        if (Failure failure = SplitAlpha(options_.files.input, &picture_, &alpha)) return failure;
     }
     const PictureLayout layout = DestinationLayout();
     const bool isInPlace = layout.model == picture_.layout.model &&
@@ -146,13 +153,13 @@ Failure Conversion::ConvertPixels()
         if (Failure failure = RunTransform(picture_.image.Get())) return failure;
     } else {
         ImageOwner converted;
-        if (Failure failure = MakeImage(layout, options_.input, &converted)) return failure;
+        if (Failure failure = MakeImage(layout, options_.files.input, &converted)) return failure;
         if (Failure failure = RunTransform(converted.Get())) return failure;
         picture_.image = std::move(converted);
         picture_.layout = layout;
     }
     if (!alpha || !keepsAlpha_) return Done();
-    return MergeAlpha(options_.input, alpha.Get(), &picture_);
+    return MergeAlpha(options_.files.input, alpha.Get(), &picture_);
 }
 
 Failure Conversion::RunTransform(PXImage destination)
@@ -175,14 +182,14 @@ Failure Conversion::FailureOf(int status) const
         case kPXErrSoft:
             return Cancelled();
         case kPXErrCreate:
-            return OutOfMemory(options_.input);
+            return OutOfMemory(options_.files.input);
         case kPXErrTransform:
-            return CannotRead(options_.input,
+            return CannotRead(options_.files.input,
                               "its profile and the one given with --to cannot be combined",
                               "choose a profile of a display, a printer or a working space");
         default:
             return {ExitCode::kResources,
-                    "cannot convert '" + options_.input + "': unexpected event " +
+                    "cannot convert '" + options_.files.input + "': unexpected event " +
                         std::to_string(status),
                     "try another profile"};
     }
@@ -200,9 +207,9 @@ void Conversion::DescribeResult()
 
 }  // namespace
 
-Failure RunConvert(const ConvertOptions& options)
+Failure RunConvert(const ConvertOptions& options, const SharedOptions& shared)
 {
-    return Conversion(options).Run();
+    return Conversion(options, shared).Run();
 }
 
 }  // namespace px::tool

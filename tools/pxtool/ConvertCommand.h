@@ -4,7 +4,7 @@
 
 #include "PXCore/PXColorProfile.h"
 #include "pxtool/Errors.h"
-#include "pxtool/PictureFile.h"
+#include "pxtool/PictureCommand.h"
 
 #include <cstdint>
 #include <string>
@@ -12,16 +12,14 @@
 namespace px::tool {
 
 struct ConvertOptions {
-    std::string input;
-    std::string output;
+    PictureFiles files;
     std::string to;
     std::string from;  // empty: the embedded profile, else sRGB
     int32_t intent = kPXIntentRelativeColorimetric;
     int32_t bands = 0;  // 0: one for each processor
-    int32_t quality = kDefaultQuality;
 };
 
 // Reads, converts and writes. The output file is there only after success.
-Failure RunConvert(const ConvertOptions& options);
+Failure RunConvert(const ConvertOptions& options, const SharedOptions& shared);
 
 }  // namespace px::tool

@@ -13,8 +13,9 @@ namespace {
 class CropCommand final : public Command {
 public:
     const char* Name() const override { return "crop"; }
-    const char* About() const override;
-    const char* Footer() const override { return kPictureFooter; }
+    const char* Summary() const override { return "cut a rectangle out of a picture"; }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharedOfWriters; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -26,19 +27,21 @@ private:
     PXRect rect_ = {};
 };
 
-const char* CropCommand::About() const
+std::string CropCommand::Details() const
 {
-    return "Cuts a rectangle out of a picture.\n"
-           "\n"
-           "It is counted in pixels from the upper left corner of the upright picture. What of it "
-           "lies\n"
-           "outside is left out.";
+    return "The rectangle is counted in pixels from the upper left corner of the upright "
+           "picture. What of it lies outside is left out."
+           "\n\n" +
+           std::string(kPictureNotes);
 }
 
 std::vector<Option> CropCommand::Options()
 {
-    return WithFiles(&files_,
-                     {{"--rect", &rectText_, "the rectangle to keep", "X,Y,WIDTH,HEIGHT", true}});
+    return WithFiles(&files_, {{.name = "--rect",
+                                .value = &rectText_,
+                                .help = "the rectangle to keep",
+                                .typeName = "X,Y,WIDTH,HEIGHT",
+                                .isRequired = true}});
 }
 
 Failure CropCommand::Crop(Picture* picture) const
@@ -71,7 +74,8 @@ Failure CropCommand::Run()
         return UsageFailure("'" + rectText_ + "' is no rectangle such as 10,20,300,200", "", {},
                             Name());
     }
-    return ChangePicture(files_, [this](Picture* picture, Progress&) { return Crop(picture); });
+    return ChangePicture(files_, Settings(),
+                         [this](Picture* picture, Progress&) { return Crop(picture); });
 }
 
 }  // namespace

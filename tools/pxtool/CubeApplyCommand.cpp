@@ -10,8 +10,12 @@ namespace {
 class CubeApplyCommand final : public Command {
 public:
     const char* Name() const override { return "cube apply"; }
-    const char* About() const override;
-    const char* Footer() const override { return kPictureFooter; }
+    const char* Summary() const override
+    {
+        return "send the colours of a picture through a .cube file";
+    }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharedOfWriters; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -25,21 +29,28 @@ private:
     ProfileOwner profile_;
 };
 
-const char* CubeApplyCommand::About() const
+std::string CubeApplyCommand::Details() const
 {
-    return "Sends the colours of an RGB picture through a .cube file, interpolating between its "
-           "points.\n"
-           "\n"
-           "The picture keeps its profile unless --profile names the one that results are in.";
+    return "Colours between the points of the cube are interpolated. The picture keeps its "
+           "profile unless --profile names the one that results are in."
+           "\n\n" +
+           std::string(kPictureNotes);
 }
 
 std::vector<Option> CubeApplyCommand::Options()
 {
-    return WithFiles(&files_,
-                     {
-                         {"--cube", &cubeName_, "the .cube file", "FILE", true},
-                         {"--profile", &profileName_, "the profile to embed in OUT", "PROFILE"},
-                     });
+    return WithFiles(&files_, {{.name = "--cube",
+                                .value = &cubeName_,
+                                .help = "the .cube file",
+                                .typeName = "FILE",
+                                .isRequired = true,
+                                .expects = Expects::kFile},
+                               {.name = "--profile",
+                                .value = &profileName_,
+                                .help = "the profile to embed in OUT",
+                                .typeName = "PROFILE",
+                                .standard = "that of IN",
+                                .expects = Expects::kProfile}});
 }
 
 Failure CubeApplyCommand::Apply(Picture* picture, Progress& progress) const
@@ -69,8 +80,9 @@ Failure CubeApplyCommand::Run()
                               "choose another profile");
         }
     }
-    return ChangePicture(
-        files_, [this](Picture* picture, Progress& progress) { return Apply(picture, progress); });
+    return ChangePicture(files_, Settings(), [this](Picture* picture, Progress& progress) {
+        return Apply(picture, progress);
+    });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "pxtool/Command.h"
 #include "pxtool/CubeFiles.h"
 #include "pxtool/Files.h"
+#include "pxtool/Plan.h"
 #include "pxtool/ProfileOptions.h"
 
 namespace px::tool {
@@ -12,8 +13,12 @@ namespace {
 class CubeMakeCommand final : public Command {
 public:
     const char* Name() const override { return "cube make"; }
-    const char* About() const override;
-    const char* Footer() const override { return kProfileFooter; }
+    const char* Summary() const override
+    {
+        return "sample the way from one RGB profile to another into a .cube file";
+    }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharesDryRun | kSharesForce | kSharesStats; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -36,28 +41,52 @@ private:
     int32_t intent_ = kPXIntentRelativeColorimetric;
 };
 
-const char* CubeMakeCommand::About() const
+std::string CubeMakeCommand::Details() const
 {
-    return "Samples the way from one RGB profile to another into a .cube file.\n"
-           "\n"
-           "With --proof the cube shows on the display of --to what that device makes of the "
+    return "With --proof the cube shows on the display of --to what that device makes of the "
            "colours.";
 }
 
 std::vector<Option> CubeMakeCommand::Options()
 {
-    return {
-        {"OUT", &output_, "the .cube file to write", "", true},
-        {"--to", &toName_, "the profile that results are in", "PROFILE", true},
-        {"--from", &fromName_, "the profile that colours come in (without this option: srgb)",
-         "PROFILE"},
-        {"--size", &size_, "points along an edge, 2 to 256 (without this option: 33)", "N", false,
-         2, kPXColorCubeMaxGridSize},
-        {"--intent", &intentName_, "perceptual or relative (as set without this option)", "INTENT"},
-        {"--proof", &proofName_, "a device to proof for", "PROFILE"},
-        {"--paper", &showsPaper_, "with --proof: show its white and black as they are"},
-        {"--gamut", &warns_, "with --proof: show colours that it does not have in pure red"},
-    };
+    return {{.name = "OUT",
+             .value = &output_,
+             .help = "the .cube file to write",
+             .isRequired = true,
+             .expects = Expects::kFile},
+            {.name = "--to",
+             .value = &toName_,
+             .help = "the profile that results are in",
+             .typeName = "PROFILE",
+             .isRequired = true,
+             .expects = Expects::kProfile},
+            {.name = "--from",
+             .value = &fromName_,
+             .help = "the profile that colours come in",
+             .typeName = "PROFILE",
+             .expects = Expects::kProfile},
+            {.name = "--size",
+             .value = &size_,
+             .help = "points along an edge",
+             .typeName = "N",
+             .least = 2,
+             .most = kPXColorCubeMaxGridSize},
+            {.name = "--intent",
+             .value = &intentName_,
+             .help = "how colours are fitted",
+             .typeName = "INTENT",
+             .choices = kIntents},
+            {.name = "--proof",
+             .value = &proofName_,
+             .help = "a device to proof for",
+             .typeName = "PROFILE",
+             .expects = Expects::kProfile},
+            {.name = "--paper",
+             .value = &showsPaper_,
+             .help = "with --proof: show its white and black as they are"},
+            {.name = "--gamut",
+             .value = &warns_,
+             .help = "with --proof: show colours that it does not have in pure red"}};
 }
 
 Failure CubeMakeCommand::MakeProof(CFDataRef* samples)
@@ -96,7 +125,7 @@ Failure CubeMakeCommand::Write(const CubeOwner& cube) const
                 "choose other profiles"};
     }
     OutputFile file;
-    Failure failure = file.Create(output_);
+    Failure failure = file.Create(output_, Settings().mayReplace);
     if (!failure &&
         file.Write(CFDataGetBytePtr(text), static_cast<size_t>(CFDataGetLength(text)))) {
         failure = file.FailureFor(file.Error());
@@ -107,14 +136,17 @@ Failure CubeMakeCommand::Write(const CubeOwner& cube) const
 
 Failure CubeMakeCommand::Run()
 {
-    if (Failure failure = ReadIntent(intentName_, Name(), &intent_)) return failure;
+    intent_ = IntentOf(intentName_);
     if (proofName_.empty() && (showsPaper_ || warns_)) {
         return UsageFailure("--paper and --gamut need --proof", "", {}, Name());
     }
-    if (Failure failure = CheckOutputPath(output_)) return failure;
+    if (Failure failure = CheckOutputPath(output_, Settings().mayReplace)) return failure;
     if (Failure failure = OpenCubeProfiles(fromName_, toName_, &from_, &to_)) return failure;
     CubeOwner cube;
     if (Failure failure = Make(&cube)) return failure;
+    if (Settings().isDryRun) {
+        return Print(WouldWrite(output_, std::to_string(size_) + " points along an edge"));
+    }
     return Write(cube);
 }
 

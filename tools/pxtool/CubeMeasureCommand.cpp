@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 namespace px::tool {
 
@@ -23,8 +22,12 @@ struct CubeError {
 class CubeMeasureCommand final : public Command {
 public:
     const char* Name() const override { return "cube measure"; }
-    const char* About() const override;
-    const char* Footer() const override { return kProfileFooter; }
+    const char* Summary() const override
+    {
+        return "compare a .cube file with the conversion between two profiles";
+    }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharesJSON | kSharesStats; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -39,25 +42,41 @@ private:
     CubeOwner cube_;
 };
 
-const char* CubeMeasureCommand::About() const
+std::string CubeMeasureCommand::Details() const
 {
-    return "Compares an interpolated .cube file with the conversion between two profiles.\n"
-           "\n"
-           "Prints the largest and the mean difference of a component in levels of 8 bits, over a\n"
+    return "Tells the largest and the mean difference of a component in levels of 8 bits, over a "
            "grid of colours, with everything clamped to what can be shown.";
 }
 
 std::vector<Option> CubeMeasureCommand::Options()
 {
-    return {
-        {"FILE", &cubeName_, "the .cube file", "", true},
-        {"--to", &toName_, "the profile that results are in", "PROFILE", true},
-        {"--from", &fromName_, "the profile that colours come in (without this option: srgb)",
-         "PROFILE"},
-        {"--intent", &intentName_, "perceptual or relative (as set without this option)", "INTENT"},
-        {"--samples", &samples_, "colours along an edge of the grid (without this option: 61)", "N",
-         false, 2, kPXColorCubeMaxGridSize},
-    };
+    return {{.name = "CUBE",
+             .value = &cubeName_,
+             .help = "the .cube file",
+             .isRequired = true,
+             .expects = Expects::kFile},
+            {.name = "--to",
+             .value = &toName_,
+             .help = "the profile that results are in",
+             .typeName = "PROFILE",
+             .isRequired = true,
+             .expects = Expects::kProfile},
+            {.name = "--from",
+             .value = &fromName_,
+             .help = "the profile that colours come in",
+             .typeName = "PROFILE",
+             .expects = Expects::kProfile},
+            {.name = "--intent",
+             .value = &intentName_,
+             .help = "how colours are fitted",
+             .typeName = "INTENT",
+             .choices = kIntents},
+            {.name = "--samples",
+             .value = &samples_,
+             .help = "colours along an edge of the grid",
+             .typeName = "N",
+             .least = 2,
+             .most = kPXColorCubeMaxGridSize}};
 }
 
 Failure CubeMeasureCommand::Compare(const float* wanted, CubeError* error) const
@@ -86,8 +105,7 @@ Failure CubeMeasureCommand::Compare(const float* wanted, CubeError* error) const
 
 Failure CubeMeasureCommand::Run()
 {
-    int32_t intent = 0;
-    if (Failure failure = ReadIntent(intentName_, Name(), &intent)) return failure;
+    const int32_t intent = IntentOf(intentName_);
     if (Failure failure = ReadCube(cubeName_, &cube_)) return failure;
     ProfileOwner from;
     ProfileOwner to;
@@ -102,10 +120,9 @@ Failure CubeMeasureCommand::Run()
     const double values = static_cast<double>(CFDataGetLength(real)) / sizeof(float);
     CFRelease(real);
     if (failure) return failure;
-    std::printf("largest %.4f levels at %.3f %.3f %.3f\nmean %.4f levels\n",
-                error.largest * kLevels, double{error.at.x}, double{error.at.y}, double{error.at.z},
-                error.sum / values * kLevels);
-    return Done();
+    return Tell({{"largest", error.largest * kLevels},
+                 {"mean", error.sum / values * kLevels},
+                 {"at", Values{double{error.at.x}, double{error.at.y}, double{error.at.z}}}});
 }
 
 }  // namespace

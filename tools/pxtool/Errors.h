@@ -13,6 +13,7 @@ namespace px::tool {
 // The exit codes are contract for scripts.
 enum class ExitCode : int {
     kDone = 0,
+    kDifferent = 1,  // what was compared differs, what was checked is faulty
     kUsage = 2,      // the arguments make no sense
     kInput = 3,      // a file could not be read or is not what it should be
     kOutput = 4,     // the result could not be written, or its format cannot hold it

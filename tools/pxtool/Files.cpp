@@ -62,6 +62,11 @@ int RandomName(const std::string& folder, std::string* path)
     return 0;
 }
 
+Failure StandsThere(const std::string& path)
+{
+    return CannotWrite(path, "it exists", "choose another name, or replace it with --force");
+}
+
 }  // namespace
 
 InputFile::~InputFile()
@@ -125,7 +130,7 @@ OutputFile::~OutputFile()
     if (!temporary_.empty()) os::Os().removeFile(temporary_.c_str());
 }
 
-Failure CheckOutputPath(const std::string& path)
+Failure CheckOutputPath(const std::string& path, bool mayReplace)
 {
     os::FileFacts facts;
     const int error = os::Os().factsOfPath(path.c_str(), &facts);
@@ -135,6 +140,7 @@ Failure CheckOutputPath(const std::string& path)
     if (!error && !facts.isRegular) {
         return CannotWrite(path, "it is not a regular file", "give the name of a file");
     }
+    if (!error && !mayReplace) return StandsThere(path);
     // Renaming would get around this protection; its owner meant it.
     if (!error && (facts.permissions & 0222) == 0) {
         return CannotWrite(path, "it is write-protected", "choose another name");
@@ -149,11 +155,12 @@ Failure CheckOutputPath(const std::string& path)
     return Done();
 }
 
-Failure OutputFile::Create(const std::string& path)
+Failure OutputFile::Create(const std::string& path, bool mayReplace)
 {
+    mayReplace_ = mayReplace;
     path_ = path;
     target_ = BehindLinks(path);
-    if (Failure failure = CheckOutputPath(path_)) return failure;
+    if (Failure failure = CheckOutputPath(path_, mayReplace)) return failure;
     buffer_.reset(new (std::nothrow) uint8_t[kBufferBytes]);
     if (!buffer_) return OutOfMemory(path_);
 
@@ -239,6 +246,12 @@ Failure OutputFile::Commit()
     const int closeError = os::Os().closeFile(file_);
     file_ = os::kNoFile;
     if (!error) error = closeError;
+    // It may have come while this one was made; a moment remains, which no system closes for all
+    // file systems.
+    os::FileFacts other;
+    if (!error && !mayReplace_ && os::Os().factsOfPath(target_.c_str(), &other) == 0) {
+        return StandsThere(path_);
+    }
     if (!error) error = os::Os().renameFile(temporary_.c_str(), target_.c_str());
     if (error) return FailureFor(error);
     temporary_.clear();

@@ -56,7 +56,8 @@ public:
 
     // A path that is a symbolic link names the file behind it. The new file has the permissions
     // of the one it replaces, else those of any new file.
-    Failure Create(const std::string& path);
+    // A file that stands there is left alone unless it may be replaced.
+    Failure Create(const std::string& path, bool mayReplace);
 
     int Write(const void* bytes, size_t size) noexcept;
     int Read(void* buffer, size_t size, size_t* got) noexcept;
@@ -86,10 +87,11 @@ private:
     int64_t position_ = 0;  // of the system's file
     int64_t size_ = 0;
     int error_ = 0;
+    bool mayReplace_ = false;
 };
 
-// What can be known before the work: whether the folder of `path` exists and nothing but a regular
-// file stands at it.
-Failure CheckOutputPath(const std::string& path);
+// What can be known before the work: whether the folder of `path` exists, and nothing stands at it
+// or a regular file that may be replaced.
+Failure CheckOutputPath(const std::string& path, bool mayReplace);
 
 }  // namespace px::tool

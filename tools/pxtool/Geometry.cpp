@@ -8,8 +8,6 @@ namespace px::tool {
 
 namespace {
 
-// In the order of their codes.
-constexpr std::string_view kFilters[] = {"nearest", "bilinear", "bicubic", "lanczos"};
 constexpr int32_t kMostPixels = std::numeric_limits<int32_t>::max() - 1;
 
 // Whole numbers with `separator` between them, and nothing else.
@@ -39,14 +37,6 @@ bool ReadSize(const std::string& text, PXSize* size)
 bool ReadRect(const std::string& text, PXRect* rect)
 {
     return ReadNumbers(text, ',', {&rect->x, &rect->y, &rect->width, &rect->height});
-}
-
-Failure ReadFilter(const std::string& name, std::string_view command, PXBlitFilter* filter)
-{
-    size_t index = 0;
-    if (Failure failure = ChooseWord(name, kFilters, "filter", command, &index)) return failure;
-    *filter = static_cast<PXBlitFilter>(index);
-    return Done();
 }
 
 }  // namespace px::tool

@@ -14,7 +14,13 @@ bool ReadSize(const std::string& text, PXSize* size);
 // "X,Y,WIDTH,HEIGHT" of whole numbers.
 bool ReadRect(const std::string& text, PXRect* rect);
 
-// nearest, bilinear, bicubic or lanczos.
-Failure ReadFilter(const std::string& name, std::string_view command, PXBlitFilter* filter);
+// In the order of their codes.
+inline constexpr std::string_view kFilters[] = {"nearest", "bilinear", "bicubic", "lanczos"};
+
+// The code of one of them.
+inline PXBlitFilter FilterOf(std::string_view name)
+{
+    return static_cast<PXBlitFilter>(IndexOf(name, kFilters));
+}
 
 }  // namespace px::tool

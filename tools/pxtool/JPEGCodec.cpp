@@ -406,6 +406,7 @@ Failure DecodeJPEG(InputFile& file, Progress& progress, Picture* picture)
     if (Failure failure = MakePicture(layout, {file.Path(), file.Size(), ratio}, picture)) {
         return failure;
     }
+    progress.SetPixels(int64_t{layout.width} * layout.height);
     TakeMarkers(*reader, picture);
     TakeResolution(reader->codec, picture);
     ApplyExif(picture);

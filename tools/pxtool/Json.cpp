@@ -1,6 +1,6 @@
 #include "pxtool/Json.h"
 
-#include "pxtool/Records.h"
+#include "pxtool/Values.h"
 #include "CoreFoundation/CoreFoundation.h"
 
 #include <charconv>

@@ -2,17 +2,11 @@
 
 #include "CoreFoundation/CoreFoundation.h"
 #include "pxtool/Files.h"
-#include "pxtool/Records.h"
+#include "pxtool/Values.h"
 
 #include <vector>
 
 namespace px::tool {
-
-namespace {
-
-constexpr int64_t kMaxListBytes = int64_t{64} << 20;
-
-}  // namespace
 
 Failure ReadFileBytes(const std::string& path, CFRef<CFDataRef>* bytes)
 {
@@ -45,10 +39,17 @@ Failure ReadListFile(const std::string& path, CFRef<CFPropertyListRef>* list,
     return CannotRead(path, text, "check that it is a property list");
 }
 
-Failure WriteFileBytes(const std::string& path, const void* bytes, size_t size)
+const char* ListFormatName(CFPropertyListFormat format)
+{
+    return format == kCFPropertyListXMLFormat_v1_0      ? "xml"
+           : format == kCFPropertyListBinaryFormat_v1_0 ? "binary"
+                                                        : "text";
+}
+
+Failure WriteFileBytes(const std::string& path, bool mayReplace, const void* bytes, size_t size)
 {
     OutputFile file;
-    if (Failure failure = file.Create(path)) return failure;
+    if (Failure failure = file.Create(path, mayReplace)) return failure;
     if (const int error = file.Write(bytes, size)) return file.FailureFor(error);
     return file.Commit();
 }

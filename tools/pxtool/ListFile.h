@@ -11,12 +11,16 @@
 
 namespace px::tool {
 
-// Reads a file of at most 64 MiB whole.
+inline constexpr int64_t kMaxListBytes = int64_t{64} << 20;
+
+// Reads a file of at most kMaxListBytes whole.
 Failure ReadFileBytes(const std::string& path, CFRef<CFDataRef>* bytes);
 // In any form that the library reads; the failure says where the list is broken.
 Failure ReadListFile(const std::string& path, CFRef<CFPropertyListRef>* list,
                      CFPropertyListFormat* format);
-// Puts the file in place of what stands there, whole or not at all.
-Failure WriteFileBytes(const std::string& path, const void* bytes, size_t size);
+// "xml", "binary" or "text".
+const char* ListFormatName(CFPropertyListFormat format);
+// Writes the file whole or not at all.
+Failure WriteFileBytes(const std::string& path, bool mayReplace, const void* bytes, size_t size);
 
 }  // namespace px::tool

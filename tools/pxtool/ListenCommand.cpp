@@ -4,6 +4,7 @@
 #include "Base/Platform/Platform.h"
 #include "Base/ServerAPI.h"
 #include "PXCore/PXUtils.h"
+#include "pxtool/Json.h"
 #include "pxtool/Messages.h"
 #include "pxtool/Progress.h"
 
@@ -19,7 +20,9 @@ constexpr int64_t kLookNanos = 50'000'000;
 class ListenCommand final : public Command {
 public:
     const char* Name() const override { return "listen"; }
-    const char* About() const override;
+    const char* Summary() const override { return "print the messages that a server pushes"; }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharesJSON; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -31,18 +34,28 @@ private:
     int32_t version_ = kDefaultVersion;
 };
 
-const char* ListenCommand::About() const
+std::string ListenCommand::Details() const
 {
-    return "Prints the messages that a server pushes, each as a property list, until Ctrl-C or "
-           "the\n"
-           "server's end. Raw bytes of a message are told by their number.";
+    return "Each message is printed as a property list, or with --json as a line of JSON, until "
+           "Ctrl-C or the server's end. Raw bytes of a message are told by their number.";
 }
 
 std::vector<Option> ListenCommand::Options()
 {
-    return WithPlace(&place_,
-                     {{"--count", &count_, "end after so many messages", "N", false, 1, INT32_MAX},
-                      {"--api-version", &version_, "to ask for", "N", false, 0, INT32_MAX}});
+    return WithPlace(&place_, "as published",
+                     {{.name = "--count",
+                       .value = &count_,
+                       .help = "end after so many messages",
+                       .typeName = "N",
+                       .least = 1,
+                       .most = INT32_MAX,
+                       .standard = "no end"},
+                      {.name = "--api-version",
+                       .value = &version_,
+                       .help = "the version to ask for",
+                       .typeName = "N",
+                       .least = 0,
+                       .most = INT32_MAX}});
 }
 
 Failure ListenCommand::PrintMessages(CBaseServerAPI* server) const
@@ -55,6 +68,10 @@ Failure ListenCommand::PrintMessages(CBaseServerAPI* server) const
         if (message->GetRaw())
             message->SetInt(CFSTR("raw bytes"),
                             static_cast<int>(CFDataGetLength(message->GetRaw())));
+        if (Settings().wantsJSON) {
+            if (Failure failure = Print(JsonOf(message->GetDictionary()) + '\n')) return failure;
+            continue;
+        }
         const auto text =
             CFRef<CFDataRef>::Adopt(PXUtilsCreateXMLData(nullptr, message->GetDictionary()));
         if (!text) continue;

@@ -1,6 +1,6 @@
 #include "pxtool/LogCapture.h"
 
-#include "pxtool/Records.h"
+#include "pxtool/Values.h"
 
 namespace px::tool {
 

@@ -64,13 +64,20 @@ Failure WriteOut(CFDataRef bytes)
                                 static_cast<size_t>(CFDataGetLength(bytes))));
 }
 
-std::vector<Option> WithPlace(ServerPlace* place, std::vector<Option> others)
+std::vector<Option> WithPlace(ServerPlace* place, const char* portStandard,
+                              std::vector<Option> others)
 {
-    std::vector<Option> options = {
-        {"--product", &place->product,
-         "the name that the server is published under (without this option: pxtool)", "NAME"},
-        {"--port", &place->port, "where the server is, when it is not published", "N", false, 1,
-         65535}};
+    std::vector<Option> options = {{.name = "--product",
+                                    .value = &place->product,
+                                    .help = "the name that the server is published under",
+                                    .typeName = "NAME"},
+                                   {.name = "--port",
+                                    .value = &place->port,
+                                    .help = "the port of the server",
+                                    .typeName = "N",
+                                    .least = 1,
+                                    .most = UINT16_MAX,
+                                    .standard = portStandard}};
     options.insert(options.end(), std::make_move_iterator(others.begin()),
                    std::make_move_iterator(others.end()));
     return options;

@@ -31,8 +31,9 @@ struct ServerPlace {
     int32_t port = 0;
 };
 
-// The options --product and --port before others.
-std::vector<Option> WithPlace(ServerPlace* place, std::vector<Option> others);
+// The options --product and --port before others; which port it is without the option.
+std::vector<Option> WithPlace(ServerPlace* place, const char* portStandard,
+                              std::vector<Option> others);
 Failure FindServer(ServerPlace* place);
 // That the server at a place gave a status where an answer was due.
 Failure ServerFailure(const ServerPlace& place, PXStatus status);

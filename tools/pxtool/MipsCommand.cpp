@@ -4,6 +4,7 @@
 #include "PXCore/PXImageDerived.h"
 #include "pxtool/Geometry.h"
 #include "pxtool/PictureCommand.h"
+#include "pxtool/Plan.h"
 
 #include <algorithm>
 
@@ -14,8 +15,12 @@ namespace {
 class MipsCommand final : public Command {
 public:
     const char* Name() const override { return "mips"; }
-    const char* About() const override;
-    const char* Footer() const override { return kPictureFooter; }
+    const char* Summary() const override
+    {
+        return "write a picture at half its size, a quarter, an eighth, and so on";
+    }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharedOfWriters; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -33,26 +38,29 @@ private:
     std::vector<ImageOwner> images_;
 };
 
-const char* MipsCommand::About() const
+std::string MipsCommand::Details() const
 {
-    return "Writes a picture at half its size, a quarter, an eighth, and so on.\n"
-           "\n"
-           "Level 1 of OUT out.png becomes out-1.png. Sides are rounded down but at least one "
-           "pixel "
-           "long; the\n"
-           "last level has one pixel. Each level is filtered from the one before it.";
+    return "Level 1 of OUT out.png becomes out-1.png. Sides are rounded down but at least one "
+           "pixel long; the last level has one pixel. Each level is filtered from the one before "
+           "it."
+           "\n\n" +
+           std::string(kPictureNotes);
 }
 
 std::vector<Option> MipsCommand::Options()
 {
-    return WithFiles(
-        &files_,
-        {
-            {"--levels", &levels_, "how many levels (without this option: down to one pixel)", "N",
-             false, 1, kPXImageMaxMips},
-            {"--filter", &filterName_,
-             "nearest, bilinear (as set without this option), bicubic or lanczos", "FILTER"},
-        });
+    return WithFiles(&files_, {{.name = "--levels",
+                                .value = &levels_,
+                                .help = "how many levels",
+                                .typeName = "N",
+                                .least = 1,
+                                .most = kPXImageMaxMips,
+                                .standard = "down to one pixel"},
+                               {.name = "--filter",
+                                .value = &filterName_,
+                                .help = "how samples are averaged",
+                                .typeName = "FILTER",
+                                .choices = kFilters}});
 }
 
 std::string MipsCommand::PathOf(uint32_t level) const
@@ -64,7 +72,7 @@ std::string MipsCommand::PathOf(uint32_t level) const
 Failure MipsCommand::CheckOutputs(uint32_t levels) const
 {
     for (uint32_t level = 1; level <= levels; ++level) {
-        if (Failure failure = CheckOutputPath(PathOf(level))) return failure;
+        if (Failure failure = CheckOutputPath(PathOf(level), Settings().mayReplace)) return failure;
     }
     return Done();
 }
@@ -87,14 +95,24 @@ Failure MipsCommand::MakeLevels(const Picture& picture, Progress& progress)
 Failure MipsCommand::WriteLevels(Picture* picture, Progress& progress)
 {
     std::vector<std::unique_ptr<OutputFile>> files;
+    uint32_t level = 0;
     const PictureLayout layout = picture->layout;
+    if (Settings().isDryRun) {
+        if (Failure failure = Print(WouldRead(files_.input, NoteOf(layout)))) return failure;
+    }
     for (ImageOwner& image : images_) {
         picture->layout = layout;
         TakeImage(std::move(image), picture);
         if (Failure failure = FitToFormat(format_, files_.output, picture)) return failure;
+        if (Settings().isDryRun) {
+            const std::string path = PathOf(++level);
+            if (Failure failure = Print(WouldWrite(path, NoteOf(picture->layout)))) return failure;
+            continue;
+        }
         files.push_back(std::make_unique<OutputFile>());
         OutputFile& file = *files.back();
-        if (Failure failure = file.Create(PathOf(static_cast<uint32_t>(files.size())))) {
+        if (Failure failure =
+                file.Create(PathOf(static_cast<uint32_t>(files.size())), Settings().mayReplace)) {
             return failure;
         }
         if (Failure failure = EncodePicture(*picture, format_, files_.quality, progress, file)) {
@@ -110,10 +128,10 @@ Failure MipsCommand::WriteLevels(Picture* picture, Progress& progress)
 
 Failure MipsCommand::Run()
 {
-    if (Failure failure = ReadFilter(filterName_, Name(), &filter_)) return failure;
+    filter_ = FilterOf(filterName_);
     if (Failure failure = CheckFormat(files_.output, &format_)) return failure;
     PXAccelerateInit();
-    Progress progress(files_.input, files_.output);
+    Progress progress(files_.input, files_.output, Settings().isQuiet);
     Picture picture;
     if (Failure failure = ReadUpright(files_.input, progress, &picture)) return failure;
     const uint32_t levels =

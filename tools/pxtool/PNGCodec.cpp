@@ -253,6 +253,7 @@ Failure DecodePNG(InputFile& file, Progress& progress, Picture* picture)
                             static_cast<double>(std::max<size_t>(reader.storedRowBytes, 1));
     const FileClaim claim = {file.Path(), file.Size(), kBestDeflateRatio * widening};
     if (Failure failure = MakePicture(layout, claim, picture)) return failure;
+    progress.SetPixels(int64_t{layout.width} * layout.height);
     if (!ReadRows(reader, picture->View(), layout.height)) return FailureOf(reader);
     TakeChunks(reader, picture);
     ApplyExif(picture);

@@ -2,6 +2,7 @@
 
 #include "Base/Platform/Platform.h"
 #include "pxtool/Exif.h"
+#include "pxtool/Plan.h"
 
 #include <utility>
 
@@ -13,25 +14,20 @@ constexpr int64_t kSteps = 1000;  // what a library call tells of at most
 
 }  // namespace
 
-const char kPictureFooter[] =
-    "\nIN is a JPEG, PNG or TIFF picture; the format of OUT follows from the end of its name. The "
-    "picture\n"
-    "is turned upright as its orientation says. Profile, depth and resolution are kept, EXIF "
-    "between JPEG\n"
-    "and PNG. OUT may be IN; it is replaced when the result is complete, and stays as it was after "
-    "an\n"
-    "error or Ctrl-C.\n"
-    "\n"
-    "Exit codes: 0 done, 2 wrong arguments, 3 input, 4 output, 5 resources, 130 cancelled.";
-
 std::vector<Option> WithFiles(PictureFiles* files, std::vector<Option> options)
 {
-    std::vector<Option> all = {
-        {"IN", &files->input, "the picture to read", "", true},
-        {"OUT", &files->output, "the picture to write", "", true},
-    };
+    std::vector<Option> all = {{.name = "IN",
+                                .value = &files->input,
+                                .help = "the picture to read",
+                                .isRequired = true,
+                                .expects = Expects::kFile},
+                               {.name = "OUT",
+                                .value = &files->output,
+                                .help = "the picture to write",
+                                .isRequired = true,
+                                .expects = Expects::kFile}};
     all.insert(all.end(), options.begin(), options.end());
-    all.push_back({"--quality", &files->quality, kQualityHelp, "N", false, 1, 100});
+    all.push_back(QualityOption(&files->quality));
     return all;
 }
 
@@ -57,16 +53,29 @@ void TakeImage(ImageOwner image, Picture* picture)
                                .height = static_cast<uint32_t>(picture->layout.height)});
 }
 
-Failure ChangePicture(const PictureFiles& files, const PictureChange& change)
+Failure FinishPicture(const PictureFiles& files, const SharedOptions& shared,
+                      const PictureLayout& read, const Picture& picture, Progress& progress)
+{
+    if (!shared.isDryRun) {
+        return WritePicture(picture, files.output, shared.mayReplace, files.quality, progress);
+    }
+    progress.Clear();
+    return Print(WouldRead(files.input, NoteOf(read)) +
+                 WouldWrite(files.output, NoteOf(picture.layout)));
+}
+
+Failure ChangePicture(const PictureFiles& files, const SharedOptions& shared,
+                      const PictureChange& change)
 {
     Format format = Format::kUnknown;
-    if (Failure failure = CheckOutput(files.output, &format)) return failure;
-    Progress progress(files.input, files.output);
+    if (Failure failure = CheckOutput(files.output, shared.mayReplace, &format)) return failure;
+    Progress progress(files.input, files.output, shared.isQuiet);
     Picture picture;
     if (Failure failure = ReadUpright(files.input, progress, &picture)) return failure;
+    const PictureLayout read = picture.layout;
     if (Failure failure = change(&picture, progress)) return failure;
     if (Failure failure = FitToFormat(format, files.output, &picture)) return failure;
-    return WritePicture(picture, files.output, files.quality, progress);
+    return FinishPicture(files, shared, read, picture, progress);
 }
 
 Failure CheckRoom(const PictureLayout& layout, const std::string& path)

@@ -22,8 +22,12 @@ struct PictureFiles {
     int32_t quality = kDefaultQuality;
 };
 
-// Every such command ends its help with these lines.
-extern const char kPictureFooter[];
+// Every such command says this of its files.
+inline constexpr char kPictureNotes[] =
+    "IN is a JPEG, PNG or TIFF picture; the format of OUT follows from the end of its name. The "
+    "picture is turned upright as its orientation says. Resolution is kept, EXIF between JPEG and "
+    "PNG. With --force OUT may be IN; what stands there is replaced when the result is complete, "
+    "and stays as it was after an error or Ctrl-C.";
 
 // IN, OUT and --quality, and then those of the command.
 std::vector<Option> WithFiles(PictureFiles* files, std::vector<Option> options);
@@ -34,9 +38,16 @@ Failure ReadUpright(const std::string& path, Progress& progress, Picture* pictur
 // Gives the picture another image of the same layout but for the size.
 void TakeImage(ImageOwner image, Picture* picture);
 
-// Reads IN, lets `change` work on it, and writes OUT, which is there only after success.
+// Reads IN, lets `change` work on it, and writes OUT, which is there only after success. A dry run
+// only tells of it.
 using PictureChange = std::function<Failure(Picture* picture, Progress& progress)>;
-Failure ChangePicture(const PictureFiles& files, const PictureChange& change);
+Failure ChangePicture(const PictureFiles& files, const SharedOptions& shared,
+                      const PictureChange& change);
+
+// The end of it: writes the picture, or tells that it was read with one layout and would be written
+// with another.
+Failure FinishPicture(const PictureFiles& files, const SharedOptions& shared,
+                      const PictureLayout& read, const Picture& picture, Progress& progress);
 
 // Whether another picture of this size has room beside the one that is there.
 Failure CheckRoom(const PictureLayout& layout, const std::string& path);

@@ -27,6 +27,16 @@ Failure MakeEightBits(const std::string& path, Picture* picture)
 
 }  // namespace
 
+Option QualityOption(int32_t* quality)
+{
+    return {.name = "--quality",
+            .value = quality,
+            .help = "of JPEG",
+            .typeName = "N",
+            .least = 1,
+            .most = 100};
+}
+
 Failure CheckFormat(const std::string& path, Format* format)
 {
     *format = FormatOfName(path);
@@ -35,10 +45,10 @@ Failure CheckFormat(const std::string& path, Format* format)
             "let its name end in .jpg, .png or .tif"};
 }
 
-Failure CheckOutput(const std::string& path, Format* format)
+Failure CheckOutput(const std::string& path, bool mayReplace, Format* format)
 {
     if (Failure failure = CheckFormat(path, format)) return failure;
-    return CheckOutputPath(path);
+    return CheckOutputPath(path, mayReplace);
 }
 
 Failure ReadPicture(const std::string& path, Progress& progress, Picture* picture)
@@ -82,11 +92,11 @@ Failure EncodePicture(const Picture& picture, Format format, int quality, Progre
     }
 }
 
-Failure WritePicture(const Picture& picture, const std::string& path, int quality,
+Failure WritePicture(const Picture& picture, const std::string& path, bool mayReplace, int quality,
                      Progress& progress)
 {
     OutputFile file;
-    if (Failure failure = file.Create(path)) return failure;
+    if (Failure failure = file.Create(path, mayReplace)) return failure;
     if (Failure failure = EncodePicture(picture, FormatOfName(path), quality, progress, file)) {
         return failure;
     }

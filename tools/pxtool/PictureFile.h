@@ -3,6 +3,7 @@
 // PictureFile — a picture from a file, and to a file of any format that can hold it.
 
 #include "pxtool/Codec.h"
+#include "pxtool/Command.h"
 #include "pxtool/Files.h"
 #include "pxtool/Picture.h"
 #include "pxtool/Progress.h"
@@ -12,12 +13,14 @@
 namespace px::tool {
 
 inline constexpr int kDefaultQuality = 92;
-inline constexpr char kQualityHelp[] = "of JPEG, 1 to 100 (without this option: 92)";
+
+// The option --quality.
+Option QualityOption(int32_t* quality);
 
 // The format that a name ends in; a failure of usage when it is none.
 Failure CheckFormat(const std::string& path, Format* format);
 // What can be known of an output before any work: the format by its name, and its place.
-Failure CheckOutput(const std::string& path, Format* format);
+Failure CheckOutput(const std::string& path, bool mayReplace, Format* format);
 
 // The file is closed when it has been read: it may be the one that is replaced.
 Failure ReadPicture(const std::string& path, Progress& progress, Picture* picture);
@@ -34,7 +37,7 @@ Failure EncodePicture(const Picture& picture, Format format, int quality, Progre
                       OutputFile& file);
 
 // Creates, writes and commits.
-Failure WritePicture(const Picture& picture, const std::string& path, int quality,
+Failure WritePicture(const Picture& picture, const std::string& path, bool mayReplace, int quality,
                      Progress& progress);
 
 }  // namespace px::tool

@@ -1,21 +1,10 @@
 #include "pxtool/ProfileOptions.h"
 
-#include "pxtool/Command.h"
-
 namespace px::tool {
 
-const char kProfileFooter[] =
-    "\nPROFILE is srgb, adobergb, prophoto or prophoto22, the path of an ICC file, or the name of\n"
-    "one in the system's colour folders.\n"
-    "\n"
-    "Exit codes: 0 done, 2 wrong arguments, 3 input, 4 output, 5 resources, 130 cancelled.";
-
-Failure ReadIntent(const std::string& name, std::string_view command, int32_t* intent)
+int32_t IntentOf(std::string_view name)
 {
-    size_t index = 0;
-    if (Failure failure = ChooseWord(name, kIntents, "intent", command, &index)) return failure;
-    *intent = index == 0 ? kPXIntentPerceptual : kPXIntentRelativeColorimetric;
-    return Done();
+    return name == kIntents[0] ? kPXIntentPerceptual : kPXIntentRelativeColorimetric;
 }
 
 Failure ProfileOfPicture(const std::string& path, const Picture& picture, ProfileOwner* profile)

@@ -13,11 +13,8 @@ namespace px::tool {
 
 inline constexpr std::string_view kIntents[] = {"perceptual", "relative"};
 
-// The number of an intent's name.
-Failure ReadIntent(const std::string& name, std::string_view command, int32_t* intent);
-
-// What PROFILE stands for, and the exit codes: the end of the help.
-extern const char kProfileFooter[];
+// The number of one of them.
+int32_t IntentOf(std::string_view name);
 
 // The profile that the picture at `path` carries, sRGB for none.
 Failure ProfileOfPicture(const std::string& path, const Picture& picture, ProfileOwner* profile);

@@ -22,8 +22,9 @@ class Progress {
 public:
     // Without `isVisible` nothing is printed.
     Progress(std::string label, bool isVisible);
-    // The bar of a command that makes one file from another, visible on a terminal.
-    Progress(const std::string& input, const std::string& output);
+    // The bar of a command that makes one file from another, visible on a terminal
+    // unless the user wants it quiet.
+    Progress(const std::string& input, const std::string& output, bool isQuiet);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();  // clears the bar
@@ -32,15 +33,19 @@ public:
     // Allocates nothing and throws nothing: codecs call it from inside C code.
     bool Step(Phase phase, int64_t done, int64_t total) noexcept;
 
+    // How many pixels the whole work is about, for the rate; none is told without it.
+    void SetPixels(int64_t pixels) noexcept { pixels_ = pixels; }
+
     // Removes the bar, so that something else can be printed.
     void Clear() noexcept;
 
 private:
-    void Draw(int percent) noexcept;
+    void Draw(double percent, int64_t elapsedNanos) noexcept;
 
     std::string label_;
     bool isVisible_;
-    int drawn_ = -1;  // percent on the screen; -1: none
+    int64_t pixels_ = 0;
+    int64_t drawnNanos_ = -1;  // when the bar was drawn, since the start; -1: it is not there
     int64_t startedNanos_;
 };
 

@@ -12,8 +12,12 @@ namespace {
 class ProofCommand final : public Command {
 public:
     const char* Name() const override { return "proof"; }
-    const char* About() const override;
-    const char* Footer() const override;
+    const char* Summary() const override
+    {
+        return "show on a display what another device makes of a picture's colours";
+    }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharedOfWriters; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -33,32 +37,38 @@ private:
     int32_t intent_ = kPXIntentRelativeColorimetric;
 };
 
-const char* ProofCommand::About() const
+std::string ProofCommand::Details() const
 {
-    return "Shows on a display's profile what another device makes of a picture's colours.\n"
-           "\n"
-           "The picture goes into the colours of the device and from there to the display, whose\n"
-           "profile is embedded in OUT. Without --paper white and black are the display's own.";
-}
-
-const char* ProofCommand::Footer() const
-{
-    return kProfileFooter;
+    return "The picture goes into the colours of the device and from there to the display, whose "
+           "profile is embedded in OUT. Without --paper white and black are the display's own."
+           "\n\n" +
+           std::string(kPictureNotes);
 }
 
 std::vector<Option> ProofCommand::Options()
 {
-    return WithFiles(
-        &files_,
-        {
-            {"--proof", &proofName_, "the profile of the device to proof for", "PROFILE", true},
-            {"--display", &displayName_, "the display's profile (without this option: srgb)",
-             "PROFILE"},
-            {"--intent", &intentName_, "perceptual or relative (as set without this option)",
-             "INTENT"},
-            {"--paper", &showsPaper_, "show the device's white and black as they are"},
-            {"--gamut", &warns_, "show colours that the device does not have in pure red"},
-        });
+    return WithFiles(&files_, {{.name = "--proof",
+                                .value = &proofName_,
+                                .help = "the profile of the device to proof for",
+                                .typeName = "PROFILE",
+                                .isRequired = true,
+                                .expects = Expects::kProfile},
+                               {.name = "--display",
+                                .value = &displayName_,
+                                .help = "the display's profile",
+                                .typeName = "PROFILE",
+                                .expects = Expects::kProfile},
+                               {.name = "--intent",
+                                .value = &intentName_,
+                                .help = "how colours are fitted",
+                                .typeName = "INTENT",
+                                .choices = kIntents},
+                               {.name = "--paper",
+                                .value = &showsPaper_,
+                                .help = "show the device's white and black as they are"},
+                               {.name = "--gamut",
+                                .value = &warns_,
+                                .help = "show colours that the device does not have in pure red"}});
 }
 
 Failure ProofCommand::OpenProfiles()
@@ -96,10 +106,11 @@ Failure ProofCommand::Proof(Picture* picture, Progress& progress)
 
 Failure ProofCommand::Run()
 {
-    if (Failure failure = ReadIntent(intentName_, Name(), &intent_)) return failure;
+    intent_ = IntentOf(intentName_);
     if (Failure failure = OpenProfiles()) return failure;
-    return ChangePicture(
-        files_, [this](Picture* picture, Progress& progress) { return Proof(picture, progress); });
+    return ChangePicture(files_, Settings(), [this](Picture* picture, Progress& progress) {
+        return Proof(picture, progress);
+    });
 }
 
 }  // namespace

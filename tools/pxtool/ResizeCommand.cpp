@@ -13,13 +13,15 @@ namespace px::tool {
 
 namespace {
 
+constexpr double kLeastPercent = 0.001;
 constexpr double kMostPercent = 100000;
 
 class ResizeCommand final : public Command {
 public:
     const char* Name() const override { return "resize"; }
-    const char* About() const override;
-    const char* Footer() const override { return kPictureFooter; }
+    const char* Summary() const override { return "give a picture another size in pixels"; }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharedOfWriters; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -38,32 +40,36 @@ private:
     PXBlitFilter filter_ = kPXBlitLanczos3;
 };
 
-const char* ResizeCommand::About() const
+std::string ResizeCommand::Details() const
 {
-    return "Gives a picture another size in pixels.\n"
-           "\n"
-           "Samples are filtered in the depth and encoding that they have in the file, alpha as "
-           "any "
-           "other\n"
-           "channel: nothing is converted to linear light. A picture that shrinks is averaged over "
-           "all of\n"
-           "its pixels, except by the filter nearest.";
+    return "Samples are filtered in the depth and encoding that they have in the file, alpha as "
+           "any other channel: nothing is converted to linear light. A picture that shrinks is "
+           "averaged over all of its pixels, except by the filter nearest."
+           "\n\n" +
+           std::string(kPictureNotes);
 }
 
 std::vector<Option> ResizeCommand::Options()
 {
-    return WithFiles(
-        &files_,
-        {
-            {"--size", &sizeText_, "the new size, whatever becomes of the proportions",
-             "WIDTHxHEIGHT"},
-            {"--fit", &boxText_, "as large as fits into this size with the proportions kept",
-             "WIDTHxHEIGHT"},
-            {"--percent", &percent_, "both sides in percent of what they are", "P", false,
-             std::numeric_limits<double>::min(), kMostPercent},
-            {"--filter", &filterName_,
-             "nearest, bilinear, bicubic or lanczos (as set without this option)", "FILTER"},
-        });
+    return WithFiles(&files_, {{.name = "--size",
+                                .value = &sizeText_,
+                                .help = "the new size, whatever becomes of the proportions",
+                                .typeName = "WIDTHxHEIGHT"},
+                               {.name = "--fit",
+                                .value = &boxText_,
+                                .help = "as large as fits into this size with the proportions kept",
+                                .typeName = "WIDTHxHEIGHT"},
+                               {.name = "--percent",
+                                .value = &percent_,
+                                .help = "both sides in percent of what they are",
+                                .typeName = "P",
+                                .least = kLeastPercent,
+                                .most = kMostPercent},
+                               {.name = "--filter",
+                                .value = &filterName_,
+                                .help = "how samples are averaged",
+                                .typeName = "FILTER",
+                                .choices = kFilters}});
 }
 
 Failure ResizeCommand::CheckOptions()
@@ -78,7 +84,8 @@ Failure ResizeCommand::CheckOptions()
             return UsageFailure("'" + *text + "' is no size such as 1500x1000", "", {}, Name());
         }
     }
-    return ReadFilter(filterName_, Name(), &filter_);
+    filter_ = FilterOf(filterName_);
+    return Done();
 }
 
 Failure ResizeCommand::ChooseSize(const PictureLayout& layout, PXSize* size) const
@@ -118,8 +125,9 @@ Failure ResizeCommand::Run()
 {
     if (Failure failure = CheckOptions()) return failure;
     PXAccelerateInit();
-    return ChangePicture(
-        files_, [this](Picture* picture, Progress& progress) { return Resize(picture, progress); });
+    return ChangePicture(files_, Settings(), [this](Picture* picture, Progress& progress) {
+        return Resize(picture, progress);
+    });
 }
 
 }  // namespace

@@ -31,8 +31,9 @@ Turn TurnOf(double degrees)
 class RotateCommand final : public Command {
 public:
     const char* Name() const override { return "rotate"; }
-    const char* About() const override;
-    const char* Footer() const override { return kPictureFooter; }
+    const char* Summary() const override { return "turn a picture clockwise about its middle"; }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharedOfWriters; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -44,22 +45,24 @@ private:
     bool keepsSize_ = false;
 };
 
-const char* RotateCommand::About() const
+std::string RotateCommand::Details() const
 {
-    return "Turns a picture clockwise about its middle.\n"
-           "\n"
-           "It grows so that nothing is cut off. Quarter turns lose nothing; other angles average\n"
-           "samples as they are in the picture's profile.";
+    return "It grows so that nothing is cut off. Quarter turns lose nothing; other angles "
+           "average samples as they are in the picture's profile."
+           "\n\n" +
+           std::string(kPictureNotes);
 }
 
 std::vector<Option> RotateCommand::Options()
 {
-    return WithWarp(
-        &settings_,
-        {
-            {"--angle", &degrees_, "clockwise; negative turns the other way", "DEGREES", true},
-            {"--keep-size", &keepsSize_, "cut off what does not fit the size it has"},
-        });
+    return WithWarp(&settings_, {{.name = "--angle",
+                                  .value = &degrees_,
+                                  .help = "clockwise; negative turns the other way",
+                                  .typeName = "DEGREES",
+                                  .isRequired = true},
+                                 {.name = "--keep-size",
+                                  .value = &keepsSize_,
+                                  .help = "cut off what does not fit the size it has"}});
 }
 
 Failure RotateCommand::Rotate(Picture* picture, Progress& progress) const
@@ -96,7 +99,7 @@ Failure RotateCommand::Run()
         return UsageFailure("the angle is no number", "", {}, Name());
     }
     if (Failure failure = CheckWarp(settings_, Name())) return failure;
-    return ChangePicture(settings_.files, [this](Picture* picture, Progress& progress) {
+    return ChangePicture(settings_.files, Settings(), [this](Picture* picture, Progress& progress) {
         return Rotate(picture, progress);
     });
 }

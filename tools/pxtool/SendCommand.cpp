@@ -2,6 +2,7 @@
 
 #include "Base/HTTPMessage.h"
 #include "Base/ServerAPI.h"
+#include "pxtool/Json.h"
 #include "pxtool/Messages.h"
 
 #include <algorithm>
@@ -14,13 +15,19 @@ namespace {
 class SendCommand final : public Command {
 public:
     const char* Name() const override { return "send"; }
-    const char* About() const override;
+    const char* Summary() const override
+    {
+        return "send one request to a server and print the answer";
+    }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharesJSON; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
 private:
     Failure SetBody(CHTTPMessage* request) const;
     Failure SetList(CHTTPMessage* request) const;
+    Failure Show(const CHTTPMessage& answer) const;
     void SetTarget(CHTTPMessage* request) const;
 
     ServerPlace place_;
@@ -32,24 +39,36 @@ private:
     std::string raw_;
 };
 
-const char* SendCommand::About() const
+std::string SendCommand::Details() const
 {
-    return "Sends one request to a server and prints the body of the answer.\n"
-           "\n"
-           "URI is what follows the host, such as echo or image/info?path=a.jpg; values behind "
-           "the\n"
-           "question mark stand as they are, without escapes.";
+    return "URI is what follows the host, such as echo or image/info?path=a.jpg; values behind "
+           "the question mark stand as they are, without escapes. Printed is the body of the "
+           "answer as it came, or with --json the code, the type and the body, which is an "
+           "object when a property list came, else text.";
 }
 
 std::vector<Option> SendCommand::Options()
 {
     return WithPlace(
-        &place_, {{"URI", &target_, "what is asked for", "", true},
-                  {"--method", &method_, "of the request (without this option: GET)", "WORD"},
-                  {"--plist", &list_, "a property list, a dictionary, as the body", "FILE"},
-                  {"--packed", &raw_, "a file that goes raw beside the list of --plist", "FILE"},
-                  {"--json", &json_, "JSON as the body", "TEXT"},
-                  {"--file", &file_, "a file as the body", "FILE"}});
+        &place_, "as published",
+        {{.name = "URI", .value = &target_, .help = "what is asked for", .isRequired = true},
+         {.name = "--method", .value = &method_, .help = "of the request", .typeName = "WORD"},
+         {.name = "--plist",
+          .value = &list_,
+          .help = "a property list, a dictionary, as the body",
+          .typeName = "FILE",
+          .expects = Expects::kFile},
+         {.name = "--packed",
+          .value = &raw_,
+          .help = "a file that goes raw beside the list of --plist",
+          .typeName = "FILE",
+          .expects = Expects::kFile},
+         {.name = "--json-body", .value = &json_, .help = "JSON as the body", .typeName = "TEXT"},
+         {.name = "--file",
+          .value = &file_,
+          .help = "a file as the body",
+          .typeName = "FILE",
+          .expects = Expects::kFile}});
 }
 
 void SendCommand::SetTarget(CHTTPMessage* request) const
@@ -109,6 +128,28 @@ Failure SendCommand::SetBody(CHTTPMessage* request) const
     return Done();
 }
 
+Failure SendCommand::Show(const CHTTPMessage& answer) const
+{
+    if (!Settings().wantsJSON) {
+        return answer.GetRawContent() ? WriteOut(answer.GetRawContent()) : Done();
+    }
+    Value body;
+    const auto list = CFRef<CFPropertyListRef>::Adopt(
+        answer.GetRawContent()
+            ? CFPropertyListCreateWithData(nullptr, answer.GetRawContent(),
+                                           kCFPropertyListImmutable, nullptr, nullptr)
+            : nullptr);
+    if (list && CFGetTypeID(list.Get()) == CFDictionaryGetTypeID()) {
+        body = JSONText{JsonOf(list.Get())};
+    } else if (answer.GetRawContent()) {
+        body = std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(answer.GetRawContent())),
+                           static_cast<size_t>(CFDataGetLength(answer.GetRawContent())));
+    }
+    return Tell({{"code", answer.GetResponseCode()},
+                 {"type", TextFrom(answer.GetRawContentType())},
+                 {"body", std::move(body)}});
+}
+
 Failure SendCommand::Run()
 {
     CHTTPMessage request(StringFrom(method_).Get(), nullptr, nullptr);
@@ -120,9 +161,7 @@ Failure SendCommand::Run()
     PXStatus status = server.OpenStreams(place_.port);
     if (status == kPXOK) status = server.SendRequest(request, answer);
     if (status != kPXOK) return ServerFailure(place_, status);
-    if (answer.GetRawContent()) {
-        if (Failure failure = WriteOut(answer.GetRawContent())) return failure;
-    }
+    if (Failure failure = Show(answer)) return failure;
     if (answer.GetResponseCode() == 200) return Done();
     return {ExitCode::kInput,
             "the server answered with code " + std::to_string(answer.GetResponseCode()), ""};

@@ -128,7 +128,12 @@ private:
 class ServeCommand final : public Command {
 public:
     const char* Name() const override { return "serve"; }
-    const char* About() const override;
+    const char* Summary() const override
+    {
+        return "serve requests of this user's programs on this machine";
+    }
+    std::string Details() const override;
+    uint32_t Shares() const override { return 0; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -138,22 +143,25 @@ private:
     bool hasPage_ = false;
 };
 
-const char* ServeCommand::About() const
+std::string ServeCommand::Details() const
 {
-    return "Serves requests of this user's programs on this machine until Ctrl-C.\n"
-           "\n"
-           "Answered are echo (the body comes back), image/info?path=FILE and "
-           "preset/info?path=FILE.\n"
-           "Messages that a program sends go to all that listen. The port is published under the\n"
-           "product's name, where pxtool send and pxtool listen find it.";
+    return "Answered until Ctrl-C are echo (the body comes back), image/info?path=FILE and "
+           "preset/info?path=FILE. Messages that a program sends go to all that listen. The port "
+           "is published under the product's name, where pxtool send and pxtool listen find it.";
 }
 
 std::vector<Option> ServeCommand::Options()
 {
-    return WithPlace(
-        &place_,
-        {{"--status-page", &hasPage_, "show a page about the server to browsers, too"},
-         {"--api-version", &version_, "what clients must ask for", "N", false, 0, INT32_MAX}});
+    return WithPlace(&place_, "any that is free",
+                     {{.name = "--status-page",
+                       .value = &hasPage_,
+                       .help = "show a page about the server to browsers, too"},
+                      {.name = "--api-version",
+                       .value = &version_,
+                       .help = "what clients must ask for",
+                       .typeName = "N",
+                       .least = 0,
+                       .most = INT32_MAX}});
 }
 
 Failure ServeCommand::Run()

@@ -592,6 +592,7 @@ Failure DecodeTIFF(InputFile& file, Progress& progress, Picture* picture)
     if (const char* reason = ChooseLayout(fields, &layout)) return Refuse(file, reason);
     const FileClaim claim = {file.Path(), file.Size(), BestRatio(fields, layout)};
     if (Failure failure = MakePicture(layout, claim, picture)) return failure;
+    progress.SetPixels(int64_t{layout.width} * layout.height);
     TakeFields(tiff, picture);
     if (picture->icc.empty() && messages.hasICCWarning) picture->hasBrokenICC = true;
 

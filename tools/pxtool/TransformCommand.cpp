@@ -20,8 +20,12 @@ bool HasInverse(const PXAffineTransform& transform)
 class TransformCommand final : public Command {
 public:
     const char* Name() const override { return "transform"; }
-    const char* About() const override;
-    const char* Footer() const override { return kPictureFooter; }
+    const char* Summary() const override
+    {
+        return "scale, shear, turn, mirror and move a picture in one step";
+    }
+    std::string Details() const override;
+    uint32_t Shares() const override { return kSharedOfWriters; }
     std::vector<Option> Options() override;
     Failure Run() override;
 
@@ -35,24 +39,27 @@ private:
     PXSize size_ = {};
 };
 
-const char* TransformCommand::About() const
+std::string TransformCommand::Details() const
 {
-    return "Scales, shears, turns, mirrors and moves a picture in one step.\n"
-           "\n"
-           "A point x,y of the upright picture, in pixels from its upper left corner, goes to\n"
-           "A*x + B*y + TX, C*x + D*y + TY. What lands outside of the new picture is cut off. A\n"
-           "picture that shrinks is not averaged over all of its pixels: resize does that.";
+    return "A point x,y of the upright picture, in pixels from its upper left corner, goes to "
+           "A*x + B*y + TX, C*x + D*y + TY. What lands outside of the new picture is cut off. A "
+           "picture that shrinks is not averaged over all of its pixels: resize does that."
+           "\n\n" +
+           std::string(kPictureNotes);
 }
 
 std::vector<Option> TransformCommand::Options()
 {
-    return WithWarp(
-        &settings_,
-        {
-            {"--matrix", &matrixText_, "the six numbers", "A,B,C,D,TX,TY", true},
-            {"--size", &sizeText_, "the size of the new picture (without this option: that of IN)",
-             "WIDTHxHEIGHT"},
-        });
+    return WithWarp(&settings_, {{.name = "--matrix",
+                                  .value = &matrixText_,
+                                  .help = "the six numbers",
+                                  .typeName = "A,B,C,D,TX,TY",
+                                  .isRequired = true},
+                                 {.name = "--size",
+                                  .value = &sizeText_,
+                                  .help = "the size of the new picture",
+                                  .typeName = "WIDTHxHEIGHT",
+                                  .standard = "that of IN"}});
 }
 
 Failure TransformCommand::ReadMatrix()
@@ -76,7 +83,7 @@ Failure TransformCommand::Run()
         return UsageFailure("'" + sizeText_ + "' is no size such as 1500x1000", "", {}, Name());
     }
     if (Failure failure = CheckWarp(settings_, Name())) return failure;
-    return ChangePicture(settings_.files, [this](Picture* picture, Progress& progress) {
+    return ChangePicture(settings_.files, Settings(), [this](Picture* picture, Progress& progress) {
         const PictureLayout& layout = picture->layout;
         const PXSize size = sizeText_.empty() ? PXSize{layout.width, layout.height} : size_;
         return WarpPicture(settings_, Name(), size, transform_, picture, progress);

@@ -15,16 +15,6 @@ namespace {
 // In the order of their codes, which begin at 1.
 constexpr std::string_view kMethods[] = {"nearest", "bilinear", "bicubic"};
 
-Failure ReadMethod(const WarpSettings& settings, std::string_view command, uint32_t* method)
-{
-    size_t index = 0;
-    if (Failure failure = ChooseWord(settings.method, kMethods, "method", command, &index)) {
-        return failure;
-    }
-    *method = static_cast<uint32_t>(index) + kPXTransformNearest;
-    return Done();
-}
-
 // A float for each channel: from the option, or white and opaque.
 Failure ChooseFill(const WarpSettings& settings, std::string_view command,
                    const PictureLayout& layout, std::vector<float>* fill)
@@ -65,15 +55,20 @@ Failure WarpImage(PXImage source, const PictureLayout& layout, const PXAffineTra
 
 std::vector<Option> WithWarp(WarpSettings* settings, std::vector<Option> options)
 {
-    options.push_back({"--method", &settings->method,
-                       "nearest, bilinear or bicubic (as set without this option)", "METHOD"});
-    options.push_back({"--fill", &settings->fill,
-                       "what lies beyond the picture: a number from 0 to 1 for all colours or for "
-                       "each one, and one more for alpha (without this option: transparent, or "
-                       "white where there is no alpha)",
-                       "N,N,..."});
-    options.push_back(
-        {"--replicate", &settings->repeatsEdges, "repeat the picture's edge pixels beyond it"});
+    options.push_back({.name = "--method",
+                       .value = &settings->method,
+                       .help = "how samples are averaged",
+                       .typeName = "METHOD",
+                       .choices = kMethods});
+    options.push_back({.name = "--fill",
+                       .value = &settings->fill,
+                       .help = "what lies beyond the picture: a number from 0 to 1 for all colours "
+                               "or for each one, and one more for alpha",
+                       .typeName = "N,N,...",
+                       .standard = "transparent, or white where there is no alpha"});
+    options.push_back({.name = "--replicate",
+                       .value = &settings->repeatsEdges,
+                       .help = "repeat the picture's edge pixels beyond it"});
     return WithFiles(&settings->files, std::move(options));
 }
 
@@ -94,8 +89,6 @@ bool ReadNumberList(const std::string& text, std::vector<double>* numbers)
 
 Failure CheckWarp(const WarpSettings& settings, std::string_view command)
 {
-    uint32_t method = 0;
-    if (Failure failure = ReadMethod(settings, command, &method)) return failure;
     if (settings.fill.empty()) return Done();
     if (settings.repeatsEdges) {
         return UsageFailure("only one of --fill and --replicate says what lies beyond", "", {},
@@ -118,7 +111,8 @@ Failure WarpPicture(const WarpSettings& settings, std::string_view command, PXSi
     if (Failure failure = ChooseFill(settings, command, picture->layout, &fill)) return failure;
     const CallProgress call(progress);
     PXImageTransformOptions options = {};
-    if (Failure failure = ReadMethod(settings, command, &options.method)) return failure;
+    options.method =
+        static_cast<uint32_t>(IndexOf(settings.method, kMethods)) + kPXTransformNearest;
     options.fillColor = fill.data();
     options.replicatesEdges = settings.repeatsEdges;
     options.bands = static_cast<int32_t>(os::Os().processorCount());

@@ -1,0 +1,212 @@
+"""What the tool has in common over all commands: help, JSON keys beside their documentation, dry
+runs, completions in bash, manual pages, diff.
+
+usage: tool_interface.py PXTOOL SOURCE_FOLDER
+"""
+
+import json
+import os
+import plistlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "support"))
+import pictures
+from pictures import Picture
+
+PXTOOL, SOURCE = map(os.path.abspath, sys.argv[1:3])
+
+
+def keys_of(value, prefix=""):
+    """The paths of all keys, as the documentation writes them."""
+    if isinstance(value, dict):
+        found = set()
+        for key, inner in value.items():
+            path = f"{prefix}.{key}" if prefix else key
+            found |= {path} if path in ("content", "body") else keys_of(inner, path)
+        return found
+    if isinstance(value, list):
+        return set().union({prefix + "[]"} if not value else set(), *(keys_of(each, prefix + "[]") for each in value[:1] if isinstance(each, dict)),
+                           {prefix + "[]"} if value and not isinstance(value[0], dict) else set())
+    return {prefix}
+
+
+class Interface(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(prefix="pxtool-interface-")
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.environment = {"PATH": os.environ["PATH"], "HOME": self.folder, "TMPDIR": self.folder, "XDG_DATA_HOME": self.folder + "/data",
+                            "XDG_DATA_DIRS": self.folder + "/shared", "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/none"}
+        self.environment.update({name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")})
+        self.picture("a.png", [10, 20, 30] * 64)
+        self.picture("b.png", [10, 20, 30] * 63 + [13, 20, 30])
+        os.makedirs(self.path("Curves/Warm"))
+        for name in ("Warm/Plain", "Warm/Other"):
+            with open(self.path(f"Curves/{name}.pxcurve"), "wb") as file:
+                plistlib.dump({"presetName": name[5:]}, file)
+        os.makedirs(self.path("shared/color/icc"))
+        with open(self.path("shared/color/icc/ink.icc"), "wb") as file:
+            file.write(pictures.cmyk_profile())
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def picture(self, name, samples, side=8):
+        pictures.write_png(self.path(name), Picture(side, side, 8, 3, samples))
+
+    def run_tool(self, *arguments, code=0):
+        done = subprocess.run([PXTOOL, *arguments], capture_output=True, text=True, cwd=self.folder, env=self.environment)
+        self.assertEqual(code, done.returncode, (arguments, done.stderr))
+        return done
+
+    def commands(self):
+        """The names in the help of the tool."""
+        return re.findall(r"^  ([a-z]+(?: [a-z]+)?)(?:  |\n)", self.run_tool("--help").stdout, re.M)
+
+    def test_json_keys_are_the_documented_ones(self):
+        with open(os.path.join(SOURCE, "doc/pxtool.md")) as file:
+            rows = re.findall(r"^\| `([^|]+)` \| (.*) \|$", file.read(), re.M)
+        documented = {command: set(re.findall(r"`([A-Za-z0-9.\[\]]+)`", keys)) for command, keys in rows}
+        queries = {
+            "info": ["a.png"], "diff": ["a.png", "a.png"], "profile list": [], "profile info": ["prophoto"],
+            "profile import": [self.path("wide.icc")], "profile monitor": [], "cube measure": ["a.cube", "--to", "adobergb", "--samples", "3"],
+            "preset show": ["Curves", "Warm", "Plain"], "plist lint": ["Curves/Warm/Plain.pxcurve"], "doctor": [], "selftest": [],
+        }
+        self.run_tool("cube", "make", "a.cube", "--to", "adobergb", "--size", "3")
+        profiles = json.loads(self.run_tool("doctor", "--json").stdout)["profileFolders"]
+        shutil.copy(profiles[0]["folder"] + "/ProPhoto.icm", self.path("wide.icc"))
+        for command, arguments in queries.items():
+            with self.subTest(command):
+                answer = json.loads(self.run_tool(*command.split(), *arguments, "--json").stdout)
+                found = keys_of(answer)
+                if command == "doctor":  # no server runs, and nothing need be wrong
+                    found = (found - {"servers[]"}) | {key for key in documented[command] if key.startswith("servers[].")}
+                self.assertEqual(documented[command], found)
+        stats = json.loads(self.run_tool("info", "a.png", "--json", "--stats").stdout)["stats"]
+        with open(os.path.join(SOURCE, "doc/pxtool.md")) as file:
+            self.assertLessEqual({f"`stats.{key}`" for key in stats}, set(re.findall(r"`[^`]+`", file.read())))
+        self.assertGreater(stats["peakMemoryBytes"], 1 << 20)
+
+    def test_exit_codes_are_the_documented_ones(self):
+        with open(os.path.join(SOURCE, "doc/pxtool.md")) as file:
+            rows = dict(re.findall(r"^\| (\d+) \| (.*) \|$", file.read().replace("`", ""), re.M))
+        page = self.run_tool("man").stdout.replace("\\-", "-")
+        self.assertEqual(rows, dict(re.findall(r"^\.TP\n\.B (\d+)\n(.*)$", page, re.M)))
+
+    def test_every_command_has_help_completions_and_a_page(self):
+        names = self.commands()
+        self.assertGreater(len(names), 30)
+        os.mkdir(self.path("man"))
+        self.run_tool("man", "--into", "man")
+        self.assertEqual({f"pxtool-{name.replace(' ', '-')}.1" for name in names} | {"pxtool.1"}, set(os.listdir(self.path("man"))))
+        for name in names:
+            with self.subTest(name):
+                text = self.run_tool(*name.split(), "--help").stdout
+                self.assertIn(f"Usage: pxtool {name} ", text)
+                self.assertLessEqual(max(map(len, text.splitlines())), 80)
+                self.assertNotIn("()", text)
+                page = self.path(f"man/pxtool-{name.replace(' ', '-')}.1")
+                if shutil.which("groff"):
+                    done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", page], capture_output=True, text=True)
+                    self.assertEqual("", done.stderr)
+                with open(page) as file:  # no line that roff would take for a request of its own
+                    self.assertEqual([], [line for line in file if re.match(r"[.'](?!(TH|SH|TP|PP|BR?|I|br)\b)", line)])
+
+    def complete(self, *words):
+        """What bash offers for the last word."""
+        script = self.path("completions")
+        if not os.path.exists(script):
+            with open(script, "w") as file:
+                file.write(self.run_tool("completions", "bash").stdout)
+        line = f'source {script}; COMP_WORDS=(pxtool "$@"); COMP_CWORD=$#; _pxtool 2>/dev/null; printf "%s\\n" "${{COMPREPLY[@]}}"'
+        done = subprocess.run(["bash", "--norc", "-c", line, "bash", *words], capture_output=True, text=True, cwd=self.folder)
+        return set(done.stdout.split())
+
+    def test_bash_completes(self):
+        rows = [
+            (["res"], {"resize"}), (["c"], {"completions", "convert", "crop", "cube", "curve"}),
+            (["cube", ""], {"make", "apply", "measure", "--help"}),
+            (["resize", "a.png", "--filter", "bi"], {"bilinear", "bicubic"}), (["resize", "--filter", "=", "lan"], {"lanczos"}),
+            (["resize", "--dr"], {"--dry-run"}), (["cube", "make", "--inte"], {"--intent"}), (["profile", "list", "--j"], {"--json"}),
+            (["convert", "--to", "prop"], {"prophoto", "prophoto22"}), (["cube", "apply", "--cube", "a."], {"a.png"}),
+            (["preset", "list", "--so"], {"--sorted"}), (["completions", ""], {"bash", "zsh", "fish"}), (["resize", "--size", ""], set()),
+        ]
+        for words, want in rows:
+            with self.subTest(words):
+                self.assertEqual(want, self.complete(*words))
+        told = subprocess.run(["bash", "--norc", "-c", f"source {self.path('completions')}; complete -p pxtool"], capture_output=True, text=True)
+        self.assertIn("-F _pxtool pxtool", told.stdout)
+        for shell in ("zsh", "fish"):
+            text = self.run_tool("completions", shell).stdout
+            with open(self.path("script"), "w") as file:
+                file.write(text)
+            if shutil.which(shell):
+                subprocess.run([shell, "-n", self.path("script")], check=True)
+            for name in self.commands():
+                self.assertIn(name.split()[-1], text)
+
+    def test_a_dry_run_writes_nothing_and_force_replaces(self):
+        rows = ["resize a.png out.png --size 4x4", "convert a.png out.tif --to adobergb", "mips a.png out.png --levels 1", "cube make out.cube --to srgb",
+                "plist convert Curves/Warm/Plain.pxcurve out.plist", "preset export Curves Warm out.zip", "preset rename Curves Warm Plain New",
+                "preset sort Curves Warm", "diff a.png a.png --heat out.png", "crop a.png out.jpg --rect 0,0,2,2"]
+        list_files = lambda: {name: os.stat(os.path.join(at, name)).st_mtime_ns for at, _, names in os.walk(self.folder) for name in names}
+        for row in rows:
+            with self.subTest(row):
+                before = list_files()
+                self.assertIn("would write", self.run_tool(*row.split(), "--dry-run").stdout)
+                self.assertEqual(before, list_files())
+        for row in rows[:6]:
+            with self.subTest(row):
+                words = row.split()
+                self.run_tool(*words)
+                before = list_files()
+                self.assertIn("--force", self.run_tool(*words, code=4).stderr)
+                self.assertIn("--force", self.run_tool(*words, "--dry-run", code=4).stderr)
+                self.assertEqual(before, list_files())
+                self.assertIn("would replace", self.run_tool(*words, "--dry-run", "--force").stdout)
+                self.run_tool(*words, "--force")
+                for name in set(list_files()) - {"a.png", "b.png"}:
+                    if name.startswith("out"):
+                        os.remove(self.path(name))
+
+    def test_mistyped_words_are_answered(self):
+        rows = {"resiz": "resize", "cub": "cube", "cube mak": "cube make", "resize a.png x.png --sise 3x3": "--size", "crop a.png x.png --rect 0,0,1,1 --forse": "--force",
+                "resize a.png x.png --size 3x3 --filter lanczoss": "lanczos", "completions bsh": "bash", "convert a.png x.png --to adobrgb": "adobergb"}
+        for row, want in rows.items():
+            with self.subTest(row):
+                self.assertIn(f"did you mean '{want}'?", self.run_tool(*row.split(), code=2).stderr)
+
+    def test_diff_measures_thresholds_and_draws(self):
+        answer = lambda *options, code=0: json.loads(self.run_tool("diff", "a.png", "b.png", "--json", *options, code=code).stdout)
+        found = answer(code=1)
+        self.assertEqual((False, 64, 1, 3, 0), (found["alike"], found["pixels"], found["differing"], found["levels"]["max"], found["levels"]["p99"]))
+        self.assertAlmostEqual(3 / 192, found["levels"]["mean"])
+        self.assertAlmostEqual(61.42, found["psnr"], places=2)  # 10 log10(192 * 255^2 / 9)
+        for options in (["--threshold", "3"], ["--max", "2"], ["--profile-aware", "--threshold", "5"]):
+            self.assertTrue(answer(*options)["alike"])
+        for options in (["--threshold", "2.9"], ["--max", "1"], ["--profile-aware"]):
+            self.assertFalse(answer(*options, code=1)["alike"])
+        self.assertIsNone(json.loads(self.run_tool("diff", "a.png", "a.png", "--json").stdout)["psnr"])
+        self.run_tool("diff", "a.png", "b.png", "--heat", "heat.png", code=1)
+        heat = pictures.read_png(self.path("heat.png")).samples
+        self.assertEqual(([0] * 189, [255] * 3), (list(heat[:189]), list(heat[189:])))
+        self.picture("small.png", [1] * 12, side=2)
+        self.assertIn('"sameSize": false', self.run_tool("diff", "a.png", "small.png", "--json", code=1).stdout)
+        # The same colours in another profile and depth.
+        self.run_tool("convert", "a.png", "wide.tif", "--to", "adobergb")
+        self.run_tool("diff", "a.png", "wide.tif", code=1)
+        self.run_tool("diff", "a.png", "wide.tif", "--profile-aware", "--threshold", "1")
+
+    def test_doctor_finds_a_cache_folder_that_takes_nothing(self):
+        self.assertEqual([], json.loads(self.run_tool("doctor", "--json").stdout)["problems"])
+        self.environment["TMPDIR"] = self.path("none")
+        self.assertIn("takes no files", self.run_tool("doctor", code=1).stdout)
+        self.assertIn("see pxtool doctor", self.run_tool("selftest", code=4).stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=1)
