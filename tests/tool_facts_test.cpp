@@ -1,11 +1,14 @@
 // Facts that the tool tells: colour differences against published pairs, and what the library and
 // the system answer for diagnoses.
 
-#include "Base/Platform/PlatformFacts.h"
+#include "Base/Platform/Platform.h"
 #include "PXAccelerate/PXAccelerate.h"
 #include "PXCore/PXColorProfileImages.h"
 #include "pxtool/DeltaE.h"
+#include "pxtool/Doctor.h"
+#include "pxtool/Stats.h"
 #include "support/ColourPictures.h"
+#include "support/FakePlatform.h"
 
 #include <gtest/gtest.h>
 
@@ -71,22 +74,35 @@ TEST(DeltaE, AgreesWithPublishedPairsBothWays)
 TEST(Diagnoses, TellOfVolumesAndMemory)
 {
     px::os::VolumeFacts root;
-    ASSERT_EQ(0, px::os::FactsOfVolume("/", &root));
+    ASSERT_EQ(0, px::os::Os().volumeFacts("/", &root));
     EXPECT_LE(root.freeBytes, root.totalBytes);
     EXPECT_NE("", std::string(root.kind));
     px::os::VolumeFacts proc;
-    ASSERT_EQ(0, px::os::FactsOfVolume("/proc", &proc));
+    ASSERT_EQ(0, px::os::Os().volumeFacts("/proc", &proc));
     EXPECT_EQ("0x9fa0", std::string(proc.kind));  // the system's number of a kind without a name
-    EXPECT_EQ(ENOENT, px::os::FactsOfVolume("/no such folder", &proc));
+    EXPECT_EQ(ENOENT, px::os::Os().volumeFacts("/no such folder", &proc));
 
     constexpr size_t kMany = 64 << 20;
     uint64_t before = 0;
     uint64_t after = 0;
-    ASSERT_EQ(0, px::os::PeakMemory(&before));
+    ASSERT_EQ(0, px::os::Os().peakMemory(&before));
     const auto block = std::make_unique<char[]>(kMany);
     std::fill_n(static_cast<volatile char*>(block.get()), kMany, 'x');
-    ASSERT_EQ(0, px::os::PeakMemory(&after));
+    ASSERT_EQ(0, px::os::Os().peakMemory(&after));
     EXPECT_GE(after, std::max<uint64_t>(before, kMany));
+}
+
+TEST(Diagnoses, DoWithoutWhatTheSystemDoesNotTell)
+{
+    px::test::FakeTable system;
+    system->peakMemory = [](uint64_t*) { return ENOSYS; };
+    system->volumeFacts = [](const char*, px::os::VolumeFacts*) { return EACCES; };
+    EXPECT_NE(std::string::npos,
+              px::tool::JSONOf(px::tool::StatsNow()).find("\"peakMemoryBytes\": null"));
+    const px::tool::Diagnosis diagnosis = px::tool::Diagnose();
+    EXPECT_TRUE(std::ranges::any_of(diagnosis.problems, [](const std::string& problem) {
+        return problem.find("takes no files") != std::string::npos;
+    }));
 }
 
 TEST(Diagnoses, TellOfKernelsAndTransforms)

@@ -4,7 +4,6 @@
 #include "Base/PXProcess.h"
 #include "Base/PXServer.h"
 #include "Base/Platform/Platform.h"
-#include "Base/Platform/PlatformFacts.h"
 #include "Base/Ref.h"
 #include "PXAccelerate/PXAccelerate.h"
 #include "PXCore/PXImageCache.h"
@@ -108,7 +107,7 @@ Fields Cache(Diagnosis* diagnosis)
     PXImageGetCacheStatistics(&statistics);
     const std::string folder = CacheRoot();
     os::VolumeFacts volume;
-    const bool isThere = os::FactsOfVolume(folder.c_str(), &volume) == 0;
+    const bool isThere = os::Os().volumeFacts(folder.c_str(), &volume) == 0;
     const bool isWritable = isThere && IsWritable(folder);
     if (!isWritable) {
         diagnosis->problems.push_back("the cache folder '" + folder +

@@ -1,7 +1,6 @@
 #include "pxtool/Stats.h"
 
 #include "Base/Platform/Platform.h"
-#include "Base/Platform/PlatformFacts.h"
 #include "PXCore/PXColorProfileImages.h"
 #include "PXCore/PXImageCache.h"
 
@@ -25,7 +24,7 @@ Fields StatsNow()
     PXImageCacheStatistics cache = {};
     PXImageGetCacheStatistics(&cache);
     uint64_t peak = 0;
-    const bool knowsPeak = os::PeakMemory(&peak) == 0;
+    const bool knowsPeak = os::Os().peakMemory(&peak) == 0;
     const auto seconds =
         static_cast<double>(os::Os().monotonicNanos() - startedNanos) / kNanosPerSecond;
     return {{"seconds", seconds},

@@ -91,6 +91,13 @@ using ProcessVisitor = bool (*)(uint32_t processId, void* context);
 using TextVisitor = void (*)(const char* text, void* context);
 using BytesVisitor = void (*)(const uint8_t* bytes, size_t size, void* context);
 
+// Of a mounted file system; Windows: of a volume.
+struct VolumeFacts {
+    uint64_t freeBytes = 0;  // which this user may fill
+    uint64_t totalBytes = 0;
+    char kind[32] = {};  // "ext4", "tmpfs"; the number in hexadecimal digits of an unknown one
+};
+
 struct Table {
     // Files. Descriptors are not inherited by child processes. New files get 0666 less the umask.
     int (*openFile)(const char* path, OpenMode mode, File* file);
@@ -359,6 +366,12 @@ struct Table {
     // end, from the kernel's socket diagnostics. ENOENT when they know no such end; ENOSYS where
     // they cannot be asked, as on Windows.
     int (*peerOwner)(File socket, uint32_t* owner);
+
+    // What diagnoses tell of the system. The most memory that this process has had resident, in
+    // bytes; Windows: the peak working set.
+    int (*peakMemory)(uint64_t* bytes);
+    // The volume that a path lies on; ENOENT without such a path.
+    int (*volumeFacts)(const char* path, VolumeFacts* facts);
 };
 
 // The most parts of one sendParts.

@@ -3,6 +3,7 @@
 #include "Base/Platform/Platform_linux_calls.h"
 #include "Base/Platform/Platform_linux_display.h"
 #include "Base/Platform/Platform_linux_entries.h"
+#include "Base/Platform/Platform_linux_facts.h"
 #include "Base/Platform/Platform_linux_presets.h"
 #include "Base/Platform/Platform_linux_process.h"
 #include "Base/Platform/Platform_linux_sockets.h"
@@ -474,6 +475,8 @@ constexpr Table kLinuxTable = {
     .reserveSpace = ReserveSpace,
 
     .peerOwner = PeerOwner,
+    .peakMemory = PeakMemory,
+    .volumeFacts = FactsOfVolume,
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "Base/Platform/PlatformFacts.h"
+#include "Base/Platform/Platform_linux_facts.h"
 
 #include <linux/magic.h>
 #include <sys/resource.h>
