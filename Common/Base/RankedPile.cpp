@@ -73,6 +73,7 @@ void RankedRun::Fill(const std::vector<Ranked>& all)
     items_ = std::make_unique_for_overwrite<Ranked[]>(all.size());
     next_ = sortedEnd_ = items_.get();
     end_ = next_ + all.size();
+    binEnds_.clear();
     Spread(all, next_);
     FindFirst();
 }

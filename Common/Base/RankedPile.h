@@ -60,7 +60,7 @@ public:
     const Ranked* begin() const { return next_; }
     const Ranked* end() const { return end_; }
 
-    // The run must be empty.
+    // Forgets what the run held.
     void Fill(const std::vector<Ranked>& all);
     CBaseTask* TakeFirst();
     CBaseTask* Take(Ranked* at);
