@@ -282,11 +282,16 @@ PXStatus CBaseStream::CreateCopy(CBaseStream*& copy)
 PXStatus CBaseStream::WriteParts(const CBaseStreamPart* parts, size_t count)
 {
     if (count == 1) return WriteWhole(parts[0].bytes, parts[0].size);
-    std::string all;
+    size_t size = 0;
+    for (size_t i = 0; i < count; ++i) size += parts[i].size;
+    Block all;
+    if (!Resize(all, std::max<uint64_t>(size, 1))) return PX_FAIL(kPXErrCreate);
+    auto* at = all.get();
     for (size_t i = 0; i < count; ++i) {
-        all.append(static_cast<const char*>(parts[i].bytes), parts[i].size);
+        const auto* bytes = static_cast<const uint8_t*>(parts[i].bytes);
+        at = std::copy_n(bytes, parts[i].size, at);
     }
-    return WriteWhole(all.data(), all.size());
+    return WriteWhole(all.get(), size);
 }
 
 PXStatus CBaseStream::ReadDataCopy(uint64_t count, CFDataRef& data)

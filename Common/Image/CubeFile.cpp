@@ -2,8 +2,11 @@
 
 #include "Base/Status.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
+#include <memory>
 
 namespace px {
 
@@ -20,22 +23,22 @@ bool IsGridOfFormat(uint32_t gridSize)
     return gridSize >= kMinGrid && gridSize <= kMaxCubeGrid;
 }
 
-void AppendNumber(float number, std::string* text)
+constexpr size_t kLongestNumber = 15;  // "-1.17549435e-38"
+
+char* AppendText(std::string_view text, char* at)
 {
-    constexpr int kDigits = 9;
-    char buffer[32];
-    const auto end =
-        std::to_chars(buffer, std::end(buffer), number, std::chars_format::general, kDigits);
-    text->append(buffer, end.ptr);
+    return std::copy(text.begin(), text.end(), at);
 }
 
-void AppendTriple(const float* triple, std::string* text)
+char* AppendTriple(const float* triple, char* at)
 {
+    constexpr int kDigits = 9;
     for (int c = 0; c < 3; ++c) {
-        if (c) *text += ' ';
-        AppendNumber(triple[c], text);
+        at = std::to_chars(at, at + kLongestNumber, triple[c], std::chars_format::general, kDigits)
+                 .ptr;
+        *at++ = c < 2 ? ' ' : '\n';
     }
-    *text += '\n';
+    return at;
 }
 
 // Reads the text line by line and word by word.
@@ -220,26 +223,36 @@ PXStatus Reader::Run()
 
 }  // namespace
 
-PXStatus WriteCubeText(const CubeView& cube, std::string_view title, std::string* outText)
+PXStatus WriteCubeText(const CubeView& cube, std::string_view title, CFRef<CFDataRef>* outText)
 {
-    outText->clear();
+    *outText = {};
     if (!IsGridOfFormat(cube.gridSize)) return PX_FAIL(kPXErrNotSupported);
     const size_t values = static_cast<size_t>(CubeBytes(cube.gridSize)) / sizeof(float);
     for (size_t i = 0; i < values; ++i) {
         if (!std::isfinite(cube.nodes[i])) return PX_FAIL(kPXErrNotSupported);
     }
+    // What is not used of this is never touched.
+    constexpr size_t kRoomForHead = 256;
+    const size_t room = kRoomForHead + title.size() + values * (kLongestNumber + 1);
+    const std::unique_ptr<char, decltype(&std::free)> text(static_cast<char*>(std::malloc(room)),
+                                                           &std::free);
+    if (!text) return PX_FAIL(kPXErrCreate);
+    char* at = text.get();
     if (!title.empty()) {
-        *outText += "TITLE \"";
+        at = AppendText("TITLE \"", at);
         // A line holds it, and quotes end it.
-        for (const char c : title) *outText += c == '"' || c == '\n' || c == '\r' ? '\'' : c;
-        *outText += "\"\n";
+        for (const char c : title) *at++ = c == '"' || c == '\n' || c == '\r' ? '\'' : c;
+        at = AppendText("\"\n", at);
     }
-    *outText += "LUT_3D_SIZE " + std::to_string(cube.gridSize) + "\nDOMAIN_MIN ";
-    AppendTriple(cube.domainMin.data(), outText);
-    *outText += "DOMAIN_MAX ";
-    AppendTriple(cube.domainMax.data(), outText);
-    for (size_t i = 0; i < values; i += 3) AppendTriple(cube.nodes + i, outText);
-    return kPXOK;
+    at = AppendText("LUT_3D_SIZE " + std::to_string(cube.gridSize) + "\nDOMAIN_MIN ", at);
+    at = AppendTriple(cube.domainMin.data(), at);
+    at = AppendText("DOMAIN_MAX ", at);
+    at = AppendTriple(cube.domainMax.data(), at);
+    for (size_t i = 0; i < values; i += 3) at = AppendTriple(cube.nodes + i, at);
+    *outText =
+        CFRef<CFDataRef>::Adopt(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(text.get()),
+                                             static_cast<CFIndex>(at - text.get())));
+    return *outText ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
 }
 
 PXStatus ReadCubeText(std::string_view text, CubeFileContent* outContent)

@@ -25,9 +25,10 @@ struct CubeFileContent {
     CFRef<CFDataRef> data;
 };
 
-// kPXErrNotSupported for a size that the format does not know and for numbers that are not finite.
+// kPXErrNotSupported for a size that the format does not know and for numbers that are not finite,
+// kPXErrCreate when memory runs out.
 [[nodiscard]] PXStatus WriteCubeText(const CubeView& cube, std::string_view title,
-                                     std::string* outText);
+                                     CFRef<CFDataRef>* outText);
 
 // Takes what the format allows and nothing else: kPXErrNotFound, with a line that says where and
 // why in the log; kPXErrNotSupported for a table of one dimension. Memory is asked for when the

@@ -61,13 +61,14 @@ PX_API int PXAccelerateShutdown(void) PX_NOEXCEPT;
 /* The capability bits; 0 before PXAccelerateInit. */
 PX_API PXCPUCapabilities PXAccelerateCPUCapabilities(void) PX_NOEXCEPT;
 
-/* The kernels that a step of the work uses on this processor: the name of their instruction set,
- * such as "AVX2"; static ASCII. Null for a step that there is not. Needs no PXAccelerateInit. */
+/* Steps of the work that have kernels for each instruction set. */
 enum PXAccelerateStep {
-    kPXAccelerateBlit = 0,      /* blitters without acceleration */
-    kPXAccelerateResize = 1,    /* accelerated blitters */
-    kPXAccelerateTransform = 2, /* affine transforms of images */
+    kPXAccelerateBlit = 0,     /* blitters without acceleration */
+    kPXAccelerateResize = 1,   /* accelerated blitters */
+    kPXAccelerateTransform = 2 /* affine transforms of images */
 };
+/* The kernels that a step uses on this processor: the name of their instruction set, such as
+ * "AVX2"; static ASCII. Null for a step that there is not. Needs no PXAccelerateInit. */
 PX_API const char* PXAccelerateGetKernelName(uint32_t step) PX_NOEXCEPT;
 
 /* The alignment of vector buffers: 16 or 32. */

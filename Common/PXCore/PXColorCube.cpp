@@ -56,12 +56,8 @@ PXStatus MakeFileData(PXColorCube cube, CFStringRef title, CFRef<CFDataRef>* out
 {
     PX_REQUIRE(cube);
     px::CubeView view;
-    std::string text;
     PX_TRY(ToCube(cube)->View(&view));
-    PX_TRY(px::WriteCubeText(view, px::UTF8Of(title), &text));
-    *outData = CFRef<CFDataRef>::Adopt(CFDataCreate(
-        nullptr, reinterpret_cast<const UInt8*>(text.data()), static_cast<CFIndex>(text.size())));
-    return *outData ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
+    return px::WriteCubeText(view, px::UTF8Of(title), outData);
 }
 
 }  // namespace
