@@ -31,6 +31,8 @@ PXStatus CImageRecFile::Allocate()
 {
     if (IsBitMask()) return PX_FAIL(kPXErrNotSupported);
     SetTileGrid(bounds);
+    // The manager knows the image already, and statistics may be asked for at any time.
+    const px::MutexLocker lock(mutex_);
     tiles_.SetCount(uint64_t(tileRows_) * uint64_t(tileColumns_));
     return kPXOK;
 }
@@ -53,9 +55,12 @@ PXStatus CImageRecFile::SetBounds(const PXRect& rect)
     PX_REQUIRE(tileColumns_ > 0);
     PX_TRY(ClearNewParts(rect));
     px::TileTable former;
-    former.Swap(tiles_);
     SetTileGrid(rect);
-    tiles_.SetCount(uint64_t(tileRows_) * uint64_t(tileColumns_));
+    {
+        const px::MutexLocker lock(mutex_);
+        former.Swap(tiles_);
+        tiles_.SetCount(uint64_t(tileRows_) * uint64_t(tileColumns_));
+    }
     former.ForEach([this](CImageTile* tile) {
         if (!HasTile(tile->row, tile->column)) {
             ImageCacheManager::Shared().Leave(tile);
