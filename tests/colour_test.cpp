@@ -222,8 +222,10 @@ TEST(ColourConversion, ReportsProgressAndStops)
 
 TEST(ColourConversion, RefusesWhatItCannotConvert)
 {
-    Picture rgb({0, 0, 8, 8});
+    Picture rgb({0, 0, 8, 1000});
     Picture cmyk({0, 0, 8, 8}, 8, 4, kPXColorSpaceCMYK);
+    Picture widened({0, 0, 8, 8}, 8, 1, kPXColorSpaceGrey);
+    PXImageSetPlaneBytes(widened.image, 2);
     Picture cmyka16({0, 0, 8, 8}, 16, 5, kPXColorSpaceCMYK);
     Picture real({0, 0, 8, 8}, 32, 3, kPXColorSpaceRGB);
     const Profile srgb(kPXColorStandardSRGB), empty;
@@ -239,8 +241,9 @@ TEST(ColourConversion, RefusesWhatItCannotConvert)
         {"no source", srgb, srgb, nullptr, all, kPXErrBadArgument},
         {"no destination profile", srgb, nullptr, rgb.image, all, kPXErrBadArgument},
         {"outside", srgb, srgb, rgb.image, {4, 4, 5, 5}, kPXErrBadArgument},
-        {"no bands", srgb, srgb, rgb.image, all, kPXErrBadArgument, 0},
+        {"no bands", srgb, srgb, rgb.image, {0, 0, 8, 1000}, kPXErrBadArgument, 0},
         {"float", srgb, srgb, real.image, all, kPXErrPixelLayout},
+        {"changed channel width", srgb, srgb, widened.image, all, kPXErrPixelLayout},
         {"five 16-bit channels", srgb, srgb, cmyka16.image, all, kPXErrPixelLayout},
         {"empty source profile", empty, srgb, rgb.image, all, kPXErrTransform},
         {"empty destination profile", srgb, empty, rgb.image, all, kPXErrBadArgument},
@@ -253,6 +256,8 @@ TEST(ColourConversion, RefusesWhatItCannotConvert)
                                                           row.rect, row.bands, 0));
         EXPECT_EQ(1, events.Count(static_cast<uint32_t>(row.want)));
     }
+    // Few rows are one band, whatever was asked for.
+    EXPECT_EQ(0, PXColorProfileConvertProfile2(srgb, srgb, rgb.image, rgb.image, all, 0, 0));
 }
 
 }  // namespace

@@ -162,18 +162,17 @@ int32_t BandsOfThisMachine()
 
 PXStatus ConvertImageWith(const RowConverter& converter, const RowJob& job)
 {
-    PX_REQUIRE(job.source && job.destination && job.bands >= 1);
+    PX_REQUIRE(job.source && job.destination);
     PX_REQUIRE(job.source->Holds(job.rect) && job.destination->Holds(job.rect));
+    const bool isOneBand = job.bands == 1 || job.rect.height < kMinBandedRows;
+    PX_REQUIRE(isOneBand || job.bands > 1);
     PXProgressSetTotal(job.counter, job.rect.height);
-    if (job.bands == 1 || job.rect.height < kMinBandedRows) {
-        return ConvertRows(job, converter, job.rect, true);
-    }
-    return ConvertInBands(job, converter);
+    return isOneBand ? ConvertRows(job, converter, job.rect, true) : ConvertInBands(job, converter);
 }
 
 PXStatus ConvertImage(const ConversionRequest& request)
 {
-    PX_REQUIRE(request.source && request.destination && request.bands >= 1);
+    PX_REQUIRE(request.source && request.destination);
     PX_REQUIRE(request.source->Holds(request.rect) && request.destination->Holds(request.rect));
     PX_REQUIRE(request.sourceProfile && request.destinationProfile &&
                request.destinationProfile->GetHandle());

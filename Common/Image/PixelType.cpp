@@ -102,6 +102,8 @@ void CopyFourthSample(const void* source, void* destination, int32_t width)
 
 cmsUInt32Number PixelTypeOf(const CImageRec& image)
 {
+    // Little CMS counts bytes by the channel width, which may have been changed.
+    if (!image.HasEvenLayout()) return 0;
     const PXColorSpaceType model = ModelOf(image);
     for (const LayoutRow& row : kLayouts) {
         if (row.model == model && row.planeBytes == image.planeBytes &&

@@ -146,7 +146,7 @@ uint32_t PXColorProfileGetStandardFromName(CFStringRef name) noexcept
 
 uint32_t PXColorProfileGetStandard(PXColorProfile profile) noexcept
 {
-    if (!profile) return kPXColorStandardNone;
+    PX_REQUIRE_OR(profile, kPXColorStandardNone);
     if (const uint32_t shared = ColorState::Shared().SignatureOf(ToProfile(profile))) return shared;
     const CFRef<CFStringRef> name = ToProfile(profile)->Name();
     return name ? px::StandardFromName(name.Get()) : uint32_t{kPXColorStandardOther};

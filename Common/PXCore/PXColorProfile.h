@@ -190,8 +190,9 @@ PX_API int PXColorProfileConvertColorSoftProofPXVec3F(PXColorProfile profile,
  * depth and channels and may be the same image. Alpha is copied, scaled to another depth, when both
  * have four channels and are marked as carrying it; so is the fifth channel between CMYK images
  * that are marked. Fewer than 1000 rows or one band run on the caller's thread, otherwise `bands`
- * horizontal bands run side by side. An empty destination profile gives kPXErrBadArgument; an empty
- * source profile, or a pair that Little CMS refuses, kPXErrTransform. */
+ * horizontal bands run side by side (kPXErrBadArgument for less than one). An empty destination
+ * profile gives kPXErrBadArgument; an empty source profile, or a pair that Little CMS refuses,
+ * kPXErrTransform. */
 PX_API int PXColorProfileConvertProfile(PXColorProfile profile, PXColorProfile destinationProfile,
                                         PXImage source, PXImage destination, PXRect rect,
                                         int32_t intent) PX_NOEXCEPT;
