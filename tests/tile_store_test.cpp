@@ -143,6 +143,33 @@ TEST_F(TileStore, OpensAHundredFilesAndReopensTheOthers)
     store->Shutdown();
 }
 
+TEST_F(TileStore, KeepsAFolderWhoseFilesCannotBeKeptOpen)
+{
+    const auto store = MakeStore();
+    const auto expectAll = [&] {
+        for (uint32_t i = 0; i < 150; ++i) {
+            EXPECT_EQ(std::to_string(10000000 + i), ReadOne(store.Get(), i, 0));
+        }
+    };
+    for (uint32_t i = 0; i < 150; ++i) {
+        int64_t slot = CTileStore::kNoSlot;
+        ASSERT_EQ(0, WriteOne(store.Get(), i, &slot, std::to_string(10000000 + i)));
+    }
+    {
+        FakeTable table;
+        table->openFileAt = [](px::os::File, const char*, px::os::EntryMode, px::os::File*) {
+            return EMFILE;
+        };
+        store->Shutdown();
+    }
+    expectAll();
+    int64_t slot = CTileStore::kNoSlot;
+    EXPECT_EQ(0, WriteOne(store.Get(), 999, &slot, "99999999"));
+    store->Shutdown();
+    EXPECT_TRUE(fs::is_empty(root_));
+    expectAll();
+}
+
 // Room on the disk is asked for ahead of the slots, twice what is used and at most 64 at a time;
 // whether it is given does not matter.
 TEST_F(TileStore, AsksForRoomAhead)

@@ -43,6 +43,6 @@ public:
     virtual void SetRootFolder(const std::string& path) = 0;
     virtual std::string RootFolder() const = 0;
     // Deletes the folders. What they hold of living images stays readable, and whatever comes later
-    // finds a new folder.
+    // finds a new folder. One whose files cannot all be kept open stays until the next time.
     virtual void Shutdown() = 0;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <set>
 
 namespace {
 
@@ -117,17 +118,30 @@ std::string CTileStoreFile::RootFolder() const
 void CTileStoreFile::Shutdown()
 {
     const px::MutexLocker lock(mutex_);
+    std::set<const px::CacheFolder*> needed;
     for (const Item& item : items_) {
-        if (!item->isMade || item->isUnlinked) continue;
-        // The pixels of living images go on living in the open file, beyond the usual number.
-        if (!item->file) {
-            (void)item->folder->ReopenFile(item->name, item->identity, &item->file);
-        }
-        item->isUnlinked = true;
+        if (!KeepOpen(item.Get())) needed.insert(item->folder.Get());
     }
-    for (const PXRef<px::CacheFolder>& folder : folders_) folder->Remove();
-    folders_.clear();
+    std::erase_if(folders_, [&](const PXRef<px::CacheFolder>& folder) {
+        const bool isNeeded = needed.contains(folder.Get());
+        if (!isNeeded) folder->Remove();
+        return !isNeeded;
+    });
     folder_ = {};
+}
+
+// The pixels of living images go on living in the open file, beyond the usual number. False when it
+// cannot be opened now, so that they are still to be found by its name alone.
+bool CTileStoreFile::KeepOpen(CTileStoreItemInfo* item)
+{
+    if (!item->isMade || item->isUnlinked) return true;
+    if (!item->file) {
+        const int error = item->folder->ReopenFile(item->name, item->identity, &item->file);
+        const bool isGone = error == ENOENT || error == EPERM;
+        if (error && !isGone) return false;
+    }
+    item->isUnlinked = true;
+    return true;
 }
 
 size_t CTileStoreFile::OpenFiles() const

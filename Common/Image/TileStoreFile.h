@@ -65,6 +65,7 @@ private:
     void CloseOldest() PX_REQUIRES_LOCK(mutex_);
     int PrepareWrite(const CTileStoreImage& image, std::span<const CTileStoreTransfer> tiles,
                      PXRef<px::OpenFile>* file);
+    static bool KeepOpen(CTileStoreItemInfo* item);
     static void MakeRoom(const CTileStoreImage& image, CTileStoreItemInfo* item);
 
     mutable px::Mutex mutex_;

@@ -60,7 +60,7 @@ PX_API void PXImageSetDumpPurgeInfo(uint32_t dumps) PX_NOEXCEPT;
 PX_API uint32_t PXImageGetDumpPurgeInfo(void) PX_NOEXCEPT;
 
 /* Deletes this process's cache folder and those that dead processes left beside it. Images that
- * live on keep their pixels. */
+ * live on keep their pixels, in open files; where not so many can be open, the own folder stays. */
 PX_API void PXImageShutdown(void) PX_NOEXCEPT;
 
 /* Listeners hear of what happens to images behind their callers' backs. They are called without a
