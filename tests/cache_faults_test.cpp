@@ -203,6 +203,27 @@ TEST_F(CacheFaults, KeepingResidentStopsAtTheFirstTileThatFails)
     EXPECT_EQ(64, loaded());
 }
 
+// The tile is not given up for pixels that then cannot be read, nor for its own.
+TEST_F(CacheFaults, ReplacesATileOnceItsSourceIsAtHand)
+{
+    Workload source;  // in tiles of another size
+    source.WriteAll();
+    ASSERT_EQ(kPXOK, source.Image()->Purge());
+    const auto image = MakeRecord({0, 0, 512, 512}, 8, 1);
+    std::vector<uint32_t> pixels(size_t{kTile} / 4);
+    std::iota(pixels.begin(), pixels.end(), 0U);
+    ASSERT_EQ(kPXOK, image->Write(image->bounds, pixels.data(), 512));
+    {
+        FaultyEntries broken(20, EIO, true);
+        EXPECT_EQ(kPXErrNotFound, image->ReplaceTile(0, 0, source.Image()));
+    }
+    EXPECT_EQ(kPXOK, image->Purge());
+    EXPECT_EQ(kPXOK, image->ReplaceTile(0, 0, image.Get()));
+    std::vector<uint32_t> after(pixels.size());
+    EXPECT_EQ(kPXOK, image->Read(image->bounds, after.data(), 512));
+    EXPECT_EQ(pixels, after);
+}
+
 // A forked child reads what its parent paged, but writes to files of its own only.
 TEST_F(CacheFaults, ForksDoNotShareSlots)
 {

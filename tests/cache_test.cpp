@@ -234,7 +234,10 @@ TEST_F(Cache, TileFunctionsRefuseWhatIsNoTile)
     const auto plain = MakeRecord({10, 10, 600, 600}, 8, 3, kPXDataSourceMemory);
     const auto small = MakeRecord({0, 0, 88, 512}, 8, 3, kPXDataSourceMemory);
     const auto other = MakeRecord({0, 0, 512, 512}, 16, 3, kPXDataSourceMemory);
+    const auto widened = MakeRecord({0, 0, 9, 9}, 8, 3);
+    PXImageSetPlaneBytes(widened, 2);
     PXImage tile = nullptr;
+    EventLog events;
     const struct {
         const char* name;
         PXStatus got, want;
@@ -246,11 +249,13 @@ TEST_F(Cache, TileFunctionsRefuseWhatIsNoTile)
         {"wrong size", PXImageSetImageTile2(image, 0, 0, small), kPXErrBadArgument},
         {"edge", PXImageSetImageTile(image, 609, 10, small), kPXOK},
         {"wrong layout", PXImageSetImageTile2(image, 0, 0, other), kPXErrPixelLayout},
+        {"changed channel width", PXImageGetImageTile2(widened, 0, 0, &tile), kPXErrPixelLayout},
         {"no folder", PXImageSetCacheFolderPath(nullptr), kPXErrBadArgument},
         {"no statistics", PXImageGetCacheStatistics(nullptr), kPXErrBadArgument},
         {"purge in memory", PXImagePurge(plain), kPXErrNotFound},
     };
     for (const auto& row : rows) EXPECT_EQ(row.want, row.got) << row.name;
+    EXPECT_EQ(std::size(rows) - 1, events.Messages().size());
     EXPECT_TRUE(PXImageIsTileBacked(image));
     EXPECT_FALSE(PXImageIsTileBacked(plain));
     EXPECT_EQ(512 * 3, PXImageGetLockedRowBytes(image, {20, 20, 5, 5}));

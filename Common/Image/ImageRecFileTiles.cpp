@@ -380,6 +380,7 @@ PXStatus CImageRecFile::CopyTile(int32_t row, int32_t column, PXRef<CImageRec>* 
 {
     *outImage = {};
     PX_REQUIRE(HasTile(row, column));
+    if (!HasEvenLayout()) return PX_FAIL(kPXErrPixelLayout);
     PXImageCreateParams params = CreateParams();
     params.bounds = TileRect(row, column);
     auto made = PXRef<CImageRecFile>::Adopt(new (std::nothrow) CImageRecFile(TileSize()));
@@ -412,11 +413,13 @@ PXStatus CImageRecFile::ReplaceTile(int32_t row, int32_t column, CImageRec* sour
     if (tiled && tiled->TileSize() == TileSize() && tiled != this) {
         return tiled->GiveTile(0, 0, this, TileAt(row, column));
     }
-    CImageTile* tile = nullptr;
-    PX_TRY(Pin(row, column, LockIntent::kOverwrite, &tile));
-    const PXStatus status = source->Read(source->bounds, PixelsAt(*tile, rect), tile->rowbytes);
-    tile->Unpin();
-    return status;
+    // The source is at hand before anything is overwritten: it may fail, or be this image.
+    const void* pixels = nullptr;
+    int64_t lentRowBytes = 0;
+    PX_TRY(source->LockForReading(source->bounds, &pixels, &lentRowBytes));
+    const PXStatus status = Write(rect, pixels, lentRowBytes);
+    const PXStatus unlocked = source->UnlockRect(source->bounds, pixels);
+    return status ? status : unlocked;
 }
 
 bool CImageRecFile::IsTileLoaded(int32_t row, int32_t column) const

@@ -128,7 +128,9 @@ bool PXImageSetKeepResident(PXImage image, bool keep) noexcept
 PXStatus PXImagePurge(PXImage image) noexcept
 {
     PX_REQUIRE(image);
-    return ToRec(image)->Purge();
+    // Not logged where single tiles stay: that is the everyday business of the cache.
+    const PXStatus status = ToRec(image)->Purge();
+    return status ? PX_FAIL(status) : status;
 }
 
 bool PXImageGetTileLoaded(PXImage image, int32_t row, int32_t column) noexcept

@@ -23,7 +23,8 @@ PX_API int32_t PXImageGetTileSize(PXImage image) PX_NOEXCEPT;
 
 /* A tiled image of the pixels of one tile, as far as they lie in the image; its bounds say where.
  * The pixels are shared until one of both images is written, so that this takes neither time nor
- * memory. The caller owns one reference. */
+ * memory. The caller owns one reference. kPXErrPixelLayout when the image's channel width was
+ * changed by PXImageSetPlaneBytes. */
 PX_API PXStatus PXImageGetImageTile(PXImage image, int32_t x, int32_t y,
                                     PXImage* outImage) PX_NOEXCEPT;
 PX_API PXStatus PXImageGetImageTile2(PXImage image, int32_t row, int32_t column,
