@@ -279,6 +279,8 @@ TEST_F(CacheModel, StreamsGiveBackTheImageAndNothingElse)
     full.room = 1000;
     EXPECT_EQ(kPXErrSoft, PXImageWriteToStream(pair.plain, px::ToHandle(&full)));
     EXPECT_TRUE(events.Messages().empty());
+    PXImageSetPlaneBytes(pair.plain, 7);
+    EXPECT_EQ(kPXErrPixelLayout, PXImageWriteToStream(pair.plain, handle)) << "none could read it";
 }
 
 #if defined(__has_feature)

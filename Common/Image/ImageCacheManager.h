@@ -11,8 +11,8 @@
 // Memory in tiles is at most the limit, plus one tile for each thread that brings one in, plus one.
 //
 // Internally locked. The mutex is not held while a tile is written or the log is called: a tile on
-// its way out is marked `isLeaving`, and whoever wants to take it off the list waits. Takes image
-// mutexes never, the store's and the arena's after its own.
+// its way out is marked `isLeaving`, and whoever wants to take it off the list waits. Takes the
+// mutexes of images, of the store and of the arena after its own.
 
 #include <array>
 #include <atomic>

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <memory>
 #include <new>
-#include <vector>
 
 namespace px {
 
@@ -98,15 +98,14 @@ PXStatus WriteHeader(const CImageRec& image, CBaseStream& stream)
     return WriteList(stream, list);
 }
 
-PXStatus WriteTile(CImageRec* image, const PXRect& part, std::vector<char>& pixels,
-                   CBaseStream& stream)
+// `pixels` has room for a tile.
+PXStatus WriteTile(CImageRec* image, const PXRect& part, char* pixels, CBaseStream& stream)
 {
     const int64_t rowBytes = int64_t{image->colBytes} * kTileSize;
-    std::fill(pixels.begin(), pixels.end(), '\0');
-    PX_TRY(image->Read(part, pixels.data(), rowBytes));
-    if (std::all_of(pixels.begin(), pixels.end(), [](char byte) { return byte == 0; })) {
-        return kPXOK;
-    }
+    const int64_t bytes = rowBytes * kTileSize;
+    std::fill_n(pixels, bytes, '\0');
+    PX_TRY(image->Read(part, pixels, rowBytes));
+    if (std::all_of(pixels, pixels + bytes, [](char byte) { return byte == 0; })) return kPXOK;
     const ListToWrite list = MakeList();
     Put(list, CFSTR("tile_x"), part.x);
     Put(list, CFSTR("tile_y"), part.y);
@@ -117,8 +116,8 @@ PXStatus WriteTile(CImageRec* image, const PXRect& part, std::vector<char>& pixe
     Put(list, CFSTR("colbytes"), image->colBytes);
     CFDictionarySetValue(list.Get(), CFSTR("raw"), kCFBooleanTrue);
     const auto content = CFRef<CFDataRef>::Adopt(
-        CFDataCreateWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(pixels.data()),
-                                    static_cast<CFIndex>(pixels.size()), kCFAllocatorNull));
+        CFDataCreateWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(pixels),
+                                    static_cast<CFIndex>(bytes), kCFAllocatorNull));
     CFDictionarySetValue(list.Get(), CFSTR("--content--"), content.Get());
     return WriteList(stream, list);
 }
@@ -201,10 +200,12 @@ PXStatus TakeTile(const List& list, CImageRecFile* image)
 PXStatus WriteImage(CImageRec* image, CBaseStream& stream)
 {
     PX_REQUIRE(image->bounds.width > 0);
-    if (image->colBytes == 0) return PX_FAIL(kPXErrPixelLayout);
+    if (!image->HasEvenLayout()) return PX_FAIL(kPXErrPixelLayout);
+    const std::unique_ptr<char[]> pixels(
+        new (std::nothrow) char[static_cast<size_t>(image->colBytes) * kTileSize * kTileSize]);
+    if (!pixels) return PX_FAIL(kPXErrCreate);
     const BigEndian order(stream);
     PX_TRY(WriteHeader(*image, stream));
-    std::vector<char> pixels(static_cast<size_t>(image->colBytes) * kTileSize * kTileSize);
     const PXRect all = image->bounds;
     for (int64_t y = 0; y < all.height; y += kTileSize) {
         for (int64_t x = 0; x < all.width; x += kTileSize) {
@@ -212,7 +213,7 @@ PXStatus WriteImage(CImageRec* image, CBaseStream& stream)
                 static_cast<int32_t>(all.x + x), static_cast<int32_t>(all.y + y),
                 static_cast<int32_t>(std::min<int64_t>(kTileSize, all.width - x)),
                 static_cast<int32_t>(std::min<int64_t>(kTileSize, all.height - y))};
-            PX_TRY(WriteTile(image, part, pixels, stream));
+            PX_TRY(WriteTile(image, part, pixels.get(), stream));
         }
     }
     return stream.WriteBlock(nullptr);

@@ -6,6 +6,7 @@
 #include "Image/ImageRecMemory.h"
 #include "Image/ImageRecSolidFill.h"
 
+#include <limits>
 #include <new>
 
 namespace {
@@ -311,7 +312,7 @@ void PXImageSetTransparency(PXImage image, PXTransparency transparency) noexcept
 
 int32_t PXImageSetPlaneBytes(PXImage image, int32_t bytes) noexcept
 {
-    PX_REQUIRE_OR(image && bytes >= 0 && bytes <= 8, 0);
+    PX_REQUIRE_OR(image && bytes >= 0 && bytes <= std::numeric_limits<int32_t>::max() / 8, 0);
     CImageRec* record = ToRec(image);
     // colBytes, rowBytes and size stay as they are on purpose: the caller re-derives them.
     record->planeBytes = bytes;

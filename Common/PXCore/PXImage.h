@@ -120,8 +120,9 @@ PX_API void PXImageSetRefCon2(PXImage image, uint32_t refCon) PX_NOEXCEPT;
 PX_API PXTransparency PXImageGetTransparency(PXImage image) PX_NOEXCEPT;
 PX_API void PXImageSetTransparency(PXImage image, PXTransparency transparency) PX_NOEXCEPT;
 
-/* Sets planeBytes to `bytes` and depth to `bytes` * 8 and returns the new depth; 0 for null. Leaves
- * colBytes, rowBytes and size as they are: whoever changes the channel width derives those. */
+/* Sets planeBytes to `bytes` and depth to `bytes` * 8 and returns the new depth; 0 for null, for
+ * less than 0 and for a depth beyond 32 bits. Leaves colBytes, rowBytes and size as they are:
+ * whoever changes the channel width derives those. */
 PX_API int32_t PXImageSetPlaneBytes(PXImage image, int32_t bytes) PX_NOEXCEPT;
 
 /* The pixel that every read of a solid fill yields: colBytes bytes in the image's own format, or,

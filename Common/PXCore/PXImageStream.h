@@ -22,7 +22,8 @@ PX_EXTERN_C_BEGIN
  * image. kPXErrListRead when what is there is no image; otherwise the stream's status. */
 PX_API PXStatus PXImageCreateFromStream(PXStream stream, PXImage* outImage) PX_NOEXCEPT;
 
-/* Writes an image of any kind but a bit mask (kPXErrPixelLayout). */
+/* Writes an image of any kind but a bit mask, and one whose channel width was changed by
+ * PXImageSetPlaneBytes (kPXErrPixelLayout). */
 PX_API PXStatus PXImageWriteToStream(PXImage image, PXStream stream) PX_NOEXCEPT;
 
 PX_EXTERN_C_END
