@@ -573,7 +573,7 @@ TEST_F(Lists, StreamsAreReadUpToTheLength)
     EXPECT_EQ(4, CFWriteStreamWrite(writer, reinterpret_cast<const UInt8*>("rest"), 4));
     writer.Reset();
     {
-        const FakePlatform slow = FakePlatform::Short(7001);
+        const ShortTransfers slow(7001);
         Owned<CFReadStreamRef> reader(CFReadStreamCreateWithFile(nullptr, url));
         ExpectReadError(reader);  // not open
         ASSERT_TRUE(CFReadStreamOpen(reader));

@@ -5,14 +5,7 @@
 #include "Base/Ref.h"
 #include "Base/StreamMemory.h"
 #include "PXCore/PXHttpMessage.h"
-#include "support/CF.h"
-#include "support/EventLog.h"
-#include "support/Seed.h"
-
-#include <cstdlib>
-#include <functional>
-#include <random>
-#include <string>
+#include "support/Test.h"
 
 namespace {
 

@@ -11,24 +11,11 @@
 #include "Base/ServerAPI.h"
 #include "Base/StreamSocket.h"
 #include "PXCore/PXUtils.h"
-#include "support/CF.h"
 #include "support/Connections.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Gate.h"
-#include "support/Seed.h"
 #include "support/TempFolder.h"
-
-#include <atomic>
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <map>
-#include <random>
-#include <set>
-#include <string>
-#include <thread>
-#include <vector>
+#include "support/Test.h"
 
 namespace {
 

@@ -8,18 +8,10 @@
 #include "Base/StreamSub.h"
 #include "PXCore/PXStream.h"
 #include "PXCore/PXUtils.h"
-#include "support/CF.h"
 #include "support/Connections.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
-#include "support/Seed.h"
 #include "support/TempFolder.h"
-
-#include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <random>
-#include <string>
+#include "support/Test.h"
 
 namespace {
 
@@ -139,7 +131,7 @@ TEST_F(StreamTest, ValuesHaveTheSameBytesOnEveryKindOfStream)
     const auto whole = Memory(std::string(200, '.'));
     const auto sub = PXRef<CBaseStreamSub>::Adopt(new CBaseStreamSub(whole.Get(), 100, 90));
     Connection connection;
-    ShortSockets sockets(5);
+    ShortTransfers sockets(5);
     const struct {
         const char* name;
         CBaseStream* writer;
@@ -196,7 +188,7 @@ TEST_F(StreamTest, LinesEndAtALineFeedBehindACarriageReturn)
         Connection connection;
         Put(*connection.ours, row.bytes);
         connection.ours->Close();
-        ShortSockets sockets(3);
+        ShortTransfers sockets(3);
         for (CBaseStream* stream : std::initializer_list<CBaseStream*>{
                  file.Get(), memory.Get(), part.Get(), connection.theirs.Get()}) {
             for (const std::string& line : row.lines) {
@@ -416,7 +408,7 @@ TEST_F(StreamTest, FilesTellOfFailures)
         EXPECT_EQ(3, events.Count(ENOSPC));
     }
     {
-        FakePlatform fake = FakePlatform::Short(7);
+        ShortTransfers fake(7);
         ASSERT_EQ(kOK, file->Open());
         EXPECT_EQ(kOK, Put(*file, bytes));
         ASSERT_EQ(kOK, file->SetPos(89999));

@@ -1,12 +1,8 @@
 // Streams in memory and on files, and error objects.
 
-#include <cerrno>
-#include <cstring>
-#include <string>
-
-#include "support/CF.h"
 #include "support/FakePlatform.h"
 #include "support/TempFolder.h"
+#include "support/Test.h"
 
 namespace {
 
@@ -188,7 +184,7 @@ TEST_F(Streams, FileErrorsAreReportedAndFinal)
 
 TEST_F(Streams, ShortTransfersAreFinished)
 {
-    const FakePlatform slow = FakePlatform::Short(2);
+    const ShortTransfers slow(2);
     auto writer = Writer();
     ASSERT_TRUE(CFWriteStreamOpen(writer));
     EXPECT_EQ(7, CFWriteStreamWrite(writer, Bytes("abcdefg"), 7));

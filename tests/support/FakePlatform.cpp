@@ -71,18 +71,6 @@ FakePlatform::FakePlatform(Faulty function, int error, int goodCalls)
     function.replace(&table_);
 }
 
-FakePlatform::FakePlatform(size_t most)
-{
-    mostBytes = most;
-    table_.readFile = [](os::File file, void* buffer, size_t size, size_t* got) {
-        return os::NativeTable().readFile(file, buffer, std::min<size_t>(size, mostBytes), got);
-    };
-    table_.writeFile = [](os::File file, const void* buffer, size_t size, size_t* written) {
-        return os::NativeTable().writeFile(file, buffer, std::min<size_t>(size, mostBytes),
-                                           written);
-    };
-}
-
 int FakeTable::Calls() const
 {
     return calls;
@@ -146,30 +134,33 @@ FaultyEntries::FaultyEntries(int first, int error, bool forever)
     }
 }
 
+namespace {
+
+template <auto Member, bool IsInterrupted = false>
+struct Short;
+
+template <class Buffer, class... Rest, bool IsInterrupted,
+          int (*os::Table::*Member)(os::File, Buffer, size_t, Rest...)>
+struct Short<Member, IsInterrupted> {
+    static int Call(os::File file, Buffer buffer, size_t size, Rest... rest)
+    {
+        if (IsInterrupted && calls.fetch_add(1) % 2) return EINTR;
+        size = std::min<size_t>(size, mostBytes);
+        return (os::NativeTable().*Member)(file, buffer, size, rest...);
+    }
+};
+
+}  // namespace
+
 ShortTransfers::ShortTransfers(size_t most)
 {
     calls = 0;
     mostBytes = most;
-    table_.readAt = [](os::File file, void* buffer, size_t size, int64_t offset, size_t* got) {
-        if (calls.fetch_add(1) % 2) return EINTR;
-        return os::NativeTable().readAt(file, buffer, std::min<size_t>(size, mostBytes), offset,
-                                        got);
-    };
-    table_.writeAt = [](os::File file, const void* buffer, size_t size, int64_t offset,
-                        size_t* written) {
-        if (calls.fetch_add(1) % 2) return EINTR;
-        return os::NativeTable().writeAt(file, buffer, std::min<size_t>(size, mostBytes), offset,
-                                         written);
-    };
-}
-
-ShortSockets::ShortSockets(size_t most)
-{
-    mostBytes = most;
-    table_.receiveSome = [](os::File socket, void* buffer, size_t size, size_t* got) {
-        return os::NativeTable().receiveSome(socket, buffer, std::min<size_t>(size, mostBytes),
-                                             got);
-    };
+    table_.readFile = Short<&T::readFile>::Call;
+    table_.writeFile = Short<&T::writeFile>::Call;
+    table_.readAt = Short<&T::readAt, true>::Call;
+    table_.writeAt = Short<&T::writeAt, true>::Call;
+    table_.receiveSome = Short<&T::receiveSome>::Call;
     table_.sendParts = [](os::File socket, const os::SendPart* parts, size_t, bool mayWait,
                           size_t* sent) {
         const os::SendPart part = {parts->bytes, std::min<size_t>(parts->size, mostBytes)};

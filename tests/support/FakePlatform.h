@@ -47,11 +47,6 @@ class FakePlatform : public FakeTable {
 public:
     // The function works `goodCalls` times and fails with `error` from then on.
     FakePlatform(Faulty function, int error, int goodCalls = 0);
-    // Reads and writes transfer `most` bytes at a time.
-    static FakePlatform Short(size_t most) { return FakePlatform(most); }
-
-private:
-    explicit FakePlatform(size_t most);
 };
 using FaultySockets = FakePlatform;
 
@@ -70,16 +65,11 @@ public:
     FaultyEntries(int first, int error, bool forever);
 };
 
-// Transfers at an offset move at most `most` bytes, and every other one is interrupted.
+// Files and sockets transfer at most `most` bytes at a time, and every other transfer at an offset
+// is interrupted.
 class ShortTransfers : public FakeTable {
 public:
     explicit ShortTransfers(size_t most);
-};
-
-// Every receive and send moves at most `most` bytes.
-class ShortSockets : public FakeTable {
-public:
-    explicit ShortSockets(size_t most);
 };
 
 // Counts the calls that saving and deleting files make, and fails one of them.
