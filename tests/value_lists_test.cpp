@@ -221,17 +221,24 @@ TEST_F(ValueLists, ReportNulls)
     EXPECT_EQ(12, events.Count(1005));
 }
 
-TEST_F(ValueLists, AreReadAsMutableAsPromised)
+TEST_F(ValueLists, AreWrittenAndReadAsMutableAsPromised)
 {
     const auto list = DictionaryOf({{kKey, Text("\xC3\xA9")}});
     const Owned<CFDataRef> bare(PXUtilsCreateXMLData(nullptr, list));
-    EXPECT_EQ(0U, BytesOf(bare).find("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist"));
-    CFPropertyListRef read = nullptr;
-    ASSERT_EQ(0, PXUtilsCreatePropertyList(CFDataGetBytePtr(bare), CFDataGetLength(bare),
-                                           kCFPropertyListMutableContainers, &read));
-    const Owned<CFPropertyListRef> owned(read);
-    CFDictionaryRemoveAllValues(As<CFMutableDictionaryRef>(read));  // it is immutable
-    EXPECT_TRUE(CFEqual(list, read));
+    EXPECT_EQ(WriteList(list, kCFPropertyListXMLFormat_v1_0, kPXCFPropertyListOmitDoctype),
+              BytesOf(bare));
+    for (const auto format : {kCFPropertyListXMLFormat_v1_0, kCFPropertyListBinaryFormat_v1_0}) {
+        CFDataRef data = nullptr;
+        ASSERT_EQ(0, PXUtilsCreatePropertyListData(list, format, &data));
+        const Owned<CFDataRef> written(data);
+        EXPECT_EQ(WriteList(list, format), BytesOf(data));
+        CFPropertyListRef read = nullptr;
+        ASSERT_EQ(0,
+                  PXUtilsCreatePropertyListFromData(data, kCFPropertyListMutableContainers, &read));
+        const Owned<CFPropertyListRef> owned(read);
+        CFDictionaryRemoveAllValues(As<CFMutableDictionaryRef>(read));  // it is immutable
+        EXPECT_TRUE(CFEqual(list, read));
+    }
     CFStringRef sentence = CFSTR("stale");
     const Owned<CFMutableDictionaryRef> changeable(PXUtilsCreateDictionaryFromXMLData(
         nullptr, bare, kCFPropertyListMutableContainers, &sentence));

@@ -6,9 +6,6 @@
 // is refused; the reason goes to standard error and the remaining pairs are still done.
 
 #include "support/CF.h"
-#if defined(PX_THROUGH_UTILS)
-#include "PXCore/PXUtils.h"
-#endif
 
 #include <cstdio>
 #include <fstream>
@@ -19,32 +16,6 @@ namespace {
 
 using namespace px::test;
 
-#if defined(PX_THROUGH_UTILS)
-
-CFPropertyListRef ReadList(CFDataRef data, CFErrorRef* /*error*/)
-{
-    CFPropertyListRef list = nullptr;
-    PXUtilsCreatePropertyListFromData(data, 0, &list);
-    return list;
-}
-
-CFDataRef Written(const std::string& form, CFPropertyListRef list, CFErrorRef* /*error*/)
-{
-    if (form == "bare") return PXUtilsCreateXMLData(nullptr, list);
-    CFDataRef data = nullptr;
-    PXUtilsCreatePropertyListData(
-        list, form == "bin" ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0,
-        &data);
-    return data;
-}
-
-#else
-
-CFPropertyListRef ReadList(CFDataRef data, CFErrorRef* error)
-{
-    return CFPropertyListCreateWithData(nullptr, data, 0, nullptr, error);
-}
-
 CFDataRef Written(const std::string& form, CFPropertyListRef list, CFErrorRef* error)
 {
     const CFPropertyListFormat format =
@@ -53,14 +24,13 @@ CFDataRef Written(const std::string& form, CFPropertyListRef list, CFErrorRef* e
                                     form == "bare" ? kPXCFPropertyListOmitDoctype : 0, error);
 }
 
-#endif
-
 bool Convert(const std::string& form, const char* inputPath, const char* outputPath)
 {
     std::ifstream input(inputPath, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(input)), {});
     CFErrorRef error = nullptr;
-    const Owned<CFPropertyListRef> list(ReadList(DataOf(bytes), &error));
+    const Owned<CFPropertyListRef> list(
+        CFPropertyListCreateWithData(nullptr, DataOf(bytes), 0, nullptr, &error));
     const Owned<CFDataRef> data(list ? Written(form, list, &error) : nullptr);
     const Owned<CFErrorRef> owner(error);
     if (!data) {
