@@ -83,90 +83,58 @@ TEST_F(Arrays, SortMatchesTheStandardOneAndSurvivesContradictions)
     }
 }
 
-// One call, named by its first letter: append itself, exchange, insert, remove, put or set.
-void EditArray(CFMutableArrayRef a, char edit, CFIndex at, CFIndex length, CFIndex count)
-{
-    const void* x[] = {Pointer('x')};
-    if (edit == 'a') CFArrayAppendArray(a, a, {at, length});
-    if (edit == 'e') CFArrayExchangeValuesAtIndices(a, at, length);
-    if (edit == 'i') CFArrayInsertValueAtIndex(a, at, *x);
-    if (edit == 'r') CFArrayRemoveValueAtIndex(a, at);
-    if (edit == 'p') CFArrayReplaceValues(a, {at, length}, x, count);
-    if (edit == 's') CFArraySetValueAtIndex(a, at, *x);
-}
-
-TEST_F(Arrays, EditsKeepToTheirRanges)
-{
-    const struct {
-        const char* name;
-        char edit;
-        CFIndex at, length, count;
-        const char* want;
-    } rows[] = {
-        {"place past the end", 'p', 3, 2, 1, "abcd"},
-        {"negative count", 'p', 0, 1, -1, "abcd"},
-        {"insert beyond", 'i', 5, 0, 0, "abcd"},
-        {"set at the end", 's', 4, 0, 0, "abcdx"},
-        {"set beyond", 's', 5, 0, 0, "abcd"},
-        {"remove before the start", 'r', -1, 0, 0, "abcd"},
-        {"remove at the count", 'r', 4, 0, 0, "abcd"},
-        {"exchange", 'e', 0, 3, 0, "dbca"},
-        {"exchange beyond", 'e', 0, 4, 0, "abcd"},
-        {"append all of itself", 'a', 0, 4, 0, "abcdabcd"},
-        {"append its own end", 'a', 2, 2, 0, "abcdcd"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        auto array = PointerArray({'a', 'b', 'c', 'd'});
-        EditArray(array, row.edit, row.at, row.length, row.count);
-        const auto items = Items(array);
-        EXPECT_EQ(row.want, std::string(items.begin(), items.end()));
-    }
-    auto array = PointerArray({1, 2});
-    EXPECT_EQ(nullptr, CFArrayGetValueAtIndex(array, 2));
-    EXPECT_EQ(nullptr, CFArrayGetValueAtIndex(array, -1));
-    const void* untouched[] = {Pointer(7), Pointer(8)};
-    CFArrayGetValues(array, {1, 2}, untouched);
-    EXPECT_EQ(Pointer(7), untouched[0]);
-}
-
+// Edits that reach beyond the array change nothing.
 TEST_F(Arrays, FollowAModelOfRandomEdits)
 {
     std::mt19937_64 random(Seed(5));
+    const auto from = [&random](CFIndex least, CFIndex most) {
+        return std::uniform_int_distribution(least, most)(random);
+    };
     auto array = PointerArray({});
     IntVector model;
     for (int step = 0; step < 20000; ++step) {
         const auto size = static_cast<CFIndex>(model.size());
-        const auto below = [&](CFIndex end) {
-            return static_cast<CFIndex>(random() % static_cast<uint64_t>(end + 1));
-        };
-        const CFIndex anywhere = random() % 3 == 0 ? 0 : below(size);
-        const CFIndex few = std::min(below(4), size - anywhere);
-        const std::vector<const void*> fresh(random() % 30, Pointer(below(1000)));
-        const auto all = static_cast<CFIndex>(fresh.size());
-        const struct {
-            CFIndex at, length, count;
-        } edits[] = {{size, 0, 1},         {anywhere, 0, 1},   {anywhere, anywhere < size, 0},
-                     {anywhere, few, all}, {anywhere, few, 0}, {0, anywhere, 0}};
-        const size_t kind = fresh.empty() ? 5 : random() % 6;
-        const auto [at, length, count] = edits[kind];
+        const CFIndex at = random() % 3 == 0 ? 0 : from(-1, size + 1);
+        const CFIndex length = random() % 3 == 0 ? from(-1, size + 1) : from(0, 4);
+        const CFIndex count = random() % 8 == 0 ? -1 : from(0, 30);
+        const auto value = static_cast<intptr_t>(random() % 1000);
+        std::vector<const void*> fresh(30, Pointer(value));
+        struct Edit {
+            CFIndex at, length, count;  // what goes and how many of the value come
+            bool isGood = true;
+        } edit = {at, length, 0, at >= 0 && length >= 0 && at + length <= size};
+        const auto kind = random() % 8;
+        if (kind == 0) edit = {size, 0, 1};
         if (kind == 0) CFArrayAppendValue(array, fresh[0]);
+        if (kind == 1) edit = {at, 0, 1, at >= 0 && at <= size};
         if (kind == 1) CFArrayInsertValueAtIndex(array, at, fresh[0]);
+        if (kind == 2) edit = {at, 1, 0, at >= 0 && at < size};
         if (kind == 2) CFArrayRemoveValueAtIndex(array, at);
-        if (kind >= 3) {
-            CFArrayReplaceValues(array, {at, length}, const_cast<const void**>(fresh.data()),
-                                 count);
+        if (kind == 3) edit = {at, at < size, 1, at >= 0 && at <= size};
+        if (kind == 3) CFArraySetValueAtIndex(array, at, fresh[0]);
+        if (kind == 4) edit = {at, length, count, edit.isGood && count >= 0};
+        if (kind == 4) CFArrayReplaceValues(array, {at, length}, fresh.data(), count);
+        if (kind == 5) CFArrayReplaceValues(array, {at, length}, nullptr, 0);
+        if (kind == 6) {
+            CFArrayExchangeValuesAtIndices(array, at, length);
+            if (std::min(at, length) >= 0 && std::max(at, length) < size)
+                std::swap(model[size_t(at)], model[size_t(length)]);
+        } else if (kind == 7 && size < 1000) {
+            CFArrayAppendArray(array, array, {at, length});
+            const IntVector own(model);
+            const auto start = own.begin() + at;
+            if (edit.isGood) model.insert(model.end(), start, start + length);
+        } else if (edit.isGood && kind < 6) {
+            const auto start = model.begin() + edit.at;
+            model.insert(model.erase(start, start + edit.length), size_t(edit.count), value);
         }
-        model.erase(model.begin() + at, model.begin() + at + length);
-        if (count > 0) {
-            model.insert(model.begin() + at, static_cast<size_t>(count),
-                         reinterpret_cast<intptr_t>(fresh[0]));
-        }
-        ASSERT_EQ(model.size(), static_cast<size_t>(CFArrayGetCount(array))) << step;
-        if (step % 50 == 0) {
-            ASSERT_EQ(model, Items(array)) << step;
-        }
+        ASSERT_EQ(model, Items(array)) << step << " edit " << kind;
     }
+    EXPECT_EQ(nullptr, CFArrayGetValueAtIndex(array, CFArrayGetCount(array)));
+    EXPECT_EQ(nullptr, CFArrayGetValueAtIndex(array, -1));
+    const void* untouched[] = {Pointer(7), Pointer(8)};
+    CFArrayGetValues(array, {CFArrayGetCount(array) - 1, 2}, untouched);
+    EXPECT_EQ(Pointer(7), untouched[0]);
 }
 
 }  // namespace

@@ -1,12 +1,14 @@
 #include "support/Containers.h"
 #include "support/Test.h"
 
+#include <bit>
 #include <cfloat>
 #include <clocale>
 
 namespace {
 
 using namespace px::test;
+using namespace std::string_literals;
 
 template <class... Arguments>
 std::string Formatted(const std::string& format, Arguments... arguments)
@@ -88,6 +90,11 @@ TEST(Format, PrintsTextAndObjects)
 }
 
 // The C library prints numbers by the same rules in the C locale.
+void ExpectLikeC(const std::string& format, auto value)
+{
+    EXPECT_EQ(Printed(format, value), Formatted(format, value)) << format;
+}
+
 TEST(Format, PrintsNumbersLikeC)
 {
     const char* const flags[] = {"", "-", "+", " ", "0", "#", "#0", "+#", "-#", "+0", " -"};
@@ -98,24 +105,18 @@ TEST(Format, PrintsNumbersLikeC)
                             3.0000001, 0.00012345, 123456.789, HUGE_VAL,     -HUGE_VAL};
     const long long integers[] = {0, 1, -1, 42, 255, -300, 2147483647, -2147483648LL, 1LL << 40};
     for (const std::string flag : flags) {
-        for (const std::string field : fields) {
+        for (const char* field : fields) {
             const std::string start = "%" + flag + field;
-            for (const char conversion : std::string("feEgGaAF")) {
-                const std::string format = start + conversion,
-                                  wideFormat = start + "L" + conversion;
+            for (const char conversion : "feEgGaAF"s) {
                 for (const double real : reals) {
-                    const long double wide = real;
-                    ASSERT_EQ(Printed(format, real), Formatted(format, real)) << format;
-                    ASSERT_EQ(Printed(wideFormat, wide), Formatted(wideFormat, wide)) << wideFormat;
+                    ExpectLikeC(start + conversion, real);
+                    ExpectLikeC(start + "L" + conversion, static_cast<long double>(real));
                 }
             }
-            for (const char conversion : std::string("diuxXo")) {
-                const std::string format = start + conversion,
-                                  wideFormat = start + "ll" + conversion;
-                for (const long long wide : integers) {
-                    const int narrow = static_cast<int>(wide);
-                    ASSERT_EQ(Printed(format, narrow), Formatted(format, narrow)) << format;
-                    ASSERT_EQ(Printed(wideFormat, wide), Formatted(wideFormat, wide)) << wideFormat;
+            for (const char conversion : "diuxXo"s) {
+                for (const long long integer : integers) {
+                    ExpectLikeC(start + conversion, static_cast<int>(integer));
+                    ExpectLikeC(start + "ll" + conversion, integer);
                 }
             }
         }
@@ -126,12 +127,9 @@ TEST(Format, PrintsRandomRealsLikeC)
 {
     std::mt19937_64 random(Seed(51));
     for (int round = 0; round < 20000; ++round) {
-        const uint64_t bits = random();
-        double real;
-        std::memcpy(&real, &bits, sizeof(real));
+        const auto real = std::bit_cast<double>(random());
         if (std::isnan(real)) continue;
-        const std::string format = "%." + std::to_string(random() % 30) + "feg"[random() % 3];
-        ASSERT_EQ(Printed(format, real), Formatted(format, real)) << format;
+        ExpectLikeC("%." + std::to_string(random() % 30) + "feg"[random() % 3], real);
     }
     EXPECT_EQ("nan NAN  nan", Formatted("%f %F %04g", NAN, NAN, NAN));
     // Some C libraries lose the zeros of the alternate form where rounding adds a digit.
@@ -140,8 +138,7 @@ TEST(Format, PrintsRandomRealsLikeC)
     const std::string longest = Formatted("%.3000f", 5e-324);
     EXPECT_EQ(3002U, longest.size());
     EXPECT_EQ(std::string::npos, longest.find_first_not_of('0', 1100));
-    EXPECT_EQ(Printed("%.20000Lf", std::numeric_limits<long double>::denorm_min()),
-              Formatted("%.20000Lf", std::numeric_limits<long double>::denorm_min()));
+    ExpectLikeC("%.20000Lf", std::numeric_limits<long double>::denorm_min());
 }
 
 TEST(Format, LeavesTheErrorNumberAndTheTargetAlone)
