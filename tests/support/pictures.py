@@ -1,4 +1,4 @@
-"""Picture files and ICC profiles made and read with the standard library alone.
+"""Picture files made and read with the standard library alone.
 
 This is the independent side of the tool's tests: it shares no code with the codecs. A picture is a
 Picture: samples are plain integers, row after row, channels interleaved.
@@ -6,6 +6,7 @@ Picture: samples are plain integers, row after row, channels interleaved.
 
 import dataclasses
 import itertools
+import os
 import struct
 import zlib
 
@@ -301,70 +302,12 @@ def read_exif(data):
     return fields, following
 
 
-# ICC profiles
-
-
-def icc_profile(kind, space, pcs, tags):
-    count, at, table, body = len(tags), 132 + 12 * len(tags), b"", b""
-    for name, content in tags:
-        content += b"\0" * (-len(content) % 4)
-        table += name + struct.pack(">II", at + len(body), len(content))
-        body += content
-    header = struct.pack(
-        ">I4sI4s4s4s12s4s4sI4sIQI12s4s44s", at + len(body), b"none", 0x02100000, kind, space, pcs,
-        struct.pack(">6H", 2020, 1, 1, 0, 0, 0), b"acsp", b"\0" * 4, 0, b"none", 0, 0, 0,
-        struct.pack(">III", 0xF6D6, 0x10000, 0xD32D), b"none", b"\0" * 44)
-    assert len(header) == 128
-    return header + struct.pack(">I", count) + table + body
-
-
-def icc_text(text):
-    return b"desc\0\0\0\0" + struct.pack(">I", len(text) + 1) + text.encode() + b"\0" * 79
-
-
-COMMON_TAGS = [
-    (b"cprt", b"text\0\0\0\0free\0"),
-    (b"wtpt", b"XYZ \0\0\0\0" + struct.pack(">III", 0xF6D6, 0x10000, 0xD32D)),
-]
-
-
-def grey_profile():
-    curve = b"curv\0\0\0\0" + struct.pack(">IH", 1, int(1.9 * 256))
-    return icc_profile(b"mntr", b"GRAY", b"XYZ ", [(b"desc", icc_text("test grey")), (b"kTRC", curve)] + COMMON_TAGS)
-
-
-def lut16(inputs, outputs, grid, function):
-    """A 16-bit table with straight curves; `function` maps inputs on 0…1 to outputs on 0…1."""
-    line = struct.pack(">HH", 0, 65535)
-    out = b"mft2\0\0\0\0" + bytes([inputs, outputs, grid, 0])
-    out += struct.pack(">9i", 0x10000, 0, 0, 0, 0x10000, 0, 0, 0, 0x10000)
-    out += struct.pack(">HH", 2, 2) + line * inputs
-    for node in range(grid**inputs):
-        place = [node // grid**k % grid / (grid - 1) for k in reversed(range(inputs))]
-        values = function(place)
-        out += struct.pack(f">{outputs}H", *(round(min(max(v, 0), 1) * 65535) for v in values))
-    return out + line * outputs
+# ICC profiles of a printer and of a grey device, as pxprofiles writes them
 
 
 def cmyk_profile():
-    """A printer that never was: smooth, monotonous, and darker with every ink."""
+    return read_file(os.path.join(os.environ["PX_TEST_PROFILES"], "cmyk.icc"))
 
-    def to_lab(ink):
-        c, m, y, k = ink
-        light = (1 - 0.45 * c) * (1 - 0.5 * m) * (1 - 0.1 * y) * (1 - 0.9 * k)
-        # Legacy 16-bit encoding: L 0…100 on 0…0xFF00, a and b with 0 at 0x8000.
-        shade = 1 - k
-        a = (0.5 * m - 0.3 * c) * shade
-        b = (0.55 * y - 0.3 * c) * shade
-        return [light * 0xFF00 / 0xFFFF, (0x8000 + a * 0x7000) / 0xFFFF, (0x8000 + b * 0x7000) / 0xFFFF]
 
-    def from_lab(lab):
-        light = lab[0] * 0xFFFF / 0xFF00
-        a, b = lab[1] - 0x8000 / 0xFFFF, lab[2] - 0x8000 / 0xFFFF
-        return [(1 - light) * 0.7 - a, (1 - light) * 0.7 + a, (1 - light) * 0.6 + b, max(0.0, 0.6 - light)]
-
-    return icc_profile(b"prtr", b"CMYK", b"Lab ", [
-        (b"desc", icc_text("test printer")),
-        (b"A2B0", lut16(4, 3, 5, to_lab)),
-        (b"B2A0", lut16(3, 4, 9, from_lab)),
-    ] + COMMON_TAGS)
+def grey_profile():
+    return read_file(os.path.join(os.environ["PX_TEST_PROFILES"], "grey.icc"))
