@@ -1,7 +1,8 @@
-"""Compiles every exported header alone: those of the flat functions as C11 and C++20, class headers
+"""Compiles every installed header alone: those of the flat functions as C11 and C++20, class headers
 as C++20, with GCC and Clang, without warnings. usage: headers_check.py REPOSITORY"""
 
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -11,32 +12,20 @@ common = root / "Common"
 flags = ["-Wall", "-Wextra", "-Wpedantic", "-Werror", "-fsyntax-only",
          f"-I{common}", f"-I{common / 'PXCoreFoundation'}"]
 
-flat = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
-classes = [common / f"Base/{name}.h" for name in ("BaseCore", "BaseCondition", "BaseMutex",
-                                               "BroadcastConn", "Connection", "HTTPMessage", "Msg",
-                                               "MsgBroadcaster", "Ref", "Server", "ServerAPI", "Signal",
-                                               "Stream", "StreamFile", "StreamMemory", "StreamSocket",
-                                               "StreamSub", "Task", "TaskQueue")]
-classes += [common / f"PXCore/{name}.h"
-            for name in ("PXBezierCurve", "PXColor", "PXDictionary", "PXImageIterator", "PXPreset",
-                         "PXPresetData", "PXPresetManager", "PXPresetWatcher", "PXString",
-                         "PXVariant", "PXVariantPointerContainer")]
-classes.append(common / "Image/BaseTileSet.h")
-flat += sorted(path for folder in ("PXCore", "Base", "PXAccelerate", "Image")
-               for path in (common / folder).glob("PX*.h")
-               if path not in classes and not path.name.endswith("_p.h"))
+foundation = sorted((common / "PXCoreFoundation/CoreFoundation").glob("*.h"))
+headers = sorted(path for path in common.glob("*/PX*.h") if not path.name.endswith("_p.h"))
+named = re.search(r"foreach\(header ([^)]*)\)", (root / "cmake/PXInstall.cmake").read_text())[1]
+headers += [common / f"Base/{name}.h" for name in named.split()] + [common / "Image/BaseTileSet.h"]
 
 faults = 0
 compiled = 0
 with tempfile.TemporaryDirectory() as folder:
-    for header in flat + classes:
-        languages = [("c++", "c++20"), ("c++", "c++11")]
-        if header in classes or "PXCoreFoundation" not in header.parts:
-            languages = languages[:1]
-        if header in flat:
+    for header in foundation + headers:
+        languages = [("c++", "c++20")]
+        if not re.search(r"^(class|template)\b", header.read_text(), re.M):
             languages.append(("c", "c11"))
-            if "PXCoreFoundation" in header.parts:
-                languages.append(("c", "c99"))
+        if header in foundation:
+            languages += [("c++", "c++11"), ("c", "c99")]
         for language, standard in languages:
             source = pathlib.Path(folder) / ("one.c" if language == "c" else "one.cpp")
             # A header of macros alone leaves C without a single declaration, which it forbids.
