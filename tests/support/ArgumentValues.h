@@ -10,7 +10,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "CoreFoundation/CoreFoundation.h"
+#include "support/CF.h"
 
 #define FUNCTION(name, givesStatus)
 #include "arguments_functions.inc"
@@ -19,130 +19,59 @@
 namespace px::test {
 
 // Good objects, made anew for each call, which may release them, and left to the process.
-template <class Handle>
-Handle Good() = delete;
-
-template <class T>
-concept IsHandle = requires
-{
-    Good<T>();
+struct Good {
+    static void Make(PXImage* made) { PXImageCreateWithParams({0, 0, 8, 8}, 8, 4, made); }
+    static void Make(PXStream* made) { PXStreamCreateForData(nullptr, made); }
+    static void Make(PXSocket* made) { PXSocketCreate(made); }
+    static void Make(PXBlitter* made)
+    {
+        PXBlitterCreate({0, 0, 8, 8}, {0, 0, 4, 4}, 4, 8, kPXBlitBilinear, made);
+    }
+    static void Make(PXColorProfile* made)
+    {
+        *made = PXColorProfileCreateStandard(kPXColorStandardSRGB);
+    }
+    static void Make(PXColorProfileDesc* made)
+    {
+        *made = PXColorProfileGetDefaultProfileDescCopy();
+    }
+    static void Make(PXHttpMessage* made) { *made = PXHttpMessageCreateResponse(200); }
+    static void Make(PXProgress* made) { *made = PXProgressCreate(); }
+    static void Make(PXThread* made) { *made = PXThreadCreate(); }
+    static void Make(PXMutex* made) { *made = PXMutexCreate(); }
+    static void Make(PXCondition* made) { *made = PXConditionCreate(); }
+    static void Make(PXColorCube* made) { *made = PXColorCubeCreate(); }
+    static void Make(PXLogger* made) { *made = PXLoggerCreate(); }
 };
 
-template <>
-inline PXImage Good<PXImage>()
+template <class T>
+concept IsHandle = requires(T made)
 {
-    PXImage made = nullptr;
-    PXImageCreateWithParams({0, 0, 8, 8}, 8, 4, &made);
-    return made;
-}
-template <>
-inline PXColorProfile Good<PXColorProfile>()
-{
-    return PXColorProfileCreateStandard(kPXColorStandardSRGB);
-}
-template <>
-inline PXStream Good<PXStream>()
-{
-    PXStream made = nullptr;
-    PXStreamCreateForData(nullptr, &made);
-    return made;
-}
-template <>
-inline PXHttpMessage Good<PXHttpMessage>()
-{
-    return PXHttpMessageCreateResponse(200);
-}
-template <>
-inline PXProgress Good<PXProgress>()
-{
-    return PXProgressCreate();
-}
-template <>
-inline PXThread Good<PXThread>()
-{
-    return PXThreadCreate();
-}
-template <>
-inline PXMutex Good<PXMutex>()
-{
-    return PXMutexCreate();
-}
-template <>
-inline PXCondition Good<PXCondition>()
-{
-    return PXConditionCreate();
-}
-template <>
-inline PXSocket Good<PXSocket>()
-{
-    PXSocket made = nullptr;
-    PXSocketCreate(&made);
-    return made;
-}
-
-template <>
-inline PXColorProfileDesc Good<PXColorProfileDesc>()
-{
-    return PXColorProfileGetDefaultProfileDescCopy();
-}
-template <>
-inline PXColorCube Good<PXColorCube>()
-{
-    return PXColorCubeCreate();
-}
-template <>
-inline PXLogger Good<PXLogger>()
-{
-    return PXLoggerCreate();
-}
-template <>
-inline PXBlitter Good<PXBlitter>()
-{
-    PXBlitter made = nullptr;
-    PXBlitterCreate({0, 0, 8, 8}, {0, 0, 4, 4}, 4, 8, kPXBlitBilinear, &made);
-    return made;
-}
-
-inline CFMutableDictionaryRef GoodDictionary()
-{
-    const auto made = CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                &kCFTypeDictionaryValueCallBacks);
-    CFDictionarySetValue(made, CFSTR("key"), CFSTR("value"));
-    return made;
-}
-
-inline CFMutableArrayRef GoodArray()
-{
-    const auto made = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
-    CFArrayAppendValue(made, CFSTR("item"));
-    return made;
-}
+    Good::Make(&made);
+};
 
 // One object of each class of values; a function meets its own and every other.
 inline std::vector<CFTypeRef> Objects()
 {
-    const SInt32 number = 7;
-    const std::string letters(5000, 'x');
     return {nullptr,
             kCFBooleanTrue,
-            CFNumberCreate(nullptr, kCFNumberSInt32Type, &number),
-            CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("data"), 4),
-            GoodArray(),
-            GoodDictionary(),
-            CFURLCreateWithString(nullptr, CFSTR("file:///none/such"), nullptr),
+            Number(int64_t{7}).Detach(),
+            DataOf("data").Detach(),
+            ArrayOf({CFSTR("item")}).Detach(),
+            DictionaryOf({{CFSTR("key"), CFSTR("value")}}).Detach(),
+            URLOf("file:///none/such").Detach(),
             CFDateCreate(nullptr, 0),
             CFSTR(""),
-            CFStringCreateWithCString(nullptr, letters.c_str(), kCFStringEncodingUTF8),
-            CFStringCreateMutableCopy(nullptr, 0, CFSTR("text"))};
+            Text(std::string(5000, 'x')).Detach(),
+            ChangeableText(u"text").Detach()};
 }
 
+template <class T, class... Others>
+constexpr bool kIsOneOf = (std::is_same_v<T, Others> || ...);
 template <class T>
 constexpr bool kIsObject =
-    std::is_same_v<T, CFStringRef> || std::is_same_v<T, CFMutableStringRef> ||
-    std::is_same_v<T, CFDataRef> || std::is_same_v<T, CFArrayRef> ||
-    std::is_same_v<T, CFMutableArrayRef> || std::is_same_v<T, CFDictionaryRef> ||
-    std::is_same_v<T, CFMutableDictionaryRef> || std::is_same_v<T, CFNumberRef> ||
-    std::is_same_v<T, CFURLRef> || std::is_same_v<T, CFDateRef> || std::is_same_v<T, CFSetRef>;
+    kIsOneOf<T, CFStringRef, CFMutableStringRef, CFDataRef, CFArrayRef, CFMutableArrayRef,
+             CFDictionaryRef, CFMutableDictionaryRef, CFNumberRef, CFURLRef, CFDateRef, CFSetRef>;
 
 // Room for what a function gives back through a pointer.
 alignas(64) inline std::array<unsigned char, 1 << 16> room;
@@ -154,9 +83,10 @@ std::vector<T> Values()
     if constexpr (std::is_same_v<T, bool>) {
         return {false, true};
     } else if constexpr (std::is_integral_v<T>) {
+        using Limits = std::numeric_limits<T>;
         return {0,
-                std::numeric_limits<T>::min(),
-                std::numeric_limits<T>::max(),
+                Limits::min(),
+                Limits::max(),
                 static_cast<T>(-1),
                 static_cast<T>(kPXColorStandardSRGB),
                 1};
@@ -173,7 +103,9 @@ std::vector<T> Values()
     } else if constexpr (std::is_same_v<T, const char*>) {
         return {nullptr, "", "%s%n", "\xff\xfe", "text"};
     } else if constexpr (IsHandle<T>) {
-        return {nullptr, Good<T>()};
+        T made = nullptr;
+        Good::Make(&made);
+        return {nullptr, made};
     } else if constexpr (kIsObject<T>) {
         std::vector<T> values;
         for (CFTypeRef object : Objects()) values.push_back((T)object);
@@ -185,7 +117,6 @@ std::vector<T> Values()
             T record;
             std::memset(static_cast<void*>(&record), pattern, sizeof(record));
             values.push_back(record);
-            if (std::is_pointer_v<T>) break;
         }
         return values;
     } else if constexpr (std::is_pointer_v<T> && std::is_class_v<Pointee> &&
