@@ -1,22 +1,12 @@
 // Sockets and the streams on them: what fails, who is at the other end, and threads.
 
-#include "Base/PXSocket.h"
-#include "Base/Platform/Platform.h"
-#include "Base/StreamSocket.h"
-#include "support/CF.h"
 #include "support/Connections.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
-#include "support/Seed.h"
 #include "support/TempFolder.h"
+#include "support/Test.h"
+#include "support/ValueTest.h"
 
 #include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <random>
-#include <string>
-#include <thread>
 
 namespace {
 
@@ -24,15 +14,7 @@ using namespace px::test;
 
 constexpr PXStatus kOK = kPXOK;
 
-class Sockets : public InTempFolder<LeakCheck> {
-protected:
-    // The first line of a log leaves the time zone behind.
-    Sockets()
-    {
-        const EventLog log;
-        PXLogNoArgs(CFSTR("first"));
-    }
-};
+class Sockets : public InTempFolder<ValueTest> {};
 
 TEST_F(Sockets, NameTheStepThatFails)
 {
@@ -144,8 +126,7 @@ TEST_F(Sockets, FindTheirPeerInTheListsOfConnections)
         {"cut off in the number", four(user), "", false},
         {"a sign", four("-" + user + behind), "", false},
         {"letters", four(user + "x" + behind), "", false},
-        {"beyond 32 bits", four(std::to_string((uint64_t{1} << 32) + geteuid()) + behind), "",
-         false},
+        {"over 32 bits", four(std::to_string((1ULL << 32) + geteuid()) + behind), "", false},
         {"zero bytes", std::string(100, '\0') + ours, "", false},
         {"version six", "", line(mapped, near, far, user + behind), true},
         {"another user of six", "", line(mapped, near, far, stranger + behind), false},
