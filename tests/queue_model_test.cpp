@@ -5,33 +5,15 @@
 #include "Base/TaskOrder.h"
 #include "Base/TaskQueue.h"
 #include "Base/ThreadPool.h"
-#include "support/CF.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <deque>
-#include <map>
-#include <memory>
-#include <random>
-#include <string>
-#include <vector>
+#include <bit>
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define PX_IS_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define PX_IS_SANITIZED 1
-#endif
-#endif
-#ifdef PX_IS_SANITIZED
-constexpr int kRounds = 60;
-#else
+using namespace px::test;
+
 constexpr int kRounds = 500;  // a million steps and some more
-#endif
 constexpr int kSteps = 2'100;
 
 std::vector<int> ran;  // numbers of the tasks in the order in which they ran
@@ -112,8 +94,7 @@ struct Model {
     {
         int slot = -1;
         if (canUseGPU[number] && freeGPU != 0) {
-            for (slot = 0; !(freeGPU >> slot & 1); ++slot) {
-            }
+            slot = std::countr_zero(freeGPU);
             freeGPU ^= 1U << slot;
         } else if (freeCPU > 0) {
             --freeCPU;
@@ -229,14 +210,12 @@ protected:
 
     void PushSeveral()
     {
-        std::vector<const void*> values;
+        const Owned<CFMutableArrayRef> array(CFArrayCreateMutable(nullptr, 0, nullptr));
         for (uint32_t left = Random(5); left > 0; --left) {
             const PXRef<ModelTask> task = NewTask();
-            values.push_back(static_cast<CBaseTask*>(task.Get()));
+            CFArrayAppendValue(array, static_cast<CBaseTask*>(task.Get()));
             PushToModel(*task);
         }
-        px::test::Owned<CFArrayRef> array(
-            CFArrayCreate(nullptr, values.data(), static_cast<CFIndex>(values.size()), nullptr));
         EXPECT_EQ(0, queue_->PushTasks(array));
         model_.StartScheduler();
     }
@@ -256,7 +235,7 @@ protected:
     {
         const int number = static_cast<int>(Random(static_cast<uint32_t>(tasks_.size()) + 3));
         const bool isOdd = Random(20) == 0;  // "q-05" is not "q-5"
-        queue_->RemoveQueuedTask(px::test::Text((isOdd ? "q-0" : "q-") + std::to_string(number)));
+        queue_->RemoveQueuedTask(Text((isOdd ? "q-0" : "q-") + std::to_string(number)));
         if (isOdd) return;
         std::erase_if(model_.queued, [&](const auto& task) { return task.number == number; });
     }
@@ -297,11 +276,10 @@ protected:
 
     static std::vector<int> NumbersIn(CFArrayRef owned)
     {
-        px::test::Owned<CFArrayRef> array(owned);
+        const Owned<CFArrayRef> array(owned);
         std::vector<int> numbers;
         for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-            const void* value = CFArrayGetValueAtIndex(array, i);
-            const auto* task = static_cast<const CBaseTask*>(value);
+            const auto* task = static_cast<const CBaseTask*>(CFArrayGetValueAtIndex(array, i));
             numbers.push_back(static_cast<const ModelTask*>(task)->number);
         }
         return numbers;
@@ -322,9 +300,8 @@ protected:
         EXPECT_EQ(queued, NumbersIn(queue_->GetQueuedTasksCopy()));
         EXPECT_EQ(model_.running, NumbersIn(queue_->GetRunningTasksCopy()));
         EXPECT_EQ(model_.ran, ran);
-        for (const auto& [number, index] : model_.gpuIndex) {
+        for (const auto& [number, index] : model_.gpuIndex)
             EXPECT_EQ(index, tasks_[static_cast<size_t>(number)]->GetGPUIndex()) << number;
-        }
         return !HasFailure();
     }
 
@@ -337,7 +314,7 @@ protected:
 
 TEST_F(QueueModel, AgreesStepByStep)
 {
-    const uint64_t first = px::test::Seed(71);
+    const uint64_t first = Seed(71);
     for (int round = 0; round < kRounds; ++round) {
         const uint64_t seed = first + static_cast<uint64_t>(round);
         SCOPED_TRACE("seed " + std::to_string(seed));
@@ -350,7 +327,7 @@ TEST_F(QueueModel, AgreesStepByStep)
         while (!given.empty()) RunOne();
         if (!Agree(true)) return;
         for (size_t i = 0; i < tasks_.size(); ++i) {
-            EXPECT_EQ("q-" + std::to_string(i), px::test::Utf8Of(tasks_[i]->GetKey()));
+            EXPECT_EQ("q-" + std::to_string(i), Utf8Of(tasks_[i]->GetKey()));
             EXPECT_EQ(1, tasks_[i]->RetainCount()) << "given back";
         }
         if (HasFailure()) return;

@@ -6,21 +6,8 @@
 #include "Base/TaskOrder.h"
 #include "Base/TaskQueue.h"
 #include "Base/TaskScheduler.h"
-#include "support/CF.h"
-#include "support/EventLog.h"
 #include "support/Gate.h"
-#include "support/Seed.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <functional>
-#include <mutex>
-#include <random>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
+#include "support/Test.h"
 
 // Reaches what no caller may.
 struct TaskQueuePeer {
@@ -151,12 +138,11 @@ TEST(Task, BeginsAndResetsToItsInitialState)
 {
     TestTask task([](TestTask&) {});
     const auto facts = [&] {
-        return Utf8Of(task.GetKey()) + " " + std::to_string(task.GetID()) + " " +
-               std::to_string(task.GetSubmitTime()) + " " + std::to_string(task.GetPriority()) +
-               " " + std::to_string(task.GetStop()) + std::to_string(task.GetCanRunOnGPU()) + " " +
-               std::to_string(task.GetGPUIndex()) + " " + Utf8Of(task.GetDisplayName());
+        return std::tuple(task.GetKey(), task.GetID(), task.GetSubmitTime(), task.GetPriority(),
+                          task.GetStop(), task.GetCanRunOnGPU(), task.GetGPUIndex(),
+                          task.GetDisplayName());
     };
-    const std::string initial = "<null> -1 0.000000 0 00 -1 <null>";
+    const std::tuple initial(CFStringRef{}, -1, 0.0, 0U, false, false, -1, CFStringRef{});
     EXPECT_EQ(initial, facts());
     task.SetKey(CFSTR("key"));
     task.SetID(4);
@@ -166,104 +152,70 @@ TEST(Task, BeginsAndResetsToItsInitialState)
     task.SetCanRunOnGPU(true);
     task.SetGPUIndex(3);
     task.SetDisplayName(CFSTR("name"));
-    EXPECT_EQ("key 4 2.500000 9 11 3 name", facts());
+    EXPECT_EQ(std::tuple(CFSTR("key"), 4, 2.5, 9U, true, true, 3, CFSTR("name")), facts());
     task.Reset();
     EXPECT_EQ(initial, facts());
 }
 
 TEST(Task, ComparesByPriorityThenTime)
 {
-    const struct {
-        const char* name;
-        uint32_t priority, otherPriority;
-        double time, otherTime;
-        int want;
-    } rows[] = {
-        {"lower", 1, 2, 0, 5, 1}, {"higher", 0xFFFFFFFF, 0, 9, 5, -1}, {"earlier", 3, 3, 1, 2, -1},
-        {"later", 3, 3, 2, 1, 1}, {"the same", 3, 3, 1, 1, 0},
-    };
-    TestTask task([](TestTask&) {}), other([](TestTask&) {});
-    EXPECT_EQ(0, task.Compare(nullptr));
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        task.SetPriority(row.priority);
-        task.SetSubmitTime(row.time);
-        other.SetPriority(row.otherPriority);
-        other.SetSubmitTime(row.otherTime);
-        EXPECT_EQ(row.want, task.Compare(&other));
+    // In the order in which they run.
+    constexpr std::pair<uint32_t, double> kFacts[] = {{UINT32_MAX, 9}, {3, 1}, {3, 2}, {0, 5}};
+    TestTask tasks[4] = {TestTask({}), TestTask({}), TestTask({}), TestTask({})};
+    EXPECT_EQ(0, tasks[0].Compare(nullptr));
+    for (int i = 0; i < 4; ++i) {
+        tasks[i].SetPriority(kFacts[i].first);
+        tasks[i].SetSubmitTime(kFacts[i].second);
+        for (int k = 0; k <= i; ++k) {
+            EXPECT_EQ(k < i ? 1 : 0, tasks[i].Compare(&tasks[k]));
+            EXPECT_EQ(k < i ? -1 : 0, tasks[k].Compare(&tasks[i]));
+        }
     }
 }
 
-// Against a plain list, with more levels than have a list of their own, some close to each other
-// and some far, and over the end of the numbers of insertion.
-TEST(Task, OrderIsByPriorityAndThenByInsertion)
+// More levels than have a list of their own, over the end of the numbers of insertion, against a
+// plain list in the order in which they run.
+TEST(Task, OrderSurvivesTheEndOfItsNumbers)
 {
     std::mt19937_64 random(Seed(17));
-    const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
     px::TaskOrder order(UINT32_MAX - 1600);
-    std::vector<PXRef<TestTask>> waiting;  // in the order in which they run
-    const auto take = [&](std::vector<PXRef<TestTask>>::iterator expected, CBaseTask* taken) {
-        ASSERT_EQ(expected == waiting.end() ? nullptr : expected->Get(), taken);
-        if (taken) waiting.erase(expected);
-    };
+    std::vector<PXRef<TestTask>> waiting;
     for (int step = 0; step < 14'000; ++step) {
         const bool grows = step / 2000 % 2 == 0;
-        const uint32_t choice = below(grows ? 6 : 12);
-        if (choice < 4) {
-            auto task = PXRef<TestTask>::Adopt(new TestTask([](TestTask&) {}));
-            task->SetPriority(below(2) ? below(60) : below(UINT32_MAX) >> below(32));
-            task->SetCanRunOnGPU(below(4) == 0);
-            order.Insert(task.Get(), task->GetCanRunOnGPU());
+        if (random() % 3 < (grows ? 2 : 1)) {
+            const auto task = PXRef<TestTask>::Adopt(new TestTask({}));
+            task->SetPriority(static_cast<uint32_t>(
+                random() % 2 ? random() % 60 : random() >> (32 + random() % 32)));
+            const bool isForGPU = random() % 4 == 0;
+            order.Insert(task.Get(), isForGPU);
             const auto runsLater = [&](const auto& other) {
                 return other->GetPriority() < task->GetPriority();
             };
             waiting.insert(std::find_if(waiting.begin(), waiting.end(), runsLater), task);
-        } else if (choice == 4 && !waiting.empty()) {
-            const auto any = waiting.begin() + below(static_cast<uint32_t>(waiting.size()));
-            take(any, order.TakeMatch([&](const CBaseTask& task) { return &task == any->Get(); }));
-        } else if (choice == 5) {
-            take(std::find_if(waiting.begin(), waiting.end(),
-                              [](const auto& task) { return task->GetCanRunOnGPU(); }),
-                 order.TakeFirstForGPU());
-        } else {
-            take(waiting.begin(), order.TakeFirst());
+        } else if (!waiting.empty()) {
+            ASSERT_EQ(waiting.front().Get(), order.TakeFirst());
+            waiting.erase(waiting.begin());
         }
         ASSERT_EQ(waiting.size(), order.Count());
-        if (HasFatalFailure()) return;
     }
-    const std::vector<CBaseTask*> rest = order.TakeAll();
-    EXPECT_TRUE(std::equal(rest.begin(), rest.end(), waiting.begin(), waiting.end(),
-                           [](CBaseTask* a, const auto& b) { return a == b.Get(); }));
-    order.Insert(rest.back(), false);
-    EXPECT_EQ(rest.back(), order.TakeFirst()) << "all others have gone";
 }
 
 TEST_F(Queues, RefuseLimitsThatCannotBe)
 {
-    const struct {
-        const char* name;
-        int queueLimit, threads, gpus;
-        bool isGood;
-    } rows[] = {
-        {"no slots: inline", 0, 0, 0, true},
-        {"most GPUs", 0, 1, 32, true},
-        {"too many GPUs", 0, 1, 33, false},
-        {"negative GPUs", 0, 1, -1, false},
-        {"negative threads", 0, -1, 4, false},
-        {"negative limit", -1, 1, 0, false},
-        {"all there is", INT32_MAX, INT32_MAX, 32, true},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    constexpr int kBad = kPXErrBadArgument;
+    for (const auto& [limit, threads, gpus, want] :
+         std::vector<std::array<int, 4>>{{0, 0, 0, 0},  // no slots: tasks run in the scheduler
+                                         {0, 1, 33, kBad},
+                                         {0, 1, -1, kBad},
+                                         {0, -1, 4, kBad},
+                                         {-1, 1, 0, kBad},
+                                         {INT32_MAX, INT32_MAX, 32, 0}}) {
         EventLog events;
         CBaseTaskQueue queue;
         EXPECT_EQ(0, queue.Push(Make([](TestTask&) { FAIL(); }).Get())) << "not accepting yet";
-        const int want = row.isGood ? 0 : static_cast<int>(kPXErrBadArgument);
-        EXPECT_EQ(want,
-                  queue.InitializeWithGPUTasks(CFSTR("q"), row.queueLimit, row.threads, row.gpus));
-        EXPECT_EQ(static_cast<int>(kPXErrBadArgument), queue.Initialize(CFSTR("q"), 0, -1))
-            << "again";
-        EXPECT_EQ(row.isGood ? 1 : 2, events.Count(kPXErrBadArgument));
+        EXPECT_EQ(want, queue.InitializeWithGPUTasks(CFSTR("q"), limit, threads, gpus));
+        EXPECT_EQ(kBad, queue.Initialize(CFSTR("q"), 0, -1)) << "again";
+        EXPECT_EQ(want ? 2 : 1, events.Count(kPXErrBadArgument));
     }
 }
 
@@ -271,18 +223,15 @@ TEST_F(Queues, ThreadsThatPushWaitForRoom)
 {
     Begin(2, 1);
     PushBlocker();
-    std::atomic<int> pushed{0};
-    for (const char* name : {"1", "2", "3"}) {
-        PushNamed(name);
-        ++pushed;
-    }
+    for (const char* name : {"1", "2", "3"}) PushNamed(name);
+    std::atomic<bool> isIn{false};
     std::thread pusher([&] {
         PushNamed("4");
-        ++pushed;
+        isIn = true;
     });
     // The fourth waits until the scheduler takes one, which it does when the blocker has ended.
     while (queue_->TaskCount() != 4) std::this_thread::yield();
-    EXPECT_EQ(3, pushed);
+    EXPECT_FALSE(isIn);
     gate_.Open();
     pusher.join();
     queue_->WaitForRunningTasksToComplete();
@@ -410,15 +359,12 @@ TEST_F(Queues, ThreadsMayGiveBackTheirQueueInATask)
 {
     EventLog events;
     Begin(0, 2);
-    TestQueue* queue = queue_.Get();
-    Gate gate;
-    Push([&, queue](TestTask&) {
-        gate.Wait();
-        queue->Release();
+    Push([this](TestTask&) {
+        gate_.Wait();
+        queue_ = {};
     });
     PushNamed("other");
-    queue_.Detach();
-    gate.Open();
+    gate_.Open();
     PXThreadPoolShutdown();  // the queue is destroyed on a pool thread
     EXPECT_EQ(1, events.Count(kPXErrBadArgument));
     EXPECT_EQ(2, completed_);
@@ -454,12 +400,9 @@ TEST_F(Queues, ThreadsWaitInAScheduleTaskOfTheirOwn)
 {
     auto queue = PXRef<LookingQueue>::Adopt(new LookingQueue);
     ASSERT_EQ(0, queue->InitializeWithGPUTasks(CFSTR("q"), 0, 1, 1));
-    std::vector<PXRef<TestTask>> tasks;
-    for (int i = 0; i < 50; ++i) {
-        tasks.push_back(Make([](TestTask& task) { EXPECT_EQ(0, task.GetGPUIndex()); }, 0, i != 0));
-        if (i == 0) tasks[0] = Make([this](TestTask&) { gate_.Wait(); });
-        queue->Push(tasks.back().Get());
-    }
+    queue->Push(Make([this](TestTask&) { gate_.Wait(); }).Get());
+    const auto onGPU = [](TestTask& task) { EXPECT_EQ(0, task.GetGPUIndex()); };
+    for (int i = 1; i < 50; ++i) queue->Push(Make(onGPU, 0, true).Get());
     while (queue->GetStatistics().completed < 49) std::this_thread::yield();
     gate_.Open();
     queue->Stop();
