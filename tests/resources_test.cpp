@@ -267,20 +267,25 @@ TEST_F(Bundles, AreFoldersWithInformationAndResources)
 
 TEST_F(Bundles, VersionsArePacked)
 {
-    int count = 0;
-    const auto numberOf = [&](const std::string& text) {
-        const std::string name = "v" + std::to_string(count++);
-        Write(name + "/Info.plist", "CFBundleVersion = " + text + ";");
-        return CFBundleGetVersionNumber(Bundle(At(name)));
-    };
-    EXPECT_EQ(0x01008000U, numberOf("\"1\""));
-    EXPECT_EQ(0x42908000U, numberOf("\"42.9\""));
-    EXPECT_EQ(0x012320FFU, numberOf("\"1.2.3d255\""));
-    EXPECT_EQ(0x01004001U, numberOf("\"1.0a1\""));
-    EXPECT_EQ(0x01008002U, numberOf("\"1.0f2\""));
-    for (const char* bad : {"1.10", "100", "1.", "1b", "1.0b256", "1.0x", ""})
-        EXPECT_EQ(0U, numberOf("\""s + bad + "\"")) << bad;
-    EXPECT_EQ(0U, numberOf("(1)"));
+    const std::map<std::string, UInt32> rows = {{"1", 0x01008000},
+                                                {"42.9", 0x42908000},
+                                                {"1.2.3d255", 0x012320FF},
+                                                {"1.0a1", 0x01004001},
+                                                {"1.0f2", 0x01008002},
+                                                {"1.10", 0},
+                                                {"100", 0},
+                                                {"1.", 0},
+                                                {"1b", 0},
+                                                {"1.0b256", 0},
+                                                {"1.0x", 0},
+                                                {"", 0}};
+    for (const auto& [text, number] : rows) {
+        SCOPED_TRACE(text);
+        Write("v" + text + "/Info.plist", "CFBundleVersion = \"" + text + "\";");
+        EXPECT_EQ(number, CFBundleGetVersionNumber(Bundle(At("v" + text))));
+    }
+    Write("list/Info.plist", "CFBundleVersion = (1);");
+    EXPECT_EQ(0u, CFBundleGetVersionNumber(Bundle(At("list"))));
     Write("number/Info.plist", "<dict><key>CFBundleVersion</key><integer>710</integer></dict>");
     EXPECT_EQ(710u, CFBundleGetVersionNumber(Bundle(At("number"))));
     EXPECT_EQ(0u, CFBundleGetVersionNumber(nullptr));
@@ -317,77 +322,17 @@ TEST_F(Bundles, CodeIsLoadedWhenAskedFor)
     EXPECT_NE(nullptr, CFBundleGetFunctionPointerForName(CFBundleGetMainBundle(), CFSTR("malloc")));
 }
 
-TEST_F(Resources, AMemoryStreamLendsItsBytes)
-{
-    const UInt8 bytes[] = {1, 2, 3, 4, 5};
-    const Owned<CFReadStreamRef> stream(
-        CFReadStreamCreateWithBytesNoCopy(nullptr, bytes, 5, kCFAllocatorNull));
-    const auto expectLent = [&](const UInt8* first, CFIndex length, CFIndex asked) {
-        CFIndex count = 7;
-        EXPECT_EQ(first, CFReadStreamGetBuffer(stream, asked, &count));
-        EXPECT_EQ(length, count);
-    };
-    expectLent(nullptr, 0, 0);
-    CFReadStreamOpen(stream);
-    expectLent(bytes, 2, 2);
-    expectLent(nullptr, 0, -1);
-    expectLent(bytes + 2, 3, 0);
-    EXPECT_EQ(kCFStreamStatusOpen, CFReadStreamGetStatus(stream));
-    expectLent(nullptr, 0, 0);
-    EXPECT_EQ(kCFStreamStatusAtEnd, CFReadStreamGetStatus(stream));
-    EXPECT_FALSE(
-        CFReadStreamSetProperty(stream, kCFStreamPropertyFileCurrentOffset, Number(int64_t{0})));
-}
-
-TEST_F(Resources, FileStreamsMoveAndAppend)
-{
-    Write("s", "abc");
-    const Owned<CFWriteStreamRef> sink(CFWriteStreamCreateWithFile(nullptr, At("s")));
-    EXPECT_FALSE(CFWriteStreamSetProperty(sink, kCFStreamPropertyAppendToFile, Number(int64_t{1})));
-    EXPECT_TRUE(CFWriteStreamSetProperty(sink, kCFStreamPropertyAppendToFile, kCFBooleanTrue));
-    EXPECT_EQ(kCFBooleanTrue, CFWriteStreamCopyProperty(sink, kCFStreamPropertyAppendToFile));
-    ASSERT_TRUE(CFWriteStreamOpen(sink));
-    EXPECT_FALSE(CFWriteStreamSetProperty(sink, kCFStreamPropertyAppendToFile, kCFBooleanFalse));
-    const Owned<CFTypeRef> offset(
-        CFWriteStreamCopyProperty(sink, kCFStreamPropertyFileCurrentOffset));
-    EXPECT_TRUE(CFEqual(offset, Number(int64_t{3})));
-    CFWriteStreamWrite(sink, reinterpret_cast<const UInt8*>("def"), 3);
-    CFWriteStreamClose(sink);
-    EXPECT_EQ("abcdef", Content(Path("s")));
-
-    const Owned<CFReadStreamRef> source(CFReadStreamCreateWithFile(nullptr, At("s")));
-    const auto moves = [&](CFTypeRef to) {
-        return bool(CFReadStreamSetProperty(source, kCFStreamPropertyFileCurrentOffset, to));
-    };
-    EXPECT_FALSE(moves(Number(int64_t{4})));
-    CFReadStreamOpen(source);
-    UInt8 bytes[8];
-    EXPECT_EQ(6, CFReadStreamRead(source, bytes, 8));
-    EXPECT_EQ(0, CFReadStreamRead(source, bytes, 8));
-    EXPECT_EQ(nullptr, CFReadStreamGetBuffer(source, 0, nullptr));
-    EXPECT_TRUE(moves(Number(int64_t{4})));
-    EXPECT_EQ(2, CFReadStreamRead(source, bytes, 8));
-    EXPECT_EQ('e', bytes[0]);
-    EXPECT_FALSE(moves(Number(int64_t{-1})));
-    EXPECT_FALSE(moves(CFSTR("4")));
-    EXPECT_FALSE(CFReadStreamSetProperty(source, kCFStreamPropertyDataWritten, CFSTR("4")));
-    CFReadStreamClose(source);
-    EXPECT_FALSE(moves(Number(int64_t{0})));
-}
-
 TEST_F(Resources, ConstantUUIDsAreMadeOnce)
 {
-    const Owned<CFUUIDRef> own(
-        CFUUIDCreateWithBytes(nullptr, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
-    EXPECT_EQ("00010203-0405-0607-0809-0A0B0C0D0E0F", Taken(CFUUIDCreateString(nullptr, own)));
-    const auto constant = [] {
-        return CFUUIDGetConstantUUIDWithBytes(nullptr, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13,
-                                              14, 15);
+    const auto from = [](auto make) {
+        return make(nullptr, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
     };
-    EXPECT_EQ(constant(), constant());
-    EXPECT_TRUE(CFEqual(own, constant()));
-    CFRelease(constant());
-    EXPECT_TRUE(CFEqual(own, constant()));
+    const Owned<CFUUIDRef> own(from(CFUUIDCreateWithBytes));
+    EXPECT_EQ("00010203-0405-0607-0809-0A0B0C0D0E0F", Taken(CFUUIDCreateString(nullptr, own)));
+    const CFUUIDRef constant = from(CFUUIDGetConstantUUIDWithBytes);
+    CFRelease(constant);
+    EXPECT_EQ(constant, from(CFUUIDGetConstantUUIDWithBytes));
+    EXPECT_TRUE(CFEqual(own, constant));
 }
 
 }  // namespace

@@ -43,12 +43,13 @@ std::string Written(CFWriteStreamRef stream)
     return data ? BytesOf(As<CFDataRef>(data)) : "<none>";
 }
 
-int64_t OffsetOf(CFTypeRef property)
+int64_t OffsetOf(CFWriteStreamRef stream)
 {
-    Owned<CFTypeRef> owned(property);
-    int64_t offset = -1;
-    if (owned) CFNumberGetValue(As<CFNumberRef>(owned), kCFNumberSInt64Type, &offset);
-    return offset;
+    const Owned<CFTypeRef> offset(
+        CFWriteStreamCopyProperty(stream, kCFStreamPropertyFileCurrentOffset));
+    int64_t value = -1;
+    if (offset) CFNumberGetValue(As<CFNumberRef>(offset), kCFNumberSInt64Type, &value);
+    return value;
 }
 
 void ExpectError(CFStreamError error, CFIndex domain, SInt32 code)
@@ -86,6 +87,25 @@ TEST_F(Streams, ReadMemoryToItsEnd)
     EXPECT_EQ(kCFStreamStatusClosed, CFReadStreamGetStatus(stream));
     ExpectError(CFReadStreamGetError(stream), 0, 0);
     EXPECT_EQ(nullptr, CFReadStreamCopyError(stream));
+}
+
+TEST_F(Streams, MemoryIsLent)
+{
+    const char* bytes = "abcde";
+    const auto stream = MemoryReader(bytes);
+    const auto expectLent = [&](const char* first, CFIndex length, CFIndex asked) {
+        CFIndex count = 7;
+        EXPECT_EQ(Bytes(first), CFReadStreamGetBuffer(stream, asked, &count));
+        EXPECT_EQ(length, count);
+    };
+    expectLent(nullptr, 0, 0);
+    CFReadStreamOpen(stream);
+    expectLent(bytes, 2, 2);
+    expectLent(nullptr, 0, -1);
+    expectLent(bytes + 2, 3, 0);
+    EXPECT_EQ(kCFStreamStatusOpen, CFReadStreamGetStatus(stream));
+    expectLent(nullptr, 0, 0);
+    EXPECT_EQ(kCFStreamStatusAtEnd, CFReadStreamGetStatus(stream));
 }
 
 TEST_F(Streams, GrowingOneKeepsAllAndHandsOutSnapshots)
@@ -132,24 +152,59 @@ TEST_F(Streams, FilesAreCreatedEmptiedAndReadBack)
         EXPECT_EQ(kCFStreamStatusError, CFReadStreamGetStatus(missing));
         ExpectError(CFReadStreamGetError(missing), kCFStreamErrorDomainPOSIX, ENOENT);
     }
-    const CFStringRef key = kCFStreamPropertyFileCurrentOffset;
+    const ShortTransfers slow(2);
     for (const std::string text : {"a longer text", "short"}) {
         auto writer = Writer();
-        EXPECT_EQ(-1, OffsetOf(CFWriteStreamCopyProperty(writer, key)));
+        EXPECT_EQ(-1, OffsetOf(writer));
         ASSERT_TRUE(CFWriteStreamOpen(writer));
         const auto size = static_cast<CFIndex>(text.size());
         EXPECT_EQ(size, CFWriteStreamWrite(writer, Bytes(text.c_str()), size));
-        EXPECT_EQ(size, OffsetOf(CFWriteStreamCopyProperty(writer, key)));
+        EXPECT_EQ(size, OffsetOf(writer));
         EXPECT_EQ("<none>", Written(writer));
     }
-    auto reader = Reader();
+    const auto reader = Reader();
     ASSERT_TRUE(CFReadStreamOpen(reader));
-    EXPECT_EQ(3, CFReadStreamRead(reader, buffer, 3));
-    EXPECT_EQ(3, OffsetOf(CFReadStreamCopyProperty(reader, key)));
-    EXPECT_EQ(2, CFReadStreamRead(reader, buffer + 3, 10));
+    CFIndex at = 0, got = 0;
+    while ((got = CFReadStreamRead(reader, buffer + at, 5)) > 0) at += got;
     EXPECT_STREQ("short", reinterpret_cast<char*>(buffer));
     EXPECT_EQ(0, CFReadStreamRead(reader, buffer, 10));
     EXPECT_EQ(kCFStreamStatusAtEnd, CFReadStreamGetStatus(reader));
+}
+
+TEST_F(Streams, FilesAreAppendedAndReadFromAnywhere)
+{
+    Write("f", "abc");
+    const auto sink = Writer();
+    const CFStringRef appends = kCFStreamPropertyAppendToFile;
+    EXPECT_FALSE(CFWriteStreamSetProperty(sink, appends, Number(int64_t{1})));
+    EXPECT_TRUE(CFWriteStreamSetProperty(sink, appends, kCFBooleanTrue));
+    EXPECT_EQ(kCFBooleanTrue, CFWriteStreamCopyProperty(sink, appends));
+    ASSERT_TRUE(CFWriteStreamOpen(sink));
+    EXPECT_FALSE(CFWriteStreamSetProperty(sink, appends, kCFBooleanFalse));
+    EXPECT_EQ(3, OffsetOf(sink));
+    CFWriteStreamWrite(sink, Bytes("def"), 3);
+    CFWriteStreamClose(sink);
+
+    const auto source = Reader();
+    const CFStringRef key = kCFStreamPropertyFileCurrentOffset;
+    const auto moves = [&](CFTypeRef to) { return bool(CFReadStreamSetProperty(source, key, to)); };
+    EXPECT_FALSE(moves(Number(int64_t{4})));
+    CFReadStreamOpen(source);
+    UInt8 bytes[8] = {};
+    EXPECT_EQ(6, CFReadStreamRead(source, bytes, 8));
+    EXPECT_STREQ("abcdef", reinterpret_cast<char*>(bytes));
+    EXPECT_EQ(0, CFReadStreamRead(source, bytes, 8));
+    EXPECT_EQ(nullptr, CFReadStreamGetBuffer(source, 0, nullptr));
+    EXPECT_TRUE(moves(Number(int64_t{4})));
+    EXPECT_TRUE(
+        CFEqual(Number(int64_t{4}), Owned<CFTypeRef>(CFReadStreamCopyProperty(source, key))));
+    EXPECT_EQ(2, CFReadStreamRead(source, bytes, 8));
+    EXPECT_EQ('e', bytes[0]);
+    EXPECT_FALSE(moves(Number(int64_t{-1})) || moves(CFSTR("4")));
+    EXPECT_FALSE(CFReadStreamSetProperty(source, kCFStreamPropertyDataWritten, CFSTR("4")));
+    CFReadStreamClose(source);
+    EXPECT_FALSE(moves(Number(int64_t{0})));
+    EXPECT_FALSE(CFReadStreamSetProperty(MemoryReader("x"), key, Number(int64_t{0})));
 }
 
 TEST_F(Streams, FileErrorsAreReportedAndFinal)
@@ -167,8 +222,8 @@ TEST_F(Streams, FileErrorsAreReportedAndFinal)
         Owned<CFErrorRef> error(CFWriteStreamCopyError(writer));
         EXPECT_EQ(ENOSPC, CFErrorGetCode(error));
         EXPECT_TRUE(CFEqual(kCFErrorDomainPOSIX, CFErrorGetDomain(error)));
-        EXPECT_NE(std::string::npos,
-                  Taken(CFErrorCopyDescription(error)).find("NSPOSIXErrorDomain error 28"));
+        EXPECT_THAT(Taken(CFErrorCopyDescription(error)),
+                    testing::HasSubstr("NSPOSIXErrorDomain error 28"));
     }
     auto reader = Reader();
     ASSERT_TRUE(CFReadStreamOpen(reader));
@@ -180,22 +235,6 @@ TEST_F(Streams, FileErrorsAreReportedAndFinal)
     auto other = Writer();
     EXPECT_FALSE(CFWriteStreamOpen(other));
     ExpectError(CFWriteStreamGetError(other), kCFStreamErrorDomainPOSIX, EACCES);
-}
-
-TEST_F(Streams, ShortTransfersAreFinished)
-{
-    const ShortTransfers slow(2);
-    auto writer = Writer();
-    ASSERT_TRUE(CFWriteStreamOpen(writer));
-    EXPECT_EQ(7, CFWriteStreamWrite(writer, Bytes("abcdefg"), 7));
-    auto reader = Reader();
-    ASSERT_TRUE(CFReadStreamOpen(reader));
-    std::string all;
-    UInt8 buffer[5];
-    for (CFIndex got; (got = CFReadStreamRead(reader, buffer, 5)) > 0;) {
-        all.append(reinterpret_cast<char*>(buffer), static_cast<size_t>(got));
-    }
-    EXPECT_EQ("abcdefg", all);
 }
 
 TEST_F(Streams, MisuseIsHarmless)
