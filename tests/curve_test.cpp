@@ -1,26 +1,12 @@
 #include "PXCore/PXBezierCurve.h"
 #include "PXCore/PXUtils.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 #include "support/ValueTest.h"
-
-#include <gmock/gmock.h>
-
-#include <array>
-#include <cmath>
-#include <limits>
-#include <random>
 
 namespace {
 
-using px::test::ArrayOf;
-using px::test::DictionaryOf;
-using px::test::EventLog;
-using px::test::Number;
-using px::test::Owned;
-using px::test::Utf8Of;
-using px::test::ValueTest;
+using namespace px::test;
 using testing::Each;
-using testing::ElementsAre;
 
 class Curve : public ValueTest {};
 
@@ -94,7 +80,7 @@ std::vector<PXPointF> RandomSlots(std::mt19937_64& random, int slotCount)
 
 TEST_F(Curve, CalculatesAsTheRulesSay)
 {
-    std::mt19937_64 random(px::test::Seed(31));
+    std::mt19937_64 random(Seed(31));
     for (int round = 0; round < 1500; ++round) {
         const int n = std::array{2, 3, 17, 256, 1000, 4096}[random() % 6];
         const int m = std::array{1, 2, 3, 10, 64, 256}[random() % 6];
@@ -119,7 +105,7 @@ TEST_F(Curve, StaysInTheUnitSquareForAnyPoints)
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     const float odd[] = {0,     1,      0.5F,      -0.0F,      -1,  5,
                          1e30F, -1e30F, kInfinity, -kInfinity, NAN, 1e-40F};
-    std::mt19937_64 random(px::test::Seed(32));
+    std::mt19937_64 random(Seed(32));
     for (int round = 0; round < 3000; ++round) {
         std::vector<PXPointF> points(random() % 9);
         for (PXPointF& point : points)
@@ -137,15 +123,15 @@ TEST_F(Curve, StaysInTheUnitSquareForAnyPoints)
 TEST_F(Curve, StartsAsTheFallingLine)
 {
     PXBezierCurve curve(7, 256, 5);
-    EXPECT_EQ(1.0F, curve.curveAt(0));
-    EXPECT_EQ(static_cast<float>(155.0 / 255), curve.curveAt(100));
+    const std::vector<uint8_t> bytes = curve.getSamplePoints();
+    for (int32_t i = 0; i < 256; ++i) {
+        EXPECT_EQ(static_cast<float>((255 - i) / 255.0), curve.curveAt(i));
+        EXPECT_EQ(255 - i, bytes.at(static_cast<size_t>(i)));
+    }
     EXPECT_EQ(0.0F, curve.curveAt(1.0F));
     EXPECT_EQ(1.0F, curve.pointAt(0).y);
     EXPECT_EQ(1.0F, curve.pointAt(1.0F).x);
     EXPECT_EQ(-1.0F, curve.pointAt(0.3F).x);
-    const std::vector<uint8_t> bytes = curve.getSamplePoints();
-    EXPECT_EQ(255, bytes[0]);
-    EXPECT_EQ(0, bytes[255]);
     const std::vector<PXPoint> active = curve.getActiveControlPoints();
     ASSERT_EQ(2U, active.size());
     EXPECT_TRUE(active[0].x == 0 && active[0].y == 255 && active[1].x == 255 && active[1].y == 0);
@@ -164,19 +150,10 @@ TEST_F(Curve, FindsTheClosestPointOrTheSlotForANewOne)
 {
     PXBezierCurve curve(0, 256, 11);
     curve.setControlPoint(5, {128, 90});
-    const struct {
-        const char* name;
-        int32_t x, want;
-    } rows[] = {
-        {"on the point", 128, 5},  {"within half a slot", 128 + 11, 5},
-        {"beyond", 128 - 13, 5},   {"half-way", 89, 3},
-        {"first", 3, 0},           {"last", 250, 10},
-        {"right of all", 400, 16}, {"left of all", -100, -4},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.want, curve.getClosestControlPoint(row.x));
-    }
+    // From left of all by way of half-way and both sides of the point to right of all.
+    const std::map<int32_t, int32_t> slots = {{-100, -4}, {3, 0},   {89, 3},   {115, 5},
+                                              {128, 5},   {139, 5}, {250, 10}, {400, 16}};
+    for (const auto& [x, slot] : slots) EXPECT_EQ(slot, curve.getClosestControlPoint(x)) << x;
     // Equal distances: the lowest slot.
     PXBezierCurve pair(0, 101, 2);
     pair.setControlPoints({{0.25F, 0}, {0.75F, 0}});
@@ -208,11 +185,11 @@ TEST_F(Curve, ReadsWhatAPresetHas)
     const auto x = Number(0.5);
     const auto points = ArrayOf({DictionaryOf({{CFSTR("controlPointX"), x}}), CFSTR("no point"),
                                  DictionaryOf({{CFSTR("controlPointY"), x}})});
+    const auto list = DictionaryOf({{CFSTR("controlPoints"), points},
+                                    {CFSTR("controlPointCount"), Number(int64_t{7})},
+                                    {CFSTR("curveVersion"), Number(int64_t{99})}});
     PXBezierCurve curve(9, 16, 2);
-    EXPECT_EQ(PXStatus{kPXOK}, curve.initWithPresetData(
-                                   DictionaryOf({{CFSTR("controlPoints"), points},
-                                                 {CFSTR("controlPointCount"), Number(int64_t{7})},
-                                                 {CFSTR("curveVersion"), Number(int64_t{99})}})));
+    EXPECT_EQ(PXStatus{kPXOK}, curve.initWithPresetData(list));
     EXPECT_EQ(9, curve.id());
     // The count is as read, the slots are those of the list; what is missing stays.
     EXPECT_EQ(7, curve.controlPointCount());
@@ -220,11 +197,9 @@ TEST_F(Curve, ReadsWhatAPresetHas)
                                                   curve.getControlPoints()));
     EXPECT_EQ(16, curve.sampleCount());
     EventLog events;
-    const Owned<CFMutableArrayRef> many(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    for (int i = 0; i <= PXBezierCurve::kMaxControlPoints; ++i) CFArrayAppendValue(many, x);
-    EXPECT_EQ(PXStatus{kPXErrBadArgument},
-              curve.initWithPresetData(DictionaryOf(
-                  {{CFSTR("controlPoints"), many}, {CFSTR("id"), Number(int64_t{1})}})));
+    for (int i = 2; i < PXBezierCurve::kMaxControlPoints; ++i) CFArrayAppendValue(points, x);
+    CFDictionarySetValue(list, CFSTR("id"), Number(int64_t{1}));
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, curve.initWithPresetData(list));
     EXPECT_EQ(9, curve.id());
     EXPECT_EQ(1, events.Count(1005));
 }
@@ -232,26 +207,18 @@ TEST_F(Curve, ReadsWhatAPresetHas)
 TEST_F(Curve, EqualsWithinItsTolerance)
 {
     constexpr float kStep = 0x1p-22F;
-    const struct {
-        const char* name;
-        std::vector<float> a, b;
-        bool want;
-    } rows[] = {
-        {"same", {0, 0.5F}, {0, 0.5F}, true},
-        {"just", {0.25F}, {0.25F + kStep}, true},
-        {"too far", {0.25F}, {0.25F + 1.5F * kStep}, false},
-        {"shorter", {0, 1}, {0}, false},
-        {"no number", {NAN}, {NAN}, false},
+    const auto isEqual = [](const std::vector<float>& a, const std::vector<float>& b) {
+        PXBezierCurve first(0, 2, 2), second(0, 2, 2);
+        first.setSamples(a);
+        second.setSamples(b);
+        EXPECT_EQ(static_cast<int32_t>(a.size()), first.curvePointCount());
+        EXPECT_EQ(first == second, PXBezierCurve::vectorCompare(a, b));
+        return first == second;
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.want, PXBezierCurve::vectorCompare(row.a, row.b));
-        PXBezierCurve a(0, 2, 2), b(0, 2, 2);
-        a.setSamples(row.a);
-        b.setSamples(row.b);
-        EXPECT_EQ(row.want, a == b);
-        EXPECT_EQ(static_cast<int32_t>(row.a.size()), a.curvePointCount());
-    }
+    EXPECT_TRUE(isEqual({0, 0.5F}, {0, 0.5F}));
+    EXPECT_TRUE(isEqual({0.25F}, {0.25F + kStep}));
+    EXPECT_FALSE(isEqual({0.25F}, {0.25F + 1.5F * kStep}));
+    EXPECT_FALSE(isEqual({0, 1}, {0}) || isEqual({NAN}, {NAN}));
 }
 
 TEST_F(Curve, RefusesWhatIsOutOfRange)
