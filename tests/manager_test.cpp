@@ -144,11 +144,6 @@ TEST_F(PresetManager, ListsCategoriesInReadingOrder)
     EXPECT_FALSE(manager_.categoryExists("file") || manager_.categoryExists(".."));
 }
 
-std::deque<PXString> Reversed(const std::deque<PXString>& names)
-{
-    return {names.rbegin(), names.rend()};
-}
-
 TEST_F(PresetManager, ListsPresetsByNameCallbackAndSortOrder)
 {
     EXPECT_TRUE(Save("Warm", "b", 3) && Save("Warm", "C") && Save("Warm", "a", 3));
@@ -159,7 +154,9 @@ TEST_F(PresetManager, ListsPresetsByNameCallbackAndSortOrder)
     fs::create_directory(Path("Curves/Warm/folder.pxcurve"));
     EXPECT_THAT(Names(manager_.getPresets("Warm")), ElementsAre("a", "b", "C", "d"));
     EXPECT_THAT(Sorted(), ElementsAre("d", "C", "a", "b"));
-    PXPresetManager::setPresetSortCallback(Reversed);
+    PXPresetManager::setPresetSortCallback([](const std::deque<PXString>& names) {
+        return std::deque<PXString>(names.rbegin(), names.rend());
+    });
     EXPECT_THAT(Names(manager_.getPresets("Warm")), ElementsAre("d", "C", "b", "a"));
     EXPECT_THAT(Sorted(), ElementsAre("d", "C", "b", "a"));
     PXPresetManager::setPresetSortCallback(nullptr);
@@ -227,8 +224,8 @@ TEST_F(PresetManager, SaysWhyAFileCannotBeRead)
                         load));
     }
     EventLog events;
-    for (const auto& [faulty, error] : {std::pair{Faulty::kOpen, EACCES}, {Faulty::kRead, EIO}}) {
-        FakePlatform platform(faulty, error);
+    for (const Faulty faulty : {Faulty::kOpen, Faulty::kRead}) {
+        FakePlatform platform(faulty, EIO);
         EXPECT_EQ(nullptr, manager_.loadPreset("a", &plain_, "Warm"));
     }
     EXPECT_EQ(nullptr, manager_.loadPreset("../Warm/a", &plain_, "Warm"));
@@ -255,11 +252,8 @@ TEST_F(PresetManager, SaysWhyAPresetCannotBeSaved)
         EXPECT_FALSE(manager_.savePreset("Warm", preset));
     }
     EXPECT_FALSE(Save("Missing", "a"));
-    const std::string file = Path("Curves/Warm/a.pxcurve");
-    {
-        FakePlatform platform(Faulty::kWrite, ENOSPC);
-        EXPECT_FALSE(Save("Warm", "a", 5));
-    }
+    FakePlatform platform(Faulty::kWrite, ENOSPC);
+    EXPECT_FALSE(Save("Warm", "a", 5));
     std::vector<std::string> messages = events.Messages();
     std::erase_if(messages, [](const std::string& line) { return line.starts_with("Event"); });
     EXPECT_THAT(
@@ -268,9 +262,8 @@ TEST_F(PresetManager, SaysWhyAPresetCannotBeSaved)
             "savePreset: No data for preset 'a' in category 'Warm'",
             "savePreset: Could not create XML data from preset 'a' in category 'Warm'",
             "write: Could not open file '" + Path("Curves/Missing/a.pxcurve") + "' for writing",
-            testing::MatchesRegex("write: Bytes written \\(0\\) does not match bytes "
-                                  "to write \\([0-9]+\\) for file '" +
-                                  file + "'")));
+            testing::MatchesRegex("write: Bytes written .0. does not match bytes to write "
+                                  ".[0-9]+. for file '.*/Curves/Warm/a.pxcurve'")));
     EXPECT_TRUE(Files().empty());
 }
 
@@ -285,42 +278,38 @@ TEST_F(PresetManager, SavesWholeOrNotAtAll)
     ASSERT_TRUE(Save("Warm", "a", 2));
     const std::string after = Content(file);
     EXPECT_EQ(fs::perms(0640), fs::status(file).permissions());
-    int steps = 0;
-    {
-        FaultySaves counting(-2, 0);
-        ASSERT_TRUE(Save("Warm", "a", 2));
-        steps = counting.Calls();
-    }
-    ASSERT_GE(steps, 8);
-    for (int step = 0; step < steps; ++step) {
-        for (const int error : {EIO, FaultySaves::kDies}) {
-            SCOPED_TRACE(std::to_string(step) + " with " + std::to_string(error));
-            ASSERT_TRUE(Save("Warm", "a", 1));
-            bool isSaved = false;
-            if (error == FaultySaves::kDies) {
-                EXPECT_EXIT(
-                    {
-                        FaultySaves dying(step, error);
-                        Save("Warm", "a", 2);
-                    },
-                    testing::ExitedWithCode(9), "");
-            } else {
-                FaultySaves failing(step, error);
-                isSaved = Save("Warm", "a", 2);
-            }
-            PXPresetManager next(Path("").c_str(), "Curves", "pxcurve");
-            EXPECT_THAT(Files(), ElementsAre("Curves/Warm/a.pxcurve"));
-            const std::string found = Content(file);
-            EXPECT_TRUE(found == after || (!isSaved && found == before));
+    const auto expectWhole = [&](bool isSaved) {
+        PXPresetManager next(Path("").c_str(), "Curves", "pxcurve");
+        EXPECT_THAT(Files(), ElementsAre("Curves/Warm/a.pxcurve"));
+        const std::string found = Content(file);
+        EXPECT_TRUE(found == after || (!isSaved && found == before));
+        ASSERT_TRUE(Save("Warm", "a", 1));
+    };
+    int step = 0;
+    expectWhole(true);
+    for (bool fails = true; fails; ++step) {
+        SCOPED_TRACE(step);
+        auto faulty = std::make_unique<FaultySaves>(step, EIO);
+        const bool isSaved = Save("Warm", "a", 2);
+        fails = faulty->Calls() > step;
+        faulty = nullptr;
+        expectWhole(isSaved);
+        const auto die = [&] {
+            FaultySaves dying(step, FaultySaves::kDies);
+            Save("Warm", "a", 2);
+        };
+        if (fails) {
+            EXPECT_EXIT(die(), testing::ExitedWithCode(9), "");
         }
+        expectWhole(false);
     }
+    EXPECT_GT(step, 8);
 }
 
 TEST_F(PresetManager, LeavesTheFilesOfSavesUnderWay)
 {
-    Write("Curves/Warm/.pxsave-1.tmp", "");
-    Write("Curves/Warm/.pxsave-2.tmp", "");
-    Write("Curves/Warm/.other.tmp", "");
+    for (const char* name : {".pxsave-1.tmp", ".pxsave-2.tmp", ".other.tmp"})
+        Write(std::string("Curves/Warm/") + name, "");
     px::os::File file = px::os::kNoFile;
     ASSERT_EQ(0, px::os::Os().openFile(Path("Curves/Warm/.pxsave-1.tmp").c_str(),
                                        px::os::OpenMode::kReadWrite, &file));
@@ -412,15 +401,12 @@ TEST_F(PresetManager, RenamesWithThumbnailAndSaysWhatFails)
     };
     EXPECT_FALSE(rename("absent", "new"));
     EXPECT_EQ("renamePreset: Could load preset 'absent' in category 'Warm'", events.Last());
-    {
-        FakePlatform platform(Faulty::kWrite, ENOSPC);
-        EXPECT_FALSE(rename("old", "new"));
-        EXPECT_EQ("renamePreset: Could save preset 'new' in category 'Warm'", events.Last());
-    }
-    {
-        FakePlatform platform(Faulty::kRemove, EACCES);
-        EXPECT_FALSE(rename("old", "stays"));
-        EXPECT_EQ("renamePreset: Could delete preset 'old' in category 'Warm'", events.Last());
+    for (const bool isSaved : {false, true}) {
+        FakePlatform platform(isSaved ? Faulty::kRemove : Faulty::kWrite, EIO);
+        EXPECT_FALSE(rename("old", isSaved ? "stays" : "new"));
+        EXPECT_EQ(isSaved ? "renamePreset: Could delete preset 'old' in category 'Warm'"
+                          : "renamePreset: Could save preset 'new' in category 'Warm'",
+                  events.Last());
     }
     EXPECT_FALSE(rename("old", "other"));
     EXPECT_TRUE(rename("old", "old"));
