@@ -36,17 +36,6 @@ struct Recorder {
     }
 };
 
-TEST(Log, EventNamesWhatFollowsTheLastBackslash)
-{
-    EventLog events;
-    PXLogEvent(1005, "PXString", 120);
-    PXLogEvent(1003, "C:\\work\\Common\\PXImage", 7);
-    PXLogEvent(1002, nullptr, 1);
-    EXPECT_THAT(events.Messages(),
-                ElementsAre("Event (1005) on line 120 of PXString",
-                            "Event (1003) on line 7 of PXImage", "Event (1002) on line 1 of "));
-}
-
 TEST(Log, LineCarriesTimeSourceErrorNumberAndEnd)
 {
     Recorder recorder;
@@ -144,14 +133,13 @@ TEST(Log, IndentsByOrdinalAndWrapsAfterAHundred)
     fake->currentThreadId = [] { return thread; };
     const PXLogStyle plain = {0, 0, 0, 1, 0, 4}, wrapping = {0, 0, 0, 1, 1, 4};
     px::LogLineComposer composer, endless;
-    const auto blanks = [](px::LogLineComposer& of, const PXLogStyle& style, uint32_t id) {
-        thread = id;
+    const auto blanks = [](px::LogLineComposer& of, const PXLogStyle& style, int id) {
+        thread = static_cast<uint32_t>(id);
         return CFStringGetLength(of.Compose(style, {nullptr, nullptr, 0, CFSTR("")}).Get());
     };
     for (int i = 1; i <= 205; ++i) {
-        const auto id = static_cast<uint32_t>(i + 5000);
-        EXPECT_EQ((i - 1) % 100 + 1, blanks(composer, wrapping, id));
-        EXPECT_EQ(i, blanks(endless, plain, id));
+        EXPECT_EQ((i - 1) % 100 + 1, blanks(composer, wrapping, 5000 + i));
+        EXPECT_EQ(i, blanks(endless, plain, 5000 + i));
     }
     EXPECT_EQ(100, blanks(composer, plain, 5100));    // a thread keeps its number
     EXPECT_EQ(206, blanks(endless, wrapping, 6000));  // the flag looks after the number is given
@@ -168,13 +156,16 @@ TEST(Log, TakesAnyContent)
     PXLogUTF8(nullptr);
     PXLog(CFSTR("two\nlines %@"), Text(std::u16string(1, char16_t{0xD800})).Get());
     PXLogEvent(1, "\xFF\xFE", 2);
+    PXLogEvent(1003, "C:\\work\\Common\\PXImage", 7);  // what follows the last backslash
+    PXLogEvent(1002, nullptr, 1);
     PXLogNoArgs(nullptr);
     PXLog(nullptr);
     PXLogWithStyle(nullptr, CFSTR("x"));
     EXPECT_THAT(events.Messages(),
                 ElementsAre("caf\xC3\xA9 5%", "bad \uFFFD\uFFFD tail \uFFFD\uFFFD",
                             std::string("zero\0inside", 11), std::string(1'048'574, ' '),
-                            "two\nlines ?", "Event (1) on line 2 of \uFFFD\uFFFD"));
+                            "two\nlines ?", "Event (1) on line 2 of \uFFFD\uFFFD",
+                            "Event (1003) on line 7 of PXImage", "Event (1002) on line 1 of "));
 }
 
 TEST(Log, LevelDecidesAndHasAName)
@@ -319,19 +310,19 @@ TEST_F(LogFile, IsWrittenAtExitOnceByEachProcess)
 
 TEST_F(LogFile, RotatesAtTheLimit)
 {
+    const auto logFifty = [](const PXLogStyle& style) {
+        for (int i = 10; i < 60; ++i) PXLogWithStyle(&style, CFSTR("line number %d"), i);
+    };
     const struct {
-        const char* name;
         uint32_t kept;
-        const PXLogStyle* style;
+        const PXLogStyle& style;
         size_t leastLines;  // six fill a file
-    } rows[] = {{"none kept", 0, &kUrgent, 2},
-                {"two kept", 2, &kUrgent, 14},
-                {"lines that wait", 2, &kBare, 3}};
+    } rows[] = {{0, kUrgent, 2}, {2, kUrgent, 14}, {2, kBare, 3}};
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.leastLines);
         PXLogSetFileLimits(100, row.kept);
         Add();
-        for (int i = 10; i < 60; ++i) PXLogWithStyle(row.style, CFSTR("line number %d"), i);
+        logFifty(row.style);
         PXLogRemoveAllLoggers();
         std::string all;
         for (const char* name : {"log.txt.2", "log.txt.1", "log.txt"}) {
@@ -339,7 +330,7 @@ TEST_F(LogFile, RotatesAtTheLimit)
             all += Content(Path(name));
         }
         const size_t count = all.size() / 15;
-        EXPECT_TRUE(row.style == &kUrgent ? count == row.leastLines : count >= row.leastLines);
+        EXPECT_TRUE(&row.style == &kUrgent ? count == row.leastLines : count >= row.leastLines);
         std::string wanted;
         for (size_t i = 60 - count; i < 60; ++i)
             wanted += "line number " + std::to_string(i) + "\n";
@@ -350,7 +341,7 @@ TEST_F(LogFile, RotatesAtTheLimit)
     }
     FakePlatform fake(Faulty::kRename, EACCES);
     Add();
-    for (int i = 10; i < 60; ++i) PXLogWithStyle(&kUrgent, CFSTR("line number %d"), i);
+    logFifty(kUrgent);
     EXPECT_EQ(50U * 15, Content(path_).size());
     EXPECT_LE(fake.Calls(), 2 * 8);  // not tried again with every line
 }
@@ -403,38 +394,28 @@ TEST_F(LogFile, CountsTheLinesOfAFullDisk)
 TEST_F(LogFile, DefaultFileLiesInTheUsersDataFolder)
 {
     FakeTable fake;
-    const struct {
-        const char* name;
-        std::map<std::string, std::string> variables;
-        std::string folder;
-    } rows[] = {
-        {"given", {{"XDG_DATA_HOME", Path("data")}, {"HOME", "/nowhere"}}, Path("data")},
-        {"relative is ignored",
-         {{"XDG_DATA_HOME", "data"}, {"HOME", Path("home")}},
-         Path("home/.local/share")},
-        {"home", {{"HOME", Path("other")}}, Path("other/.local/share")},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        fake.SetEnvironment(row.variables);
+    const auto fileWith = [&](const char* data, const std::string& home) {
+        fake.SetEnvironment({{"XDG_DATA_HOME", data}, {"HOME", home}});
         const Owned<CFURLRef> url(PXLogGetLogFilePathCopy());
-        EXPECT_EQ(row.folder + "/Quarvo/QuarvoLog.txt", px::PathOf(url));
-        EXPECT_EQ(fs::perms::owner_all, fs::status(row.folder + "/Quarvo").permissions());
-    }
+        return url ? px::PathOf(url) : "";
+    };
+    const std::string data = Path("data");
+    EXPECT_EQ(Path("a/.local/share/Quarvo/QuarvoLog.txt"), fileWith("", Path("a")));
+    EXPECT_EQ(Path("b/.local/share/Quarvo/QuarvoLog.txt"), fileWith("relative", Path("b")));
+    EXPECT_EQ(data + "/Quarvo/QuarvoLog.txt", fileWith(data.c_str(), "/nowhere"));
+    EXPECT_EQ(fs::perms::owner_all, fs::status(data + "/Quarvo").permissions());
     {
         EventLog events;
         EXPECT_EQ(kPXOK, PXLogAddFileLogger(nullptr));  // not the first: adds nothing
+        EXPECT_EQ("", fileWith("", ""));
         fake->makePrivateFolder = [](const char*) { return EACCES; };
-        fake.SetEnvironment({{"HOME", Path("refused")}});
-        EXPECT_EQ(nullptr, PXLogGetLogFilePathCopy());
-        fake.SetEnvironment({});
-        EXPECT_EQ(nullptr, PXLogGetLogFilePathCopy());
+        EXPECT_EQ("", fileWith("", Path("refused")));
         EXPECT_EQ(2, events.Count(1003));
     }
-    fake.SetEnvironment(rows[0].variables);
+    EXPECT_NE("", fileWith(data.c_str(), ""));
     EXPECT_EQ(kPXOK, PXLogAddFileLogger(nullptr));
     PXLogWithStyle(&kUrgent, CFSTR("x"));
-    EXPECT_EQ("x\n", Content(rows[0].folder + "/Quarvo/QuarvoLog.txt"));
+    EXPECT_EQ("x\n", Content(data + "/Quarvo/QuarvoLog.txt"));
 }
 
 // Recorders have no lock of their own: the log's must do.
@@ -457,18 +438,16 @@ TEST_F(LogFile, ThreadsLinesStayWholeAndInOrderForEveryLogger)
 
     EXPECT_EQ(first.calls, second.calls);
     std::string text;
-    std::vector<int> next(kThreads);
+    std::map<int, int> next;
     ASSERT_EQ(size_t{2 + kThreads * kLines}, first.calls.size());
     for (size_t i = 1; i + 1 < first.calls.size(); ++i) {
         const std::string& line = first.calls[i];
         text += line;
-        const size_t stamp = line.find(" - ");
-        std::istringstream numbers(line.substr(stamp == std::string::npos ? 0 : stamp + 3));
         int thread = -1, number = -1;
-        numbers >> thread >> number;
-        ASSERT_TRUE(thread >= 0 && thread < kThreads);
-        EXPECT_EQ(next[static_cast<size_t>(thread)]++, number);
+        std::istringstream(line.substr(line.find_last_of('-') + 1)) >> thread >> number;
+        EXPECT_EQ(next[thread]++, number);
     }
+    EXPECT_EQ(kThreads, static_cast<int>(next.size()));
     EXPECT_EQ(text, Content(path_));
 }
 
