@@ -90,15 +90,4 @@ TEST_F(Platform, ReportsWhatFailed)
     EXPECT_STREQ("no space left on the device", px::os::TextOf(ENOSPC));
 }
 
-TEST_F(Platform, BlocksAreZeroAndAligned)
-{
-    constexpr size_t kSize = 10 << 20;
-    auto* block = static_cast<unsigned char*>(Os().allocateBlock(kSize));
-    ASSERT_NE(nullptr, block);
-    EXPECT_EQ(0U, reinterpret_cast<uintptr_t>(block) % 64);
-    EXPECT_EQ(0, block[0] | block[kSize / 2] | block[kSize - 1]);
-    Os().freeBlock(block, kSize);
-    EXPECT_EQ(nullptr, Os().allocateBlock(size_t{1} << 62));
-}
-
 }  // namespace

@@ -4,6 +4,7 @@
 #include "Base/ProcessWatcher.h"
 #include "Base/UTF8Text.h"
 #include "support/FakePlatform.h"
+#include "support/Gate.h"
 #include "support/TempFolder.h"
 #include "support/Test.h"
 
@@ -17,29 +18,26 @@ using namespace px::test;
 
 class Process : public TempFolder {};
 
-bool Holds(CFSetRef ids, int64_t id)
-{
-    return CFSetContainsValue(ids, Number(id));
-}
-
 TEST_F(Process, ListsTheFirst2048ProcessesAndNothingElse)
 {
-    EXPECT_TRUE(Holds(Owned<CFSetRef>(PXProcessGetPIDSCopy()), Os().processId()));
+    const auto isListed = [](int64_t id) {
+        return CFSetContainsValue(Owned<CFSetRef>(PXProcessGetPIDSCopy()), Number(id));
+    };
+    EXPECT_TRUE(isListed(Os().processId()));
 
     FakeTable fake;
-    static bool fails;
+    static int error;
+    error = 0;
     fake->listFolder = [](const char*, px::os::FolderVisitor visit, void* context) {
         for (const char* other : {"self", "12x", "", "99999999999999999999", "4294967295"})
             EXPECT_TRUE(visit(other, context));
         for (int id = 1; id <= 3000; ++id)
             if (!visit(std::to_string(id).c_str(), context)) break;
-        return fails ? EIO : 0;
+        return error;
     };
-    fails = false;
-    const Owned<CFSetRef> ids(PXProcessGetPIDSCopy());
-    EXPECT_EQ(2048, CFSetGetCount(ids));
-    EXPECT_TRUE(Holds(ids, 1) && Holds(ids, 2048) && !Holds(ids, 2049));
-    fails = true;
+    EXPECT_EQ(2048, CFSetGetCount(Owned<CFSetRef>(PXProcessGetPIDSCopy())));
+    EXPECT_TRUE(isListed(1) && isListed(2048));
+    error = EIO;
     EXPECT_EQ(0, CFSetGetCount(Owned<CFSetRef>(PXProcessGetPIDSCopy())));
 }
 
@@ -325,7 +323,6 @@ TEST_F(Process, LoadsModulesAndFindsFunctions)
     ASSERT_NE(nullptr, found);
     EXPECT_EQ(42, reinterpret_cast<int (*)()>(found)());
     EXPECT_EQ(nullptr, PXProcessGetDylibFunctionPointForName(module, CFSTR("pxTestNothing")));
-    EXPECT_EQ(nullptr, PXProcessGetDylibFunctionPointForName(nullptr, CFSTR("malloc")));
     EXPECT_EQ(nullptr, PXProcessGetFunctionPointForName(CFSTR("pxTestAnswer")));
     EXPECT_NE(nullptr, PXProcessGetFunctionPointForName(CFSTR("malloc")));
     EXPECT_EQ(kPXOK, PXProcessUnloadDylib(module));
@@ -344,7 +341,7 @@ TEST_F(Process, LoadsModulesAndFindsFunctions)
     // The last one is unloaded already; the loader itself would follow either pointer.
     for (PXModule none : {PXModule{}, reinterpret_cast<PXModule>(&events), again}) {
         EXPECT_EQ(kPXErrBadArgument, PXProcessUnloadDylib(none));
-        EXPECT_EQ(nullptr, PXProcessGetDylibFunctionPointForName(none, CFSTR("pxTestAnswer")));
+        EXPECT_EQ(nullptr, PXProcessGetDylibFunctionPointForName(none, CFSTR("malloc")));
     }
     EXPECT_EQ(8, events.Count(1005));
 }
@@ -352,23 +349,21 @@ TEST_F(Process, LoadsModulesAndFindsFunctions)
 TEST_F(Process, GivesMemoryAndDumpsTheStack)
 {
     EventLog events;
-    auto* bytes = static_cast<char*>(PXProcessAllocateVirtualMemory(1 << 20));
+    auto* bytes = static_cast<char*>(PXProcessAllocateVirtualMemory(10 << 20));
     ASSERT_NE(nullptr, bytes);
-    EXPECT_EQ(0, bytes[0] | bytes[(1 << 20) - 1]);
-    bytes[12345] = 1;
-    PXProcessFreeVirtualMemory(bytes, 1 << 20);
+    EXPECT_EQ(0U, reinterpret_cast<uintptr_t>(bytes) % 64);
+    EXPECT_EQ(0, bytes[0] | bytes[5 << 20] | bytes[(10 << 20) - 1]);
+    PXProcessFreeVirtualMemory(bytes, 10 << 20);
     PXProcessFreeVirtualMemory(nullptr, 5);
-    EXPECT_EQ(nullptr, PXProcessAllocateVirtualMemory(0));
-    EXPECT_EQ(nullptr, PXProcessAllocateVirtualMemory(UINT64_MAX));
-    EXPECT_EQ(1, events.Count(1005));
-    EXPECT_EQ(1, events.Count(1002));
-
-    const size_t before = events.Messages().size();
+    for (const uint64_t size : {uint64_t{0}, uint64_t{1} << 62, UINT64_MAX})
+        EXPECT_EQ(nullptr, PXProcessAllocateVirtualMemory(size));
     PXProcessDumpStack();
     const std::vector<std::string> messages = events.Messages();
-    ASSERT_GT(messages.size(), before + 3);
-    EXPECT_EQ(0U, messages[before].find("#0 0x"));
-    EXPECT_NE(std::string::npos, messages[before + 1].find("process_test"));
+    ASSERT_GT(messages.size(), 6U);
+    EXPECT_THAT(messages[0], testing::StartsWith("Event (1005)"));
+    EXPECT_EQ(2, events.Count(1002));
+    EXPECT_THAT(messages[3], testing::StartsWith("#0 0x"));
+    EXPECT_THAT(messages[4], testing::HasSubstr("process_test"));
 }
 
 // Watches a process and waits for the report.
@@ -411,8 +406,7 @@ uint32_t LaunchShell(const std::string& script, CFURLRef folder = nullptr)
 
 class ProcessThreads : public Process {
 protected:
-    // Put in place for good: the watcher's thread may still read it after the test.
-    static void ReplaceForThreads(px::os::Table* table) { px::os::ReplaceTable(table); }
+    // Tables are static in the tests: the watcher's thread may still read them afterwards.
     void TearDown() override { px::os::ReplaceTable(&px::os::NativeTable()); }
 
     void LaunchesWatchesAndKills();
@@ -477,7 +471,7 @@ TEST_F(ProcessThreads, LaunchWatchAndKillWhateverTheSystemGives)
     };
     for (px::os::Table* table : {&withoutHelp, &failingWaits}) {
         SCOPED_TRACE(table == &withoutHelp ? "no process handles" : "waiting fails");
-        ReplaceForThreads(table);
+        px::os::ReplaceTable(table);
         LaunchesWatchesAndKills();
     }
 }
@@ -523,14 +517,14 @@ TEST_F(ProcessThreads, RefuseWhatCannotBeLaunchedOrWatched)
     static px::os::Table table = px::os::NativeTable();
     table.launchProcess = [](const px::os::Launch&, uint32_t*) { return EAGAIN; };
     table.makeEvent = [](px::os::File*) { return EMFILE; };
-    ReplaceForThreads(&table);
+    px::os::ReplaceTable(&table);
     EXPECT_EQ(kPXErrCreate, PXProcessLaunchApplication(shell.Get(), nullptr));
     const auto nobody = [](void*, uint32_t, int32_t) {};
     px::ProcessWatcher watcher;
     EXPECT_EQ(EMFILE, watcher.Watch(PXProcessGetPID(), nobody, nullptr));
     static px::os::Table noThread = px::os::NativeTable();
     noThread.startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) { return EAGAIN; };
-    ReplaceForThreads(&noThread);
+    px::os::ReplaceTable(&noThread);
     EXPECT_EQ(EAGAIN, watcher.Watch(PXProcessGetPID(), nobody, nullptr));
 }
 
@@ -549,9 +543,9 @@ TEST_F(ProcessThreads, HandCallsToAPollingMainThread)
         ++wanted;
         allOnMain = allOnMain && PXProcessGetIsMainThread();
     };
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < kThreads; ++i) {
-        threads.emplace_back([i, take] {
+    std::thread callers([take] {
+        RunOnThreads(kThreads, [take](int thread) {
+            const auto i = static_cast<size_t>(thread);
             for (size_t call = 0; call < kCalls; ++call) {
                 const bool waits = call % 10 == 9;
                 PXProcessRunOnMainThread2(take, reinterpret_cast<void*>(i),
@@ -559,7 +553,7 @@ TEST_F(ProcessThreads, HandCallsToAPollingMainThread)
                 EXPECT_TRUE(!waits || next[i] == call + 1);
             }
         });
-    }
+    });
     const px::os::File event = PXProcessGetMainThreadFileDescriptor();
     for (size_t ran = 0; ran < kThreads * kCalls;) {
         bool ready = false;
@@ -567,7 +561,7 @@ TEST_F(ProcessThreads, HandCallsToAPollingMainThread)
         EXPECT_TRUE(ready);
         ran += PXProcessRunMainThreadCalls();
     }
-    for (std::thread& thread : threads) thread.join();
+    callers.join();
     EXPECT_TRUE(allOnMain);
     EventLog events;
     std::thread([] { EXPECT_EQ(0U, PXProcessRunMainThreadCalls()); }).join();

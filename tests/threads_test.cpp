@@ -20,33 +20,19 @@ namespace {
 using namespace px::test;
 
 // Runs a callable on a PXThread and waits until it has ended, the thread's reference included.
-template <class Work>
-int RunOnThread(Work work)
+int RunOnThread(const std::function<void()>& work)
 {
+    std::atomic<int> ended{0};
+    std::function<void()> all = [&] {
+        work();
+        Add(ended);
+    };
+    const auto call = [](void* function) { (*static_cast<std::function<void()>*>(function))(); };
     PXThread thread = PXThreadCreate();
-    struct Call {
-        Work* work;
-        std::atomic<bool> done{false};
-    } call{&work};
-    const int status = PXThreadStart(
-        thread,
-        [](void* argument) {
-            auto* self = static_cast<Call*>(argument);
-            (*self->work)();
-            self->done = true;
-            self->done.notify_all();
-        },
-        &call);
-    if (status == 0) call.done.wait(false);
+    const int status = PXThreadStart(thread, call, &all);
+    if (status == 0) WaitFor(ended, 1);
     PXThreadRelease(thread);
     return status;
-}
-
-std::string OwnName()
-{
-    char name[16] = {};
-    pthread_getname_np(pthread_self(), name, sizeof(name));
-    return name;
 }
 
 TEST(Threads, BeginAtTheLowestPriorityAndTellTheLevelBefore)
@@ -70,25 +56,19 @@ TEST(Threads, BeginAtTheLowestPriorityAndTellTheLevelBefore)
 
 TEST(Threads, NamesAreCutBetweenCharactersAndMustBeUtf8)
 {
-    const struct {
-        const char* name;
-        const char* given;
-        const char* want;
-    } rows[] = {
-        {"short", "loader", "loader"},
-        {"15 bytes", "123456789012345", "123456789012345"},
-        {"cut", "1234567890123456", "123456789012345"},
-        {"cut inside a character", "12345678901234\u00e9", "12345678901234"},
-        {"no UTF-8", "\xC3(", "before"},
-        {"null", nullptr, "before"},
-    };
-    std::thread([&] {
-        for (const auto& row : rows) {
-            SCOPED_TRACE(row.name);
+    std::thread([] {
+        const auto named = [](const char* name) {
             PXThreadSetCurrentThreadName("before");
-            PXThreadSetCurrentThreadName(row.given);
-            EXPECT_EQ(row.want, OwnName());
-        }
+            PXThreadSetCurrentThreadName(name);
+            char own[16] = {};
+            pthread_getname_np(pthread_self(), own, sizeof(own));
+            return std::string(own);
+        };
+        EXPECT_EQ("123456789012345", named("123456789012345"));
+        EXPECT_EQ("123456789012345", named("1234567890123456"));
+        EXPECT_EQ("12345678901234", named("12345678901234\u00e9"));
+        for (const char* bad : {"\xC3(", static_cast<const char*>(nullptr)})
+            EXPECT_EQ("before", named(bad));
     }).join();
 }
 
@@ -109,20 +89,19 @@ TEST(Threads, TellTheirStack)
 TEST(Threads, ReportWhatTheSystemRefuses)
 {
     EventLog events;
+    constexpr int kBad = kPXErrBadArgument;
     PXThread thread = PXThreadCreate();
-    EXPECT_EQ(static_cast<int>(kPXErrBadArgument), PXThreadStart(thread, nullptr, nullptr));
-    EXPECT_EQ(static_cast<int>(kPXErrBadArgument), PXThreadStart(
-                                                       nullptr, [](void*) {}, nullptr));
+    const auto fails = [](void*) { throw std::runtime_error("out of film"); };
+    EXPECT_EQ(kBad, PXThreadStart(thread, nullptr, nullptr));
+    EXPECT_EQ(kBad, PXThreadStart(nullptr, fails, nullptr));
     EXPECT_EQ(2, events.Count(kPXErrBadArgument));
     {
         FakeTable table;
         table->startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) { return EAGAIN; };
-        EXPECT_EQ(EAGAIN, PXThreadStart(
-                              thread, [](void*) {}, nullptr));
+        EXPECT_EQ(EAGAIN, PXThreadStart(thread, fails, nullptr));
         EXPECT_EQ(1, events.Count(kPXErrCreate));
     }
-    EXPECT_EQ(0, PXThreadStart(
-                     thread, [](void*) { throw std::runtime_error("out of film"); }, nullptr));
+    EXPECT_EQ(0, PXThreadStart(thread, fails, nullptr));
     while (events.Count(kPXErrBadArgument) < 3) std::this_thread::yield();
     EXPECT_EQ("a thread's function threw: out of film", events.Messages().at(3));
     PXThreadRelease(thread);
@@ -135,12 +114,13 @@ TEST(ThreadsMutex, IsRecursiveAndKnowsItsHolder)
     PXMutexLock(mutex);
     EXPECT_TRUE(PXMutexTryLock(mutex));
     const auto tryElsewhere = [&] {
-        bool locked = false;
-        std::thread([&] {
-            locked = PXMutexTryLock(mutex);
-            if (locked) PXMutexUnlock(mutex);
-        }).join();
-        return locked;
+        return std::async(std::launch::async,
+                          [&] {
+                              const bool locked = PXMutexTryLock(mutex);
+                              if (locked) PXMutexUnlock(mutex);
+                              return locked;
+                          })
+            .get();
     };
     PXMutexUnlock(mutex);
     EXPECT_FALSE(tryElsewhere()) << "still held once";
