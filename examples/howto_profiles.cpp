@@ -1,10 +1,14 @@
 // Converts a picture from one colour profile to another, and shows what a device would make of it.
 
+#include "Base/PXHandle.h"
 #include "PXCore/PXColorProfileImages.h"
 #include "PXCore/PXImage.h"
 
 #include <cstdio>
 #include <cstdlib>
+
+using Image = PXHandle<PXImageRetain, PXImageRelease>;
+using Profile = PXHandle<PXColorProfileRetain, PXColorProfileRelease>;
 
 int main()
 {
@@ -12,24 +16,25 @@ int main()
     uint16_t wide[2 * 3] = {0x8000, 0x8000, 0x8000, 0x1000, 0xF000, 0x1000};
     uint8_t shown[2 * 3] = {};
     const PXRect bounds = {0, 0, 2, 1};
-    PXImage source = nullptr;
-    PXImage result = nullptr;
-    PXStatus status =
-        PXImageCreateMemory(bounds, 16, 3, kPXColorSpaceRGB, kPXTransparencyNone, wide, &source);
+    Image source;
+    Image result;
+    PXStatus status = PXImageCreateMemory(bounds, 16, 3, kPXColorSpaceRGB, kPXTransparencyNone,
+                                          wide, source.Receive());
     if (status == kPXOK)
         status = PXImageCreateMemory(bounds, 8, 3, kPXColorSpaceRGB, kPXTransparencyNone, shown,
-                                     &result);
+                                     result.Receive());
 
     // Standard profiles are shared: making one again gives the same object.
-    PXColorProfile proPhoto = PXColorProfileCreateStandard(kPXColorStandardProPhoto);
-    PXColorProfile sRGB = PXColorProfileCreateStandard(kPXColorStandardSRGB);
-    PXColorProfile adobeRGB = PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998);
+    const auto proPhoto = Profile::Adopt(PXColorProfileCreateStandard(kPXColorStandardProPhoto));
+    const auto sRGB = Profile::Adopt(PXColorProfileCreateStandard(kPXColorStandardSRGB));
+    const auto adobeRGB =
+        Profile::Adopt(PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998));
 
     // Source and result may differ in depth, and may be the same picture.
     int failure = static_cast<int>(status);
     if (!failure)
-        failure = PXColorProfileApplyToImage2(proPhoto, source, sRGB, result,
-                                              kPXIntentRelativeColorimetric);
+        failure = PXColorProfileApplyToImage2(proPhoto.Get(), source.Get(), sRGB.Get(),
+                                              result.Get(), kPXIntentRelativeColorimetric);
     const bool isGrey = std::abs(shown[0] - shown[1]) <= 1 && std::abs(shown[1] - shown[2]) <= 1;
     std::printf("grey stays grey: %s\n", isGrey ? "yes" : "no");
     std::printf("the green is clipped to the edge: %s\n",
@@ -38,18 +43,12 @@ int main()
     // What an Adobe RGB display shows of what an sRGB device makes of it; colours that the device
     // does not have are pure red. A null display is the monitor.
     if (!failure)
-        failure =
-            PXColorProfileSoftProofImage(proPhoto, sRGB, kPXIntentRelativeColorimetric, adobeRGB,
-                                         true, false, source, result, bounds, nullptr);
+        failure = PXColorProfileSoftProofImage(proPhoto.Get(), sRGB.Get(),
+                                               kPXIntentRelativeColorimetric, adobeRGB.Get(), true,
+                                               false, source.Get(), result.Get(), bounds, nullptr);
     for (int i = 0; i < 2; ++i) {
         const bool isOut = shown[i * 3] == 255 && shown[i * 3 + 1] == 0 && shown[i * 3 + 2] == 0;
         std::printf("pixel %d: %s\n", i, isOut ? "out of the device's gamut" : "can be shown");
     }
-
-    PXColorProfileRelease(adobeRGB);
-    PXColorProfileRelease(sRGB);
-    PXColorProfileRelease(proPhoto);
-    PXImageRelease(result);
-    PXImageRelease(source);
     return failure ? 1 : 0;
 }

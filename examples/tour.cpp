@@ -5,6 +5,7 @@
 #include "Base/Msg.h"
 #include "Base/MsgBroadcaster.h"
 #include "Base/PXError.h"
+#include "Base/PXHandle.h"
 #include "Base/PXLog.h"
 #include "Base/PXProcess.h"
 #include "Base/Server.h"
@@ -21,19 +22,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <future>
-#include <memory>
-#include <type_traits>
 
 namespace {
 
-// Owns the one reference that a creation function gives.
-struct Releaser {
-    void operator()(PXImage image) const { PXImageRelease(image); }
-    void operator()(PXColorProfile profile) const { PXColorProfileRelease(profile); }
-    void operator()(PXProgress progress) const { PXProgressRelease(progress); }
-};
-template <class Handle>
-using Owned = std::unique_ptr<std::remove_pointer_t<Handle>, Releaser>;
+using Image = PXHandle<PXImageRetain, PXImageRelease>;
+using Profile = PXHandle<PXColorProfileRetain, PXColorProfileRelease>;
+using Progress = PXHandle<PXProgressRetain, PXProgressRelease>;
 
 // Ends the program with the library's own words about what failed, and where.
 void Check(const char* step, PXStatus status)
@@ -66,16 +60,17 @@ void ShowEvents()
 }
 
 // 2.4 gigapixels, of which 16 MiB may be in memory at a time.
-Owned<PXImage> MakeHugePicture()
+Image MakeHugePicture()
 {
     PXImageSetCacheMemAbsolute(16.0 * 1024 * 1024);
-    PXImage image = nullptr;
+    Image image;
     Check("the huge picture",
           PXImageCreateWithParams2({0, 0, 60000, 40000}, 8, 3, kPXColorSpaceRGB,
-                                   kPXTransparencyNone, kPXDataSourceTiled, &image));
-    std::printf("picture: %d x %d pixels, %.1f GB\n", PXImageGetWidth(image),
-                PXImageGetHeight(image), static_cast<double>(PXImageGetSize64(image)) / 1e9);
-    return Owned<PXImage>(image);
+                                   kPXTransparencyNone, kPXDataSourceTiled, image.Receive()));
+    std::printf("picture: %d x %d pixels, %.1f GB\n", PXImageGetWidth(image.Get()),
+                PXImageGetHeight(image.Get()),
+                static_cast<double>(PXImageGetSize64(image.Get())) / 1e9);
+    return image;
 }
 
 void Paint(PXImage image, PXRect rect)
@@ -112,27 +107,28 @@ void ShowQuarters(PXProgress progress, void* context)
 
 void Convert(PXImage image)
 {
-    const Owned<PXColorProfile> from(PXColorProfileCreateStandard(kPXColorStandardSRGB));
-    const Owned<PXColorProfile> to(PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998));
-    const Owned<PXProgress> progress(PXProgressCreate());
+    const auto from = Profile::Adopt(PXColorProfileCreateStandard(kPXColorStandardSRGB));
+    const auto to = Profile::Adopt(PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998));
+    const auto progress = Progress::Adopt(PXProgressCreate());
     int next = 25;
-    PXProgressSetCallback(progress.get(), ShowQuarters, &next);
+    PXProgressSetCallback(progress.Get(), ShowQuarters, &next);
     // Null for the result: in place.
     Check("converting", static_cast<PXStatus>(PXColorProfileApplyToImage3(
-                            from.get(), image, to.get(), nullptr, kPXIntentRelativeColorimetric,
-                            progress.get())));
-    PXProgressSetCallback(progress.get(), nullptr, nullptr);
+                            from.Get(), image, to.Get(), nullptr, kPXIntentRelativeColorimetric,
+                            progress.Get())));
+    PXProgressSetCallback(progress.Get(), nullptr, nullptr);
 }
 
-Owned<PXImage> Scale(PXImage image)
+Image Scale(PXImage image)
 {
     PXImageScaleOptions options = {};
     options.filter = kPXBlitLanczos3;
     options.dataSourceType = kPXDataSourceMemory;
-    PXImage small = nullptr;
-    Check("scaling", PXImageCreateScaledToFit(image, {1024, 1024}, &options, &small));
-    std::printf("scaled: %d x %d pixels\n", PXImageGetWidth(small), PXImageGetHeight(small));
-    return Owned<PXImage>(small);
+    Image small;
+    Check("scaling", PXImageCreateScaledToFit(image, {1024, 1024}, &options, small.Receive()));
+    std::printf("scaled: %d x %d pixels\n", PXImageGetWidth(small.Get()),
+                PXImageGetHeight(small.Get()));
+    return small;
 }
 
 class CurveMaker final : public PXPresetMaker {
@@ -268,18 +264,17 @@ int main(int argc, char**)
     ShowEvents();
     if (argc > 1) return Help();
     PXAccelerateInit();
-    const Owned<PXImage> huge = MakeHugePicture();
+    const Image huge = MakeHugePicture();
     const PXRect rect = {20000, 10000, 8192, 2048};
-    Paint(huge.get(), rect);
+    Paint(huge.Get(), rect);
 
     // A picture of its own from here on, in tiles as the huge one.
-    PXImage part = nullptr;
-    Check("cutting", PXImageCreateSubImageFromImage(huge.get(), rect, &part));
-    const Owned<PXImage> owner(part);
-    Convert(part);
-    const Owned<PXImage> small = Scale(part);
+    Image part;
+    Check("cutting", PXImageCreateSubImageFromImage(huge.Get(), rect, part.Receive()));
+    Convert(part.Get());
+    const Image small = Scale(part.Get());
     SavePreset();
-    TalkToHelper(small.get());
+    TalkToHelper(small.Get());
     PXImageShutdown();
     return 0;
 }
