@@ -70,7 +70,7 @@ public:
     virtual std::string Details() const { return ""; }
     // Of Shared.
     virtual uint32_t Shares() const = 0;
-    virtual std::vector<Option> Options() = 0;
+    virtual std::vector<Option> Options() { return {}; }
     // Makes sense of the values, which were checked against range and choices, and does the work.
     virtual Failure Run() = 0;
 

@@ -33,31 +33,23 @@ std::string ConvertCommand::Details() const
 
 std::vector<Option> ConvertCommand::Options()
 {
-    return WithFiles(&options_.files,
-                     {{.name = "--to",
-                       .value = &options_.to,
-                       .help = "the profile to convert to",
-                       .typeName = "PROFILE",
-                       .isRequired = true,
-                       .expects = Expects::kProfile},
-                      {.name = "--from",
-                       .value = &options_.from,
-                       .help = "the profile of IN",
-                       .typeName = "PROFILE",
-                       .standard = "the embedded one, else sRGB",
-                       .expects = Expects::kProfile},
-                      {.name = "--intent",
-                       .value = &intent_,
-                       .help = "how colours are fitted",
-                       .typeName = "INTENT",
-                       .choices = kIntents},
-                      {.name = "--bands",
-                       .value = &options_.bands,
-                       .help = "parts that large pictures are converted in side by side",
-                       .typeName = "N",
-                       .least = 1,
-                       .most = kMaxBands,
-                       .standard = "one for each processor"}});
+    return WithFiles(
+        &options_.files,
+        {ProfileOption("--to", &options_.to, "the profile to convert to", Needed::kYes),
+         {.name = "--from",
+          .value = &options_.from,
+          .help = "the profile of IN",
+          .typeName = "PROFILE",
+          .standard = "the embedded one, else sRGB",
+          .expects = Expects::kProfile},
+         IntentOption(&intent_),
+         {.name = "--bands",
+          .value = &options_.bands,
+          .help = "parts that large pictures are converted in side by side",
+          .typeName = "N",
+          .least = 1,
+          .most = kMaxBands,
+          .standard = "one for each processor"}});
 }
 
 Failure ConvertCommand::Run()

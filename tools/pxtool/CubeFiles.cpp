@@ -1,9 +1,8 @@
 #include "pxtool/CubeFiles.h"
 
 #include "Base/Platform/Platform.h"
+#include "Base/Ref.h"
 #include "pxtool/Files.h"
-
-#include <vector>
 
 namespace px::tool {
 
@@ -29,22 +28,28 @@ Failure ReadCube(const std::string& path, CubeOwner* cube)
     if (file.Read(bytes.data(), bytes.size(), &got) != 0) {
         return CannotRead(path, os::TextOf(file.Error()), "check the disk");
     }
-    CFDataRef data = CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(got));
+    const auto data =
+        CFRef<CFDataRef>::Adopt(CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(got)));
     if (!data) return OutOfMemory(path);
-    *cube = CubeOwner(PXColorCubeCreateFromFileData(data));
-    CFRelease(data);
+    *cube = CubeOwner::Adopt(PXColorCubeCreateFromFileData(data.Get()));
     if (cube->Get()) return Done();
     return CannotRead(path, "it is no three-dimensional table in the .cube format",
                       "make one with pxtool cube make");
 }
 
-Failure OpenCubeProfiles(const std::string& fromName, const std::string& toName, ProfileOwner* from,
-                         ProfileOwner* to)
+std::vector<Option> CubeSource::Options()
 {
-    if (Failure failure = OpenProfile(fromName, from)) return failure;
-    if (Failure failure = OpenProfile(toName, to)) return failure;
-    if (Failure failure = RequireRGB(fromName, *from)) return failure;
-    return RequireRGB(toName, *to);
+    return {ProfileOption("--to", &toName_, "the profile that results are in", Needed::kYes),
+            ProfileOption("--from", &fromName_, "the profile that colours come in"),
+            IntentOption(&intentName_)};
+}
+
+Failure CubeSource::Open()
+{
+    if (Failure failure = OpenProfile(fromName_, &from_)) return failure;
+    if (Failure failure = OpenProfile(toName_, &to_)) return failure;
+    if (Failure failure = RequireRGB(fromName_, from_)) return failure;
+    return RequireRGB(toName_, to_);
 }
 
 Failure CubeFailureOf(int status)

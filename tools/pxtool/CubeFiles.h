@@ -2,42 +2,37 @@
 
 // CubeFiles — what the commands of colour cubes share.
 
+#include "Base/PXHandle.h"
 #include "PXCore/PXColorProfileImages.h"
-#include "pxtool/Errors.h"
-#include "pxtool/Profiles.h"
+#include "pxtool/ProfileOptions.h"
 
 #include <string>
-#include <utility>
+#include <vector>
 
 namespace px::tool {
 
-// Owns one reference to a cube.
-class CubeOwner {
-public:
-    CubeOwner() = default;
-    explicit CubeOwner(PXColorCube cube) : cube_(cube) {}
-    CubeOwner(const CubeOwner&) = delete;
-    CubeOwner& operator=(const CubeOwner&) = delete;
-    CubeOwner& operator=(CubeOwner&& other) noexcept
-    {
-        std::swap(cube_, other.cube_);
-        return *this;
-    }
-    ~CubeOwner()
-    {
-        if (cube_) PXColorCubeRelease(cube_);
-    }
-    PXColorCube Get() const { return cube_; }
-
-private:
-    PXColorCube cube_ = nullptr;
-};
+using CubeOwner = PXHandle<PXColorCubeRetain, PXColorCubeRelease>;
 
 Failure ReadCube(const std::string& path, CubeOwner* cube);
 
-// The two profiles of a cube, which must be for RGB.
-Failure OpenCubeProfiles(const std::string& fromName, const std::string& toName, ProfileOwner* from,
-                         ProfileOwner* to);
+// What a cube is sampled from: the way from one profile for RGB to another.
+class CubeSource {
+public:
+    // --to, --from and --intent.
+    std::vector<Option> Options();
+    Failure Open();
+
+    PXColorProfile From() const { return from_.Get(); }
+    PXColorProfile To() const { return to_.Get(); }
+    int32_t Intent() const { return IntentOf(intentName_); }
+
+private:
+    std::string fromName_ = "srgb";
+    std::string toName_;
+    std::string intentName_{kIntents[1]};
+    ProfileOwner from_;
+    ProfileOwner to_;
+};
 
 // What a status of making a cube means.
 Failure CubeFailureOf(int status);

@@ -1,10 +1,10 @@
 // CubeMakeCommand — "pxtool cube make": the colours of one profile for another's, as a file.
 
+#include "Base/Ref.h"
 #include "pxtool/Command.h"
 #include "pxtool/CubeFiles.h"
 #include "pxtool/Files.h"
 #include "pxtool/Plan.h"
-#include "pxtool/ProfileOptions.h"
 
 namespace px::tool {
 
@@ -24,21 +24,15 @@ public:
 
 private:
     Failure Make(CubeOwner* cube);
-    Failure MakeProof(CFDataRef* samples);
+    Failure Sample(CFRef<CFDataRef>* samples);
     Failure Write(const CubeOwner& cube) const;
 
     std::string output_;
-    std::string fromName_ = "srgb";
-    std::string toName_;
+    CubeSource source_;
     std::string proofName_;
-    std::string intentName_{kIntents[1]};
     int32_t size_ = 33;
     bool showsPaper_ = false;
     bool warns_ = false;
-
-    ProfileOwner from_;
-    ProfileOwner to_;
-    int32_t intent_ = kPXIntentRelativeColorimetric;
 };
 
 std::string CubeMakeCommand::Details() const
@@ -49,99 +43,82 @@ std::string CubeMakeCommand::Details() const
 
 std::vector<Option> CubeMakeCommand::Options()
 {
-    return {{.name = "OUT",
-             .value = &output_,
-             .help = "the .cube file to write",
-             .isRequired = true,
-             .expects = Expects::kFile},
-            {.name = "--to",
-             .value = &toName_,
-             .help = "the profile that results are in",
-             .typeName = "PROFILE",
-             .isRequired = true,
-             .expects = Expects::kProfile},
-            {.name = "--from",
-             .value = &fromName_,
-             .help = "the profile that colours come in",
-             .typeName = "PROFILE",
-             .expects = Expects::kProfile},
-            {.name = "--size",
-             .value = &size_,
-             .help = "points along an edge",
-             .typeName = "N",
-             .least = 2,
-             .most = kPXColorCubeMaxGridSize},
-            {.name = "--intent",
-             .value = &intentName_,
-             .help = "how colours are fitted",
-             .typeName = "INTENT",
-             .choices = kIntents},
-            {.name = "--proof",
-             .value = &proofName_,
-             .help = "a device to proof for",
-             .typeName = "PROFILE",
-             .expects = Expects::kProfile},
-            {.name = "--paper",
-             .value = &showsPaper_,
-             .help = "with --proof: show its white and black as they are"},
-            {.name = "--gamut",
-             .value = &warns_,
-             .help = "with --proof: show colours that it does not have in pure red"}};
+    std::vector<Option> options = source_.Options();
+    options.insert(options.begin(), {.name = "OUT",
+                                     .value = &output_,
+                                     .help = "the .cube file to write",
+                                     .isRequired = true,
+                                     .expects = Expects::kFile});
+    options.push_back({.name = "--size",
+                       .value = &size_,
+                       .help = "points along an edge",
+                       .typeName = "N",
+                       .least = 2,
+                       .most = kPXColorCubeMaxGridSize});
+    options.push_back(ProfileOption("--proof", &proofName_, "a device to proof for"));
+    options.push_back({.name = "--paper",
+                       .value = &showsPaper_,
+                       .help = "with --proof: show its white and black as they are"});
+    options.push_back({.name = "--gamut",
+                       .value = &warns_,
+                       .help = "with --proof: show colours that it does not have in pure red"});
+    return options;
 }
 
-Failure CubeMakeCommand::MakeProof(CFDataRef* samples)
+Failure CubeMakeCommand::Sample(CFRef<CFDataRef>* samples)
 {
-    ProfileOwner proof;
-    if (Failure failure = OpenProfile(proofName_, &proof)) return failure;
-    return CubeFailureOf(PXColorProfileCreateRGBColorCubeSoftProof(
-        from_.Get(), proof.Get(), intent_, to_.Get(), static_cast<uint32_t>(size_), warns_,
-        showsPaper_, samples));
+    const auto size = static_cast<uint32_t>(size_);
+    CFDataRef made = nullptr;
+    int status = kPXOK;
+    if (proofName_.empty()) {
+        status = PXColorProfileCreateRGBColorCube3(source_.From(), source_.To(), source_.Intent(),
+                                                   size, &made);
+    } else {
+        ProfileOwner proof;
+        if (Failure failure = OpenProfile(proofName_, &proof)) return failure;
+        status = PXColorProfileCreateRGBColorCubeSoftProof(source_.From(), proof.Get(),
+                                                           source_.Intent(), source_.To(), size,
+                                                           warns_, showsPaper_, &made);
+    }
+    *samples = CFRef<CFDataRef>::Adopt(made);
+    return CubeFailureOf(status);
 }
 
 Failure CubeMakeCommand::Make(CubeOwner* cube)
 {
-    CFDataRef samples = nullptr;
-    if (!proofName_.empty()) {
-        if (Failure failure = MakeProof(&samples)) return failure;
-    } else if (Failure failure = CubeFailureOf(PXColorProfileCreateRGBColorCube3(
-                   from_.Get(), to_.Get(), intent_, static_cast<uint32_t>(size_), &samples))) {
-        return failure;
-    }
-    *cube = CubeOwner(PXColorCubeCreate());
-    if (cube->Get()) {
-        PXColorCubeSetMode(cube->Get(), kPXColorCubeModeFloat);
-        PXColorCubeSetGridSize(cube->Get(), static_cast<uint32_t>(size_));
-        PXColorCubeSetData(cube->Get(), samples);
-    }
-    CFRelease(samples);
-    return cube->Get() ? Done() : CubeFailureOf(kPXErrCreate);
+    CFRef<CFDataRef> samples;
+    if (Failure failure = Sample(&samples)) return failure;
+    *cube = CubeOwner::Adopt(PXColorCubeCreate());
+    if (!*cube) return CubeFailureOf(kPXErrCreate);
+    PXColorCubeSetMode(cube->Get(), kPXColorCubeModeFloat);
+    PXColorCubeSetGridSize(cube->Get(), static_cast<uint32_t>(size_));
+    PXColorCubeSetData(cube->Get(), samples.Get());
+    return Done();
 }
 
 Failure CubeMakeCommand::Write(const CubeOwner& cube) const
 {
-    CFDataRef text = PXColorCubeCreateFileData(cube.Get(), nullptr);
+    const auto text = CFRef<CFDataRef>::Adopt(PXColorCubeCreateFileData(cube.Get(), nullptr));
     if (!text) {
         return {ExitCode::kInput, "the profiles give colours that are no numbers",
                 "choose other profiles"};
     }
     OutputFile file;
-    Failure failure = file.Create(output_, Settings().mayReplace);
-    if (!failure &&
-        file.Write(CFDataGetBytePtr(text), static_cast<size_t>(CFDataGetLength(text)))) {
-        failure = file.FailureFor(file.Error());
+    if (Failure failure = file.Create(output_, Settings().mayReplace)) return failure;
+    if (file.Write(CFDataGetBytePtr(text.Get()),
+                   static_cast<size_t>(CFDataGetLength(text.Get())))) {
+        return file.FailureFor(file.Error());
     }
-    CFRelease(text);
-    return failure ? failure : file.Commit();
+    return file.Commit();
 }
 
 Failure CubeMakeCommand::Run()
 {
-    intent_ = IntentOf(intentName_);
     if (proofName_.empty() && (showsPaper_ || warns_)) {
         return UsageFailure("--paper and --gamut need --proof", "", {}, Name());
     }
     if (Failure failure = CheckOutputPath(output_, Settings().mayReplace)) return failure;
-    if (Failure failure = OpenCubeProfiles(fromName_, toName_, &from_, &to_)) return failure;
+    if (Failure failure = source_.Open()) return failure;
     CubeOwner cube;
     if (Failure failure = Make(&cube)) return failure;
     if (Settings().isDryRun) {

@@ -1,8 +1,8 @@
 // CubeMeasureCommand — "pxtool cube measure": how far a cube is from what it was sampled from.
 
+#include "Base/Ref.h"
 #include "pxtool/Command.h"
 #include "pxtool/CubeFiles.h"
-#include "pxtool/ProfileOptions.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,9 +35,7 @@ private:
     Failure Compare(const float* wanted, CubeError* error) const;
 
     std::string cubeName_;
-    std::string fromName_ = "srgb";
-    std::string toName_;
-    std::string intentName_{kIntents[1]};
+    CubeSource source_;
     int32_t samples_ = 61;  // shares few points with the usual sizes
     CubeOwner cube_;
 };
@@ -50,33 +48,19 @@ std::string CubeMeasureCommand::Details() const
 
 std::vector<Option> CubeMeasureCommand::Options()
 {
-    return {{.name = "CUBE",
-             .value = &cubeName_,
-             .help = "the .cube file",
-             .isRequired = true,
-             .expects = Expects::kFile},
-            {.name = "--to",
-             .value = &toName_,
-             .help = "the profile that results are in",
-             .typeName = "PROFILE",
-             .isRequired = true,
-             .expects = Expects::kProfile},
-            {.name = "--from",
-             .value = &fromName_,
-             .help = "the profile that colours come in",
-             .typeName = "PROFILE",
-             .expects = Expects::kProfile},
-            {.name = "--intent",
-             .value = &intentName_,
-             .help = "how colours are fitted",
-             .typeName = "INTENT",
-             .choices = kIntents},
-            {.name = "--samples",
-             .value = &samples_,
-             .help = "colours along an edge of the grid",
-             .typeName = "N",
-             .least = 2,
-             .most = kPXColorCubeMaxGridSize}};
+    std::vector<Option> options = source_.Options();
+    options.insert(options.begin(), {.name = "CUBE",
+                                     .value = &cubeName_,
+                                     .help = "the .cube file",
+                                     .isRequired = true,
+                                     .expects = Expects::kFile});
+    options.push_back({.name = "--samples",
+                       .value = &samples_,
+                       .help = "colours along an edge of the grid",
+                       .typeName = "N",
+                       .least = 2,
+                       .most = kPXColorCubeMaxGridSize});
+    return options;
 }
 
 Failure CubeMeasureCommand::Compare(const float* wanted, CubeError* error) const
@@ -105,21 +89,17 @@ Failure CubeMeasureCommand::Compare(const float* wanted, CubeError* error) const
 
 Failure CubeMeasureCommand::Run()
 {
-    const int32_t intent = IntentOf(intentName_);
     if (Failure failure = ReadCube(cubeName_, &cube_)) return failure;
-    ProfileOwner from;
-    ProfileOwner to;
-    if (Failure failure = OpenCubeProfiles(fromName_, toName_, &from, &to)) return failure;
-    CFDataRef real = nullptr;
-    if (Failure failure = CubeFailureOf(PXColorProfileCreateRGBColorCube3(
-            from.Get(), to.Get(), intent, static_cast<uint32_t>(samples_), &real))) {
-        return failure;
-    }
+    if (Failure failure = source_.Open()) return failure;
+    CFDataRef made = nullptr;
+    const int status = PXColorProfileCreateRGBColorCube3(
+        source_.From(), source_.To(), source_.Intent(), static_cast<uint32_t>(samples_), &made);
+    const auto real = CFRef<CFDataRef>::Adopt(made);
+    if (Failure failure = CubeFailureOf(status)) return failure;
     CubeError error;
-    const Failure failure = Compare(reinterpret_cast<const float*>(CFDataGetBytePtr(real)), &error);
-    const double values = static_cast<double>(CFDataGetLength(real)) / sizeof(float);
-    CFRelease(real);
-    if (failure) return failure;
+    const auto* wanted = reinterpret_cast<const float*>(CFDataGetBytePtr(real.Get()));
+    if (Failure failure = Compare(wanted, &error)) return failure;
+    const double values = static_cast<double>(CFDataGetLength(real.Get())) / sizeof(float);
     return Tell({{"largest", error.largest * kLevels},
                  {"mean", error.sum / values * kLevels},
                  {"at", Values{double{error.at.x}, double{error.at.y}, double{error.at.z}}}});

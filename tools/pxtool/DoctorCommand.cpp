@@ -18,7 +18,6 @@ public:
     const char* Summary() const override { return "tell what problems of this machine come from"; }
     std::string Details() const override;
     uint32_t Shares() const override { return kSharesJSON; }
-    std::vector<Option> Options() override { return {}; }
     Failure Run() override;
 };
 

@@ -6,46 +6,17 @@
 // order. Alpha is straight and is the last channel: the second beside grey, the fourth beside RGB.
 // CMYK counts ink: 0 is none. One thread.
 
+#include "Base/PXHandle.h"
 #include "PXCore/PXImage.h"
 #include "pxtool/Errors.h"
 
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace px::tool {
 
-// Owns one reference to an image.
-class ImageOwner {
-public:
-    ImageOwner() = default;
-    ImageOwner(const ImageOwner&) = delete;
-    ImageOwner& operator=(const ImageOwner&) = delete;
-    ImageOwner(ImageOwner&& other) noexcept : image_(std::exchange(other.image_, nullptr)) {}
-    ImageOwner& operator=(ImageOwner&& other) noexcept
-    {
-        std::swap(image_, other.image_);
-        return *this;
-    }
-    ~ImageOwner() { Reset(); }
-
-    void Reset()
-    {
-        if (image_) PXImageRelease(image_);
-        image_ = nullptr;
-    }
-    PXImage Get() const { return image_; }
-    PXImage* Receive()
-    {
-        Reset();
-        return &image_;
-    }
-    explicit operator bool() const { return image_ != nullptr; }
-
-private:
-    PXImage image_ = nullptr;
-};
+using ImageOwner = PXHandle<PXImageRetain, PXImageRelease>;
 
 struct PictureLayout {
     int32_t width = 0;

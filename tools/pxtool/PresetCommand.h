@@ -27,7 +27,7 @@ public:
 
 protected:
     // The arguments that follow FOLDER, and options.
-    virtual std::vector<Option> MoreOptions() = 0;
+    virtual std::vector<Option> MoreOptions() { return {}; }
     virtual Failure Work() = 0;
 
     PXPresetManager& Manager() { return manager_; }

@@ -14,20 +14,12 @@ public:
     uint32_t Shares() const override { return kSharesJSON; }
 
 protected:
-    std::vector<Option> MoreOptions() override;
     Failure Work() override;
-
-private:
 };
 
 std::string PresetLintCommand::Details() const
 {
     return "Exit code 3 stands for a folder with faults.";
-}
-
-std::vector<Option> PresetLintCommand::MoreOptions()
-{
-    return {};
 }
 
 Failure PresetLintCommand::Work()

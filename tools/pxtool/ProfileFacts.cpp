@@ -78,7 +78,7 @@ Fields MonitorFacts()
     constexpr const char* kSources[] = {"none", "set", "colour management", "display server"};
     PXColorProfileInitialize(nullptr);
     Fields facts = {{"source", kSources[PXColorProfileGetMonitorSource()]}};
-    const ProfileOwner profile(PXColorProfileCreateStandard(kPXColorStandardDisplay));
+    const auto profile = ProfileOwner::Adopt(PXColorProfileCreateStandard(kPXColorStandardDisplay));
     if (!profile.Get()) return facts;
     for (Field& field : FactsOf(profile)) facts.push_back(std::move(field));
     return facts;

@@ -1,6 +1,7 @@
 #include "pxtool/Profiles.h"
 
 #include "Base/Platform/Platform.h"
+#include "Base/Ref.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -29,27 +30,9 @@ constexpr std::string_view kSuggestions[] = {
     "srgb",         "adobergb",     "prophoto",          "prophoto22",       "AdobeRGB1998.icc",
     "ProPhoto.icm", "ProPhoto RGB", "ProPhoto(2.2) RGB", "Adobe RGB (1998)", "sRGB IEC61966-2.1"};
 
-// Owns one reference to a CoreFoundation object.
-template <class Ref>
-class CFOwner {
-public:
-    explicit CFOwner(Ref object) : object_(object) {}
-    CFOwner(const CFOwner&) = delete;
-    CFOwner& operator=(const CFOwner&) = delete;
-    ~CFOwner()
-    {
-        if (object_) CFRelease(object_);
-    }
-    Ref Get() const { return object_; }
-    explicit operator bool() const { return object_ != nullptr; }
-
-private:
-    Ref object_;
-};
-
-CFOwner<CFStringRef> StringOf(const std::string& text)
+CFRef<CFStringRef> StringOf(const std::string& text)
 {
-    return CFOwner<CFStringRef>(
+    return CFRef<CFStringRef>::Adopt(
         CFStringCreateWithCString(nullptr, text.c_str(), kCFStringEncodingUTF8));
 }
 
@@ -111,7 +94,7 @@ Failure OpenFile(const std::string& name, ProfileOwner* profile)
     std::error_code error;
     const std::filesystem::path absolute = std::filesystem::absolute(name, error);
     if (error) return CannotRead(name, os::TextOf(error.value()), "give an absolute path");
-    const CFOwner<CFStringRef> path = StringOf(absolute.string());
+    const CFRef<CFStringRef> path = StringOf(absolute.string());
     // CoreFoundation strings hold no bytes outside UTF-8.
     if (!path) return CannotRead(name, "its name is not UTF-8", "rename it");
     os::File file = os::kNoFile;
@@ -124,7 +107,7 @@ Failure OpenFile(const std::string& name, ProfileOwner* profile)
     const int status = os::Os().readFile(file, &first, 1, &got);
     os::Os().closeFile(file);
     if (status) return CannotRead(name, os::TextOf(status), "check the disk");
-    *profile = ProfileOwner(PXColorProfileCreateFromDisk(path.Get()));
+    *profile = ProfileOwner::Adopt(PXColorProfileCreateFromDisk(path.Get()));
     return profile->Get() ? Done() : NotAProfile(name);
 }
 
@@ -149,9 +132,9 @@ std::string_view Nearest(std::string_view word, std::span<const std::string_view
 
 Failure OpenProfile(const std::string& name, ProfileOwner* profile)
 {
-    const CFOwner<CFStringRef> text = StringOf(name);
+    const CFRef<CFStringRef> text = StringOf(name);
     if (const uint32_t signature = text ? StandardOf(name, text.Get()) : 0) {
-        *profile = ProfileOwner(PXColorProfileCreateStandard(signature));
+        *profile = ProfileOwner::Adopt(PXColorProfileCreateStandard(signature));
         if (profile->Get()) return Done();
         // Missing, unreadable or damaged: the library keeps the reason to itself.
         return {ExitCode::kResources, "the standard profile '" + name + "' could not be loaded",
@@ -166,16 +149,16 @@ Failure OpenProfile(const std::string& name, ProfileOwner* profile)
     }
     if (!missing || isPath) return OpenFile(name, profile);
     if (!text || name.empty()) return UnknownName(name);
-    *profile = ProfileOwner(PXColorProfileCreateFromDisk(text.Get()));
+    *profile = ProfileOwner::Adopt(PXColorProfileCreateFromDisk(text.Get()));
     return profile->Get() ? Done() : UnknownName(name);
 }
 
 Failure OpenEmbeddedProfile(const std::string& path, std::span<const uint8_t> icc,
                             ProfileOwner* profile)
 {
-    const CFOwner<CFDataRef> bytes(
+    const auto bytes = CFRef<CFDataRef>::Adopt(
         CFDataCreate(nullptr, icc.data(), static_cast<CFIndex>(icc.size())));
-    *profile = ProfileOwner(PXColorProfileCreate());
+    *profile = ProfileOwner::Adopt(PXColorProfileCreate());
     if (!bytes || !profile->Get()) return OutOfMemory(path);
     if (PXColorProfileSetICCData(profile->Get(), bytes.Get()) == kPXOK) return Done();
     return CannotRead(path, "its embedded profile is damaged", "name its profile with --from");
@@ -183,7 +166,7 @@ Failure OpenEmbeddedProfile(const std::string& path, std::span<const uint8_t> ic
 
 Failure OpenSRGB(ProfileOwner* profile)
 {
-    *profile = ProfileOwner(PXColorProfileCreateStandard(kPXColorStandardSRGB));
+    *profile = ProfileOwner::Adopt(PXColorProfileCreateStandard(kPXColorStandardSRGB));
     if (profile->Get()) return Done();
     return {ExitCode::kResources, "the built-in sRGB profile could not be made",
             "close other programs"};
@@ -191,7 +174,7 @@ Failure OpenSRGB(ProfileOwner* profile)
 
 std::vector<uint8_t> BytesOf(const ProfileOwner& profile)
 {
-    const CFOwner<CFDataRef> data(PXColorProfileCreateICCData(profile.Get()));
+    const auto data = CFRef<CFDataRef>::Adopt(PXColorProfileCreateICCData(profile.Get()));
     if (!data) return {};
     const UInt8* bytes = CFDataGetBytePtr(data.Get());
     return {bytes, bytes + CFDataGetLength(data.Get())};

@@ -2,6 +2,7 @@
 
 // Profiles — finds the profile that a name on the command line or bytes in a file stand for.
 
+#include "Base/PXHandle.h"
 #include "PXCore/PXColorProfile.h"
 #include "pxtool/Errors.h"
 
@@ -9,35 +10,11 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace px::tool {
 
-// Owns one reference to a profile.
-class ProfileOwner {
-public:
-    ProfileOwner() = default;
-    explicit ProfileOwner(PXColorProfile profile) : profile_(profile) {}
-    ProfileOwner(const ProfileOwner&) = delete;
-    ProfileOwner& operator=(const ProfileOwner&) = delete;
-    ProfileOwner(ProfileOwner&& other) noexcept : profile_(std::exchange(other.profile_, nullptr))
-    {
-    }
-    ProfileOwner& operator=(ProfileOwner&& other) noexcept
-    {
-        std::swap(profile_, other.profile_);
-        return *this;
-    }
-    ~ProfileOwner()
-    {
-        if (profile_) PXColorProfileRelease(profile_);
-    }
-    PXColorProfile Get() const { return profile_; }
-
-private:
-    PXColorProfile profile_ = nullptr;
-};
+using ProfileOwner = PXHandle<PXColorProfileRetain, PXColorProfileRelease>;
 
 // Opens what `name` stands for: a standard profile ("srgb", "adobergb", "prophoto", "prophoto22",
 // or a file or display name of one), a file, or the name of a file in the colour folders of the

@@ -47,28 +47,17 @@ std::string ProofCommand::Details() const
 
 std::vector<Option> ProofCommand::Options()
 {
-    return WithFiles(&files_, {{.name = "--proof",
-                                .value = &proofName_,
-                                .help = "the profile of the device to proof for",
-                                .typeName = "PROFILE",
-                                .isRequired = true,
-                                .expects = Expects::kProfile},
-                               {.name = "--display",
-                                .value = &displayName_,
-                                .help = "the display's profile",
-                                .typeName = "PROFILE",
-                                .expects = Expects::kProfile},
-                               {.name = "--intent",
-                                .value = &intentName_,
-                                .help = "how colours are fitted",
-                                .typeName = "INTENT",
-                                .choices = kIntents},
-                               {.name = "--paper",
-                                .value = &showsPaper_,
-                                .help = "show the device's white and black as they are"},
-                               {.name = "--gamut",
-                                .value = &warns_,
-                                .help = "show colours that the device does not have in pure red"}});
+    return WithFiles(
+        &files_, {ProfileOption("--proof", &proofName_, "the profile of the device to proof for",
+                                Needed::kYes),
+                  ProfileOption("--display", &displayName_, "the display's profile"),
+                  IntentOption(&intentName_),
+                  {.name = "--paper",
+                   .value = &showsPaper_,
+                   .help = "show the device's white and black as they are"},
+                  {.name = "--gamut",
+                   .value = &warns_,
+                   .help = "show colours that the device does not have in pure red"}});
 }
 
 Failure ProofCommand::OpenProfiles()

@@ -139,7 +139,7 @@ std::string CheckCache(const std::string&)
     }
     PXImageCacheStatistics statistics = {};
     PXImageGetCacheStatistics(&statistics);
-    image.Reset();
+    image = {};
     PXImageSetCacheMemPercent(kDefaultPercent);
     PXImageShutdown();
     if (status) return "a tiled picture gave status " + std::to_string(status);

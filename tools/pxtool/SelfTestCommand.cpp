@@ -20,7 +20,6 @@ public:
     const char* Summary() const override { return "check whether this installation works"; }
     std::string Details() const override;
     uint32_t Shares() const override { return kSharesJSON | kSharesStats; }
-    std::vector<Option> Options() override { return {}; }
     Failure Run() override;
 };
 
