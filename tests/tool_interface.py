@@ -4,10 +4,13 @@ runs, completions in bash, manual pages, diff.
 usage: tool_interface.py PXTOOL SOURCE_FOLDER
 """
 
+import contextlib
 import json
 import os
 import plistlib
+import pty
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -63,6 +66,13 @@ class Interface(unittest.TestCase):
         self.assertEqual(code, done.returncode, (arguments, done.stderr))
         return done
 
+    def serve(self):
+        """The port of a server that runs until the test ends."""
+        server = subprocess.Popen([PXTOOL, "serve", "--product", "Test"], stdout=subprocess.PIPE, text=True, env=self.environment)
+        self.addCleanup(server.communicate)
+        self.addCleanup(server.terminate)
+        return server.stdout.readline().split()[-1]
+
     def commands(self):
         """The names in the help of the tool."""
         return re.findall(r"^  ([a-z]+(?: [a-z]+)?)(?:  |\n)", self.run_tool("--help").stdout, re.M)
@@ -74,18 +84,24 @@ class Interface(unittest.TestCase):
         queries = {
             "info": ["a.png"], "diff": ["a.png", "a.png"], "profile list": [], "profile info": ["prophoto"],
             "profile import": [self.path("wide.icc")], "profile monitor": [], "cube measure": ["a.cube", "--to", "adobergb", "--samples", "3"],
-            "preset show": ["Curves", "Warm", "Plain"], "plist lint": ["Curves/Warm/Plain.pxcurve"], "doctor": [], "selftest": [],
+            "curve show": ["Curves/Warm/Plain.pxcurve"], "preset show": ["Curves", "Warm", "Plain"], "preset lint": ["Curves"],
+            "plist lint": ["Curves/Warm/Plain.pxcurve"], "send": ["echo", "--port", self.serve()], "doctor": [], "selftest": [],
         }
+        with open(self.path("Curves/Warm/stray.txt"), "w"):
+            pass
+        self.assertEqual({*queries, "preset list"}, set(documented))
+        answering = {name for name in self.commands() if re.search(r"--json\s", self.run_tool(*name.split(), "--help").stdout)}
+        self.assertEqual({*documented, "listen"}, answering)  # whose keys are the message's own
         self.run_tool("cube", "make", "a.cube", "--to", "adobergb", "--size", "3")
         profiles = json.loads(self.run_tool("doctor", "--json").stdout)["profileFolders"]
         shutil.copy(profiles[0]["folder"] + "/ProPhoto.icm", self.path("wide.icc"))
         for command, arguments in queries.items():
             with self.subTest(command):
-                answer = json.loads(self.run_tool(*command.split(), *arguments, "--json").stdout)
+                answer = json.loads(self.run_tool(*command.split(), *arguments, "--json", code=3 if command == "preset lint" else 0).stdout)
                 found = keys_of(answer)
-                if command == "doctor":  # no server runs, and nothing need be wrong
-                    found = (found - {"servers[]"}) | {key for key in documented[command] if key.startswith("servers[].")}
                 self.assertEqual(documented[command], found)
+        lists = [json.loads(self.run_tool("preset", "list", "Curves", *category, "--json").stdout) for category in ([], ["Warm"])]
+        self.assertEqual(documented["preset list"], keys_of(lists[0]) | keys_of(lists[1]))
         stats = json.loads(self.run_tool("info", "a.png", "--json", "--stats").stdout)["stats"]
         with open(os.path.join(SOURCE, "doc/pxtool.md")) as file:
             self.assertLessEqual({f"`stats.{key}`" for key in stats}, set(re.findall(r"`[^`]+`", file.read())))
@@ -116,38 +132,59 @@ class Interface(unittest.TestCase):
                 with open(page) as file:  # no line that roff would take for a request of its own
                     self.assertEqual([], [line for line in file if re.match(r"[.'](?!(TH|SH|TP|PP|BR?|I|br)\b)", line)])
 
-    def complete(self, *words):
-        """What bash offers for the last word."""
-        script = self.path("completions")
-        if not os.path.exists(script):
-            with open(script, "w") as file:
-                file.write(self.run_tool("completions", "bash").stdout)
-        line = f'source {script}; COMP_WORDS=(pxtool "$@"); COMP_CWORD=$#; _pxtool 2>/dev/null; printf "%s\\n" "${{COMPREPLY[@]}}"'
-        done = subprocess.run(["bash", "--norc", "-c", line, "bash", *words], capture_output=True, text=True, cwd=self.folder)
-        return set(done.stdout.split())
+    def completions(self, shell, name):
+        with open(self.path(name), "w") as file:
+            file.write(self.run_tool("completions", shell).stdout)
+        return self.path(name)
 
-    def test_bash_completes(self):
-        rows = [
-            (["res"], {"resize"}), (["c"], {"completions", "convert", "crop", "cube", "curve"}),
-            (["cube", ""], {"make", "apply", "measure", "--help"}),
-            (["resize", "a.png", "--filter", "bi"], {"bilinear", "bicubic"}), (["resize", "--filter", "=", "lan"], {"lanczos"}),
-            (["resize", "--dr"], {"--dry-run"}), (["cube", "make", "--inte"], {"--intent"}), (["profile", "list", "--j"], {"--json"}),
-            (["convert", "--to", "prop"], {"prophoto", "prophoto22"}), (["cube", "apply", "--cube", "a."], {"a.png"}),
-            (["preset", "list", "--so"], {"--sorted"}), (["completions", ""], {"bash", "zsh", "fish"}), (["resize", "--size", ""], set()),
-        ]
-        for words, want in rows:
-            with self.subTest(words):
-                self.assertEqual(want, self.complete(*words))
-        told = subprocess.run(["bash", "--norc", "-c", f"source {self.path('completions')}; complete -p pxtool"], capture_output=True, text=True)
+    def bash_offers(self, lines):
+        """What bash offers for the last word of each line."""
+        script = self.completions("bash", "completions")
+        line = f'source {script}; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _pxtool 2>/dev/null; printf "%s\\n" "${{COMPREPLY[@]}}"'
+        return [subprocess.run(["bash", "--norc", "-c", line, "bash", *each.replace("=", " = ").split(" ")], capture_output=True, text=True, cwd=self.folder).stdout
+                for each in lines]
+
+    def fish_offers(self, lines):
+        script = self.completions("fish", "completions")
+        offers = [subprocess.run(["fish", "--no-config", "-c", f"source {script}; complete -C {shlex.quote(each)}"], capture_output=True, text=True, cwd=self.folder,
+                                 env=self.environment) for each in lines]
+        self.assertEqual("", "".join(each.stderr for each in offers))
+        return [re.sub(r"\t.*|^--\w+=", "", each.stdout, flags=re.M) for each in offers]
+
+    def zsh_offers(self, lines):
+        """Types the lines at a terminal, each with a tabulator; what is offered is noted on its way to the shell."""
+        self.completions("zsh", "_pxtool")
+        with open(self.path(".zshrc"), "w") as file:
+            file.write("fpath=($ZDOTDIR $fpath); autoload -Uz compinit; compinit -u -D\npxtool() { print ';' >> $ZDOTDIR/offers }\n"
+                       'compadd() {\n local -a hits\n if [[ "$*" != *-[OAD]\\ * ]] { builtin compadd -O hits "$@"; print -l -- $hits >> $ZDOTDIR/offers }\n builtin compadd "$@"\n}\n')
+        terminal, other = pty.openpty()
+        shell = subprocess.Popen(["zsh", "-d", "-i"], stdin=other, stdout=other, stderr=other, cwd=self.folder, start_new_session=True,
+                                 env={**self.environment, "ZDOTDIR": self.folder, "TERM": "dumb"})
+        os.close(other)
+        os.write(terminal, "".join(line + "\t\n" for line in [*lines, "exit"]).encode())
+        with contextlib.suppress(OSError), os.fdopen(terminal, "rb", buffering=0) as screen:  # its end is an error
+            while screen.read(4096):
+                pass
+        shell.wait()
+        with open(self.path("offers")) as file:
+            return file.read().split(";")[:-1]
+
+    def test_shells_complete(self):
+        rows = {
+            "pxtool res": "resize", "pxtool c": "completions convert crop cube curve", "pxtool cube m": "make measure", "pxtool resize --siz": "--size",
+            "pxtool resize a.png --filter bi": "bilinear bicubic", "pxtool resize --filter=lan": "lanczos", "pxtool cube make --inte": "--intent",
+            "pxtool convert --to prop": "prophoto prophoto22", "pxtool cube apply --cube a.": "a.png", "pxtool preset list --so": "--sorted",
+            "pxtool completions ": "bash zsh fish", "pxtool resize --size ": "",
+        }
+        shells = [shell for shell in ("bash", "zsh", "fish") if shutil.which(shell)]
+        for shell in shells:
+            offers = getattr(self, shell + "_offers")(rows)
+            self.assertEqual(len(rows), len(offers))
+            for (line, want), found in zip(rows.items(), offers):
+                with self.subTest(shell, line=line):
+                    self.assertEqual(set(want.split()), set(found.split()))
+        told = subprocess.run(["bash", "--norc", "-c", f"source {self.completions('bash', 'completions')}; complete -p pxtool"], capture_output=True, text=True)
         self.assertIn("-F _pxtool pxtool", told.stdout)
-        for shell in ("zsh", "fish"):
-            text = self.run_tool("completions", shell).stdout
-            with open(self.path("script"), "w") as file:
-                file.write(text)
-            if shutil.which(shell):
-                subprocess.run([shell, "-n", self.path("script")], check=True)
-            for name in self.commands():
-                self.assertIn(name.split()[-1], text)
 
     def test_a_dry_run_writes_nothing_and_force_replaces(self):
         rows = ["resize a.png out.png --size 4x4", "convert a.png out.tif --to adobergb", "mips a.png out.png --levels 1", "cube make out.cube --to srgb",
@@ -179,6 +216,11 @@ class Interface(unittest.TestCase):
         for row, want in rows.items():
             with self.subTest(row):
                 self.assertIn(f"did you mean '{want}'?", self.run_tool(*row.split(), code=2).stderr)
+
+    def test_numbers_are_asked_for_with_their_range(self):
+        for row, want in {"rotate a.png x.png --angle ninety": "--angle takes a number, not 'ninety'.", "mips a.png x.png --levels 9e9": "--levels takes 1 to 30, not '9e9'.",
+                          "serve --port 99999999999": "--port takes 1 to 65535, not '99999999999'."}.items():
+            self.assertIn(want, self.run_tool(*row.split(), code=2).stderr)
 
     def test_diff_measures_thresholds_and_draws(self):
         answer = lambda *options, code=0: json.loads(self.run_tool("diff", "a.png", "b.png", "--json", *options, code=code).stdout)

@@ -79,14 +79,33 @@ Failure FailureOf(const CLI::ParseError& error, const CLI::App& app, Command* co
     return UsageFailure(std::move(text), "", {}, command->Name());
 }
 
+// Before CLI11 reads a number, and in our words; whether it is in its range is looked at later.
+template <class Number>
+CLI::Validator IsNumber(const Option& option)
+{
+    const std::string range = RangeOf(option);
+    const std::string takes =
+        std::string(option.name) + " takes " + (range.empty() ? "a number" : range) + ", not '";
+    const auto check = [takes](std::string& text) -> std::string {
+        Number number{};
+        if (CLI::detail::lexical_cast(text, number)) return "";
+        throw CLI::ConversionError(takes + text + "'", CLI::ExitCodes::ConversionError);
+    };
+    return CLI::Validator(check, "");
+}
+
 CLI::Option* Add(CLI::App* app, const Option& option)
 {
     CLI::Option* added = std::visit(
         [&](auto* value) -> CLI::Option* {
-            if constexpr (std::is_same_v<decltype(value), bool*>) {
+            using Kind = std::remove_pointer_t<decltype(value)>;
+            if constexpr (std::is_same_v<Kind, bool>) {
                 return app->add_flag(option.name, *value, option.help);
-            } else {
+            } else if constexpr (std::is_same_v<Kind, std::string>) {
                 return app->add_option(option.name, *value, option.help);
+            } else {
+                return app->add_option(option.name, *value, option.help)
+                    ->check(IsNumber<Kind>(option));
             }
         },
         option.value);

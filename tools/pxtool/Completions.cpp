@@ -148,7 +148,9 @@ std::string ZshCase(Command& command, const Commands& commands)
             text += std::to_string(++place) + (option.isRequired ? ":" : "::") + option.name + ':' +
                     ZshValue(option, commands);
         } else {
-            text += std::string(option.name) + '[' + ForZsh(option.help) + ']';
+            // The equals sign: the value is the next word, or stands behind "=".
+            text += option.name + std::string(TakesValue(option) ? "=[" : "[") +
+                    ForZsh(option.help) + ']';
             if (TakesValue(option)) {
                 text += ':' + ForZsh(option.typeName) + ':' + ZshValue(option, commands);
             }
@@ -183,8 +185,13 @@ std::string ZshList(const Commands& commands, std::string_view group)
 
 std::string FishOption(const Option& option, const std::string& command, const Commands& commands)
 {
-    std::string line = "complete -c pxtool -n '__pxtool_is " + command + "' -l " +
-                       std::string(option.name).substr(2);
+    std::string line = "complete -c pxtool -n '__pxtool_is " + command + '\'';
+    if (IsPositional(option)) {
+        const std::string words = WordsFor(option, commands);
+        if (words.empty()) return "";
+        return line + (option.expects == Expects::kProfile ? " -a '" : " -f -a '") + words + "'\n";
+    }
+    line += std::string(" -l ") + (option.name + 2);
     if (TakesValue(option)) {
         const bool offersFiles = option.expects != Expects::kNothing;
         line += offersFiles ? " -r -F" : " -x";
@@ -253,12 +260,12 @@ std::string CompletionsForFish(const Commands& commands)
     std::string text =
         "# What fish completes behind pxtool; made by \"pxtool completions fish\".\n\n"
         "function __pxtool_is\n    set -l words (commandline -opc)\n"
-        "    test (count $words) -gt (count $argv)\n"
-        "    and test \"$words[2..(math (count $argv) + 1)]\" = \"$argv\"\nend\n"
+        "    set -l last (math (count $argv) + 1)\n"
+        "    test (count $words) -ge $last; and test \"$words[2..$last]\" = \"$argv\"\nend\n"
         "function __pxtool_at\n    set -l words (commandline -opc)\n"
-        "    test (count $words) -eq (math (count $argv) + 1)\n"
-        "    and test \"$words[2..-1]\" = \"$argv\"\nend\n\n"
-        "complete -c pxtool -n 'test (count (commandline -opc)) -eq 1' -f\n";
+        "    test \"$words[2..-1]\" = \"$argv\"\nend\n\n"
+        "complete -c pxtool -l help -d 'tell how it is used'\n"
+        "complete -c pxtool -n __pxtool_at -f\n";
     std::string_view former;
     for (const auto& command : commands) {
         const std::string name = command->Name();
@@ -266,8 +273,7 @@ std::string CompletionsForFish(const Commands& commands)
         const std::string first = group.empty() ? name : std::string(group);
         if (group.empty() || group != former) {
             text +=
-                "complete -c pxtool -n 'test (count (commandline -opc)) -eq 1' -a " + first +
-                " -d '" +
+                "complete -c pxtool -n __pxtool_at -a " + first + " -d '" +
                 ForFish(group.empty() ? std::string_view(command->Summary()) : AboutGroup(group)) +
                 "'\n";
         }
@@ -277,7 +283,7 @@ std::string CompletionsForFish(const Commands& commands)
                     name.substr(group.size() + 1) + " -d '" + ForFish(command->Summary()) + "'\n";
         }
         for (const Option& option : AllOptions(*command)) {
-            if (!IsPositional(option)) text += FishOption(option, name, commands);
+            text += FishOption(option, name, commands);
         }
     }
     return text;

@@ -29,8 +29,8 @@ Failure CannotWrite(std::string_view path, std::string_view reason, std::string_
 
 Failure OutOfMemory(std::string_view path)
 {
-    return {ExitCode::kResources, Sentence("convert", path, "it needs more memory than there is"),
-            "close other programs, or convert a smaller picture"};
+    return {ExitCode::kResources, Sentence("work on", path, "it needs more memory than there is"),
+            "close other programs, or choose a smaller picture"};
 }
 
 std::string LineFor(const Failure& failure)
