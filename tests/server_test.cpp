@@ -399,6 +399,7 @@ protected:
 
 TEST_F(ServerData, IsWrittenForTheUserAloneAndReadWithCare)
 {
+    EventLog log;
     int32_t port = 1, processId = 1;
     EXPECT_EQ(PXStatus{ENOENT}, Read(&port, &processId));
     EXPECT_EQ(kOK, PXUtilsDeleteServerData(CFSTR("Product")));
@@ -432,6 +433,10 @@ TEST_F(ServerData, IsWrittenForTheUserAloneAndReadWithCare)
     };
     ASSERT_EQ(kOK, PXUtilsWriteServerData(CFSTR("Product"), 1));
     EXPECT_EQ(PXStatus{EPERM}, Read(&port, &processId));
+    EXPECT_EQ(3, std::ranges::count_if(log.Messages(), [](const std::string& message) {
+                  return message.starts_with("PXUtilsReadServerData failed");
+              }));
+    EXPECT_EQ(5U, log.Messages().size());  // and two lists
     EventLog events;
     for (const CFStringRef name : {CFSTR(""), CFSTR(".."), CFSTR("a/b"), CFStringRef{nullptr}}) {
         EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXUtilsWriteServerData(name, 1));

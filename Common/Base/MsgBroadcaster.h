@@ -10,11 +10,11 @@
 #include <cstddef>
 
 #include "Base/BaseCore.h"
+#include "Base/Msg.h"
 #include "Base/Ref.h"
 #include "Base/Task.h"
 #include "PXCore/PXStatus.h"
 
-class CBaseMsg;
 class CBaseTaskQueue;
 
 namespace px {

@@ -45,10 +45,11 @@ PX_API PXStatus PXUtilsWriteServerData(CFStringRef productName, int32_t port) PX
 /* Reads both; a number that the file does not have is 0. 2 (ENOENT) without a file; 1 (EPERM) for
  * one that another user owns or may write to; 3 (ESRCH) when the process has ended, which left the
  * file behind; kPXErrListRead for a file that is something else. *outPort and *outProcessId are
- * then 0. */
+ * then 0. Logged as "PXUtilsReadServerData failed", but for 2 and 3, which tell that no server
+ * runs, and kPXErrListRead, which is an event of its own. */
 PX_API PXStatus PXUtilsReadServerData(CFStringRef productName, int32_t* outPort,
                                       int32_t* outProcessId) PX_NOEXCEPT;
-/* 0 also when there is none. */
+/* 0 also when there is none. A failure is logged as "PXUtilsDeleteServerData failed". */
 PX_API PXStatus PXUtilsDeleteServerData(CFStringRef productName) PX_NOEXCEPT;
 
 PX_EXTERN_C_END

@@ -111,7 +111,12 @@ PXStatus PXUtilsReadServerData(CFStringRef productName, int32_t* outPort,
     const std::string folder = productName ? FolderOf(productName) : "";
     PX_REQUIRE(!folder.empty());
     std::string text;
-    if (const int error = ReadFrom(folder, &text)) return static_cast<PXStatus>(error);
+    if (const int error = ReadFrom(folder, &text)) {
+        // No file is how clients that wait for a server learn that there is none yet.
+        if (error != ENOENT)
+            PXLogWithParams(1, nullptr, error, CFSTR("PXUtilsReadServerData failed"));
+        return static_cast<PXStatus>(error);
+    }
     const auto data = CFRef<CFDataRef>::Adopt(CFDataCreate(
         nullptr, reinterpret_cast<const UInt8*>(text.data()), static_cast<CFIndex>(text.size())));
     const auto list = CFRef<CFMutableDictionaryRef>::Adopt(
@@ -131,5 +136,7 @@ PXStatus PXUtilsDeleteServerData(CFStringRef productName) noexcept
     const std::string folder = productName ? FolderOf(productName) : "";
     PX_REQUIRE(!folder.empty());
     const int error = Os().removeFile((folder + "/" + kFileName).c_str());
-    return static_cast<PXStatus>(error == ENOENT ? 0 : error);
+    if (error == 0 || error == ENOENT) return kPXOK;
+    PXLogWithParams(1, nullptr, error, CFSTR("PXUtilsDeleteServerData failed"));
+    return static_cast<PXStatus>(error);
 }

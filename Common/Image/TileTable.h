@@ -22,7 +22,7 @@ public:
     TileTable(const TileTable&) = delete;
     TileTable& operator=(const TileTable&) = delete;
 
-    // Makes room for indices [0, count). Once, before anything else.
+    // Makes room for indices [0, count). Once a table, before anything but Swap.
     void SetCount(uint64_t count);
 
     // Null when nothing was inserted there.
