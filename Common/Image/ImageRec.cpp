@@ -166,11 +166,6 @@ void CImageRec::TakeBounds(const PXRect& rect)
     rowBytes = BytesOfPixels(rect.width);
 }
 
-PXStatus CImageRec::SetBounds(const PXRect&)
-{
-    return PX_FAIL(kPXErrNotSupported);
-}
-
 PXStatus CImageRec::Copy(PXRef<CImageRec>* outImage)
 {
     *outImage = {};

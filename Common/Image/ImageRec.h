@@ -72,7 +72,7 @@ public:
 
     // Gives the image another rectangle: its first pixel stays the first one, pixels that the new
     // size has no place for go, new ones are zero. No lock may be out.
-    [[nodiscard]] virtual PXStatus SetBounds(const PXRect& rect);
+    [[nodiscard]] virtual PXStatus SetBounds(const PXRect& rect) = 0;
     // An image of the same backing, layout, tags and pixels.
     [[nodiscard]] PXStatus Copy(PXRef<CImageRec>* outImage);
     // Whether LockRect lends every rectangle in place, at the cost of a pointer.

@@ -31,7 +31,6 @@ public:
     std::vector<std::string> UserFiles() const;
     std::vector<std::string> AllFiles() const;
 
-    const std::string& SharedFolder() const { return shared_; }
     const std::string& UserFolder() const { return user_; }
 
 private:
