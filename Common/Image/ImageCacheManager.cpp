@@ -205,6 +205,12 @@ void ImageCacheManager::SetLimit(double bytes)
     px::TileArena::Shared().SetBudget(static_cast<uint64_t>(std::max<int64_t>(limit, 0)));
 }
 
+int64_t ImageCacheManager::LimitBytes()
+{
+    const px::MutexLocker lock(mutex_);
+    return limit_;
+}
+
 void ImageCacheManager::SetStoreType(uint32_t type)
 {
     const px::MutexLocker lock(mutex_);

@@ -63,6 +63,7 @@ public:
 
     void SetLimitPercent(double percent);
     void SetLimitBytes(double bytes);
+    int64_t LimitBytes();
     void SetStoreType(uint32_t type);
     void SetDumpsPurges(uint32_t dumps) { dumpPurgeInfo_.store(dumps, std::memory_order_relaxed); }
     uint32_t DumpsPurges() const { return dumpPurgeInfo_.load(std::memory_order_relaxed); }

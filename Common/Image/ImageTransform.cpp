@@ -92,9 +92,7 @@ int32_t ColumnWidth(const TransformPlan& plan)
 {
     const int32_t whole = plan.rect.width;
     if (plan.source->TileSize() == 0 && plan.destination->TileSize() == 0) return whole;
-    PXImageCacheStatistics statistics = {};
-    ImageCacheManager::Shared().GetStatistics(&statistics);
-    const double room = static_cast<double>(statistics.limitBytes) * 0.8;
+    const double room = static_cast<double>(ImageCacheManager::Shared().LimitBytes()) * 0.8;
     if (!(PassingTileBytes(plan, whole) > room)) return whole;
     constexpr int32_t kStep = 512;  // columns end where tiles of the destination do
     int32_t width = whole / kStep * kStep;
