@@ -457,6 +457,10 @@ TEST(Blitter, RefusesBadArguments)
     PXBlitterRelease(nullptr);
     EXPECT_EQ(13, events.Count(1005));
 
+    PXBlitter accelerated = nullptr;
+    PXAccelerateInit();
+    ASSERT_EQ(0, PXBlitterCreate({0, 0, 40, 40}, {0, 0, 20, 20}, 1, 8, 1, &accelerated));
+    PXAccelerateShutdown();
     ASSERT_EQ(0, PXBlitterCreate({0, 0, 40, 40}, {0, 0, 20, 20}, 1, 8, 1, &blitter));
     EXPECT_EQ(blitter, PXBlitterRetain(blitter));
     PXBlitterRelease(blitter);
@@ -476,9 +480,12 @@ TEST(Blitter, RefusesBadArguments)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         std::vector<uint8_t> made(400);
-        EXPECT_EQ(row.want, PXBlitterBlit(blitter, pixels.data(), 40, row.buffer, row.buffer,
-                                          made.data(), 20, row.dst));
+        for (PXBlitter one : {blitter, accelerated}) {
+            EXPECT_EQ(row.want, PXBlitterBlit(one, pixels.data(), 40, row.buffer, row.buffer,
+                                              made.data(), 20, row.dst));
+        }
     }
+    PXBlitterRelease(accelerated);
     // The own engine does not test regions for emptiness.
     PXRect region = {};
     ASSERT_EQ(0, PXBlitterGetSourceROI(blitter, {30, 0, 2, 2}, &rect, &region));

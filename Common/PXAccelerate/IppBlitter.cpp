@@ -149,6 +149,26 @@ int CIppBlitter::GetSourceROI(const PXRect& dstRect, PXRect* outSrcROI,
     return kPXOK;
 }
 
+// Whether dstRect is one, srcROI as large as it needs, and the buffer holds that: the primitives
+// cannot tell.
+bool CIppBlitter::IsAtHand(const PXRect& srcROI, const PXRect& srcBufferRect,
+                           const PXRect& dstRect) const
+{
+    const auto holds = [](const PXRect& outer, const PXRect& inner) {
+        return inner.x >= outer.x && inner.y >= outer.y &&
+               int64_t{inner.x} + inner.width <= int64_t{outer.x} + outer.width &&
+               int64_t{inner.y} + inner.height <= int64_t{outer.y} + outer.height;
+    };
+    const PXRect whole = {0, 0, static_cast<int32_t>(dstWidth_), static_cast<int32_t>(dstHeight_)};
+    px::ResizePoint offset = {};
+    px::ResizeSize size = {};
+    return holds(whole, dstRect) && holds(srcBufferRect, srcROI) &&
+           entries_.getSourceRoi(reinterpret_cast<const px::ResizeSpec*>(spec_.get()),
+                                 {dstRect.x, dstRect.y}, {dstRect.width, dstRect.height}, &offset,
+                                 &size) == px::kResizeOK &&
+           srcROI.width >= size.width && srcROI.height >= size.height;
+}
+
 uint32_t CIppBlitter::BorderOf(const PXRect& srcROI, const PXRect& srcBufferRect) const
 {
     const int64_t left = int64_t{srcROI.x} - srcBufferRect.x;
@@ -194,7 +214,8 @@ int CIppBlitter::Blit(const void* src, uint32_t srcRowBytes, const PXRect& srcRO
 {
     if (dstRect.width <= 0 || dstRect.height <= 0) return kPXOK;
     constexpr auto kMostStep = static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
-    if (!src || !dst || std::max(srcRowBytes, dstRowBytes) > kMostStep) {
+    if (!src || !dst || std::max(srcRowBytes, dstRowBytes) > kMostStep ||
+        !IsAtHand(srcROI, srcBufferRect, dstRect)) {
         return Failed(kPXErrBadArgument, __LINE__);
     }
     const auto* from = static_cast<const uint8_t*>(src) +

@@ -29,6 +29,7 @@ private:
     PXStatus PickEntryPoints(uint32_t filter);
     int MakeSpec(uint32_t filter);
     int InitSpec(uint8_t* initBuffer);
+    bool IsAtHand(const PXRect& srcROI, const PXRect& srcBufferRect, const PXRect& dstRect) const;
     uint32_t BorderOf(const PXRect& srcROI, const PXRect& srcBufferRect) const;
     template <class T>
     int Resize(const void* src, int32_t srcStep, void* dst, int32_t dstStep, const PXRect& dstRect,

@@ -61,8 +61,9 @@ PX_API int PXBlitterGetSourceROI(PXBlitter blitter, PXRect dstRect, PXRect* outS
  * srcBufferRect of the source, usually the srcRegion that came with srcROI.
  *
  * An empty dstRect is nothing to do. 1005 for a null argument, a dstRect that is not inside the
- * destination, or (own engine) a buffer that lacks pixels which the filter reads; 1002 when there
- * is no memory. */
+ * destination, or a buffer that lacks pixels: those that the filter reads (own engine), or srcROI,
+ * which must be as large as the one told for dstRect (accelerated engine). 1002 when there is no
+ * memory. */
 PX_API int PXBlitterBlit(PXBlitter blitter, const void* src, uint32_t srcRowBytes, PXRect srcROI,
                          PXRect srcBufferRect, void* dst, uint32_t dstRowBytes,
                          PXRect dstRect) PX_NOEXCEPT;
