@@ -234,7 +234,8 @@ PX_API PXAffineTransform PXAffineTransformConcat(PXAffineTransform a,
 PX_API PXAffineTransform PXAffineTransformInvert(PXAffineTransform m) PX_NOEXCEPT;
 /* Where the point is mapped to. */
 PX_API PXPointF PXAffineTransformTransformPointF(PXPointF point, PXAffineTransform m) PX_NOEXCEPT;
-/* The bounds of the mapped corners, kept within ±1e10. */
+/* The bounds of the mapped corners, which are looked for from 1e10 downward and from -1e10 upward:
+ * left and top are 1e10 at most, right and bottom -1e10 at least. */
 PX_API PXRectF PXAffineTransformTransformRectF(PXRectF rect, PXAffineTransform m) PX_NOEXCEPT;
 /* The pixels that the mapped rectangle touches; an edge that is at most 1/256 into a pixel leaves
  * that pixel out. */

@@ -6,9 +6,9 @@
  * pixels (512), also at the edges of an image. When the bytes of resident tiles exceed the limit,
  * those that became resident first go to the tile store. A tile of which a caller copies all pixels
  * (PXImageRead2) is read past the cache when another tile would have to go for it, unless it was
- * read so a short while ago. The limit is a target: tiles of images kept
- * resident, and tiles in use, stay. Memory in tiles is at most the limit, those tiles, and one tile
- * for each thread that uses tiled images plus one.
+ * read so a short while ago. The limit is a target: tiles of images kept resident, and tiles in
+ * use, stay. Memory in tiles is at most the limit, those tiles, and one tile for each thread that
+ * uses tiled images plus one.
  *
  * No pixel is lost: a tile that cannot be written stays in memory, which is logged once for each
  * image and cause, and goes when the cause is gone; one that cannot be read back, or not as it was
