@@ -283,13 +283,15 @@ TEST_F(StreamTest, FilesDoWhatAModelDoes)
                 case 0: {
                     const std::string bytes(wanted, static_cast<char>(random()));
                     ASSERT_EQ(kOK, file->WriteChunk(bytes.data(), size));
-                    if (wanted && model.size() < at + wanted) model.resize(at + wanted);
+                    if (wanted == 0) break;
+                    model.resize(std::max(model.size(), at + wanted));
                     model.replace(at, wanted, bytes);
                     at += wanted;
                     break;
                 }
                 case 1:
-                    at = random() % (model.size() + 100);
+                    at = random() % 2 ? at - std::min<size_t>(at, random() % 100)
+                                      : random() % (model.size() + 100);
                     ASSERT_EQ(kOK, file->SetPos(at));
                     break;
                 case 2: {
@@ -299,9 +301,11 @@ TEST_F(StreamTest, FilesDoWhatAModelDoes)
                     break;
                 }
                 default: {
-                    std::string bytes(wanted, '\0');
+                    // Every other read ends just where the file does.
+                    if (at < model.size() && random() % 2) size = model.size() - at;
+                    std::string bytes(size, '\0');
+                    const std::string want = at < model.size() ? model.substr(at, size) : "";
                     ASSERT_EQ(kOK, file->ReadChunk(bytes.data(), 1, size));
-                    const std::string want = at < model.size() ? model.substr(at, wanted) : "";
                     ASSERT_EQ(want, bytes.substr(0, size));
                     at += size;
                 }
@@ -391,6 +395,19 @@ TEST_F(StreamTest, FilesTellOfFailures)
         EXPECT_EQ(kOK, Put(*file, "lost"));
         file->Close();
         EXPECT_EQ(3, events.Count(ENOSPC));
+    }
+    {
+        FakeTable fake;
+        fake->writeFile = [](px::os::File to, const void* from, size_t size, size_t* written) {
+            return size < 90000 ? ENOSPC : px::os::NativeTable().writeFile(to, from, 7, written);
+        };
+        ASSERT_EQ(kOK, file->Open());
+        size_t size = bytes.size();
+        uint64_t position = 0;
+        EXPECT_EQ(PXStatus{ENOSPC}, file->WriteChunk(bytes.data(), size));
+        EXPECT_EQ(kOK, file->GetPos(position));
+        EXPECT_EQ(7U, size);
+        EXPECT_EQ(7U, position);
     }
     {
         ShortTransfers fake(7);

@@ -77,17 +77,21 @@ int BufferedFile::MayTransfer(bool toWrite)
 
 int BufferedFile::DropReadAhead()
 {
-    if (readFirst_ == readEnd_) return 0;
-    const int64_t wanted = Position();
-    if (const int error = Os().seekFile(file_, wanted)) return error;
-    offset_ = wanted;
+    if (readFirst_ < readEnd_) {
+        const int64_t wanted = Position();
+        if (const int error = Os().seekFile(file_, wanted)) return error;
+        offset_ = wanted;
+    }
+    // Also what was used up: the buffer's bytes are about to be others.
     readFirst_ = readEnd_ = 0;
     return 0;
 }
 
+// Past the buffer, whose bytes, all used up, are no longer those before the position.
 size_t BufferedFile::ReadDirectly(char* buffer, size_t size)
 {
     size_t done = 0;
+    readFirst_ = readEnd_ = 0;
     while (done < size) {
         size_t got = 0;
         if (const int error = Os().readFile(file_, buffer + done, size - done, &got)) {
@@ -110,13 +114,13 @@ std::string_view BufferedFile::Peek()
         const int error = MayTransfer(false);
         Note(error);
         if (error) return {};
+        readFirst_ = readEnd_ = 0;
         size_t got = 0;
         const size_t most = isBuffered_ ? kBufferBytes : 1;
         const int failure = Os().readFile(file_, buffer_.get(), most, &got);
         Note(failure);
         if (failure) return {};
         if (got == 0) isAtEnd_ = true;
-        readFirst_ = 0;
         readEnd_ = got;
         offset_ += static_cast<int64_t>(got);
     }
@@ -144,16 +148,18 @@ size_t BufferedFile::Read(void* buffer, size_t size)
     return done;
 }
 
-int BufferedFile::WriteDirectly(const char* bytes, size_t size)
+int BufferedFile::WriteDirectly(const char* bytes, size_t size, size_t* done)
 {
-    const int error = os::WriteAll(file_, bytes, size);
-    // What a file in append mode gets lies at its end, wherever the position was.
-    if (appends_) {
-        int64_t end = 0;
-        if (Os().tellFile(file_, &end) == 0) offset_ = end;
-    } else if (!error) {
-        offset_ += static_cast<int64_t>(size);
+    int error = 0;
+    *done = 0;
+    while (!error && *done < size) {
+        size_t written = 0;
+        error = Os().writeFile(file_, bytes + *done, size - *done, &written);
+        if (!error) *done += written;
     }
+    offset_ += static_cast<int64_t>(*done);
+    // What a file in append mode gets lies at its end, wherever the position was.
+    if (int64_t end = 0; appends_ && Os().tellFile(file_, &end) == 0) offset_ = end;
     return error;
 }
 
@@ -162,14 +168,16 @@ size_t BufferedFile::Write(const void* buffer, size_t size)
     const auto* bytes = static_cast<const char*>(buffer);
     int error = MayTransfer(true);
     if (!error && waiting_ + size > kBufferBytes) error = Flush();
+    size_t done = 0;
     if (!error && (size >= kBufferBytes || !isBuffered_)) {
-        error = WriteDirectly(bytes, size);
+        error = WriteDirectly(bytes, size, &done);
     } else if (!error && size > 0) {
         std::memcpy(buffer_.get() + waiting_, bytes, size);
         waiting_ += size;
+        done = size;
     }
     Note(error);
-    return error ? 0 : size;
+    return done;
 }
 
 int64_t BufferedFile::Position() const
@@ -211,7 +219,8 @@ int BufferedFile::Flush()
 {
     if (waiting_ == 0) return 0;
     const size_t size = std::exchange(waiting_, 0);
-    const int error = WriteDirectly(buffer_.get(), size);
+    size_t done = 0;
+    const int error = WriteDirectly(buffer_.get(), size, &done);
     Note(error);
     return error;
 }

@@ -54,7 +54,7 @@ private:
     int MayTransfer(bool toWrite);
     int DropReadAhead();
     size_t ReadDirectly(char* buffer, size_t size);
-    int WriteDirectly(const char* bytes, size_t size);
+    int WriteDirectly(const char* bytes, size_t size, size_t* done);
     void Note(int error);
 
     os::File file_ = os::kNoFile;
