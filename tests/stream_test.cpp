@@ -444,9 +444,12 @@ TEST_F(StreamTest, PositionsHave64Bits)
     EXPECT_EQ(kOK, PXStreamReadInt32(sub, &value));
     EXPECT_EQ(kOK, PXStreamGetLength(sub, &narrow));
     EXPECT_TRUE(value == 7 && narrow == 4);
-    EXPECT_NE(kOK, PXStreamSetPos2(sub, UINT64_MAX));
-    EXPECT_NE(kOK, PXStreamSetPos2(handle, UINT64_MAX));
-    EXPECT_NE(kOK, PXStreamSkip2(handle, UINT64_MAX));
+    EventLog events;
+    EXPECT_EQ(PXStatus{kPXErrBadArgument}, PXStreamSetPos2(sub, UINT64_MAX));
+    EXPECT_EQ(PXStatus{EINVAL}, PXStreamSetPos2(handle, UINT64_MAX));
+    EXPECT_EQ(PXStatus{EINVAL}, PXStreamSkip2(handle, UINT64_MAX));
+    EXPECT_EQ(1, events.Count(kPXErrBadArgument));
+    EXPECT_EQ(2, events.Count(EINVAL));
     PXStreamRelease(sub);
 }
 

@@ -7,7 +7,7 @@
 // entry and the one done on return. Functions whose names contain Copy hand out a reference.
 //
 // A kind of stream must bring the abstract functions and may bring better ones for the others.
-// Chunk functions leave logging to what calls them: here, and in the flat functions.
+// Those for chunks and positions leave logging to what calls them: here, and in the flat functions.
 
 #include <cstddef>
 #include <cstdint>
@@ -46,7 +46,7 @@ public:
     virtual PXStatus SetBuffer(CFDataRef buffer);
     virtual PXStatus SetCaching(bool isOn);
     virtual PXStatus CreateCopy(CBaseStream*& copy);  // kPXErrNotSupported
-    // Whether a read has met the end.
+    // Whether there is nothing more to read; a file and a socket know once a read has met the end.
     virtual bool IsEOF() = 0;
     virtual PXStatus readPropertyListCopy(CFOptionFlags options, CFPropertyListRef& list);
     // Writes all parts as one chunk.

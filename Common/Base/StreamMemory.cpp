@@ -141,7 +141,7 @@ PXStatus CBaseStreamMemory::GetPos(uint64_t& position)
 PXStatus CBaseStreamMemory::SetPos(uint64_t position)
 {
     // Room for what a transfer may add.
-    if (position > INT64_MAX) return PX_FAIL(kPXErrBadArgument);
+    if (position > INT64_MAX) return kPXErrBadArgument;
     position_ = position;
     return kPXOK;
 }

@@ -71,7 +71,7 @@ PXStatus CBaseStreamSub::GetPos(uint64_t& position)
 
 PXStatus CBaseStreamSub::SetPos(uint64_t position)
 {
-    if (position > INT64_MAX - offset_) return PX_FAIL(kPXErrBadArgument);
+    if (position > INT64_MAX - offset_) return kPXErrBadArgument;
     position_ = position;
     return kPXOK;
 }

@@ -10,6 +10,12 @@ namespace {
 
 constexpr char kEventSource[] = "PXStream";
 
+// What a kind of stream cannot do is an answer, not a failure.
+PXStatus Logged(PXStatus status)
+{
+    return status == kPXOK || status == kPXErrStreamEnd ? status : PX_FAIL(status);
+}
+
 }  // namespace
 
 PXStatus PXStreamOpen(PXStream stream) noexcept
@@ -209,7 +215,7 @@ PXStatus PXStreamGetLength(PXStream stream, uint32_t* outLength) noexcept
 PXStatus PXStreamGetLength2(PXStream stream, uint64_t* outLength) noexcept
 {
     PX_REQUIRE(stream && outLength);
-    return px::ToStream(stream)->GetLength(*outLength);
+    return Logged(px::ToStream(stream)->GetLength(*outLength));
 }
 
 PXStatus PXStreamGetPos(PXStream stream, uint32_t* outPosition) noexcept
@@ -225,7 +231,7 @@ PXStatus PXStreamGetPos(PXStream stream, uint32_t* outPosition) noexcept
 PXStatus PXStreamGetPos2(PXStream stream, uint64_t* outPosition) noexcept
 {
     PX_REQUIRE(stream && outPosition);
-    return px::ToStream(stream)->GetPos(*outPosition);
+    return Logged(px::ToStream(stream)->GetPos(*outPosition));
 }
 
 PXStatus PXStreamSetPos(PXStream stream, uint32_t position) noexcept
@@ -236,7 +242,7 @@ PXStatus PXStreamSetPos(PXStream stream, uint32_t position) noexcept
 PXStatus PXStreamSetPos2(PXStream stream, uint64_t position) noexcept
 {
     PX_REQUIRE(stream);
-    return px::ToStream(stream)->SetPos(position);
+    return Logged(px::ToStream(stream)->SetPos(position));
 }
 
 PXStatus PXStreamSkip(PXStream stream, uint32_t count) noexcept
@@ -247,7 +253,7 @@ PXStatus PXStreamSkip(PXStream stream, uint32_t count) noexcept
 PXStatus PXStreamSkip2(PXStream stream, uint64_t count) noexcept
 {
     PX_REQUIRE(stream);
-    return px::ToStream(stream)->Skip(count);
+    return Logged(px::ToStream(stream)->Skip(count));
 }
 
 PXStatus PXStreamSetBuffer(PXStream stream, CFDataRef buffer) noexcept

@@ -9,8 +9,9 @@
  * device). kPXErrStreamEnd means that the stream ended, or that the kind of stream cannot do what
  * was asked; kPXErrNotSupported that a length is above the stream's cap. Whatever cannot be read or
  * written whole is a failure, except with PXStreamRead and PXStreamWrite, which say how much they
- * did. Failures are logged, but for kPXErrSoft and for the end of the stream in reading lines and
- * single characters. A null stream or output logs kPXErrBadArgument and returns it.
+ * did. Failures are logged, but for kPXErrSoft, for what a kind of stream cannot do, and for the
+ * end of the stream in skipping and in reading lines and single characters. A null stream or output
+ * logs kPXErrBadArgument and returns it.
  *
  * Lengths that arrive are not trusted: memory is taken as the bytes arrive.
  *

@@ -13,7 +13,6 @@
 #include <bit>
 #include <memory>
 #include <new>
-#include <vector>
 
 namespace {
 
@@ -30,11 +29,26 @@ PXStatus Create(PXStream* outStream, SetUp setUp)
     return kPXOK;
 }
 
-void Swap(std::vector<UniChar>& units, const CBaseStream& stream)
-{
-    if (stream.GetByteOrder() != kPXStreamByteOrderSwapped) return;
-    for (UniChar& unit : units) unit = static_cast<UniChar>(unit << 8 | unit >> 8);
-}
+// `count` units of text, in the byte order of a stream or from it; null when memory runs out.
+class Units {
+public:
+    explicit Units(CFIndex count)
+        : count_(static_cast<size_t>(count)), units_(new (std::nothrow) UniChar[count_])
+    {
+    }
+    UniChar* Get() const { return units_.get(); }
+    CFRange Bytes() const { return CFRangeMake(0, static_cast<CFIndex>(count_ * sizeof(UniChar))); }
+    void Swap(const CBaseStream& stream)
+    {
+        if (stream.GetByteOrder() != kPXStreamByteOrderSwapped) return;
+        for (size_t i = 0; i < count_; ++i)
+            units_[i] = static_cast<UniChar>(units_[i] << 8 | units_[i] >> 8);
+    }
+
+private:
+    size_t count_;
+    std::unique_ptr<UniChar[]> units_;
+};
 
 }  // namespace
 
@@ -108,7 +122,7 @@ PXStatus PXStreamCreateCFData(PXStream stream, CFDataRef* outData) noexcept
     uint64_t position = 0;
     uint64_t length = 0;
     if (from.GetPos(position) || from.GetLength(length)) return PX_FAIL(kPXErrNotSupported);
-    PX_TRY(from.SetPos(0));
+    if (const PXStatus status = from.SetPos(0)) return PX_FAIL(status);
     const PXStatus status = from.ReadDataCopy(length, *outData);
     from.SetPos(position);
     return status;
@@ -154,11 +168,11 @@ PXStatus PXStreamReadUnicodeStringWithLenCopy(PXStream stream, CFStringRef* outT
     CFDataRef bytes = nullptr;
     PX_TRY(from.ReadDataCopy(uint64_t{count} * sizeof(UniChar), bytes));
     const auto owner = CFRef<CFDataRef>::Adopt(bytes);
-    std::vector<UniChar> units(count);
-    CFDataGetBytes(bytes, CFRangeMake(0, CFDataGetLength(bytes)),
-                   reinterpret_cast<UInt8*>(units.data()));
-    Swap(units, from);
-    *outText = CFStringCreateWithCharacters(nullptr, units.data(), static_cast<CFIndex>(count));
+    Units units(count);
+    if (!units.Get()) return PX_FAIL(kPXErrCreate);
+    CFDataGetBytes(bytes, units.Bytes(), reinterpret_cast<UInt8*>(units.Get()));
+    units.Swap(from);
+    *outText = CFStringCreateWithCharacters(nullptr, units.Get(), static_cast<CFIndex>(count));
     return *outText ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
 }
 
@@ -170,10 +184,11 @@ PXStatus PXStreamWriteUnicodeStringWithLen(PXStream stream, CFStringRef text) no
     CBaseStream& to = *px::ToStream(stream);
     PX_TRY(to.WriteUInt32(static_cast<uint32_t>(count)));
     if (count == 0) return kPXOK;
-    std::vector<UniChar> units(static_cast<size_t>(count));
-    CFStringGetCharacters(text, CFRangeMake(0, count), units.data());
-    Swap(units, to);
-    const CBaseStreamPart part = {units.data(), units.size() * sizeof(UniChar)};
+    Units units(count);
+    if (!units.Get()) return PX_FAIL(kPXErrCreate);
+    CFStringGetCharacters(text, CFRangeMake(0, count), units.Get());
+    units.Swap(to);
+    const CBaseStreamPart part = {units.Get(), static_cast<size_t>(units.Bytes().length)};
     return to.WriteParts(&part, 1);
 }
 
