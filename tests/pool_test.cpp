@@ -136,6 +136,14 @@ TEST_F(ThreadPool, BeginsItemsInOrder)
     second.Begin(2);
     second.gate.Open();
     EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
+    // Nor does the end wait for one that never got a thread.
+    Blockers third;
+    third.Begin(1);
+    table->startThread = [](px::os::ThreadEntry, void*, px::os::Thread*) { return EAGAIN; };
+    Push(items.front());
+    while (Now().workers < 2) std::this_thread::yield();
+    third.gate.Open();
+    EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
 }
 
 TEST_F(ThreadPool, RefusesMisuseAndSurvivesWhatItemsThrow)

@@ -113,7 +113,15 @@ void CBaseThreadPool::WaitUntilDone()
 {
     isEnding_.store(true);
     px::WordLocker lock(workersLock_);
-    while (!work_.IsEmpty() || idle_.size() < workers_.size()) rested_.Wait(workersLock_);
+    while (!work_.IsEmpty() || !AllRest()) rested_.Wait(workersLock_);
+}
+
+// But for those that the system refused a thread, which have nothing to rest from.
+bool CBaseThreadPool::AllRest() const
+{
+    return std::ssize(idle_) ==
+           std::count_if(workers_.begin(), workers_.end(),
+                         [](const auto& worker) { return bool(worker->thread); });
 }
 
 void CBaseThreadPool::EndThreads()

@@ -66,6 +66,7 @@ private:
     void Start() PX_REQUIRES_LOCK(poolLock_);
     bool StartService(PXRef<CBaseThread>* thread, PXThreadFunction function);
     void WaitUntilDone();
+    bool AllRest() const PX_REQUIRES_LOCK(workersLock_);
     void EndThreads() PX_REQUIRES_LOCK(poolLock_);
     void Join(std::vector<std::unique_ptr<Worker>> ended);
 
