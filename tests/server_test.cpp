@@ -42,6 +42,7 @@ public:
         if (uri == "echo" && request.GetRawContent()) {
             response.SetContentBinary(request.GetRawContent());
         } else if (uri == "push") {
+            EXPECT_NE(kPXOK, Push(nullptr));
             CBaseMsg message(CFSTR("own"));
             message.SetInt(CFSTR("n"), request.GetParamInt(CFSTR("n")));
             response.SetContentInt(CFSTR("result"), static_cast<int>(Push(&message)));

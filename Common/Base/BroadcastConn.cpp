@@ -9,6 +9,12 @@
 #include <atomic>
 #include <cerrno>
 
+namespace {
+
+constexpr char kEventSource[] = "BaseBroadcastConn";
+
+}  // namespace
+
 struct CBaseBroadcastConn::State {
     PXRef<CBaseStream> stream;
     PXRef<CBaseMsgBroadcaster> broadcaster;
@@ -54,6 +60,7 @@ PXStatus CBaseBroadcastConn::Write(CBaseMsg* message)
 
 PXStatus CBaseBroadcastConn::Send(CBaseMsg* message)
 {
+    PX_REQUIRE(message);
     if (state_->isClosed) return EPIPE;
     const PXStatus status = Write(message);
     // What went out in part cannot be made whole again; a list that cannot be written did not
