@@ -157,6 +157,7 @@ TEST(URL, EditsComponentsAndExtensions)
     EXPECT_EQ("file:///a/x%20y", append("file:///a", "x y"));
     EXPECT_EQ("file:///a/x/y/", append("file:///a/", "/x/y", true));
     EXPECT_EQ("file:///a/b?q", append("file:///a?q", "b"));
+    EXPECT_EQ("http://h/b?q", append("http://h?q", "b"));
     const struct {
         const char *url, *last, *withoutLast, *extension, *withoutExtension, *withExtension;
     } rows[] = {

@@ -305,8 +305,10 @@ CFURLRef CFURLCreateCopyAppendingPathComponent(CFAllocatorRef, CFURLRef url,
         return nullptr;
     }
     if (!component.empty() && component.front() == '/') component.erase(0, 1);
-    std::string path(Split(TextOf(url)).path);
-    if (!path.empty() && path.back() != '/') path += '/';
+    const URLParts parts = Split(TextOf(url));
+    std::string path(parts.path);
+    // Behind a host an empty path is the root.
+    if (path.empty() ? parts.hasAuthority : path.back() != '/') path += '/';
     path += EscapePath(component);
     if (isDirectory && (path.empty() || path.back() != '/')) path += '/';
     return NewWithPath(url, path);
