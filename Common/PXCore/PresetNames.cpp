@@ -65,6 +65,27 @@ bool IsUnicode(CFStringRef text)
                             0, &used) == length;
 }
 
+// Numbers are written as their length and their digits, so that keys compare by bytes.
+std::string SortKey(const std::string& name)
+{
+    const std::string folded = FoldedName(name);
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    std::string key;
+    for (size_t i = 0; i < folded.size();) {
+        if (!isDigit(folded[i])) {
+            key += folded[i++];
+            continue;
+        }
+        while (i < folded.size() && folded[i] == '0') ++i;
+        const size_t first = i;
+        while (i < folded.size() && isDigit(folded[i])) ++i;
+        key += '0';
+        key += static_cast<char>(std::min(i - first, kMaxDigits));
+        key.append(folded, first, i - first);
+    }
+    return key;
+}
+
 }  // namespace
 
 const char* FaultOfName(CFStringRef name)
@@ -103,27 +124,6 @@ std::string FoldedName(const std::string& name)
     CFStringNormalize(copy.Get(), kCFStringNormalizationFormC);
     CFStringFold(copy.Get(), kCFCompareCaseInsensitive, nullptr);
     return UTF8Of(copy.Get());
-}
-
-// Numbers are written as their length and their digits, so that keys compare by bytes.
-std::string SortKey(const std::string& name)
-{
-    const std::string folded = FoldedName(name);
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    std::string key;
-    for (size_t i = 0; i < folded.size();) {
-        if (!isDigit(folded[i])) {
-            key += folded[i++];
-            continue;
-        }
-        while (i < folded.size() && folded[i] == '0') ++i;
-        const size_t first = i;
-        while (i < folded.size() && isDigit(folded[i])) ++i;
-        key += '0';
-        key += static_cast<char>(std::min(i - first, kMaxDigits));
-        key.append(folded, first, i - first);
-    }
-    return key;
 }
 
 void SortNames(std::vector<std::string>* names)
