@@ -124,6 +124,8 @@ TEST(Abi, ColorProfilesKeepTheirFields)
     EXPECT_TRUE(CFEqual(fields->description, kPXColorProfileDisplayNameSRGB));
     EXPECT_EQ(uint32_t{cmsSigDisplayClass}, profile.GetDeviceClass());
     EXPECT_EQ(nullptr, fields->rawData);
+    profile.Clear();
+    EXPECT_FALSE(profile.IsValid());
     PXColorProfileRelease(handle);
 }
 
@@ -145,6 +147,9 @@ TEST(Abi, ColorCubesKeepTheirFields)
     EXPECT_EQ(profile, fields->destination);
     EXPECT_EQ(fields->samples, PXColorCubeGetDataRef(cube));
     EXPECT_NE(nullptr, fields->samples);
+    PXColorCubeSetMode(cube, 5);
+    EXPECT_EQ(5U, fields->mode);
+    EXPECT_EQ(5U, PXColorCubeGetMode(cube));
     PXColorCubeRelease(cube);
     PXColorProfileRelease(profile);
 }
