@@ -68,9 +68,7 @@ TEST_F(Containers, RefuseNullElementsOnlyWhereObjectsAreHeld)
     EXPECT_EQ(0, CFDictionaryGetCount(dictionary));
     EXPECT_EQ(nullptr, CFDictionaryGetValue(dictionary, nullptr));
 
-    auto pointers = PointerArray({0, 7});
-    EXPECT_EQ((IntVector{0, 7}), Items(pointers));
-    EXPECT_TRUE(CFArrayContainsValue(pointers, {0, 2}, nullptr));
+    EXPECT_TRUE(CFArrayContainsValue(PointerArray({0, 7}), {0, 2}, nullptr));
     auto raw = PointerDictionary();
     CFDictionarySetValue(raw, nullptr, nullptr);
     const void* found = Pointer(1);
@@ -93,10 +91,16 @@ TEST_F(Containers, ImmutableOnesLeaveNullsOutAndDoNotChange)
     CFDictionaryRemoveAllValues(As<CFMutableDictionaryRef>(dictionary));
     CFDictionarySetValue(As<CFMutableDictionaryRef>(dictionary), kCFNull, kCFNull);
     CFSetRemoveAllValues(As<CFMutableSetRef>(set));
-    EXPECT_EQ(1, CFArrayGetCount(array));
-    EXPECT_EQ(values[1], CFArrayGetValueAtIndex(array, 0));
-    EXPECT_EQ(1, CFDictionaryGetCount(dictionary));
+    EXPECT_TRUE(CFEqual(ObjectArray({"text"}), array));
+    EXPECT_TRUE(CFEqual(DictionaryOf({{values[1], values[1]}}), dictionary));
     EXPECT_EQ(1, CFSetGetCount(set));
+    const auto isItsOwn = [](CFTypeRef object, CFTypeRef made) {
+        const Owned<CFTypeRef> copy(made);
+        return copy == object && CFGetRetainCount(object) == 2;
+    };
+    EXPECT_TRUE(isItsOwn(array, CFArrayCreateCopy(nullptr, array)));
+    EXPECT_TRUE(isItsOwn(dictionary, CFDictionaryCreateCopy(nullptr, dictionary)));
+    EXPECT_TRUE(isItsOwn(set, CFSetCreateCopy(nullptr, set)));
 }
 
 // `inner` inside `depth` containers of one element each; keyed ones hold it as value or as key.
@@ -300,6 +304,8 @@ TEST_F(Containers, EqualityFollowsTheContents)
     EXPECT_FALSE(CFEqual(dictionaries[0], dictionaries[1]));
     EXPECT_TRUE(CFEqual(sets[0], sets[1]));
     CFSetRemoveValue(sets[1], Number(int64_t{3}));
+    EXPECT_FALSE(CFEqual(sets[0], sets[1]));
+    CFSetAddValue(sets[1], Number(int64_t{30}));
     EXPECT_FALSE(CFEqual(sets[0], sets[1]));
     EXPECT_FALSE(CFEqual(sets[0], dictionaries[0]));
 }

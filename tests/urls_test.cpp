@@ -35,7 +35,7 @@ std::string PathOf(CFURLRef url, CFURLPathStyle style = kCFURLPOSIXPathStyle)
 // The bytes of the path, when they and the zero fit into `capacity`.
 std::string BytesOfPath(CFURLRef url, size_t capacity = 1024)
 {
-    std::vector<UInt8> path(capacity);
+    std::vector<UInt8> path(capacity, 0xFF);
     if (!CFURLGetFileSystemRepresentation(url, true, path.data(), CFIndex(capacity))) {
         return "<none>";
     }
