@@ -25,48 +25,38 @@ TEST_F(Data, LentBytesGoBackAsAsked)
 {
     alignas(UniChar) static const UInt8 good[] = {'a', 0}, bad[] = {0xC0, 0};
     constexpr CFStringEncoding kUtf8 = kCFStringEncodingUTF8;
-    using Maker = CFTypeRef (*)(const void*, CFIndex, CFAllocatorRef);
-    const std::pair<const char*, Maker> rows[] = {
-        {"data",
-         [](const void* bytes, CFIndex length, CFAllocatorRef freeing) -> CFTypeRef {
-             return CFDataCreateWithBytesNoCopy(nullptr, (const UInt8*)bytes, length, freeing);
-         }},
-        {"stream",
-         [](const void* bytes, CFIndex length, CFAllocatorRef freeing) -> CFTypeRef {
-             return CFReadStreamCreateWithBytesNoCopy(nullptr, (const UInt8*)bytes, length,
-                                                      freeing);
-         }},
-        {"text",
-         [](const void* bytes, CFIndex length, CFAllocatorRef freeing) -> CFTypeRef {
-             return CFStringCreateWithBytesNoCopy(nullptr, (const UInt8*)bytes, length, kUtf8,
-                                                  false, freeing);
-         }},
-        {"C string",
-         [](const void* bytes, CFIndex, CFAllocatorRef freeing) -> CFTypeRef {
-             return CFStringCreateWithCStringNoCopy(nullptr, (const char*)bytes, kUtf8, freeing);
-         }},
-        {"characters",
-         [](const void* bytes, CFIndex length, CFAllocatorRef freeing) -> CFTypeRef {
-             return CFStringCreateWithCharactersNoCopy(nullptr, (const UniChar*)bytes, length,
-                                                       freeing);
-         }},
-    };
     CFAllocatorContext context = {};
     context.deallocate = [](void* bytes, void*) { freed.push_back(bytes); };
-    for (const auto& [name, make] : rows) {
+    const auto check = [&context](const char* name, const auto& makeWith) {
         SCOPED_TRACE(name);
+        const auto make = [&](const void* bytes, CFIndex length, CFAllocatorRef freeing) {
+            const auto* first = static_cast<const UInt8*>(bytes);
+            return Owned<CFTypeRef>(makeWith(nullptr, first, length, freeing));
+        };
         freed.clear();
         Owned<CFAllocatorRef> noting(CFAllocatorCreate(nullptr, &context));
-        EXPECT_FALSE(Owned<CFTypeRef>(make(bad, -1, noting)));
-        EXPECT_FALSE(Owned<CFTypeRef>(make(good, 1, As<CFAllocatorRef>(CFSTR("none")))));
-        EXPECT_TRUE(Owned<CFTypeRef>(make(good, 1, kCFAllocatorNull)));
+        EXPECT_FALSE(make(bad, -1, noting));
+        EXPECT_FALSE(make(good, 1, As<CFAllocatorRef>(CFSTR("none"))));
+        EXPECT_TRUE(make(good, 1, kCFAllocatorNull));
         EXPECT_TRUE(freed.empty());
-        Owned<CFTypeRef> object(make(good, 1, noting));
+        auto object = make(good, 1, noting);
         noting.Reset();
         object.Reset();
         EXPECT_EQ(std::vector<const void*>{good}, freed);
-        EXPECT_TRUE(Owned<CFTypeRef>(make(strdup("a"), 1, nullptr))) << "which free() takes";
-    }
+        EXPECT_TRUE(make(strdup("a"), 1, nullptr)) << "which free() takes";
+    };
+    check("data", CFDataCreateWithBytesNoCopy);
+    check("stream", CFReadStreamCreateWithBytesNoCopy);
+    check("text", [](auto, const UInt8* bytes, CFIndex length, CFAllocatorRef freeing) {
+        return CFStringCreateWithBytesNoCopy(nullptr, bytes, length, kUtf8, false, freeing);
+    });
+    check("C string", [](auto, const UInt8* bytes, CFIndex, CFAllocatorRef freeing) {
+        return CFStringCreateWithCStringNoCopy(nullptr, (const char*)bytes, kUtf8, freeing);
+    });
+    check("characters", [](auto, const UInt8* bytes, CFIndex length, CFAllocatorRef freeing) {
+        const auto* units = (const UniChar*)bytes;
+        return CFStringCreateWithCharactersNoCopy(nullptr, units, length, freeing);
+    });
     Owned<CFDataRef> data(CFDataCreateWithBytesNoCopy(nullptr, good, 2, kCFAllocatorNull));
     Owned<CFDataRef> copy(CFDataCreateCopy(nullptr, data));
     EXPECT_EQ(good, CFDataGetBytePtr(data));

@@ -432,43 +432,28 @@ TEST_F(Lists, ValidityOfValues)
     auto data = DataOf("x");
     auto deepest = Nested(CFSTR("x"), 512), tooDeep = Nested(CFSTR("x"), 513);
     auto emptyArray = ArrayOf({});
-    const struct {
-        const char* name;
-        CFTypeRef value;
-        const char* formats;  // that it is valid in: OpenStep, XML, binary
-    } rows[] = {
-        {"null", nullptr, ""},
-        {"kCFNull", kCFNull, ""},
-        {"set", set, ""},
-        {"URL", url, ""},
-        {"UUID", uuid, ""},
-        {"array of pointers", pointers, ""},
-        {"dictionary of pointers", plain, ""},
-        {"key that is a number", numbered, ""},
-        {"513 levels", tooDeep, ""},
-        {"infinite date", infinite, ""},
-        {"512 levels", deepest, "OXB"},
-        {"text", CFSTR("x"), "OXB"},
-        {"data", data, "OXB"},
-        {"array", emptyArray, "OXB"},
-        {"number", number, "XB"},
-        {"boolean", kCFBooleanFalse, "XB"},
-        {"date before year 1", ancient, "B"},
+    const std::pair<const char*, std::vector<CFTypeRef>> rows[] = {
+        {"", {nullptr, kCFNull, set, url, uuid, pointers, plain, numbered, tooDeep, infinite}},
+        {"OpenStep, XML, binary", {deepest, CFSTR("x"), data, emptyArray}},
+        {"XML, binary", {number, kCFBooleanFalse}},
+        {"binary", {ancient}},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const bool inXML = std::strchr(row.formats, 'X'), inBinary = std::strchr(row.formats, 'B');
-        EXPECT_EQ(std::strchr(row.formats, 'O') != nullptr,
-                  CFPropertyListIsValid(row.value, kCFPropertyListOpenStepFormat));
-        EXPECT_EQ(inXML, CFPropertyListIsValid(row.value, kXML));
-        EXPECT_EQ(inBinary, CFPropertyListIsValid(row.value, kBinary));
-        EXPECT_FALSE(CFPropertyListIsValid(row.value, 150));
-        EXPECT_EQ(inXML, !WriteList(row.value, kXML).empty());
-        EXPECT_EQ(inBinary, !WriteList(row.value, kBinary).empty());
-        EXPECT_EQ("", WriteList(row.value, kCFPropertyListOpenStepFormat));
-        // A date that no format takes is a valid object all the same.
-        Owned<CFTypeRef> copy(CFPropertyListCreateDeepCopy(nullptr, row.value, 0));
-        EXPECT_EQ(inBinary || row.value == infinite, static_cast<bool>(copy));
+    for (const auto& [formats, values] : rows) {
+        for (size_t i = 0; i < values.size(); ++i) {
+            SCOPED_TRACE(formats + (" value " + std::to_string(i)));
+            const CFTypeRef value = values[i];
+            const bool inXML = std::strstr(formats, "XML"), inBinary = *formats;
+            EXPECT_EQ(*formats == 'O', CFPropertyListIsValid(value, kCFPropertyListOpenStepFormat));
+            EXPECT_EQ(inXML, CFPropertyListIsValid(value, kXML));
+            EXPECT_EQ(inBinary, CFPropertyListIsValid(value, kBinary));
+            EXPECT_FALSE(CFPropertyListIsValid(value, 150));
+            EXPECT_EQ(inXML, !WriteList(value, kXML).empty());
+            EXPECT_EQ(inBinary, !WriteList(value, kBinary).empty());
+            EXPECT_EQ("", WriteList(value, kCFPropertyListOpenStepFormat));
+            // A date that no format takes is a valid object all the same.
+            Owned<CFTypeRef> copy(CFPropertyListCreateDeepCopy(nullptr, value, 0));
+            EXPECT_EQ(inBinary || value == infinite, static_cast<bool>(copy));
+        }
     }
 }
 
