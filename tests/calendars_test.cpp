@@ -89,6 +89,37 @@ TEST_F(Calendars, NamedZonesKeepWhatTheSystemKeeps)
     }
 }
 
+TEST_F(Calendars, GapsAndOverlapsReadAsStandardTime)
+{
+    setenv("TZ", "Europe/Berlin", true);
+    const Zone zone(CFTimeZoneCopySystem());
+    const CFAbsoluteTime summer = At(2024, 3, 31, 1), winter = At(2024, 10, 27, 1);
+    EXPECT_EQ(3600, CFTimeZoneGetSecondsFromGMT(zone, summer - 0.5));
+    EXPECT_EQ(7200, CFTimeZoneGetSecondsFromGMT(zone, summer));
+    // Every moment outside the repeated hour comes back; in it the later, standard one is meant.
+    for (const CFAbsoluteTime change : {summer, winter}) {
+        for (CFAbsoluteTime at = change - kDay; at < change + kDay; at += 450) {
+            const CFGregorianDate local = CFAbsoluteTimeGetGregorianDate(at, zone);
+            const bool isRepeated = at >= winter - kHour && at < winter;
+            ASSERT_EQ(isRepeated ? at + kHour : at, CFGregorianDateGetAbsoluteTime(local, zone));
+        }
+    }
+    // Half an hour into the gap, which no moment reads as.
+    EXPECT_EQ(summer + kHour / 2, At(2024, 3, 31, 2, 30, 0, zone));
+}
+
+TEST_F(Calendars, TheSystemIsAskedForTimeAndZone)
+{
+    FakeTable table;
+    table->wallClockMicros = [] { return int64_t{978307200} * 1000000 + 1500001; };
+    EXPECT_EQ(1.500001, CFAbsoluteTimeGetCurrent());
+    table->localZoneName = [](char*, size_t) { return ENOENT; };
+    table->localOffset = [](int64_t, int32_t*, bool*) { return EOVERFLOW; };
+    const Zone zone(CFTimeZoneCopySystem());
+    EXPECT_EQ("GMT", Utf8Of(CFTimeZoneGetName(zone)));
+    EXPECT_EQ(0, CFTimeZoneGetSecondsFromGMT(zone, 1500000));
+}
+
 TEST_F(Calendars, NamesThatAreNoZonesAreRefused)
 {
     const std::pair<const char*, double> rows[] = {

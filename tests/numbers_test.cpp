@@ -1,7 +1,6 @@
-// Numbers, booleans, dates and time zones.
+// Numbers, booleans and dates.
 
 #include "Number_p.h"
-#include "support/FakePlatform.h"
 #include "support/Test.h"
 
 #include <bit>
@@ -270,55 +269,6 @@ TEST_F(Dates, TheDefaultZoneCanBeSetAndRestored)
     CFTimeZoneSetDefault(nullptr);
     Owned<CFTimeZoneRef> restored(CFTimeZoneCopyDefault());
     EXPECT_TRUE(CFEqual(Owned<CFTimeZoneRef>(CFTimeZoneCopySystem()), restored));
-}
-
-// Lets a test answer for the system, here with a clock that stands still and a zone two hours east
-// that keeps summer time from second 1,000,000 to 2,000,000.
-class SummerZone : public Dates {
-protected:
-    SummerZone()
-    {
-        table_->wallClockMicros = [] { return int64_t{978307200} * 1000000 + 1500001; };
-        table_->localZoneName = [](char* buffer, size_t size) {
-            std::snprintf(buffer, size, "Test/Summer");
-            return 0;
-        };
-        table_->localOffset = [](int64_t utcSeconds, int32_t* secondsEast, bool* isDaylight) {
-            const int64_t at = utcSeconds - 978307200;
-            *isDaylight = at >= 1000000 && at < 2000000;
-            *secondsEast = *isDaylight ? 10800 : 7200;
-            return 0;
-        };
-    }
-    FakeTable table_;
-};
-
-TEST_F(SummerZone, GapsAndOverlapsReadAsStandardTime)
-{
-    Owned<CFTimeZoneRef> zone(CFTimeZoneCopySystem());
-    EXPECT_EQ("Test/Summer", Utf8Of(CFTimeZoneGetName(zone)));
-    EXPECT_EQ(1.500001, CFAbsoluteTimeGetCurrent());
-    EXPECT_EQ(7200, CFTimeZoneGetSecondsFromGMT(zone, 999999.5));
-    EXPECT_EQ(10800, CFTimeZoneGetSecondsFromGMT(zone, 1000000));
-    // Every moment outside the repeated hour comes back; in it the later, standard one is meant.
-    for (double at = 900000; at < 2100000; at += 450) {
-        const CFGregorianDate local = CFAbsoluteTimeGetGregorianDate(at, zone);
-        const bool isRepeated = at >= 2000000 - 3600 && at < 2000000;
-        ASSERT_EQ(isRepeated ? at + 3600 : at, CFGregorianDateGetAbsoluteTime(local, zone)) << at;
-    }
-    // Half an hour into the gap, which no moment reads as.
-    CFGregorianDate gap = CFAbsoluteTimeGetGregorianDate(1000000 + 1800, nullptr);
-    gap.hour = static_cast<SInt8>(gap.hour + 2);
-    EXPECT_EQ(1000000 + 1800, CFGregorianDateGetAbsoluteTime(gap, zone));
-}
-
-TEST_F(SummerZone, FallsBackToGMTWhenTheSystemDoesNotTell)
-{
-    table_->localZoneName = [](char*, size_t) { return ENOENT; };
-    table_->localOffset = [](int64_t, int32_t*, bool*) { return EOVERFLOW; };
-    Owned<CFTimeZoneRef> zone(CFTimeZoneCopySystem());
-    EXPECT_EQ("GMT", Utf8Of(CFTimeZoneGetName(zone)));
-    EXPECT_EQ(0, CFTimeZoneGetSecondsFromGMT(zone, 1500000));
 }
 
 }  // namespace
