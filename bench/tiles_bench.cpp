@@ -1,4 +1,5 @@
-// Tiled images: paging a 1.6 GB image through 400 MB, random tiles, locks of resident tiles.
+// Tiled images: paging a 1.6 GB image through 400 MB, random tiles, locks of resident tiles. GEGL
+// and OpenImageIO do the same where the machine has them; the latter reads only, from a file.
 //
 // The rows named Floor do the same work with bare calls of the system: a tile copied, written at
 // its offset and read back, without a cache or a check. Of the passes through the whole image the
@@ -10,6 +11,7 @@
 #include "Image/ImageRecFile.h"
 #include "PXCore/PXImageCache.h"
 #include "PXCore/PXImageTiles.h"
+#include "TilePeers.h"
 
 #include <benchmark/benchmark.h>
 
@@ -95,11 +97,34 @@ double Least(const std::vector<double>& values)
     return *std::min_element(values.begin(), values.end());
 }
 
-void Passes(benchmark::internal::Benchmark* row)
+void Passes8(benchmark::internal::Benchmark* row)
 {
-    row->Arg(8)->Arg(16)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(5);
+    row->Arg(8)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(5);
     row->ReportAggregatesOnly(true)->ComputeStatistics("least", Least);
 }
+
+void Passes(benchmark::internal::Benchmark* row)
+{
+    Passes8(row);
+    row->Arg(16);
+}
+
+double SecondsSince(int64_t begin)
+{
+    return double(px::os::Os().monotonicNanos() - begin) * 1e-9;
+}
+
+// The two halves of a row's time, which the row is the sum of.
+struct Halves {
+    double writing = 0;
+    double reading = 0;
+
+    void Report(benchmark::State& state) const
+    {
+        state.counters["write_s"] = writing / double(state.iterations());
+        state.counters["read_s"] = reading / double(state.iterations());
+    }
+};
 
 void WriteAll(PXImage image, std::vector<char>& pixels, int64_t rowBytes)
 {
@@ -109,14 +134,23 @@ void WriteAll(PXImage image, std::vector<char>& pixels, int64_t rowBytes)
     }
 }
 
-void ReadAll(PXImage image, std::vector<char>& pixels, int64_t rowBytes)
+// Calls `read(index)`, which must bring the tile into `pixels`, for all tiles.
+template <class Read>
+void CheckAll(const std::vector<char>& pixels, Read read)
 {
     for (int32_t i = 0; i < kTiles; ++i) {
-        if (PXImageRead2(image, TileRect(i, kColumns), pixels.data(), rowBytes)) std::abort();
+        read(i);
         int32_t first = 0;
         std::memcpy(&first, pixels.data(), sizeof(first));
         if (first != i) std::abort();
     }
+}
+
+void ReadAll(PXImage image, std::vector<char>& pixels, int64_t rowBytes)
+{
+    CheckAll(pixels, [&](int32_t i) {
+        if (PXImageRead2(image, TileRect(i, kColumns), pixels.data(), rowBytes)) std::abort();
+    });
 }
 
 // Seconds to write the image and to read it back, tile by tile.
@@ -126,17 +160,19 @@ void WriteThenRead(benchmark::State& state)
     PXImageSetCacheMemAbsolute(kLimit);
     std::vector<char> pixels = RandomTile(depth);
     const int64_t rowBytes = int64_t{kTile} * 4 * depth / 8;
-    double writing = 0;
+    Halves halves;
     for (auto _ : state) {
         state.PauseTiming();
         WarmMemory(pixels);
         state.ResumeTiming();
         PXImage image = MakeTiled(kSide, kSide, depth);
         PXImageResetCachePeak();
-        const int64_t begin = px::os::Os().monotonicNanos();
+        int64_t begin = px::os::Os().monotonicNanos();
         WriteAll(image, pixels, rowBytes);
-        writing += double(px::os::Os().monotonicNanos() - begin) * 1e-9;
+        halves.writing += SecondsSince(begin);
+        begin = px::os::Os().monotonicNanos();
         ReadAll(image, pixels, rowBytes);
+        halves.reading += SecondsSince(begin);
         state.PauseTiming();
         PXImageRelease(image);
         PXImageShutdown();
@@ -144,7 +180,7 @@ void WriteThenRead(benchmark::State& state)
     }
     PXImageCacheStatistics statistics;
     (void)PXImageGetCacheStatistics(&statistics);
-    state.counters["write_s"] = writing / double(state.iterations());
+    halves.Report(state);
     state.counters["peak_MB"] = double(statistics.peakBytes) * 1e-6;
 }
 BENCHMARK(WriteThenRead)->Apply(Passes);
@@ -159,35 +195,53 @@ void FloorWriteThenRead(benchmark::State& state)
     const size_t count = static_cast<size_t>(kLimit) / bytes;
     auto* buffers = static_cast<char*>(px::os::Os().reserveBlock(count * bytes));
     std::vector<char> pixels(bytes);
-    double writing = 0;
+    Halves halves;
     for (auto _ : state) {
         state.PauseTiming();
         WarmMemory(source);
         state.ResumeTiming();
         auto file = std::make_unique<CacheFile>();
-        const int64_t begin = px::os::Os().monotonicNanos();
+        int64_t begin = px::os::Os().monotonicNanos();
         const auto writeOut = [&](size_t i) { file->Write(buffers + i % count * bytes, bytes, i); };
         for (size_t i = 0; i < kTiles; ++i) {
             if (i >= count) writeOut(i - count);
             std::memcpy(buffers + i % count * bytes, source.data(), bytes);
         }
-        writing += double(px::os::Os().monotonicNanos() - begin) * 1e-9;
+        halves.writing += SecondsSince(begin);
+        begin = px::os::Os().monotonicNanos();
         for (size_t i = kTiles - count; i < kTiles; ++i) writeOut(i);
         for (size_t i = 0; i < kTiles; ++i) {
             char* buffer = buffers + i % count * bytes;
             file->Read(buffer, bytes, i);
             std::memcpy(pixels.data(), buffer, bytes);
         }
+        halves.reading += SecondsSince(begin);
         state.PauseTiming();
         file = {};
         state.ResumeTiming();
     }
-    state.counters["write_s"] = writing / double(state.iterations());
+    halves.Report(state);
     px::os::Os().freeBlock(buffers, count * bytes);
 }
 BENCHMARK(FloorWriteThenRead)->Apply(Passes);
 
 // Microseconds for a tile anywhere in the image, most of which are not in memory.
+template <class Read>
+void RandomReads(benchmark::State& state, Read read)
+{
+    std::mt19937 random(2);
+    std::vector<double> micros;
+    for (auto _ : state) {
+        const auto index = static_cast<int32_t>(random() % kTiles);
+        const int64_t begin = px::os::Os().monotonicNanos();
+        read(index);
+        micros.push_back(SecondsSince(begin) * 1e6);
+    }
+    std::sort(micros.begin(), micros.end());
+    state.counters["median_us"] = micros[micros.size() / 2];
+    state.counters["p99_us"] = micros[micros.size() * 99 / 100];
+}
+
 void RandomTiles(benchmark::State& state)
 {
     PXImageSetCacheMemAbsolute(kLimit);
@@ -196,19 +250,11 @@ void RandomTiles(benchmark::State& state)
     WriteAll(image, pixels, int64_t{kTile} * 4);
     if (PXImagePurge(image)) std::abort();  // so that everything is in its slot
     ReadAll(image, pixels, int64_t{kTile} * 4);
-    std::mt19937 random(2);
-    std::vector<double> micros;
-    for (auto _ : state) {
-        const auto index = static_cast<int32_t>(random() % kTiles);
-        const int64_t begin = px::os::Os().monotonicNanos();
-        if (PXImageRead2(image, TileRect(index, kColumns), pixels.data(), int64_t{kTile} * 4)) {
+    RandomReads(state, [&](int32_t i) {
+        if (PXImageRead2(image, TileRect(i, kColumns), pixels.data(), int64_t{kTile} * 4)) {
             std::abort();
         }
-        micros.push_back(double(px::os::Os().monotonicNanos() - begin) * 1e-3);
-    }
-    std::sort(micros.begin(), micros.end());
-    state.counters["median_us"] = micros[micros.size() / 2];
-    state.counters["p99_us"] = micros[micros.size() * 99 / 100];
+    });
     PXImageRelease(image);
     PXImageShutdown();
 }
@@ -217,19 +263,8 @@ void FloorRandomTiles(benchmark::State& state)
 {
     CacheFile file;
     std::vector<char> pixels = RandomTile(8);
-    const size_t bytes = pixels.size();
-    for (size_t i = 0; i < kTiles; ++i) file.Write(pixels.data(), bytes, i);
-    std::mt19937 random(2);
-    std::vector<double> micros;
-    for (auto _ : state) {
-        const size_t slot = random() % kTiles;
-        const int64_t begin = px::os::Os().monotonicNanos();
-        file.Read(pixels.data(), bytes, slot);
-        micros.push_back(double(px::os::Os().monotonicNanos() - begin) * 1e-3);
-    }
-    std::sort(micros.begin(), micros.end());
-    state.counters["median_us"] = micros[micros.size() / 2];
-    state.counters["p99_us"] = micros[micros.size() * 99 / 100];
+    for (size_t i = 0; i < kTiles; ++i) file.Write(pixels.data(), pixels.size(), i);
+    RandomReads(state, [&](int32_t i) { file.Read(pixels.data(), pixels.size(), size_t(i)); });
 }
 BENCHMARK(FloorRandomTiles)->Iterations(2000)->Unit(benchmark::kMicrosecond);
 BENCHMARK(RandomTiles)->Iterations(2000)->Unit(benchmark::kMicrosecond);
@@ -261,5 +296,138 @@ void FloorLockResident(benchmark::State& state)
 }
 BENCHMARK(FloorLockResident)->Threads(1)->Threads(2)->Threads(8);
 BENCHMARK(LockResident)->Threads(1)->Threads(2)->Threads(8);
+
+#if defined(PX_HAVE_GEGL) || defined(PX_HAVE_OIIO)
+// The picture of the passes, and one whose tiles all stay in memory.
+px::bench::TiledPicture Large()
+{
+    return {kSide, kTile, kLimit, px::DefaultCacheRoot()};
+}
+
+px::bench::TiledPicture Small()
+{
+    return {8 * kTile, kTile, kLimit, px::DefaultCacheRoot()};
+}
+
+template <class Tiles>
+void LockResidentOf(benchmark::State& state, const Tiles& tiles)
+{
+    typename Tiles::Locker locker(tiles);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(locker.Lock(state.thread_index()));
+        locker.Unlock();
+    }
+}
+#endif
+
+#if defined(PX_HAVE_GEGL)
+void WriteAll(px::bench::GEGLTiles& tiles, std::vector<char>& pixels)
+{
+    for (int32_t i = 0; i < kTiles; ++i) {
+        std::memcpy(pixels.data(), &i, sizeof(i));
+        tiles.Write(i, pixels.data());
+    }
+}
+
+void ReadAll(const px::bench::GEGLTiles& tiles, std::vector<char>& pixels)
+{
+    CheckAll(pixels, [&](int32_t i) { tiles.Read(i, pixels.data()); });
+}
+
+void GEGLWriteThenRead(benchmark::State& state)
+{
+    std::vector<char> pixels = RandomTile(8);
+    Halves halves;
+    for (auto _ : state) {
+        state.PauseTiming();
+        WarmMemory(pixels);
+        auto tiles = std::make_unique<px::bench::GEGLTiles>(Large());
+        state.ResumeTiming();
+        int64_t begin = px::os::Os().monotonicNanos();
+        WriteAll(*tiles, pixels);
+        halves.writing += SecondsSince(begin);
+        begin = px::os::Os().monotonicNanos();
+        ReadAll(*tiles, pixels);
+        halves.reading += SecondsSince(begin);
+        state.PauseTiming();
+        tiles = {};
+        state.ResumeTiming();
+    }
+    halves.Report(state);
+}
+BENCHMARK(GEGLWriteThenRead)->Apply(Passes8);
+
+void GEGLRandomTiles(benchmark::State& state)
+{
+    std::vector<char> pixels = RandomTile(8);
+    px::bench::GEGLTiles tiles(Large());
+    WriteAll(tiles, pixels);
+    ReadAll(tiles, pixels);
+    RandomReads(state, [&](int32_t i) { tiles.Read(i, pixels.data()); });
+}
+BENCHMARK(GEGLRandomTiles)->Iterations(2000)->Unit(benchmark::kMicrosecond);
+
+// A tile found, referred to and locked for reading, by the calls that its iterators rest on.
+void GEGLLockResident(benchmark::State& state)
+{
+    static const auto tiles = [] {
+        auto made = std::make_unique<px::bench::GEGLTiles>(Small());
+        const std::vector<char> pixels = RandomTile(8);
+        for (int32_t i = 0; i < 8; ++i) made->Write(i, pixels.data());
+        return made;
+    }();
+    LockResidentOf(state, *tiles);
+}
+BENCHMARK(GEGLLockResident)->Threads(1)->Threads(2)->Threads(8);
+#endif
+
+#if defined(PX_HAVE_OIIO)
+auto OIIOFile(const px::bench::TiledPicture& picture, std::vector<char>& pixels)
+{
+    return std::make_unique<px::bench::OIIOTiles>(picture, [&](int32_t i) {
+        std::memcpy(pixels.data(), &i, sizeof(i));
+        return pixels.data();
+    });
+}
+
+void OIIORead(benchmark::State& state)
+{
+    std::vector<char> pixels = RandomTile(8);
+    Halves halves;
+    for (auto _ : state) {
+        state.PauseTiming();
+        WarmMemory(pixels);
+        auto tiles = OIIOFile(Large(), pixels);
+        state.ResumeTiming();
+        const int64_t begin = px::os::Os().monotonicNanos();
+        CheckAll(pixels, [&](int32_t i) { tiles->Read(i, pixels.data()); });
+        halves.reading += SecondsSince(begin);
+        state.PauseTiming();
+        tiles = {};
+        state.ResumeTiming();
+    }
+    halves.Report(state);
+}
+BENCHMARK(OIIORead)->Apply(Passes8);
+
+void OIIORandomTiles(benchmark::State& state)
+{
+    std::vector<char> pixels = RandomTile(8);
+    const auto tiles = OIIOFile(Large(), pixels);
+    CheckAll(pixels, [&](int32_t i) { tiles->Read(i, pixels.data()); });
+    RandomReads(state, [&](int32_t i) { tiles->Read(i, pixels.data()); });
+}
+BENCHMARK(OIIORandomTiles)->Iterations(2000)->Unit(benchmark::kMicrosecond);
+
+void OIIOLockResident(benchmark::State& state)
+{
+    static const auto tiles = [] {
+        std::vector<char> pixels = RandomTile(8);
+        return OIIOFile(Small(), pixels);
+    }();
+    LockResidentOf(state, *tiles);
+}
+BENCHMARK(OIIOLockResident)->Threads(1)->Threads(2)->Threads(8);
+#endif
 
 }  // namespace
