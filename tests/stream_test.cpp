@@ -469,6 +469,10 @@ TEST_F(StreamTest, MemoryIsChangedInPlaceOrCopied)
     uint64_t position = 0;
     memory.GetPos(position);
     EXPECT_EQ(102U, position);
+    memory.SetPos(2);  // its own bytes
+    size_t size = 10;
+    EXPECT_EQ(kOK, memory.WriteChunk(CFDataGetBytePtr(owned), size));
+    EXPECT_EQ("121234abcd!?", BytesOf(owned));
     const auto constant = DataOf("constant");
     memory.SetConstantData(constant);
     memory.SetPos(1);

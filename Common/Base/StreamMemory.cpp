@@ -93,16 +93,18 @@ PXStatus CBaseStreamMemory::WriteChunk(const void* buffer, size_t& size)
     size = 0;
     if (!MakeChangeable()) return PX_FAIL(kPXErrCreate);
     const uint64_t length = Length();
-    const auto* bytes = static_cast<const UInt8*>(buffer);
-    const auto inside =
-        static_cast<size_t>(std::min<uint64_t>(wanted, length - std::min(position_, length)));
-    if (inside > 0) {
-        std::memmove(CFDataGetMutableBytePtr(changeable_) + position_, bytes, inside);
+    const uint64_t start = std::min(position_, length);
+    const auto inside = static_cast<size_t>(std::min<uint64_t>(wanted, length - start));
+    // In one step, because the bytes may be some of the data's own.
+    if (inside < wanted) {
+        CFDataReplaceBytes(changeable_,
+                           CFRangeMake(static_cast<CFIndex>(start), static_cast<CFIndex>(inside)),
+                           static_cast<const UInt8*>(buffer), static_cast<CFIndex>(wanted));
+    } else if (inside > 0) {
+        std::memmove(CFDataGetMutableBytePtr(changeable_) + start, buffer, inside);
     }
-    const size_t behind = wanted - inside;
-    if (behind > 0) CFDataAppendBytes(changeable_, bytes + inside, static_cast<CFIndex>(behind));
-    const bool hasGrown = Length() == length + behind;
-    size = hasGrown ? wanted : inside;
+    const bool hasGrown = Length() == length + (wanted - inside);
+    if (hasGrown) size = wanted;
     position_ += size;
     return hasGrown ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
 }
