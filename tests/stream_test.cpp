@@ -348,6 +348,11 @@ TEST_F(StreamTest, FilesOpenAsTheirModeSays)
         EXPECT_EQ(row.read, file->ReadChunk(&byte, 0, size));
         if (row.read != kPXOK) file->SetPos(0);
         EXPECT_EQ(row.write, Put(*file, "xy"));
+        uint64_t position = 0;
+        EXPECT_EQ(kOK, file->GetPos(position));
+        if (row.write == kPXOK) {
+            EXPECT_EQ(std::strchr(row.after, 'y') - row.after + 1, static_cast<int64_t>(position));
+        }
         EXPECT_EQ(kOK, file->Flush());
         EXPECT_EQ(row.after, Content(Path("modes")));
     }

@@ -163,6 +163,13 @@ int BufferedFile::WriteDirectly(const char* bytes, size_t size, size_t* done)
     return error;
 }
 
+// Where the bytes that wait will lie in append mode, so that the position counts from there.
+void BufferedFile::GoToEnd()
+{
+    os::FileFacts facts;
+    if (Os().factsOfFile(file_, &facts) == 0 && facts.isRegular) offset_ = facts.size;
+}
+
 size_t BufferedFile::Write(const void* buffer, size_t size)
 {
     const auto* bytes = static_cast<const char*>(buffer);
@@ -172,6 +179,7 @@ size_t BufferedFile::Write(const void* buffer, size_t size)
     if (!error && (size >= kBufferBytes || !isBuffered_)) {
         error = WriteDirectly(bytes, size, &done);
     } else if (!error && size > 0) {
+        if (appends_ && waiting_ == 0) GoToEnd();
         std::memcpy(buffer_.get() + waiting_, bytes, size);
         waiting_ += size;
         done = size;

@@ -54,6 +54,7 @@ private:
     int MayTransfer(bool toWrite);
     int DropReadAhead();
     size_t ReadDirectly(char* buffer, size_t size);
+    void GoToEnd();
     int WriteDirectly(const char* bytes, size_t size, size_t* done);
     void Note(int error);
 
