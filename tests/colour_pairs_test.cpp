@@ -312,6 +312,14 @@ TEST(TransformCacheThreads, ShareTransformsBothWays)
         work(1);
         other.join();
     }
+    for (int round = 0; round < 20; ++round) {
+        px::TransformCache::Shared().Clear();
+        Built theirs;  // that was missed at the same time
+        std::thread other([&] { theirs = CachedTransform(srgb, adobe); });
+        const Built ours = CachedTransform(srgb, adobe);
+        other.join();
+        ASSERT_EQ(ours.Get(), theirs.Get());
+    }
 }
 
 }  // namespace

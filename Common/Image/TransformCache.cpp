@@ -13,7 +13,6 @@ TransformCache& TransformCache::Shared()
 
 PXRef<BuiltTransform> TransformCache::Find(const TransformKey& key)
 {
-    MutexLocker lock(mutex_);
     const auto found = std::find_if(entries_.begin(), entries_.end(),
                                     [&](const auto& entry) { return entry->Key() == key; });
     if (found == entries_.end()) return {};
@@ -23,10 +22,10 @@ PXRef<BuiltTransform> TransformCache::Find(const TransformKey& key)
 
 PXRef<BuiltTransform> TransformCache::Insert(PXRef<BuiltTransform> built)
 {
-    // Another thread may have been faster.
-    if (PXRef<BuiltTransform> first = Find(built->Key())) return first;
     PXRef<BuiltTransform> last;  // freed without the lock
     MutexLocker lock(mutex_);
+    // Another thread may have been faster.
+    if (PXRef<BuiltTransform> first = Find(built->Key())) return first;
     if (entries_.size() == kCapacity) {
         last = std::move(entries_.back());
         entries_.pop_back();
@@ -42,7 +41,10 @@ PXRef<BuiltTransform> TransformCache::Get(const LCMSColorProfile& source,
 {
     const TransformKey key = {source.ContentId(), destination.ContentId(), sourceType,
                               destinationType, ToCMSIntent(intent)};
-    if (PXRef<BuiltTransform> found = Find(key)) return found;
+    {
+        MutexLocker lock(mutex_);
+        if (PXRef<BuiltTransform> found = Find(key)) return found;
+    }
     PXRef<BuiltTransform> built =
         BuiltTransform::Make(source, destination, sourceType, destinationType, intent);
     return built ? Insert(std::move(built)) : built;

@@ -29,7 +29,7 @@ private:
     friend class NeverDestroyed<TransformCache>;
     TransformCache() = default;
 
-    PXRef<BuiltTransform> Find(const TransformKey& key);
+    PXRef<BuiltTransform> Find(const TransformKey& key) PX_REQUIRES_LOCK(mutex_);
     PXRef<BuiltTransform> Insert(PXRef<BuiltTransform> built);
 
     // Tables of a transform take up to a few megabytes; pictures rarely mix more kinds than this.
