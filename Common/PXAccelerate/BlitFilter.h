@@ -36,8 +36,6 @@ public:
 
     int64_t SourceSize() const { return sourceSize_; }
     int64_t DestinationSize() const { return destinationSize_; }
-    float Scale() const { return scale_; }
-    float Stretch() const { return stretch_; }
     float Radius() const { return radius_; }
     int64_t MaxCount() const { return maxCount_; }
 
