@@ -1,5 +1,5 @@
 // Works like a busy application for as long as it is told: images that page, conversions, scaling,
-// turning, presets, tasks and messages, from several threads at once. Sixty times it prints memory
+// turning, lists, tasks and messages, from several threads at once. Sixty times it prints memory
 // and handles; at the end neither may have grown since the first quarter. Memory is held against it
 // in runs of minutes only, because caches fill in the first of them. usage: soak MINUTES [SEED]
 
@@ -12,14 +12,9 @@
 #include "Base/Task.h"
 #include "Base/TaskQueue.h"
 #include "PXAccelerate/PXAccelerate.h"
-#include "PXCore/PXColorProfile.h"
-#include "PXCore/PXImage.h"
-#include "PXCore/PXImageAffineTransform.h"
 #include "PXCore/PXImageCache.h"
-#include "PXCore/PXImageDerived.h"
-#include "PXCore/PXUtils.h"
-#include "support/Images.h"
 #include "support/Test.h"
+#include "support/Works.h"
 
 namespace {
 
@@ -69,40 +64,10 @@ void PageImage(Random& random)
     }
 }
 
-void ConvertImage(Random& random)
+void DoAnyWork(Random& random)
 {
-    const PXRect bounds = {0, 0, Side(random), Side(random)};
-    const auto source = random() % 2 ? kPXDataSourceTiled : kPXDataSourceMemory;
-    const Image image = Make(bounds, 8, 3, source);
-    const auto from = PXColorProfileCreateStandard(kPXColorStandardSRGB);
-    const auto to = PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998);
-    Check(PXColorProfileConvertProfile(from, to, image, image, bounds,
-                                       kPXIntentRelativeColorimetric) == 0,
-          "no conversion");
-    PXColorProfileRelease(from);
-    PXColorProfileRelease(to);
-}
-
-void ScaleAndTurn(Random& random)
-{
-    const Image image = Make({0, 0, Side(random), Side(random)}, 8, 4, kPXDataSourceMemory);
-    PXImage scaled = nullptr;
-    Check(PXImageCreateScaledToFit(image, {Side(random), Side(random)}, nullptr, &scaled) == kPXOK,
-          "no scaled image");
-    const Image owned(scaled);
-    const Image turned = Make({0, 0, Side(random), Side(random)}, 8, 4, kPXDataSourceTiled);
-    Check(PXImageTransformImage(owned, turned, PXImageGetBounds(turned),
-                                {0.8F, -0.6F, 0.6F, 0.8F, 3, 5}, nullptr) == 0,
-          "no turned image");
-}
-
-void KeepSettings(Random& random)
-{
-    const auto settings = DictionaryOf({{CFSTR("exposure"), Number(double(random() % 1000))}});
-    const Owned<CFDataRef> xml(PXUtilsCreateXMLData(nullptr, settings));
-    const Owned<CFDictionaryRef> again(
-        PXUtilsCreateDictionaryFromXMLData(nullptr, xml, kCFPropertyListImmutable, nullptr));
-    Check(CFEqual(settings, again), "a setting was lost");
+    const Work& work = kWorks[random() % std::size(kWorks)];
+    Check(work.run(), work.name);
 }
 
 class Signal final : public CBaseTask {
@@ -152,12 +117,11 @@ void TalkToServer(Random& random)
     api->Disconnect();
 }
 
-void Work(uint64_t seed)
+void Run(uint64_t seed)
 {
-    static constexpr void (*kWorks[])(Random&) = {PageImage,    ConvertImage, ScaleAndTurn,
-                                                  KeepSettings, RunTasks,     TalkToServer};
+    static constexpr void (*kAll[])(Random&) = {PageImage, DoAnyWork, RunTasks, TalkToServer};
     Random random(seed);
-    for (; !isOver; ++rounds) kWorks[random() % std::size(kWorks)](random);
+    for (; !isOver; ++rounds) kAll[random() % std::size(kAll)](random);
 }
 
 constexpr const char* kNames[] = {"MiB", "handles", "threads"};
@@ -215,7 +179,7 @@ int main(int count, char** arguments)
     serverPort = server->GetPort();
 
     std::vector<std::thread> workers;
-    for (uint64_t i = 0; i < kThreads; ++i) workers.emplace_back(Work, seed + i);
+    for (uint64_t i = 0; i < kThreads; ++i) workers.emplace_back(Run, seed + i);
     constexpr int kLooks = 60;
     std::vector<Numbers> looks;
     for (int i = 0; i < kLooks; ++i) {
