@@ -67,26 +67,18 @@ TEST(Log, ComposesEachPieceInItsPlace)
     fake->writeDebugText = [](const char* text) {
         debugTexts += std::string(text) == "PXProcess has not been initialized";
     };
-    const struct {
-        const char* name;
-        PXLogStyle style;
-        int32_t errorNumber;
-        const char* pattern;
-    } rows[] = {
-        {"bare", {0, 0, 0, 0, 0, 4}, 0, "m"},
-        {"line end", {1, 0, 0, 0, 0, 4}, 0, "m\n"},
-        {"error number", {1, 0, 0, 0, 0, 4}, -5, "m Error Number = -5\n"},
-        {"tag", {0, 0, 1, 0, 0, 4}, 0, R"(\[ 77\] m)"},
-        {"indentation", {0, 0, 0, 1, 0, 4}, 0, " m"},
-        {"all", {1, 1, 1, 1, 1, 4}, 3, " \\[ 77\\] [0-9]{4}-.* S - m Error Number = 3\n"},
-    };
     px::LogLineComposer composer;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const auto line =
-            composer.Compose(row.style, {CFSTR("S"), nullptr, row.errorNumber, CFSTR("m")});
-        EXPECT_THAT(px::UTF8Of(line.Get()), MatchesRegex(row.pattern));
-    }
+    const auto composed = [&](PXLogStyle style, int32_t errorNumber = 0) {
+        return px::UTF8Of(
+            composer.Compose(style, {CFSTR("S"), nullptr, errorNumber, CFSTR("m")}).Get());
+    };
+    EXPECT_EQ("m", composed({0, 0, 0, 0, 0, 4}));
+    EXPECT_EQ("m\n", composed({1, 0, 0, 0, 0, 4}));
+    EXPECT_EQ("m Error Number = -5\n", composed({1, 0, 0, 0, 0, 4}, -5));
+    EXPECT_EQ("[ 77] m", composed({0, 0, 1, 0, 0, 4}));
+    EXPECT_EQ(" m", composed({0, 0, 0, 1, 0, 4}));
+    EXPECT_THAT(composed({1, 1, 1, 1, 1, 4}, 3),
+                MatchesRegex(" \\[ 77\\] [0-9]{4}-.* S - m Error Number = 3\n"));
     EXPECT_EQ(2, debugTexts);
 }
 
@@ -98,31 +90,26 @@ TEST(Log, StampsWholeSecondsOfTheDefaultZone)
     FakeTable fake;
     fake->wallClockMicros = [] { return micros; };
     constexpr int64_t kMorning = 1'773'050'706;  // 2026-03-09 10:05:06 UTC
-    const struct {
-        int64_t micros;
-        double hoursEast;
-        const char* stamp;
-    } rows[] = {
-        {400'000, 0, "2026-03-09 10:05:06 S - "},    {499'999, 0, "2026-03-09 10:05:06 S - "},
-        {500'000, 0, "2026-03-09 10:05:06 S - "},    {500'001, 0, "2026-03-09 10:05:07 S - "},
-        {999'999, 0, "2026-03-09 10:05:07 S - "},    {53'600'000, 0, "2026-03-09 10:05:60 S - "},
-        {54'000'000, 0, "2026-03-09 10:06:00 S - "}, {54'000'001, 0, "2026-03-09 10:06:00 S - "},
-        {54'000'001, -2, "2026-03-09 8:06:00 S - "}, {54'000'001, 14.5, "2026-03-10 0:36:00 S - "},
-        {400'000, 14.5, "2026-03-10 0:35:06 S - "},
-    };
     px::LogLineComposer composer;
-    double hoursEast = -99;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.stamp);
-        micros = kMorning * 1'000'000 + row.micros;
-        if (row.hoursEast != hoursEast) {
-            hoursEast = row.hoursEast;
-            CFTimeZoneSetDefault(FixedZone(hoursEast * 3600));
-        }
+    const auto stamp = [&](int64_t later) {
+        micros = kMorning * 1'000'000 + later;
         const PXLogStyle style = {0, 1, 0, 0, 0, 4};
         const auto line = composer.Compose(style, {CFSTR("S"), CFSTR("D"), 0, CFSTR("")});
-        EXPECT_EQ(row.stamp, px::UTF8Of(line.Get()));
-    }
+        return px::UTF8Of(line.Get());
+    };
+    CFTimeZoneSetDefault(FixedZone(0));
+    for (const int64_t later : {400'000, 499'999, 500'000})
+        EXPECT_EQ("2026-03-09 10:05:06 S - ", stamp(later));
+    for (const int64_t later : {500'001, 999'999})
+        EXPECT_EQ("2026-03-09 10:05:07 S - ", stamp(later));
+    EXPECT_EQ("2026-03-09 10:05:60 S - ", stamp(53'600'000));
+    for (const int64_t later : {54'000'000, 54'000'001})
+        EXPECT_EQ("2026-03-09 10:06:00 S - ", stamp(later));
+    CFTimeZoneSetDefault(FixedZone(-2 * 3600));
+    EXPECT_EQ("2026-03-09 8:06:00 S - ", stamp(54'000'001));
+    CFTimeZoneSetDefault(FixedZone(14.5 * 3600));
+    EXPECT_EQ("2026-03-10 0:36:00 S - ", stamp(54'000'001));
+    EXPECT_EQ("2026-03-10 0:35:06 S - ", stamp(400'000));
     CFTimeZoneSetDefault(nullptr);
 }
 

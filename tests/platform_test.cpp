@@ -20,38 +20,28 @@ protected:
 
 TEST_F(Platform, OpensFilesAsEachModePromises)
 {
-    const struct {
-        const char* name;
-        OpenMode mode;
-        bool exists;
-        int error;
-        int64_t sizeAfter;  // of a file that held four bytes
-    } rows[] = {
-        {"read, missing", OpenMode::kRead, false, ENOENT, 0},
-        {"read", OpenMode::kRead, true, 0, 4},
-        {"read and write, missing", OpenMode::kReadWrite, false, ENOENT, 0},
-        {"read and write", OpenMode::kReadWrite, true, 0, 4},
-        {"create", OpenMode::kCreate, false, 0, 0},
-        {"create over", OpenMode::kCreate, true, 0, 0},
-        {"create new", OpenMode::kCreateNew, false, 0, 0},
-        {"create new over", OpenMode::kCreateNew, true, EEXIST, 4},
-        {"create new shared", OpenMode::kCreateNewShared, false, 0, 0},
-        {"create new shared over", OpenMode::kCreateNewShared, true, EEXIST, 4},
-        {"append", OpenMode::kAppend, true, 0, 4},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    // The error, or the size of the file, which held nothing or four bytes.
+    const auto opened = [&](OpenMode mode, bool exists) -> int64_t {
         fs::remove(root_ / "f");
-        if (row.exists) Write("f", "four");
+        if (exists) Write("f", "four");
         File file = px::os::kNoFile;
-        EXPECT_EQ(row.error, Open("f", row.mode, &file));
-        EXPECT_EQ(row.error == 0, file != px::os::kNoFile);
-        if (row.error) continue;
+        const int error = Open("f", mode, &file);
+        EXPECT_EQ(error == 0, file != px::os::kNoFile);
+        if (error) return -error;
         px::os::FileFacts facts;
-        ASSERT_EQ(0, Os().factsOfFile(file, &facts));
-        EXPECT_EQ(row.sizeAfter, facts.size);
-        EXPECT_TRUE(row.mode != OpenMode::kCreateNew || facts.permissions == 0600);
+        EXPECT_EQ(0, Os().factsOfFile(file, &facts));
+        EXPECT_TRUE(mode != OpenMode::kCreateNew || facts.permissions == 0600);
         EXPECT_EQ(0, Os().closeFile(file));
+        return facts.size;
+    };
+    for (const OpenMode mode : {OpenMode::kRead, OpenMode::kReadWrite, OpenMode::kAppend})
+        EXPECT_EQ(4, opened(mode, true));
+    for (const OpenMode mode : {OpenMode::kRead, OpenMode::kReadWrite})
+        EXPECT_EQ(-ENOENT, opened(mode, false));
+    EXPECT_EQ(0, opened(OpenMode::kCreate, true) + opened(OpenMode::kCreate, false));
+    for (const OpenMode mode : {OpenMode::kCreateNew, OpenMode::kCreateNewShared}) {
+        EXPECT_EQ(0, opened(mode, false));
+        EXPECT_EQ(-EEXIST, opened(mode, true));
     }
 }
 

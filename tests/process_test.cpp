@@ -141,11 +141,10 @@ TEST_F(Process, FindsProcessesByApplicationId)
         std::snprintf(buffer, size, "%s", paths[id - 10]);
         return 0;
     };
-    const std::map<std::string, uint32_t> rows = {
+    const std::map<std::string, uint32_t> ids = {
         {"kworker", 12},          {"viewer", 13}, {"Viewer", 0}, {"org.example.Viewer", 11},
         {"net.other.EDITOR", 14}, {"editor", 0},  {"a.none", 0}, {"", 0}};
-    for (const auto& [id, wanted] : rows)
-        EXPECT_EQ(wanted, PXProcessGetPIDWithAppID(Text(id))) << id;
+    for (const auto& [name, id] : ids) EXPECT_EQ(id, PXProcessGetPIDWithAppID(Text(name))) << name;
     EXPECT_EQ(0U, PXProcessGetPIDWithAppID(nullptr));
 }
 
@@ -234,36 +233,26 @@ TEST_F(Process, VersionIsOneNumber)
 
 TEST_F(Process, BuildTextsComeFromTheInformationList)
 {
-    const CFStringRef keys[] = {CFSTR("CFBundleShortVersionString"), CFSTR("CFBundleVersion"),
-                                CFSTR("PXBuildBranchName"), CFSTR("PXDeveloperBranchName")};
-    const struct {
-        const char* information[4];
-        uint32_t build;
-        const char *text, *full;
-    } rows[] = {
-        {{}, 0, "0 (local)", "0 (local)"},
-        {{"3.4.5", "12x"}, 0, "3.4.5 (local)", "3.4.5 (local)"},
-        {{"3.4.5", "1234", "release", "fix"}, 1234, "3.4.5 (1234)", "3.4.5 (1234) release fix"},
-        {{nullptr, "4294967296", nullptr, "d"}, 0, "0 (local)", "0 (local) d"},
+    const auto list = DictionaryOf({});
+    const auto texts = [&](const char* version, const char* build) {
+        CFDictionarySetValue(list, CFSTR("CFBundleShortVersionString"), Text(version));
+        CFDictionarySetValue(list, CFSTR("CFBundleVersion"), Text(build));
+        return std::to_string(px::BuildNumberOf(list)) + ": " +
+               Utf8Of(px::BuildStringOf(list, false).Get()) + ", " +
+               Utf8Of(px::BuildStringOf(list, true).Get());
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.full);
-        const auto list = DictionaryOf({});
-        for (size_t i = 0; i < std::size(keys); ++i) {
-            if (row.information[i]) CFDictionarySetValue(list, keys[i], Text(row.information[i]));
-        }
-        EXPECT_EQ(row.build, px::BuildNumberOf(list));
-        EXPECT_EQ(row.text, Utf8Of(px::BuildStringOf(list, false).Get()));
-        EXPECT_EQ(row.full, Utf8Of(px::BuildStringOf(list, true).Get()));
-    }
+    EXPECT_EQ("0 (local)", Utf8Of(px::BuildStringOf(list, true).Get()));
+    EXPECT_EQ("0: 3.4.5 (local), 3.4.5 (local)", texts("3.4.5", "12x"));
+    CFDictionarySetValue(list, CFSTR("PXDeveloperBranchName"), CFSTR("fix"));
+    EXPECT_EQ("0: 3 (local), 3 (local) fix", texts("3", "4294967296"));
+    CFDictionarySetValue(list, CFSTR("PXBuildBranchName"), CFSTR("release"));
+    EXPECT_EQ("1234: 3.4.5 (1234), 3.4.5 (1234) release fix", texts("3.4.5", "1234"));
 }
 
 // In a process of its own, because the main bundle and the main thread are set once.
 TEST_F(Process, StartsWithoutMainThreadAndReadsItsBundle)
 {
-    std::ofstream(root_ / "Info.plist")
-        << "<plist><dict><key>CFBundleShortVersionString</key><string>3.4.5</string>"
-           "<key>CFBundleVersion</key><integer>77</integer></dict></plist>";
+    Write("Info.plist", "CFBundleShortVersionString = \"3.4.5\"; CFBundleVersion = \"77\";");
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto inNewProcess = [this] {
         EventLog events;
@@ -329,12 +318,12 @@ TEST_F(Process, LoadsModulesAndFindsFunctions)
     EXPECT_EQ(kPXOK, PXProcessUnloadDylib(again));
     EXPECT_EQ(1, events.Count(1003));
 
-    std::ofstream(root_ / "text.so") << "no module";
-    const auto url = px::URLOf(root_ / "text.so", false);
-    EXPECT_EQ(kPXErrNotFound, PXProcessLoadDylib(url.Get(), &module));
+    Write("text.so", "no module");
+    const auto url = FileURL(Path("text.so"));
+    EXPECT_EQ(kPXErrNotFound, PXProcessLoadDylib(url, &module));
     EXPECT_EQ(nullptr, module);
     EXPECT_EQ(2, events.Count(1003));
-    EXPECT_EQ(kPXErrBadArgument, PXProcessLoadDylib(url.Get(), nullptr));
+    EXPECT_EQ(kPXErrBadArgument, PXProcessLoadDylib(url, nullptr));
     EXPECT_EQ(kPXErrBadArgument, PXProcessLoadDylib(nullptr, &module));
     for (const char* name : {"", "a/b", "..\\x"})
         EXPECT_EQ(kPXErrBadArgument, PXProcessLoadFramework(Text(name), &module));
@@ -397,10 +386,10 @@ void ExpectExit(int32_t wanted, uint32_t processId)
 
 uint32_t LaunchShell(const std::string& script, CFURLRef folder = nullptr)
 {
-    const auto arguments = ArrayOf({CFSTR("-c"), Text(script)});
     uint32_t processId = 99;
-    EXPECT_EQ(kPXOK, PXProcessLaunchApplication2(px::URLOf("/bin/sh", false).Get(), arguments,
-                                                 folder, &processId));
+    EXPECT_EQ(kPXOK,
+              PXProcessLaunchApplication2(FileURL("/bin/sh"), ArrayOf({CFSTR("-c"), Text(script)}),
+                                          folder, &processId));
     return processId;
 }
 
@@ -417,22 +406,18 @@ void ProcessThreads::LaunchesWatchesAndKills()
     const std::string quoted = "'" + root_.string() + "'";
     std::FILE* open = std::fopen("/dev/null", "r");
     std::signal(SIGPIPE, SIG_IGN);
-    const struct {
-        const char* name;
-        std::string script;
-        int32_t exitCode;
-    } rows[] = {
-        {"exit code", "exit 7", 7},
-        {"signal", "kill -TERM $$", -15},
-        {"folder", "[ \"$(pwd)\" = " + quoted + " ] && exit 3", 3},
-        {"no input", "read line || exit 4", 4},
-        {"no other file", "[ -e /proc/self/fd/" + std::to_string(fileno(open)) + " ] || exit 6", 6},
-        {"no ignored signal", "kill -PIPE $$; exit 1", -13},
+    const std::map<std::string, int32_t> scripts = {
+        {"exit 7", 7},
+        {"kill -TERM $$", -15},
+        {"[ \"$(pwd)\" = " + quoted + " ] && exit 3", 3},
+        {"read line || exit 4", 4},  // no input
+        {"[ -e /proc/self/fd/" + std::to_string(fileno(open)) + " ] || exit 6", 6},
+        {"kill -PIPE $$; exit 1", -13},  // no signal is ignored
     };
-    const CFRef<CFURLRef> folder = px::URLOf(root_, true);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        ExpectExit(row.exitCode, LaunchShell(row.script, folder.Get()));
+    const auto folder = FileURL(root_, true);
+    for (const auto& [script, exitCode] : scripts) {
+        SCOPED_TRACE(script);
+        ExpectExit(exitCode, LaunchShell(script, folder));
     }
     std::fclose(open);
     std::signal(SIGPIPE, SIG_DFL);
@@ -453,9 +438,8 @@ void ProcessThreads::LaunchesWatchesAndKills()
 
     // Somebody else's child.
     Report stranger;
-    ExpectExit(0, LaunchShell("sleep 1000 >/dev/null & echo $! > note", folder.Get()));
-    uint32_t other = 0;
-    std::ifstream(root_ / "note") >> other;
+    ExpectExit(0, LaunchShell("sleep 1000 >/dev/null & echo $! > note", folder));
+    const auto other = static_cast<uint32_t>(std::stoul(Content(Path("note"))));
     ASSERT_EQ(kPXOK, stranger.Watch(other));
     EXPECT_EQ(kPXOK, PXProcessKill(other));
     EXPECT_EQ(kPXProcessExitUnknown, stranger.ExitCode());
@@ -478,34 +462,24 @@ TEST_F(ProcessThreads, LaunchWatchAndKillWhateverTheSystemGives)
 
 TEST_F(ProcessThreads, RefuseWhatCannotBeLaunchedOrWatched)
 {
-    const CFRef<CFURLRef> shell = px::URLOf("/bin/sh", false);
-    const CFRef<CFURLRef> missing = px::URLOf(root_ / "missing", false);
-    const CFRef<CFURLRef> folder = px::URLOf(root_, true);
-    const auto zero = Text(std::u16string_view(u"a\0b", 3));
-    const auto number = ArrayOf({kCFBooleanTrue}), cut = ArrayOf({zero});
-    const struct {
-        const char* name;
-        CFURLRef application;
-        CFArrayRef arguments;
-        CFURLRef folder;
-        PXStatus status;
-    } rows[] = {
-        {"nothing", nullptr, nullptr, nullptr, kPXErrBadArgument},
-        {"argument is no text", shell.Get(), number, nullptr, kPXErrBadArgument},
-        {"argument holds a zero", shell.Get(), cut, nullptr, kPXErrBadArgument},
-        {"missing program", missing.Get(), nullptr, nullptr, kPXErrNotFound},
-        {"a folder", folder.Get(), nullptr, nullptr, kPXErrNotFound},
-        {"missing folder", shell.Get(), nullptr, missing.Get(), kPXErrNotFound},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    const auto shell = FileURL("/bin/sh"), missing = FileURL(Path("missing"));
+    const auto launch = [](CFURLRef application, CFTypeRef argument, CFURLRef folder) {
         EventLog events;
         uint32_t processId = 5;
-        EXPECT_EQ(row.status, PXProcessLaunchApplication2(row.application, row.arguments,
-                                                          row.folder, &processId));
+        const PXStatus status = PXProcessLaunchApplication2(
+            application, argument ? ArrayOf({argument}) : Owned<CFMutableArrayRef>(), folder,
+            &processId);
         EXPECT_EQ(0U, processId);
-        EXPECT_EQ(1, events.Count(row.status));
-    }
+        EXPECT_EQ(1, events.Count(status));
+        return status;
+    };
+    const auto zero = Text(std::u16string_view(u"a\0b", 3));
+    EXPECT_EQ(kPXErrBadArgument, launch(nullptr, nullptr, nullptr));
+    EXPECT_EQ(kPXErrBadArgument, launch(shell, kCFBooleanTrue, nullptr));
+    EXPECT_EQ(kPXErrBadArgument, launch(shell, zero, nullptr));
+    EXPECT_EQ(kPXErrNotFound, launch(missing, nullptr, nullptr));
+    EXPECT_EQ(kPXErrNotFound, launch(FileURL(root_, true), nullptr, nullptr));
+    EXPECT_EQ(kPXErrNotFound, launch(shell, nullptr, missing));
     Report report;
     for (const uint32_t id : {0U, 0x80000000U, UINT32_MAX}) {
         EXPECT_EQ(kPXErrBadArgument, PXProcessKill(id));
@@ -518,7 +492,7 @@ TEST_F(ProcessThreads, RefuseWhatCannotBeLaunchedOrWatched)
     table.launchProcess = [](const px::os::Launch&, uint32_t*) { return EAGAIN; };
     table.makeEvent = [](px::os::File*) { return EMFILE; };
     px::os::ReplaceTable(&table);
-    EXPECT_EQ(kPXErrCreate, PXProcessLaunchApplication(shell.Get(), nullptr));
+    EXPECT_EQ(kPXErrCreate, PXProcessLaunchApplication(shell, nullptr));
     const auto nobody = [](void*, uint32_t, int32_t) {};
     px::ProcessWatcher watcher;
     EXPECT_EQ(EMFILE, watcher.Watch(PXProcessGetPID(), nobody, nullptr));
