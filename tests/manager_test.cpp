@@ -200,10 +200,10 @@ TEST_F(PresetManager, SkipsAndReportsWhatCannotBeLoaded)
     EXPECT_THAT(Loaded("Warm"), ElementsAre("good"));
     EXPECT_THAT(
         events.Messages(),
-        ElementsAre("createDictionary: Could not create dictionary for '" + file + "array.pxcurve'",
-                    _, _, "read: Invalid file size for '" + file + "empty.pxcurve'", _, _,
-                    "loadCategory: Could not load preset 'empty' in category 'Warm' (Curves, "
-                    ".pxcurve)"));
+        ElementsAre(
+            "createDictionary: Could not create dictionary for '" + file + "array.pxcurve'", _, _,
+            "read: Invalid file size for '" + file + "empty.pxcurve'", _, _,
+            StartsWith("loadCategory: Could not load preset 'empty' in category 'Warm' (")));
     EXPECT_EQ("<plist version=\"1.0\"><array/></plist>", Content(file + "array.pxcurve"));
 }
 
@@ -565,7 +565,9 @@ TEST_F(PresetManager, ListsWhatIsWrong)
             "Warm/\uFFFD.pxcurve: as a name it is not valid text"));
 }
 
-std::string Zip(const std::vector<std::pair<std::string, std::string>>& files)
+using Contents = std::vector<std::pair<std::string, std::string>>;
+
+std::string Zip(const Contents& files)
 {
     std::vector<px::ArchiveEntry> entries;
     for (const auto& [name, bytes] : files)
@@ -575,13 +577,14 @@ std::string Zip(const std::vector<std::pair<std::string, std::string>>& files)
 
 TEST_F(PresetManager, TravelsAsAnArchive)
 {
-    WriteList("Warm/a.pxcurve", "<dict><key>future</key><integer>1</integer></dict>");
-    ASSERT_TRUE(Save("Warm", "\xC3\xA9 2"));
+    ASSERT_TRUE(Save("Warm", "a") && Save("Warm", "\xC3\xA9 2"));
     Write("Curves/Warm/a.png", "picture");
-    EXPECT_TRUE(manager_.exportCategory("Warm", S(Path("warm.zip"))));
-    const std::string archive = Content(Path("warm.zip"));
-    EXPECT_TRUE(manager_.exportCategory("Warm", S(Path("warm.zip"))));
-    EXPECT_EQ(archive, Content(Path("warm.zip")));
+    std::string archives[2];
+    for (std::string& archive : archives) {
+        EXPECT_TRUE(manager_.exportCategory("Warm", S(Path("warm.zip"))));
+        archive = Content(Path("warm.zip"));
+    }
+    EXPECT_EQ(archives[0], archives[1]);
     EXPECT_TRUE(manager_.importCategory(S(Path("warm.zip")), "Copy"));
     for (const char* name : {"a.pxcurve", "\xC3\xA9 2.pxcurve", "a.png"})
         EXPECT_EQ(Content(Path("Curves/Warm/") + name), Content(Path("Curves/Copy/") + name));
@@ -599,32 +602,24 @@ TEST_F(PresetManager, RefusesArchivesOfStrangers)
     const std::string list = "<plist><dict/></plist>", zeros(1 << 20, '\0');
     std::string broken = Zip({{"a.pxcurve", list + std::string(200, ' ')}});
     broken[52] ^= 1;
-    const struct {
-        const char* name;
-        std::string bytes;
-        const char* reason;
-    } rows[] = {
-        {"no archive", "PK", "it is no zip archive"},
-        {"leads out", Zip({{"../a.pxcurve", list}}), "a name that is refused"},
-        {"absolute", Zip({{"/a.pxcurve", list}}), "a name that is refused"},
-        {"device", Zip({{"aux.pxcurve", list}}), "a name that is refused"},
-        {"stranger", Zip({{"a.exe", list}}), "no preset of this module"},
-        {"twice", Zip({{"a.pxcurve", list}, {"A.pxcurve", list}}), "a name twice"},
-        {"bomb", Zip({{"a.png", zeros}}), "packed too well"},
-        {"large", Zip({{"a.png", std::string(px::kMaxArchiveEntryBytes + 1, 'x')}}), "too large"},
-        {"no list", Zip({{"a.pxcurve", list}, {"b.pxcurve", "half"}}), "cannot be read"},
-        {"damaged", broken, "damaged"},
-        {"many",
-         Zip(std::vector<std::pair<std::string, std::string>>(px::kMaxArchiveEntries + 1,
-                                                              {"", ""})),
-         "too many"},
+    const std::multimap<std::string, std::string> rows = {
+        {"it is no zip archive", "PK"},
+        {"a name that is refused", Zip({{"../a.pxcurve", list}})},
+        {"a name that is refused", Zip({{"/a.pxcurve", list}})},
+        {"a name that is refused", Zip({{"aux.pxcurve", list}})},
+        {"no preset of this module", Zip({{"a.exe", list}})},
+        {"a name twice", Zip({{"a.pxcurve", list}, {"A.pxcurve", list}})},
+        {"packed too well", Zip({{"a.png", zeros}})},
+        {"too large", Zip({{"a.png", std::string(px::kMaxArchiveEntryBytes + 1, 'x')}})},
+        {"cannot be read", Zip({{"a.pxcurve", list}, {"b.pxcurve", "half"}})},
+        {"damaged", broken},
+        {"too many", Zip(Contents(px::kMaxArchiveEntries + 1))},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        Write("stranger.zip", row.bytes);
+    for (const auto& [reason, bytes] : rows) {
+        Write("stranger.zip", bytes);
         EventLog events;
         EXPECT_FALSE(manager_.importCategory(S(Path("stranger.zip")), "Warm"));
-        EXPECT_THAT(events.Last(), HasSubstr(row.reason));
+        EXPECT_THAT(events.Last(), HasSubstr(reason));
         EXPECT_THAT(Files(), ElementsAre("stranger.zip"));
     }
 }

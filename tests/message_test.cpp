@@ -168,15 +168,7 @@ TEST_F(MessageTest, AreReadByteForByte)
         {"nothing", "", ended},
         {"head cut off", "GET / HTTP/1.1\r\nHost: h\r\n", ended},
         {"body cut off", length + "4\r\n\r\nabc", ended},
-        {"negative length", length + "-1\r\n\r\n", malformed},
-        {"signed length", length + "+1\r\n\r\na", malformed},
-        {"hex length", length + "0x1\r\n\r\na", malformed},
-        {"length and more", length + "1,1\r\n\r\na", malformed},
         {"no number", "G /\r\nContent-Length:\r\n\r\na", malformed},
-        {"2^32", length + "4294967296\r\n\r\na", malformed},
-        {"2^64 + 1", length + "18446744073709551617\r\n\r\na", malformed},
-        {"two lengths", length + "1\r\nContent-Length: 2\r\n\r\nab", malformed},
-        {"zero and a length", length + "0\r\nContent-Length: 2\r\n\r\nab", malformed},
         {"above the body's limit", length + "1073741825\r\n\r\n", tooLong},
         {"200 headers", "G /\r\n" + Times(200, "X: y\r\n") + "\r\n", "G  - - 200"},
         {"201 headers", "G /\r\n" + Times(201, "X: y\r\n") + "\r\n", tooLong},
@@ -186,16 +178,23 @@ TEST_F(MessageTest, AreReadByteForByte)
         {"five long headers", "G /\r\n" + Times(5, "X: " + Times(60000, "y") + "\r\n") + "\r\n",
          tooLong},
     };
+    const auto expectRead = [&](const std::string& want, const std::string& bytes) {
+        CHTTPMessage message(bytes.starts_with("HTTP/") ? kHTTPMessageResponse
+                                                        : kHTTPMessageRequest);
+        EventLog events;
+        const auto stream = On(bytes);
+        EXPECT_EQ(want, Summary(message, message.Read(stream.Get())));
+        EXPECT_EQ(uint64_t{kPXStreamDefaultCap}, stream->GetReadCap());
+        EXPECT_TRUE((want != malformed && want != tooLong) || events.Messages().size() == 1);
+    };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
-        CHTTPMessage message(row.bytes.starts_with("HTTP/") ? kHTTPMessageResponse
-                                                            : kHTTPMessageRequest);
-        EventLog events;
-        const auto stream = On(row.bytes);
-        EXPECT_EQ(row.want, Summary(message, message.Read(stream.Get())));
-        EXPECT_EQ(uint64_t{kPXStreamDefaultCap}, stream->GetReadCap());
-        EXPECT_TRUE((row.want != malformed && row.want != tooLong) ||
-                    events.Messages().size() == 1);
+        expectRead(row.want, row.bytes);
+    }
+    for (const std::string bad : {"-1", "+1", "0x1", "1,1", "4294967296", "18446744073709551617",
+                                  "1\r\nContent-Length: 2", "0\r\nContent-Length: 2"}) {
+        SCOPED_TRACE(bad);
+        expectRead(malformed, length + bad + "\r\n\r\nab");
     }
 }
 

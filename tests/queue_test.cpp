@@ -21,25 +21,6 @@ namespace {
 
 using namespace px::test;
 
-// What happened, in order.
-class Story {
-public:
-    void Tell(const std::string& what)
-    {
-        const std::lock_guard lock(mutex_);
-        text_ += what + " ";
-    }
-    std::string Text() const
-    {
-        const std::lock_guard lock(mutex_);
-        return text_;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::string text_;
-};
-
 class TestTask : public CBaseTask {
 public:
     explicit TestTask(std::function<void(TestTask&)> work) : work_(std::move(work)) {}
@@ -119,7 +100,7 @@ protected:
     }
     PXRef<TestTask> PushNamed(const std::string& name, uint32_t priority = 0)
     {
-        return Push([this, name](TestTask&) { story_.Tell(name); }, priority);
+        return Push([this, name](TestTask&) { Tell(name); }, priority);
     }
     void WaitUntilTaken(CFIndex queued)
     {
@@ -128,9 +109,22 @@ protected:
         }
     }
 
+    // What happened, in order.
+    void Tell(const std::string& what)
+    {
+        const std::lock_guard lock(mutex_);
+        story_ += what + " ";
+    }
+    std::string Told()
+    {
+        const std::lock_guard lock(mutex_);
+        return story_;
+    }
+
     PXRef<TestQueue> queue_;
     Gate gate_;
-    Story story_;
+    std::mutex mutex_;
+    std::string story_;
     std::atomic<int> started_{0}, completed_{0};
 };
 
@@ -235,13 +229,13 @@ TEST_F(Queues, ThreadsThatPushWaitForRoom)
     gate_.Open();
     pusher.join();
     queue_->WaitForRunningTasksToComplete();
-    EXPECT_EQ("1 2 3 4 ", story_.Text());
+    EXPECT_EQ("1 2 3 4 ", Told());
 }
 
 TEST_F(Queues, ThreadsStopAfterAllTasksHaveRunStopped)
 {
     Begin(1, 2);
-    const auto tell = [this](TestTask& task) { story_.Tell(task.GetStop() ? "stopped" : "free"); };
+    const auto tell = [this](TestTask& task) { Tell(task.GetStop() ? "stopped" : "free"); };
     const auto running = PushBlocker();
     PushBlocker();
     Push(tell);
@@ -251,7 +245,7 @@ TEST_F(Queues, ThreadsStopAfterAllTasksHaveRunStopped)
     std::thread pusher([&] { Push(tell); });  // waits for room
     std::thread stopper([&] {
         queue_->Stop();
-        story_.Tell("end");
+        Tell("end");
     });
     while (!running->GetStop()) std::this_thread::yield();
     const auto ignored = PushNamed("ignored");
@@ -261,7 +255,7 @@ TEST_F(Queues, ThreadsStopAfterAllTasksHaveRunStopped)
     pusher.join();
     queue_->Stop();  // not accepting: nothing happens
     // The pusher came before or after the stop; its task ran, or was ignored.
-    EXPECT_EQ(0U, story_.Text().find("stopped stopped stopped ")) << story_.Text();
+    EXPECT_EQ(0U, Told().find("stopped stopped stopped ")) << Told();
     EXPECT_EQ(0, queue_->TaskCount());
 }
 
@@ -279,11 +273,11 @@ TEST_F(Queues, ThreadsSeeRemovedTasksNeverRun)
     EXPECT_EQ(1, queue_->TaskCount());
     std::thread remover([&] {
         queue_->RemoveQueuedTasks();
-        story_.Tell(completed_ == 1 ? "waited" : "did not wait");
+        Tell(completed_ == 1 ? "waited" : "did not wait");
     });
     gate_.Open();
     remover.join();
-    EXPECT_EQ("waited ", story_.Text());
+    EXPECT_EQ("waited ", Told());
     EXPECT_EQ(2U, queue_->GetStatistics().removed);
 }
 
@@ -336,7 +330,7 @@ TEST_F(Queues, ThreadsNameATaskThatWaitsForItsOwnQueue)
     });
     while (completed_ != 4) std::this_thread::yield();
     queue_->WaitForRunningTasksToComplete();
-    EXPECT_EQ("0 1 2 ", story_.Text());
+    EXPECT_EQ("0 1 2 ", Told());
     EXPECT_EQ(3, events.Count(kPXErrBadArgument));
     const std::vector<std::string> lines = events.Messages();
     EXPECT_EQ("Deadlock: task q-0 waits for its own queue", lines.at(0));

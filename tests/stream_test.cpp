@@ -279,7 +279,7 @@ TEST_F(StreamTest, FilesDoWhatAModelDoes)
         for (int step = 0; step < 3000; ++step) {
             const size_t wanted = random() % 8 ? random() % 50 : random() % 200000;
             size_t size = wanted;
-            switch (random() % 5) {
+            switch (random() % 4) {
                 case 0: {
                     const std::string bytes(wanted, static_cast<char>(random()));
                     ASSERT_EQ(kOK, file->WriteChunk(bytes.data(), size));
@@ -294,12 +294,6 @@ TEST_F(StreamTest, FilesDoWhatAModelDoes)
                                       : random() % (model.size() + 100);
                     ASSERT_EQ(kOK, file->SetPos(at));
                     break;
-                case 2: {
-                    uint64_t figure = 0;
-                    ASSERT_EQ(kOK, file->GetLength(figure));
-                    ASSERT_EQ(model.size(), figure);
-                    break;
-                }
                 default: {
                     // Every other read ends just where the file does.
                     if (at < model.size() && random() % 2) size = model.size() - at;
@@ -310,9 +304,9 @@ TEST_F(StreamTest, FilesDoWhatAModelDoes)
                     at += size;
                 }
             }
-            uint64_t position = 0;
-            ASSERT_EQ(kOK, file->GetPos(position));
-            ASSERT_EQ(at, position);
+            uint64_t figure = 0;
+            ASSERT_EQ(kOK, step % 5 ? file->GetPos(figure) : file->GetLength(figure));
+            ASSERT_EQ(step % 5 ? at : model.size(), figure);
             if (model.size() > 3000000) {
                 ASSERT_EQ(kOK, file->Open());
                 model.clear();
