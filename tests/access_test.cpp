@@ -299,47 +299,36 @@ TEST(Access, WiderDepthsKeepEveryValue)
 
 TEST(Access, RefusesWhatItCannotDo)
 {
-    const Image image = Make({0, 0, 8, 8}, 8, 3, kPXDataSourceMemory);
+    const Image rgb = Make({0, 0, 8, 8}, 8, 3, kPXDataSourceMemory);
     const Image mask = Make({0, 0, 8, 8}, 1, 1, kPXDataSourceMemory);
     const Image wide = Make({0, 0, 8, 8}, 64, 1, kPXDataSourceMemory);
     const Image cmyk = Make({0, 0, 8, 8}, 8, 4, kPXDataSourceMemory);
     PXImageSetColorSpaceType(cmyk, kPXColorSpaceCMYK);
     uint8_t buffer[8 * 8 * 16] = {};
     const PXRect all = {0, 0, 8, 8};
-    const struct {
-        const char* name;
-        PXImage image;
-        PXRect rect;
-        PXImageFormat format;
-        PXImageOutsidePolicy policy;
-        int64_t rowBytes;
-        PXStatus want;
-    } rows[] = {
-        {"all", image, all, {8, 3}, 0, 24, kPXOK},
-        {"outside without a policy", image, {-1, 0, 8, 8}, {8, 3}, 0, 24, kPXErrBadArgument},
-        {"outside with one", image, {kMax - 8, -kMax, 8, 8}, {8, 3}, 2, 24, kPXOK},
-        {"right edge beyond int32", image, {kMax, 0, 8, 8}, {8, 3}, 1, 24, kPXErrBadArgument},
-        {"unknown policy", image, all, {8, 3}, 3, 24, kPXErrBadArgument},
-        {"empty", image, {0, 0, 0, 8}, {8, 3}, 0, 24, kPXErrBadArgument},
-        {"rows too close", image, all, {16, 3}, 0, 47, kPXErrBadArgument},
-        {"odd depth", image, all, {12, 3}, 0, 64, kPXErrPixelLayout},
-        {"no channels", image, all, {8, 0}, 0, 64, kPXErrPixelLayout},
-        {"five channels of three", image, all, {8, 5}, 0, 64, kPXErrPixelLayout},
+    const Rows<PXImage, PXRect, PXImageFormat, PXImageOutsidePolicy, int64_t, PXStatus> rows = {
+        {"all", rgb, all, {8, 3}, 0, 24, kPXOK},
+        {"outside without a policy", rgb, {-1, 0, 8, 8}, {8, 3}, 0, 24, kPXErrBadArgument},
+        {"outside with one", rgb, {kMax - 8, -kMax, 8, 8}, {8, 3}, 2, 24, kPXOK},
+        {"right edge beyond int32", rgb, {kMax, 0, 8, 8}, {8, 3}, 1, 24, kPXErrBadArgument},
+        {"unknown policy", rgb, all, {8, 3}, 3, 24, kPXErrBadArgument},
+        {"empty", rgb, {0, 0, 0, 8}, {8, 3}, 0, 24, kPXErrBadArgument},
+        {"rows too close", rgb, all, {16, 3}, 0, 47, kPXErrBadArgument},
+        {"odd depth", rgb, all, {12, 3}, 0, 64, kPXErrPixelLayout},
+        {"no channels", rgb, all, {8, 0}, 0, 64, kPXErrPixelLayout},
+        {"five channels of three", rgb, all, {8, 5}, 0, 64, kPXErrPixelLayout},
         {"bit mask", mask, all, {8, 1}, 0, 64, kPXErrPixelLayout},
         {"64 bits", wide, all, {8, 1}, 0, 64, kPXErrPixelLayout},
         {"CMYK to RGB", cmyk, all, {8, 3}, 0, 64, kPXErrPixelLayout},
         {"CMYK in 16 bits", cmyk, all, {16, 4}, 0, 64, kPXOK},
         {"no image", nullptr, all, {8, 3}, 0, 24, kPXErrBadArgument},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EventLog events;
-        const PXImageOutside outside = {row.policy, nullptr};
-        EXPECT_EQ(row.want, PXImageReadWithConversion(row.image, row.rect, row.format, &outside,
-                                                      buffer, row.rowBytes));
-        EXPECT_EQ(row.want, PXImageWriteWithConversion(row.image, row.rect, row.format, &outside,
-                                                       buffer, row.rowBytes));
-        EXPECT_EQ(row.want == kPXOK ? 0 : 2, events.Count(row.want));
+    for (const auto& [name, image, rect, format, policy, rowBytes, want] : rows) {
+        const PXImageOutside outside = {policy, nullptr};
+        Case(name).Gives(
+            want, PXImageReadWithConversion(image, rect, format, &outside, buffer, rowBytes));
+        Case(name).Gives(
+            want, PXImageWriteWithConversion(image, rect, format, &outside, buffer, rowBytes));
     }
     EventLog events;
     PXImageAccess access = nullptr;
@@ -347,7 +336,7 @@ TEST(Access, RefusesWhatItCannotDo)
     EXPECT_EQ(kPXErrPixelLayout,
               PXImageAccessCreate(mask, {0, 0, 9, 8}, 0, std::data({PXImageOutside{1, nullptr}}),
                                   &access));
-    EXPECT_EQ(kPXErrBadArgument, PXImageAccessCreate(image, all, 3, nullptr, &access));
+    EXPECT_EQ(kPXErrBadArgument, PXImageAccessCreate(rgb, all, 3, nullptr, &access));
     ASSERT_EQ(kPXOK, PXImageAccessCreate(mask, {3, 1, 5, 2}, 0, nullptr, &access));
     EXPECT_EQ(kPXOK, PXImageAccessGetRow(access, 2, &row));
     EXPECT_EQ(kPXErrBadArgument, PXImageAccessGetRow(access, 3, &row));

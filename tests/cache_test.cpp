@@ -238,10 +238,7 @@ TEST_F(Cache, TileFunctionsRefuseWhatIsNoTile)
     PXImageSetPlaneBytes(widened, 2);
     PXImage tile = nullptr;
     EventLog events;
-    const struct {
-        const char* name;
-        PXStatus got, want;
-    } rows[] = {
+    const Rows<PXStatus, PXStatus> rows = {
         {"pixel outside", PXImageGetImageTile(image, 9, 10, &tile), kPXErrBadArgument},
         {"row outside", PXImageGetImageTile2(image, 2, 0, &tile), kPXErrBadArgument},
         {"no tiles", PXImageGetImageTile(plain, 10, 10, &tile), kPXErrNotSupported},
@@ -254,8 +251,8 @@ TEST_F(Cache, TileFunctionsRefuseWhatIsNoTile)
         {"no statistics", PXImageGetCacheStatistics(nullptr), kPXErrBadArgument},
         {"purge in memory", PXImagePurge(plain), kPXErrNotFound},
     };
-    for (const auto& row : rows) EXPECT_EQ(row.want, row.got) << row.name;
-    EXPECT_EQ(std::size(rows) - 1, events.Messages().size());
+    for (const auto& [name, got, want] : rows) EXPECT_EQ(want, got) << name;
+    EXPECT_EQ(rows.size() - 1, events.Messages().size());
     EXPECT_TRUE(PXImageIsTileBacked(image));
     EXPECT_FALSE(PXImageIsTileBacked(plain));
     EXPECT_EQ(512 * 3, PXImageGetLockedRowBytes(image, {20, 20, 5, 5}));

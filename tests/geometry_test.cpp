@@ -14,6 +14,8 @@ bool operator==(const PXRectF& a, const PXRectF& b)
 
 namespace {
 
+using px::test::Rows;
+
 using Wide = __int128;
 
 std::string Text(const PXRect& r)
@@ -148,17 +150,14 @@ TEST(Geometry, IntegerRectanglesKeepTheirRules)
     EXPECT_FALSE(PXRectEmpty({0, 0, -1, 5}));
     EXPECT_EQ((PXRect{-1, 1, 3, 4}), PXRectScale({-1, 1, 2, 3}, 1.5F)) << "truncated";
     EXPECT_EQ((PXRect{-1, 1, 2, 5}), PXRectScaleD({-1, 1, 2, 3}, 1.5)) << "edges truncated";
-    const struct {
-        const char* name;
-        PXRect src, dst, want;
-    } fits[] = {
+    const Rows<PXRect, PXRect, PXRect> fits = {
         {"wide", {5, 5, 30, 10}, {1, 1, 100, 100}, {0, 0, 100, 33}},
         {"tall", {0, 0, 10, 30}, {0, 0, 100, 100}, {0, 0, 33, 100}},
         {"no height", {0, 0, 10, 0}, {0, 0, 100, 100}, {0, 0, 0, 100}},
         {"no width, negative room", {0, 0, 0, 10}, {0, 0, -1, 10}, {0, 0, -1, 0}},
     };
-    for (const auto& row : fits)
-        EXPECT_EQ(row.want, PXRectFitInRectProportional(row.src, row.dst)) << row.name;
+    for (const auto& [name, src, dst, want] : fits)
+        EXPECT_EQ(want, PXRectFitInRectProportional(src, dst)) << name;
     EXPECT_EQ(1.0F, PXRectCalcScaleFactor({0, 0, 10, 10}, {0, 0, 40, 30}));
     EXPECT_EQ(3.0F, PXRectCalcScaleFactorNoClamp({0, 0, 10, 10}, {0, 0, 40, 30}));
     EXPECT_EQ(2, PXRectGetCenter({0, 0, 3, 3}).x);
@@ -245,19 +244,14 @@ TEST(Geometry, PointsAndVectorsKeepTheirRules)
     EXPECT_TRUE(PXPointFInTriangle({1, 1}, PXTriangleFMake({0, 4}, {4, 0}, {0, 0}))) << "turned";
     EXPECT_FALSE(PXPointFInTriangle({2.1F, 2}, triangle));
     EXPECT_EQ(8, PXTriangleFArea(triangle));
-    const struct {
-        const char* name;
-        PXPointF point;
-        PXLineF segment;
-        float want;
-    } rows[] = {
+    const Rows<PXPointF, PXLineF, float> rows = {
         {"beside", {5, 3}, {0, 0, 10, 0}, 3},
         {"before", {-3, 4}, {0, 0, 10, 0}, 5},
         {"behind", {13, -4}, {0, 0, 10, 0}, 5},
         {"no length", {3, 4}, {0, 0, 0, 0}, 5},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(row.want, PXPointFDistanceFromPointToLine(row.point, row.segment)) << row.name;
+    for (const auto& [name, point, segment, want] : rows)
+        EXPECT_EQ(want, PXPointFDistanceFromPointToLine(point, segment)) << name;
 }
 
 // The largest upright rectangle must fit: its corners, turned back, lie in the original one.
@@ -304,19 +298,15 @@ TEST(Geometry, TransformsComposeAndInvert)
 
     const PXRect ten = {0, 0, 10, 10};
     EXPECT_EQ(ten, PXAffineTransformTransformRect(ten, PXAffineTransformIdentity()));
-    const struct {
-        const char* name;
-        PXAffineTransform m;
-        PXRect want;
-    } rows[] = {
+    const Rows<PXAffineTransform, PXRect> rows = {
         {"a hair past an integer", {1, 0, 0, 1, 1.0F / 512, 0}, {0, 0, 10, 10}},
         {"a pixel more", {1, 0, 0, 1, 1.0F / 128, 0}, {0, 0, 11, 10}},
         {"left of zero", {1, 0, 0, 1, -0.5F, -2}, {-1, -2, 11, 10}},
         {"mirrored", {-1, 0, 0, 1, 0, 0}, {-10, 0, 10, 10}},
         {"out of range", {1e30F, 0, 0, 1, 0, 0}, {0, 0, INT32_MAX, 10}},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(row.want, PXAffineTransformTransformRect(ten, row.m)) << row.name;
+    for (const auto& [name, m, want] : rows)
+        EXPECT_EQ(want, PXAffineTransformTransformRect(ten, m)) << name;
 }
 
 TEST(Geometry, ResizingMapsCentreOnCentre)

@@ -49,32 +49,24 @@ TEST(Image, DerivesItsLayout)
 
 TEST(Image, RefusesWhatCannotBeAnImage)
 {
-    const struct {
-        const char* name;
-        PXRect bounds;
-        int32_t depth, planes;
-        PXStatus want = kPXErrBadArgument;
-        PXDataSourceType source = kPXDataSourceMemory;
-    } rows[] = {
-        {"width 0", {0, 0, 0, 4}, 8, 3},
-        {"height 0", {0, 0, 4, 0}, 8, 3},
-        {"negative width", {0, 0, -4, 4}, 8, 3},
-        {"right edge beyond int32", {kMax, 0, 2, 2}, 8, 3},
-        {"odd depth", {0, 0, 4, 4}, 12, 3},
-        {"no planes", {0, 0, 4, 4}, 8, 0},
-        {"unknown data source", {0, 0, 4, 4}, 8, 3, kPXErrCreate, 9},
-        {"more memory than there is", {0, 0, kMax, kMax}, 64, 4},
-        {"memory refused", {0, 0, kMax, 1 << 20}, 64, 4, kPXErrCreate},
+    constexpr PXStatus kBad = kPXErrBadArgument;
+    const PXRect good = {0, 0, 4, 4};
+    const Rows<PXRect, int32_t, int32_t, PXDataSourceType, PXStatus> rows = {
+        {"width 0", {0, 0, 0, 4}, 8, 3, kPXDataSourceMemory, kBad},
+        {"height 0", {0, 0, 4, 0}, 8, 3, kPXDataSourceMemory, kBad},
+        {"negative width", {0, 0, -4, 4}, 8, 3, kPXDataSourceMemory, kBad},
+        {"right edge beyond int32", {kMax, 0, 2, 2}, 8, 3, kPXDataSourceMemory, kBad},
+        {"odd depth", good, 12, 3, kPXDataSourceMemory, kBad},
+        {"no planes", good, 8, 0, kPXDataSourceMemory, kBad},
+        {"unknown data source", good, 8, 3, 9, kPXErrCreate},
+        {"more memory than there is", {0, 0, kMax, kMax}, 64, 4, kPXDataSourceMemory, kBad},
+        {"memory refused", {0, 0, kMax, 1 << 20}, 64, 4, kPXDataSourceMemory, kPXErrCreate},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EventLog events;
+    for (const auto& [name, bounds, depth, planes, source, want] : rows) {
         auto image = reinterpret_cast<PXImage>(uintptr_t{1});
-        EXPECT_EQ(row.want,
-                  PXImageCreateWithParams2(row.bounds, row.depth, row.planes, kPXColorSpaceRGB,
-                                           kPXTransparencyNone, row.source, &image));
-        EXPECT_EQ(nullptr, image);
-        EXPECT_EQ(1, events.Count(row.want));
+        Case(name).Gives(want,
+                         PXImageCreateWithParams2(bounds, depth, planes, 0, 0, source, &image));
+        EXPECT_EQ(nullptr, image) << name;
     }
 }
 
@@ -185,44 +177,41 @@ TEST(Image, ReadAndWriteAgreeWithAPlainArray)
 
 TEST(Image, CopiesAreDeep)
 {
-    const PXRect bounds = {5, 6, 21, 9};
-    for (const PXDataSourceType source :
-         {kPXDataSourceMemory, kPXDataSourceTiled, kPXDataSourceSolidFill}) {
-        for (const int32_t depth : {1, 8, 32}) {
-            SCOPED_TRACE(testing::Message() << "source " << source << ", depth " << depth);
-            Image image = Created(PXImageCreateWithParams2, bounds, depth, 2, 7U, 9U, source);
-            const Bytes pixels(ReadAll(image).size(), 0xA5);
-            if (source != kPXDataSourceSolidFill) {
-                SetBytes(image, pixels);
-            } else {
-                EXPECT_EQ(kPXOK, PXImageSetFillColor(image, pixels.data()));
-            }
-            PXImageSetRefCon2(image, 77);
-            if (depth == 8) PXImageSetPlaneBytes(image, 2);  // colBytes is still 2
-            const std::vector<uint8_t> before = ReadAll(image);
-            const Image copy = Created(PXImageCreateCopy, image.get());
-            const uint8_t zeros[8] = {};
-            if (source == kPXDataSourceTiled) {  // copied tiles are shared until they are written
-                EXPECT_EQ(kPXOK, PXImageWrite2(image, {5, 6, 1, 1}, zeros, 8));
-            }
-            image = {};
-            EXPECT_EQ(before, ReadAll(copy));
-            EXPECT_EQ(77U, PXImageGetRefCon2(copy));
-            EXPECT_EQ(PXTransparency{9}, PXImageGetTransparency(copy));
-            EXPECT_EQ(depth == 8 ? 16 : depth, PXImageGetDepth(copy));
-            // Bit masks are not cut into tiles.
-            const bool isWhole = depth == 1 && source == kPXDataSourceTiled;
-            EXPECT_EQ(isWhole ? PXDataSourceType{kPXDataSourceMemory} : source,
-                      PXImageGetDataSourceType(copy));
+    const Rows<PXDataSourceType, int32_t, PXDataSourceType> rows = {
+        {"memory", kPXDataSourceMemory, 8, kPXDataSourceMemory},
+        {"tiles", kPXDataSourceTiled, 8, kPXDataSourceTiled},
+        {"floats in tiles", kPXDataSourceTiled, 32, kPXDataSourceTiled},
+        {"bits are not cut into tiles", kPXDataSourceTiled, 1, kPXDataSourceMemory},
+        {"fill", kPXDataSourceSolidFill, 32, kPXDataSourceSolidFill},
+        {"fill of bits", kPXDataSourceSolidFill, 1, kPXDataSourceSolidFill},
+    };
+    for (const auto& [name, source, depth, backing] : rows) {
+        SCOPED_TRACE(name);
+        Image image =
+            Created(PXImageCreateWithParams2, PXRect{5, 6, 21, 9}, depth, 2, 7U, 9U, source);
+        const Bytes pixels(ReadAll(image).size(), 0xA5);
+        if (source != kPXDataSourceSolidFill) {
+            SetBytes(image, pixels);
+        } else {
+            EXPECT_EQ(kPXOK, PXImageSetFillColor(image, pixels.data()));
         }
+        PXImageSetRefCon2(image, 77);
+        if (depth == 8) PXImageSetPlaneBytes(image, 2);  // colBytes is still 2
+        const Bytes before = ReadAll(image);
+        const Image copy = Created(PXImageCreateCopy, image.get());
+        if (source == kPXDataSourceTiled) {  // copied tiles are shared until they are written
+            EXPECT_EQ(kPXOK, PXImageWrite2(image, {5, 6, 1, 1}, "12345678", 8));
+        }
+        image = {};
+        EXPECT_EQ(before, ReadAll(copy));
+        EXPECT_EQ(77U, PXImageGetRefCon2(copy));
+        EXPECT_EQ(PXTransparency{9}, PXImageGetTransparency(copy));
+        EXPECT_EQ(depth == 8 ? 16 : depth, PXImageGetDepth(copy));
+        EXPECT_EQ(backing, PXImageGetDataSourceType(copy));
     }
-    EventLog events;
     const Image empty = Created(PXImageCreate);
     PXImage copy = nullptr;
-    EXPECT_EQ(kPXErrBadArgument, PXImageCreateCopy(empty, &copy));
-    EXPECT_EQ(kPXErrBadArgument, PXImageCreateCopy(nullptr, &copy));
-    EXPECT_EQ(kPXErrBadArgument, PXImageCreateCopy(empty, nullptr));
-    EXPECT_EQ(3, events.Count(kPXErrBadArgument));
+    Case("empty").Gives(kPXErrBadArgument, PXImageCreateCopy(empty, &copy));
 }
 
 TEST(Image, SolidFillsAreReadOnly)
@@ -235,8 +224,8 @@ TEST(Image, SolidFillsAreReadOnly)
     uint16_t got[3] = {};
     EXPECT_EQ(kPXOK, PXImageGetFillColor(image, got));
     EXPECT_EQ(0, std::memcmp(fill, got, sizeof(fill)));
+    void* lent = nullptr;
     for (const PXRect rect : {PXRect{-3, 2, 1, 1}, PXRect{0, 3, 8, 3}, bounds}) {
-        void* lent = nullptr;
         ASSERT_EQ(kPXOK, PXImageLockBuffer2(image, rect, &lent));
         for (int32_t i = 0; i < rect.width * rect.height; ++i)
             ASSERT_EQ(0, std::memcmp(static_cast<char*>(lent) + i * 6, fill, 6));
@@ -244,7 +233,6 @@ TEST(Image, SolidFillsAreReadOnly)
     }
 
     EventLog events;
-    void* lent = nullptr;
     ASSERT_EQ(kPXOK, PXImageLockBuffer2(image, bounds, &lent));
     static_cast<char*>(lent)[11 * 4 * 6 - 1] = 0;
     EXPECT_EQ(kPXErrNotSupported, PXImageUnlockBuffer2(image, bounds, lent));
@@ -256,11 +244,7 @@ TEST(Image, SolidFillsAreReadOnly)
 // The first pixel stays, what has room stays, the rest is zero.
 TEST(Image, AdjustedBoundsKeepThePixels)
 {
-    const struct {
-        const char* name;
-        PXRect rect;
-        PXStatus own, borrowed;
-    } rows[] = {
+    const Rows<PXRect, PXStatus, PXStatus> rows = {
         {"moved", {100, -100, 13, 5}, kPXOK, kPXOK},
         {"smaller", {1, 2, 10, 3}, kPXOK, kPXErrNotSupported},
         {"larger", {1, 2, 19, 8}, kPXOK, kPXErrNotSupported},
@@ -269,18 +253,18 @@ TEST(Image, AdjustedBoundsKeepThePixels)
     };
     std::vector<uint8_t> pixels(13 * 5);
     for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<uint8_t>(i * 37 + 1);
-    for (const auto& row : rows) {
+    for (const auto& [name, rect, ownStatus, borrowedStatus] : rows) {
         for (const int32_t depth : {8, 1}) {
-            SCOPED_TRACE(row.name);
+            SCOPED_TRACE(name);
             EventLog events;
             const PXRect bounds = {1, 2, 13, 5};
             const Image own = Make(bounds, depth, 1, kPXDataSourceMemory);
             const Image borrowed =
                 Created(PXImageCreateMemory, bounds, depth, 1, 0U, 0U, pixels.data());
             PXImageWrite2(own, bounds, pixels.data(), PXImageGetRowBytes64(own));
-            EXPECT_EQ(row.borrowed, PXImageAdjustBounds(borrowed, row.rect));
-            ASSERT_EQ(row.own, PXImageAdjustBounds(own, row.rect));
-            EXPECT_EQ(row.own == kPXOK ? 0 : 2, events.Count(kPXErrBadArgument));
+            EXPECT_EQ(borrowedStatus, PXImageAdjustBounds(borrowed, rect));
+            ASSERT_EQ(ownStatus, PXImageAdjustBounds(own, rect));
+            EXPECT_EQ(ownStatus == kPXOK ? 0 : 2, events.Count(kPXErrBadArgument));
             const std::vector<uint8_t> after = ReadAll(own);
             const int32_t width = PXImageGetWidth(own);
             const int64_t stride = PXImageGetRowBytes64(own);
@@ -309,18 +293,15 @@ TEST(Image, PoolsHoldSparesOfOneKind)
         EXPECT_EQ(kPXOK, PXImagePoolUpdate(pool, count, {0, 0, 4, 4}, depth, 3, 2, 1));
     };
     PXImageSetLogObjectUse(true);
-    const struct {
-        const char* name;
-        int32_t count, depth, want;  // spares then
-    } rows[] = {{"filled", 3, 8, 3},
-                {"filled enough", 2, 8, 3},
-                {"other images", 2, 16, 2},
-                {"none of others", -1, 8, 0},
-                {"filled again", 1, 8, 1}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        update(row.count, row.depth);
-        EXPECT_EQ(row.want, PXImageGetTotalImages());
+    const Rows<int32_t, int32_t, int32_t> rows = {{"filled", 3, 8, 3},
+                                                  {"filled enough", 2, 8, 3},
+                                                  {"other images", 2, 16, 2},
+                                                  {"none of others", -1, 8, 0},
+                                                  {"filled again", 1, 8, 1}};
+    for (const auto& [name, count, depth, want] : rows) {
+        SCOPED_TRACE(name);
+        update(count, depth);
+        EXPECT_EQ(want, PXImageGetTotalImages());
     }
     PXImage images[2] = {};
     for (PXImage& one : images) ASSERT_EQ(kPXOK, PXImagePoolAcquire(pool, &one));
@@ -378,21 +359,17 @@ TEST(Image, CensusCountsWhatLives)
     Image empty = Created(PXImageCreate);
     PXImageDumpImageReport();
     PXImageSetLogObjectUse(false);
-    const struct {
-        PXImage image;
-        char letter;
-        const char* facts;
-    } rows[] = {{large, 'm', "x:1 y:2 w:1024 h:512 planes:3, depth:8"},
-                {solid, 's', "x:0 y:0 w:2048 h:256 planes:1, depth:8"},
-                {empty, 'd', "x:0 y:0 w:0 h:0 planes:1, depth:0"}};
+    const Rows<PXImage, char> rows = {{"x:1 y:2 w:1024 h:512 planes:3, depth:8", large, 'm'},
+                                      {"x:0 y:0 w:2048 h:256 planes:1, depth:8", solid, 's'},
+                                      {"x:0 y:0 w:0 h:0 planes:1, depth:0", empty, 'd'}};
     std::map<PXImage, char> letters;
     const std::vector<std::string> lines = events.Messages();
     ASSERT_EQ(8U, lines.size());
-    for (const auto& row : rows) {
+    for (const auto& [facts, image, letter] : rows) {
         char want[100];
-        std::snprintf(want, sizeof(want), "%p - rc:1 %s", static_cast<void*>(row.image), row.facts);
+        std::snprintf(want, sizeof(want), "%p - rc:1 %s", static_cast<void*>(image), facts);
         EXPECT_EQ(1, std::count(lines.begin(), lines.end(), want)) << want;
-        letters[row.image] = row.letter;
+        letters[image] = letter;
     }
     std::string bar = "PXImage: Resident/Total MB: (1.50/2.00) ";
     for (const auto& [image, letter] : letters) bar += letter;
@@ -408,33 +385,24 @@ TEST(Image, CensusCountsWhatLives)
 
 TEST(Image, RefusesRectanglesThatAreNotItsOwn)
 {
-    const Image image = Make({0, 0, 8, 8}, 8, 3, kPXDataSourceMemory);
+    const Image rgb = Make({0, 0, 8, 8}, 8, 3, kPXDataSourceMemory);
     const Image mask = Make({0, 0, 8, 8}, 1, 1, kPXDataSourceMemory);
     uint8_t buffer[8 * 8 * 3];
-    const struct {
-        const char* name;
-        PXImage image;
-        PXRect rect;
-        int64_t rowBytes;
-        PXStatus want;
-    } rows[] = {
-        {"whole", image, {0, 0, 8, 8}, 24, kPXOK},
-        {"last pixel", image, {7, 7, 1, 1}, 3, kPXOK},
-        {"empty", image, {0, 0, 0, 4}, 24, kPXErrBadArgument},
-        {"left of it", image, {-1, 0, 2, 2}, 24, kPXErrBadArgument},
-        {"past the bottom", image, {0, 7, 1, 2}, 24, kPXErrBadArgument},
-        {"overflowing right edge", image, {kMax, 0, kMax, 1}, 24, kPXErrBadArgument},
-        {"rows too close", image, {0, 0, 8, 8}, 23, kPXErrBadArgument},
+    const Rows<PXImage, PXRect, int64_t, PXStatus> rows = {
+        {"whole", rgb, {0, 0, 8, 8}, 24, kPXOK},
+        {"last pixel", rgb, {7, 7, 1, 1}, 3, kPXOK},
+        {"empty", rgb, {0, 0, 0, 4}, 24, kPXErrBadArgument},
+        {"left of it", rgb, {-1, 0, 2, 2}, 24, kPXErrBadArgument},
+        {"past the bottom", rgb, {0, 7, 1, 2}, 24, kPXErrBadArgument},
+        {"overflowing right edge", rgb, {kMax, 0, kMax, 1}, 24, kPXErrBadArgument},
+        {"rows too close", rgb, {0, 0, 8, 8}, 23, kPXErrBadArgument},
         {"bit mask", mask, {3, 3, 2, 2}, 1, kPXOK},
         {"bit mask with a short row", mask, {0, 0, 8, 8}, 0, kPXErrBadArgument},
         {"no image", nullptr, {0, 0, 8, 8}, 24, kPXErrBadArgument},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EventLog events;
-        EXPECT_EQ(row.want, PXImageRead2(row.image, row.rect, buffer, row.rowBytes));
-        EXPECT_EQ(row.want, PXImageWrite2(row.image, row.rect, buffer, row.rowBytes));
-        EXPECT_EQ(row.want == kPXOK ? 0 : 2, events.Count(row.want));
+    for (const auto& [name, image, rect, rowBytes, want] : rows) {
+        Case(name).Gives(want, PXImageRead2(image, rect, buffer, rowBytes));
+        Case(name).Gives(want, PXImageWrite2(image, rect, buffer, rowBytes));
     }
 }
 

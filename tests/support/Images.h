@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -61,6 +62,19 @@ inline void SetBytes(PXImage image, const Bytes& bytes)
 {
     const PXRect bounds = PXImageGetBounds(image);
     EXPECT_EQ(kPXOK, PXImageWrite2(image, bounds, bytes.data(), RowBytes(image, bounds.width)));
+}
+
+// Any bytes; floats from a little below 0 to a little above 1.
+template <class Random>
+void SetNoise(PXImage image, Random& random)
+{
+    Bytes bytes(ReadAll(image).size());
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random() >> 7);
+    for (size_t i = 0; PXImageGetDepth(image) == 32 && i < bytes.size(); i += sizeof(float)) {
+        const float value = static_cast<float>(random() % 1200) / 1000 - 0.1F;
+        std::memcpy(&bytes[i], &value, sizeof(value));
+    }
+    SetBytes(image, bytes);
 }
 
 }  // namespace px::test

@@ -29,5 +29,33 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
+
+namespace px::test {
+
+// A table of cases with names; the loop over it names the other columns.
+template <class... Columns>
+using Rows = std::vector<std::tuple<const char*, Columns...>>;
+
+// A case by its name, which is told with its failures: Case(name).Gives(wanted, Call()).
+class Case {
+public:
+    explicit Case(const char* name) : trace_("", 0, name) {}
+
+    // A status that is neither good nor soft is logged, once.
+    template <class Wanted, class Status>
+    void Gives(Wanted wanted, Status status) const
+    {
+        const auto number = static_cast<PXStatus>(wanted);
+        EXPECT_EQ(number, static_cast<PXStatus>(status));
+        EXPECT_EQ(number == kPXOK || number == kPXErrSoft ? 0 : 1, events_.Count(number));
+    }
+
+private:
+    testing::ScopedTrace trace_;
+    EventLog events_;
+};
+
+}  // namespace px::test
