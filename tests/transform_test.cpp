@@ -4,12 +4,11 @@
 
 #include "PXAccelerate/TransformKernels.h"
 #include "PXCore/PXGeometry.h"
-#include "PXCore/PXImageCache.h"
 #include "PXCore/PXImageTiles.h"
 #include "support/Images.h"
 #include "support/RefTransform.h"
-#include "support/TempFolder.h"
 #include "support/Test.h"
+#include "support/Tiles.h"
 
 namespace {
 
@@ -19,21 +18,6 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr PXAffineTransform kIdentity = {1, 0, 0, 1, 0, 0};
 constexpr int32_t kDepths[] = {8, 16, 32};
-
-// Any bytes; floats from a little below 0 to a little above 1.
-template <class Random>
-void SetNoise(PXImage image, Random& random)
-{
-    Bytes bytes(ReadAll(image).size());
-    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random() >> 7);
-    if (PXImageGetDepth(image) == 32) {
-        for (size_t i = 0; i < bytes.size(); i += sizeof(float)) {
-            const float value = static_cast<float>(random() % 1200) / 1000 - 0.1F;
-            std::memcpy(&bytes[i], &value, sizeof(value));
-        }
-    }
-    SetBytes(image, bytes);
-}
 
 int Transform(PXImage source, PXImage destination, const RefTransformJob& job)
 {
@@ -72,9 +56,7 @@ Bytes FillWithEverySet(PXImage source, PXImage destination, const RefTransformJo
     for (int32_t y = 0; y < bounds.height; ++y) {
         for (int32_t x = 0; x < bounds.width; ++x) {
             if (PXPointInRect({bounds.x + x, bounds.y + y}, job.rect)) continue;
-            const size_t at = (static_cast<size_t>(y) * static_cast<size_t>(bounds.width) +
-                               static_cast<size_t>(x)) *
-                              pixelBytes;
+            const size_t at = static_cast<size_t>(y * bounds.width + x) * pixelBytes;
             EXPECT_EQ(0, std::memcmp(&before[at], &plain[at], pixelBytes));
         }
     }
@@ -117,14 +99,24 @@ public:
     }
     PXAffineTransform Transform(const PXRect& from, const PXRect& to)
     {
+        // Turns and a mirror whose positions, halves of pixels among them, are exact.
+        const PXAffineTransform turns[] = {
+            {0, -1, 1, 0, 0, 0}, {-1, 0, 0, -1, 0, 0}, {0, 1, -1, 0, 0, 0}, {-1, 0, 0, 1, 0, 0}};
+        const bool isExact = Within(4) == 0;
         PXAffineTransform m =
-            PXAffineTransformMake(Between(-180, 180), Between(0.2, 3),
-                                  Between(0.2, 3) * (Within(2) ? 1.0F : -1.0F), 0, 0, 0, 0);
-        if (Within(3) == 0) m.m1 += Between(-1, 1);
+            isExact
+                ? turns[Within(4)]
+                : PXAffineTransformMake(Between(-180, 180), Between(0.2, 3),
+                                        Between(0.2, 3) * (Within(2) ? 1.0F : -1.0F), 0, 0, 0, 0);
+        if (!isExact && Within(3) == 0) m.m1 += Between(-1, 1);
         const PXPointF middle =
             PXAffineTransformTransformPointF(PXRectFCenter(PXRectToPXRectF(from)), m);
-        m.tx = PXRectFCenter(PXRectToPXRectF(to)).x - middle.x + Between(-9, 9);
-        m.ty = PXRectFCenter(PXRectToPXRectF(to)).y - middle.y + Between(-9, 9);
+        const auto shift = [&](float distance) {
+            distance += Between(-9, 9);
+            return isExact ? std::round(distance * 2) / 2 : distance;
+        };
+        m.tx = shift(PXRectFCenter(PXRectToPXRectF(to)).x - middle.x);
+        m.ty = shift(PXRectFCenter(PXRectToPXRectF(to)).y - middle.y);
         return m;
     }
 
@@ -211,12 +203,7 @@ TEST(ImageTransform, CopiesWhatIsNearlyTheIdentity)
 {
     Random random(73);
     const PXRect big = {-5, -3, 700, 90}, part = {0, 0, 50, 30};
-    const struct {
-        const char* name;
-        PXAffineTransform transform;
-        PXRect rect;
-        bool isCopy;
-    } rows[] = {
+    const Rows<PXAffineTransform, PXRect, bool> rows = {
         {"identity", kIdentity, big, true},
         {"whole pixels", {1, 0, 0, 1, 20, 2}, {100, 30, 50, 20}, true},
         {"scale within half a hundredth", {1.004F, 0, 0, 1.004F, 0, 0}, part, true},
@@ -230,21 +217,20 @@ TEST(ImageTransform, CopiesWhatIsNearlyTheIdentity)
     for (const int32_t depth : {8, 16, 32, 64}) {
         const Image source = Make(big, depth, 3, kPXDataSourceTiled);
         SetNoise(source, random);
-        for (const auto& row : rows) {
-            SCOPED_TRACE(std::string(row.name) + ", depth " + std::to_string(depth));
+        for (const auto& [name, transform, rect, isCopy] : rows) {
+            SCOPED_TRACE(std::string(name) + ", depth " + std::to_string(depth));
             const EventLog events;
             const Image destination = Make(big, depth, 3, kPXDataSourceMemory);
             const PXRect mapped =
-                PXAffineTransformTransformRect(row.rect, PXAffineTransformInvert(row.transform));
-            const int status =
-                PXImageTransformImage(source, destination, row.rect, row.transform, nullptr);
-            if (depth == 64 && !row.isCopy) {
+                PXAffineTransformTransformRect(rect, PXAffineTransformInvert(transform));
+            const int status = PXImageTransformImage(source, destination, rect, transform, nullptr);
+            if (depth == 64 && !isCopy) {
                 EXPECT_EQ(kPXErrPixelLayout, status);
                 continue;
             }
             ASSERT_EQ(0, status);
-            EXPECT_EQ(row.isCopy, PXRectInRect(mapped, big) &&
-                                      Read(source, mapped) == Read(destination, row.rect));
+            EXPECT_EQ(isCopy,
+                      PXRectInRect(mapped, big) && Read(source, mapped) == Read(destination, rect));
         }
     }
 }
@@ -266,22 +252,6 @@ TEST(ImageTransform, ReadsTheImageThatItWritesAsItWas)
             EXPECT_TRUE(ReadAll(image) == ReadAll(copied));
         }
     }
-}
-
-TEST(ImageTransform, HalfwayIsTheMeanOrFartherFromZero)
-{
-    // Pixels -4 to 3 hold 10, 20, 30 … 80.
-    const Image source = Make({-4, 0, 8, 1}, 8, 1, kPXDataSourceMemory);
-    SetBytes(source, {10, 20, 30, 40, 50, 60, 70, 80});
-    const Image destination = Make({-4, 0, 8, 1}, 8, 1, kPXDataSourceMemory);
-    const PXAffineTransform half = {1, 0, 0, 1, 0.5F, 0};
-    const auto moved = [&](uint32_t method) {
-        EXPECT_EQ(0, Transform(source, destination, {{-4, 0, 8, 1}, half, method, {}, 8, 1}));
-        return ReadAll(destination);
-    };
-    EXPECT_EQ((Bytes{10, 15, 25, 35, 45, 55, 65, 75}), moved(kPXTransformBilinear));
-    // Sources are -4.5, -3.5 … 2.5: away from zero on either side.
-    EXPECT_EQ((Bytes{10, 10, 20, 30, 40, 60, 70, 80}), moved(kPXTransformNearest));
 }
 
 // Floats are anything; what becomes of them in whole numbers is not.
@@ -331,33 +301,6 @@ TEST(ImageTransform, LargeDestinationsAreFilledAlike)
     }
 }
 
-TEST(ImageTransform, FourQuarterTurnsAreTheIdentity)
-{
-    Random random(77);
-    for (uint32_t method = 1; method <= 3; ++method) {
-        for (const int32_t depth : kDepths) {
-            const PXRect bounds = {0, 0, 301, 301};
-            Image image = Make(bounds, depth, 3, kPXDataSourceMemory);
-            SetNoise(image, random);
-            Bytes before = ReadAll(image);
-            if (depth == 32) {
-                // Bicubic keeps floats between 0 and 1.
-                for (size_t i = 3; i < before.size(); i += 4) before[i] &= 0x3E;
-                SetBytes(image, before);
-                for (double sample : ReadPicture(image).samples) ASSERT_LE(0, sample);
-            }
-            for (int turn = 0; turn < 4; ++turn) {
-                Image turned =
-                    Make(bounds, depth, 3, turn % 2 ? kPXDataSourceMemory : kPXDataSourceTiled);
-                EXPECT_EQ(0, PXImageTransformImageWithMethod(
-                                 image, turned, bounds, {0, -1, 1, 0, 301, 0}, nullptr, method));
-                EXPECT_EQ(turn == 3, before == ReadAll(turned)) << method << ' ' << depth;
-                image = std::move(turned);
-            }
-        }
-    }
-}
-
 // Nothing of the source is left in sight, whatever it is that makes positions useless.
 TEST(ImageTransform, PositionsBeyondAllPixelsAreOutside)
 {
@@ -400,13 +343,7 @@ TEST(ImageTransform, RefusesWhatItCannotDo)
         Make(bounds, 64, 3, kPXDataSourceMemory), Make(bounds, 1, 1, kPXDataSourceMemory),
         Make(bounds, 24, 1, kPXDataSourceMemory), Created(PXImageCreate)};
     PXImage memory = images[0], solid = images[1], deep = images[2], empty = images[5];
-    const struct {
-        const char* name;
-        PXImage source, destination;
-        PXRect rect;
-        uint32_t method;
-        uint32_t want, logged;
-    } rows[] = {
+    const Rows<PXImage, PXImage, PXRect, uint32_t, uint32_t, uint32_t> rows = {
         {"no source", nullptr, memory, bounds, 2, kPXErrPixelLayout, kBad},
         {"no destination", memory, nullptr, bounds, 2, kPXErrPixelLayout, kBad},
         {"method 0", memory, memory, bounds, 0, kBad, kBad},
@@ -423,15 +360,14 @@ TEST(ImageTransform, RefusesWhatItCannotDo)
         {"no room in numbers", solid, memory, {INT32_MAX, 1, INT32_MAX, 1}, 2, kBad, kBad},
         {"into a solid fill", memory, solid, bounds, 2, kPXErrNotSupported, kPXErrNotSupported},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, source, destination, rect, method, want, logged] : rows) {
         for (const PXAffineTransform& m : {PXAffineTransform{0.8F, 0.6F, -0.6F, 0.8F, 0, 0},
                                            PXAffineTransform{2, 0, 0, 3, 0, 0}}) {
-            SCOPED_TRACE(row.name);
+            SCOPED_TRACE(name);
             const EventLog events;
-            EXPECT_EQ(static_cast<int>(row.want),
-                      PXImageTransformImageWithMethod(row.source, row.destination, row.rect, m,
-                                                      nullptr, row.method));
-            EXPECT_EQ(1, events.Count(row.logged));
+            EXPECT_EQ(static_cast<int>(want), PXImageTransformImageWithMethod(
+                                                  source, destination, rect, m, nullptr, method));
+            EXPECT_EQ(1, events.Count(logged));
             EXPECT_EQ(1U, events.Messages().size());
         }
     }
@@ -473,15 +409,7 @@ TEST(ImageTransform, ThreadsGiveTheSameBytesAndProgressStopsThem)
     PXProgressRelease(progress);
 }
 
-class TransformCache : public TempFolder {
-protected:
-    TransformCache() { EXPECT_EQ(kPXOK, PXImageSetCacheFolderPath(FileURL(root_.string(), true))); }
-    ~TransformCache() override
-    {
-        PXImageShutdown();
-        PXImageSetCacheMemPercent(50);
-    }
-};
+class TransformCache : public TileCache {};
 
 TEST_F(TransformCache, ReadsTheTilesOfLargeSourcesAboutOnce)
 {
@@ -499,13 +427,11 @@ TEST_F(TransformCache, ReadsTheTilesOfLargeSourcesAboutOnce)
     }
     for (const float angle : {0.0F, 2.0F, 15.0F, 45.0F, 90.0F, 180.0F, -75.0F}) {
         const Image destination = Make(bounds, 8, 1, kPXDataSourceTiled);
-        PXImageCacheStatistics before = {}, after = {};
-        ASSERT_EQ(kPXOK, PXImageGetCacheStatistics(&before));
+        const uint64_t before = Statistics().tilesRead;
         const PXAffineTransform m =
             PXAffineTransformMake(angle, 1, 1, kSide / 2.0F, kSide / 2.0F, 0.5F, 0);
         EXPECT_EQ(0, PXImageTransformImage(source, destination, bounds, m, nullptr));
-        ASSERT_EQ(kPXOK, PXImageGetCacheStatistics(&after));
-        const double read = static_cast<double>(after.tilesRead - before.tilesRead) / kTiles;
+        const double read = static_cast<double>(Statistics().tilesRead - before) / kTiles;
         std::printf("%g degrees: %.2f reads a tile\n", double{angle}, read);
         EXPECT_GT(1.3, read) << angle;
     }
