@@ -1,20 +1,12 @@
 #include "PXAccelerate/PXAccelerate.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <map>
-#include <random>
-#include <utility>
-#include <vector>
-
 #include "PXAccelerate/DotProducts.h"
 #include "support/FakePlatform.h"
-#include "support/Seed.h"
+#include "support/Test.h"
 
 namespace {
 
-using px::test::FakeTable;
+using namespace px::test;
 
 // Leaves of a made-up processor; asking for one that it does not announce is a fault.
 std::map<uint32_t, std::vector<uint32_t>> leaves;
@@ -56,12 +48,7 @@ TEST_F(AccelerateTest, EachFeatureHasItsOwnBit)
 {
     const uint32_t kExtended = 0x80000001;
     // In the order of their bits in the mask.
-    const struct {
-        const char* name;
-        uint32_t leaf;
-        size_t where;
-        uint32_t bit;
-    } rows[] = {
+    const Rows<uint32_t, size_t, uint32_t> rows = {
         // clang-format off
         {"MMX", 1, 3, 23}, {"SSE", 1, 3, 25}, {"SSE2", 1, 3, 26}, {"SSE3", 1, 2, 0},
         {"SSSE3", 1, 2, 9}, {"SSE4.1", 1, 2, 19}, {"SSE4.2", 1, 2, 20},
@@ -76,9 +63,9 @@ TEST_F(AccelerateTest, EachFeatureHasItsOwnBit)
         // clang-format on
     };
     PXCPUCapabilities want = 1;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(want, With(row.leaf, row.where, row.bit));
+    for (const auto& [name, leaf, where, bit] : rows) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(want, With(leaf, where, bit));
         EXPECT_EQ(want == 0x100 ? 32U : 16U, PXAccelerateAlignment());
         want <<= 1;
     }
@@ -90,24 +77,19 @@ TEST_F(AccelerateTest, ReadsNoLeafThatIsNotThere)
 {
     const std::vector<uint32_t> all(4, ~0U);
     const PXCPUCapabilities leaf1 = 0x818001FF & ~0x80000080ULL;
-    const struct {
-        const char* name;
-        uint32_t most, mostExtended;
-        PXCPUCapabilities within;  // bits that may be set
-        bool hasAny;
-    } rows[] = {
-        {"no leaves", 0, 0, 0, false},
-        {"up to 6", 6, 0x80000000, leaf1 | 0x80000 | 0x1000000, true},
-        {"extended alone", 0, 0x80000001, 0x40700080, true},
+    const Rows<uint32_t, uint32_t, PXCPUCapabilities> rows = {
+        {"no leaves", 0, 0, 0},
+        {"up to 6", 6, 0x80000000, leaf1 | 0x80000 | 0x1000000},
+        {"extended alone", 0, 0x80000001, 0x40700080},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        leaves = {{0, {row.most, 0, 0, 0}}, {0x80000000, {row.mostExtended, 0, 0, 0}}};
-        if (row.most > 0) leaves[1] = all;
-        if (row.mostExtended > 0x80000000) leaves[0x80000001] = all;
+    for (const auto& [name, most, mostExtended, allowed] : rows) {
+        SCOPED_TRACE(name);
+        leaves = {{0, {most, 0, 0, 0}}, {0x80000000, {mostExtended, 0, 0, 0}}};
+        if (most > 0) leaves[1] = all;
+        if (mostExtended > 0x80000000) leaves[0x80000001] = all;
         PXAccelerateInit();
-        EXPECT_EQ(0U, PXAccelerateCPUCapabilities() & ~row.within);
-        EXPECT_EQ(row.hasAny, PXAccelerateCPUCapabilities() != 0);
+        EXPECT_EQ(0U, PXAccelerateCPUCapabilities() & ~allowed);
+        EXPECT_EQ(allowed != 0, PXAccelerateCPUCapabilities() != 0);
     }
 }
 
@@ -149,7 +131,7 @@ TEST_F(AccelerateTest, InstallsVectorDotProductsWithSSE2Alone)
 
 TEST(DotProducts, AddInThePromisedOrder)
 {
-    std::mt19937_64 random(px::test::Seed(31));
+    std::mt19937_64 random(Seed(31));
     std::uniform_real_distribution<float> values(-1000, 1000);
     for (int n = -1; n <= 67; ++n) {
         const auto count = static_cast<size_t>(n < 0 ? 0 : n);
