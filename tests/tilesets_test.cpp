@@ -5,9 +5,6 @@
 #include "support/Images.h"
 #include "support/Test.h"
 
-#include <set>
-#include <tuple>
-
 namespace {
 
 using namespace px::test;
@@ -20,22 +17,6 @@ constexpr auto kPlain = static_cast<BaseTileItemType>(0);
 void AddCell(BaseTileColumnSet* columns, int32_t row, int32_t column)
 {
     EXPECT_NE(nullptr, columns->addTile(row, column, 1, 0, kPlain, row, column));
-}
-
-TEST(TileSets, ItemsAreOrderedByAllKeys)
-{
-    // Each row differs from the one before in a key of less weight, and comes after it.
-    const BaseTileItem rows[] = {{9, 9, static_cast<BaseTileItemType>(9), -1, 9},
-                                 {9, 9, static_cast<BaseTileItemType>(9), 0, -2},
-                                 {9, 9, static_cast<BaseTileItemType>(1), 0, 3},
-                                 {-5, 9, static_cast<BaseTileItemType>(2), 0, 3},
-                                 {4, 1, static_cast<BaseTileItemType>(2), 0, 3},
-                                 {4, 2, static_cast<BaseTileItemType>(2), 0, 3}};
-    for (size_t i = 0; i < std::size(rows); ++i) {
-        for (size_t j = 0; j < std::size(rows); ++j)
-            EXPECT_EQ(i < j ? -1 : i > j, BaseTileItem::compare(&rows[i], &rows[j]));
-        EXPECT_EQ(1, BaseTileItem::compare(&rows[i], nullptr));
-    }
 }
 
 // Ascending items and sets in any order, against a standard set.
@@ -101,23 +82,19 @@ TEST(TileSets, ItemsAreAppendedAndNotInserted)
 
 TEST(TileSets, BoundingRectHoldsAllCells)
 {
-    const struct {
-        const char* name;
-        std::pair<int32_t, int32_t> first, second;
-        PXRect want;
-    } rows[] = {
+    const Rows<std::pair<int32_t, int32_t>, std::pair<int32_t, int32_t>, PXRect> rows = {
         {"published", {0, 0}, {1, 2}, {0, 0, 1536, 1024}},
         {"left and above", {-1, -3}, {0, 0}, {-1536, -512, 2048, 1024}},
         {"at the ends of the numbers", {kMin, kMin}, {kMax, kMax}, {kMin, kMin, kMax, kMax}},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, first, second, want] : rows) {
+        SCOPED_TRACE(name);
         BaseTileColumnSet columns;
         EXPECT_FALSE(columns.hasColumns());
         EXPECT_EQ(0, columns.boundingRect().width);
-        AddCell(&columns, row.first.first, row.first.second);
-        AddCell(&columns, row.second.first, row.second.second);
-        EXPECT_TRUE(PXRectEqual(row.want, columns.boundingRect()));
+        AddCell(&columns, first.first, first.second);
+        AddCell(&columns, second.first, second.second);
+        EXPECT_TRUE(PXRectEqual(want, columns.boundingRect()));
         EXPECT_FALSE(columns.hasIncompleteColumns());
         columns.tileSetAt(1)->setState(BaseTileSet::kStateIncomplete);
         EXPECT_TRUE(columns.hasIncompleteColumns());
@@ -146,6 +123,7 @@ TEST(TileSets, ItemsRetainTheirImage)
         EXPECT_EQ(1, PXImageGetRetainCount(images[0]));
         item.init(1, 2, kPlain, 3, 4);
         EXPECT_EQ(nullptr, item.image());
+        EXPECT_EQ(1, BaseTileItem::compare(&item, nullptr));
     }
     EXPECT_EQ(2, PXImageGetRetainCount(images[1]));  // init forgot it
     PXImageRelease(images[1]);
