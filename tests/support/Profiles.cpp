@@ -116,21 +116,14 @@ std::vector<uint8_t> StandardProfileBytes(uint32_t signature)
     return {bytes.begin(), bytes.end()};
 }
 
-void* MakeLittleCMSContext()
-{
-    cmsContext context = cmsCreateContext(nullptr, nullptr);
-#if defined(PX_FAST_FLOAT)
-    cmsPluginTHR(context, cmsFastFloatExtensions());
-#endif
-    return context;
-}
-
-void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
+bool ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
                         const void* source, void* destination, size_t pixelCount)
 {
     const bool isExact = T_FLOAT(from.type);
-    auto context = isExact ? cmsCreateContext(nullptr, nullptr)
-                           : static_cast<cmsContext>(MakeLittleCMSContext());
+    cmsContext context = cmsCreateContext(nullptr, nullptr);
+#if defined(PX_FAST_FLOAT)
+    if (!isExact) cmsPluginTHR(context, cmsFastFloatExtensions());
+#endif
     const auto open = [context](const std::vector<uint8_t>& icc) {
         return icc.empty()
                    ? cmsCreate_sRGBProfileTHR(context)
@@ -140,7 +133,6 @@ void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint
     cmsHTRANSFORM transform = cmsCreateTransformTHR(
         context, a, from.type, b, to.type, intent,
         cmsFLAGS_BLACKPOINTCOMPENSATION | (isExact ? cmsFLAGS_NOOPTIMIZE : 0U));
-    EXPECT_NE(nullptr, transform);
     if (transform) {
         cmsDoTransform(transform, source, destination, cmsUInt32Number(pixelCount));
         cmsDeleteTransform(transform);
@@ -148,6 +140,7 @@ void ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint
     cmsCloseProfile(b);
     cmsCloseProfile(a);
     cmsDeleteContext(context);
+    return transform != nullptr;
 }
 
 }  // namespace px::test
