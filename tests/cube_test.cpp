@@ -5,20 +5,14 @@
 #include "Image/LCMSColorCube.h"
 #include "PXCore/PXColorProfileImages.h"
 #include "support/ColourPictures.h"
-#include "support/EventLog.h"
 #include "support/FakePlatform.h"
 #include "support/Profiles.h"
-#include "support/Seed.h"
 #include "support/TempFolder.h"
+#include "support/Test.h"
 
 #include <lcms2.h>
 
-#include <algorithm>
 #include <bit>
-#include <cerrno>
-#include <cmath>
-#include <cstring>
-#include <limits>
 
 namespace {
 
@@ -101,16 +95,25 @@ Bytes MakeLinearProfile()
     return SaveAndClose(profile);
 }
 
-float LargestDifference(const Floats& a, const Floats& b)
-{
-    float largest = a.size() == b.size() ? 0 : INFINITY;
-    for (size_t i = 0; i < a.size() && i < b.size(); ++i) {
-        largest = std::max(largest, std::fabs(a[i] - b[i]));
-    }
-    return largest;
-}
-
 using Cube = Owned<CFDataRef>;
+
+// Owns a cube object.
+struct ReleaseCube {
+    void operator()(PXColorCube cube) const { PXColorCubeRelease(cube); }
+};
+class CubeObject : public std::unique_ptr<__PXColorCube, ReleaseCube> {
+public:
+    using unique_ptr::unique_ptr;
+    // Of any numbers.
+    CubeObject(uint32_t size, const Floats& nodes) : unique_ptr(PXColorCubeCreate())
+    {
+        PXColorCubeSetGridSize(get(), size);
+        PXColorCubeSetData(get(),
+                           Cube(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(nodes.data()),
+                                             CFIndex(nodes.size() * sizeof(float)))));
+    }
+    operator PXColorCube() const { return get(); }
+};
 
 TEST(ColourCube, HoldsLittleCMSResultsInOrder)
 {
@@ -120,12 +123,11 @@ TEST(ColourCube, HoldsLittleCMSResultsInOrder)
     const auto wanted = [&](uint32_t size, cmsUInt32Number intent = INTENT_RELATIVE_COLORIMETRIC) {
         return CubeByLittleCMS(proPhoto, srgb, intent, size);
     };
-    PXColorCube cube = PXColorCubeCreateFromProfiles(from, to, kPXColorCubeModeFloat);
+    const CubeObject cube(PXColorCubeCreateFromProfiles(from, to, kPXColorCubeModeFloat));
     ASSERT_NE(nullptr, cube);
     const Floats whole = FloatsOf(PXColorCubeGetDataRef(cube));
     EXPECT_EQ(wanted(32), whole);
     EXPECT_LT(*std::min_element(whole.begin(), whole.end()), 0.0F) << "nothing is clamped";
-    PXColorCubeRelease(cube);
 
     CFDataRef made = nullptr;
     ASSERT_EQ(0, PXColorProfileCreateRGBColorCube(from, to, 5, &made));
@@ -138,9 +140,9 @@ TEST(ColourCube, HoldsLittleCMSResultsInOrder)
     EXPECT_EQ(wanted(3, INTENT_PERCEPTUAL), FloatsOf(Cube(made)));
     PXColorCube object = nullptr;
     ASSERT_EQ(0, PXColorProfileCreateRGBColorCube4(from, to, 0, 3, &object));
-    EXPECT_EQ(wanted(3), FloatsOf(PXColorCubeGetDataRef(object)));
-    EXPECT_EQ(3U, PXColorCubeGetGridSize(object));
-    PXColorCubeRelease(object);
+    const CubeObject small(object);
+    EXPECT_EQ(wanted(3), FloatsOf(PXColorCubeGetDataRef(small)));
+    EXPECT_EQ(3U, PXColorCubeGetGridSize(small));
 
     // The one point of a cube of size 1 is 0 / 0, and goes to Little CMS as it is.
     ASSERT_TRUE(std::isnan(GridPoints(1)[0]));
@@ -153,12 +155,7 @@ TEST(ColourCube, HoldsLittleCMSResultsInOrder)
 TEST(ColourCube, RefusesWhatItCannotFill)
 {
     const Profile srgb(kPXColorStandardSRGB), cmyk(MakeCMYKProfile()), empty;
-    const struct {
-        const char* name;
-        PXColorProfile from, to;
-        uint32_t mode;
-        PXStatus want;
-    } rows[] = {
+    const Rows<PXColorProfile, PXColorProfile, uint32_t, PXStatus> rows = {
         {"no source", nullptr, srgb, 2, kPXErrBadArgument},
         {"no destination", srgb, nullptr, 2, kPXErrBadArgument},
         {"empty source", empty, srgb, 2, kPXErrMissing},
@@ -166,23 +163,22 @@ TEST(ColourCube, RefusesWhatItCannotFill)
         {"another mode", srgb, srgb, 1, kPXErrCubeMode},
         {"no RGB", srgb, cmyk, 2, kPXErrTransform},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, from, to, mode, want] : rows) {
+        SCOPED_TRACE(name);
         EventLog events;
-        EXPECT_EQ(nullptr, PXColorCubeCreateFromProfiles(row.from, row.to, row.mode));
-        EXPECT_EQ(1, events.Count(row.want));
+        EXPECT_EQ(nullptr, PXColorCubeCreateFromProfiles(from, to, mode));
+        EXPECT_EQ(1, events.Count(want));
     }
     EventLog events;
     CFDataRef made = nullptr;
-    EXPECT_EQ(int{kPXErrBadArgument}, PXColorProfileCreateRGBColorCube(srgb, srgb, 0, &made));
-    EXPECT_EQ(int{kPXErrBadArgument}, PXColorProfileCreateRGBColorCube(srgb, srgb, 257, &made));
-    EXPECT_EQ(int{kPXErrNotFound}, PXColorProfileCreateRGBColorCube(srgb, cmyk, 3, &made));
-    EXPECT_EQ(int{kPXErrMissing}, PXColorProfileCreateRGBColorCube(empty, srgb, 3, &made));
+    EXPECT_EQ(kPXErrBadArgument, PXColorProfileCreateRGBColorCube(srgb, srgb, 0, &made));
+    EXPECT_EQ(kPXErrBadArgument, PXColorProfileCreateRGBColorCube(srgb, srgb, 257, &made));
+    EXPECT_EQ(kPXErrNotFound, PXColorProfileCreateRGBColorCube(srgb, cmyk, 3, &made));
+    EXPECT_EQ(kPXErrMissing, PXColorProfileCreateRGBColorCube(empty, srgb, 3, &made));
     EXPECT_EQ(nullptr, made);
-    PXColorCube cube = PXColorCubeCreate();
     Picture image({0, 0, 2, 2});
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXColorCubeApplyToImage(cube, image.image));
-    PXColorCubeRelease(cube);
+    EXPECT_EQ(kPXErrNotFound,
+              PXColorCubeApplyToImage(CubeObject(PXColorCubeCreate()), image.image));
 }
 
 TEST(ColourCube, AppliesItsProfilesNotItsData)
@@ -192,12 +188,11 @@ TEST(ColourCube, AppliesItsProfilesNotItsData)
     Picture wanted(bounds), image(bounds);
     wanted.Randomise(4);
     image.Randomise(4);
-    PXColorCube cube = PXColorCubeCreateFromProfiles(srgb, adobe, 2);
-    EXPECT_EQ(PXStatus{kPXOK}, PXColorCubeSetData(cube, nullptr));
+    const CubeObject cube(PXColorCubeCreateFromProfiles(srgb, adobe, 2));
+    EXPECT_EQ(kPXOK, PXColorCubeSetData(cube, nullptr));
     ASSERT_EQ(0, Convert(srgb, adobe, wanted, wanted, bounds));
-    EXPECT_EQ(PXStatus{kPXOK}, PXColorCubeApplyToImage(cube, image.image));
+    EXPECT_EQ(kPXOK, PXColorCubeApplyToImage(cube, image.image));
     EXPECT_EQ(wanted.pixels, image.pixels);
-    PXColorCubeRelease(cube);
 }
 
 TEST(SoftProofCube, StaysWithinATenthOfALevelOfTheFloatResult)
@@ -234,7 +229,7 @@ TEST(SoftProofCube, StaysWithinATenthOfALevelOfTheFloatResult)
                 ++marked;
             }
         }
-        EXPECT_LE(LargestDifference(wanted, found), 0.1F / 255);
+        EXPECT_THAT(found, testing::Pointwise(testing::FloatNear(0.1F / 255), wanted));
         if (warns && &source == &proPhoto) {
             EXPECT_GT(marked, 0);
         }
@@ -250,9 +245,9 @@ TEST(SoftProofCube, NeedsADisplay)
                                                          false, &made);
     };
     EventLog events;
-    EXPECT_EQ(int{kPXErrBadArgument}, make(srgb, srgb, 0));
-    EXPECT_EQ(int{kPXErrBadArgument}, make(nullptr, srgb, 3));
-    EXPECT_EQ(int{kPXErrMissing}, make(srgb, empty, 3));
+    EXPECT_EQ(kPXErrBadArgument, make(srgb, srgb, 0));
+    EXPECT_EQ(kPXErrBadArgument, make(nullptr, srgb, 3));
+    EXPECT_EQ(kPXErrMissing, make(srgb, empty, 3));
     EXPECT_EQ(nullptr, made);
     ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(
                      DataOf(StandardProfileBytes(kPXColorStandardAdobeRGB1998))));
@@ -289,22 +284,6 @@ TEST(SoftProofPicture, EqualsTheCubeOnItsGrid)
     }
 }
 
-// A cube object of any numbers.
-struct OwnCube {
-    OwnCube(uint32_t size, const Floats& nodes) : handle(PXColorCubeCreate())
-    {
-        PXColorCubeSetGridSize(handle, size);
-        PXColorCubeSetData(handle,
-                           Cube(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(nodes.data()),
-                                             CFIndex(nodes.size() * sizeof(float)))));
-    }
-    OwnCube(const OwnCube&) = delete;
-    OwnCube& operator=(const OwnCube&) = delete;
-    ~OwnCube() { PXColorCubeRelease(handle); }
-
-    PXColorCube handle;
-};
-
 // The weights of the corners of the tetrahedron, by the definition: sort the fractions, and the
 // differences between neighbours are the weights.
 PXVec3F Interpolated(const Floats& nodes, uint32_t size, const double color[3])
@@ -337,45 +316,44 @@ TEST(ColourCube, InterpolatesInTetrahedra)
     for (const uint32_t size : {2U, 3U, 9U}) {
         Floats nodes(size * size * size * 3);
         for (float& node : nodes) node = value(random);
-        const OwnCube cube(size, nodes);
+        const CubeObject cube(size, nodes);
         for (int i = 0; i < 2000; ++i) {
             const PXVec3F color = {value(random), value(random), value(random)};
             const double exact[3] = {double(color.x), double(color.y), double(color.z)};
             const PXVec3F wanted = Interpolated(nodes, size, exact);
             PXVec3F found = {};
-            ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeConvertColor(cube.handle, &color, &found));
+            ASSERT_EQ(kPXOK, PXColorCubeConvertColor(cube, &color, &found));
             EXPECT_NEAR(wanted.x, found.x, 1e-5F);
             EXPECT_NEAR(wanted.y, found.y, 1e-5F);
             EXPECT_NEAR(wanted.z, found.z, 1e-5F);
         }
         const PXVec3F odd = {NAN, INFINITY, -INFINITY};
         PXVec3F found = {};
-        EXPECT_EQ(PXStatus{kPXOK}, PXColorCubeConvertColor(cube.handle, &odd, &found));
+        EXPECT_EQ(kPXOK, PXColorCubeConvertColor(cube, &odd, &found));
         EXPECT_EQ(nodes[(size - 1) * size * 3], found.x);
     }
     EventLog events;
-    const OwnCube tooLittle(3, Floats(80));
+    const CubeObject tooLittle(3, Floats(80));
     PXVec3F color = {};
-    EXPECT_EQ(PXStatus{kPXErrNotFound}, PXColorCubeConvertColor(tooLittle.handle, &color, &color));
+    EXPECT_EQ(kPXErrNotFound, PXColorCubeConvertColor(tooLittle, &color, &color));
     EXPECT_EQ(1, events.Count(kPXErrNotFound));
 }
 
 TEST(ColourCube, OfGridPointsLeavesPicturesAsTheyAre)
 {
-    const OwnCube cube(9, GridPoints(9));
+    const CubeObject cube(9, GridPoints(9));
     for (const int32_t depth : {8, 16}) {
         Picture from({0, 0, 700, 3}, depth, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
         Picture to({0, 0, 700, 3}, depth, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
         from.Randomise(9);
-        ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeInterpolateImage(cube.handle, from.image, to.image,
-                                                               {0, 0, 700, 3}, nullptr));
+        ASSERT_EQ(kPXOK,
+                  PXColorCubeInterpolateImage(cube, from.image, to.image, {0, 0, 700, 3}, nullptr));
         EXPECT_EQ(from.pixels, to.pixels);
     }
     EventLog events;
     Picture grey({0, 0, 2, 2}, 8, 1, kPXColorSpaceGrey);
-    EXPECT_EQ(
-        PXStatus{kPXErrPixelLayout},
-        PXColorCubeInterpolateImage(cube.handle, grey.image, grey.image, {0, 0, 2, 2}, nullptr));
+    EXPECT_EQ(kPXErrPixelLayout,
+              PXColorCubeInterpolateImage(cube, grey.image, grey.image, {0, 0, 2, 2}, nullptr));
 }
 
 using CubeFiles = TempFolder;
@@ -394,14 +372,13 @@ TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
     nodes[0] = -0.0F;
     nodes[1] = std::numeric_limits<float>::denorm_min();
     nodes[2] = std::numeric_limits<float>::max();
-    const OwnCube cube(5, nodes);
+    const CubeObject cube(5, nodes);
     const auto url = FileURL(Path("any.cube"));
-    ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeWriteFile(cube.handle, url, CFSTR("A \"title\"")));
-    PXColorCube read = PXColorCubeCreateFromFile(url);
+    ASSERT_EQ(kPXOK, PXColorCubeWriteFile(cube, url, CFSTR("A \"title\"")));
+    const CubeObject read(PXColorCubeCreateFromFile(url));
     ASSERT_NE(nullptr, read);
     EXPECT_EQ(5U, PXColorCubeGetGridSize(read));
     EXPECT_EQ(0, std::memcmp(nodes.data(), PXColorCubeGetDataPtr(read), nodes.size() * 4));
-    PXColorCubeRelease(read);
 
     // Another reader finds the lines in their order.
     std::istringstream text(Content(Path("any.cube")));
@@ -419,10 +396,9 @@ TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
     }
     EventLog events;
     nodes[7] = NAN;
-    EXPECT_EQ(nullptr, PXColorCubeCreateFileData(OwnCube(5, nodes).handle, nullptr));
-    EXPECT_EQ(nullptr, PXColorCubeCreateFileData(OwnCube(1, nodes).handle, nullptr));
-    EXPECT_EQ(PXStatus{kPXErrNotSupported},
-              PXColorCubeWriteFile(OwnCube(5, nodes).handle, url, nullptr));
+    EXPECT_EQ(nullptr, PXColorCubeCreateFileData(CubeObject(5, nodes), nullptr));
+    EXPECT_EQ(nullptr, PXColorCubeCreateFileData(CubeObject(1, nodes), nullptr));
+    EXPECT_EQ(kPXErrNotSupported, PXColorCubeWriteFile(CubeObject(5, nodes), url, nullptr));
     EXPECT_EQ(3, events.Count(kPXErrNotSupported));
     EXPECT_EQ(nullptr, PXColorCubeCreateFromFile(FileURL(Path("gone.cube"))));
 }
@@ -430,14 +406,14 @@ TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
 TEST_F(CubeFiles, AreWrittenWholeOrNotAtAll)
 {
     namespace fs = std::filesystem;
-    const OwnCube cube(2, GridPoints(2));
+    const CubeObject cube(2, GridPoints(2));
     const auto write = [&](const char* name) {
         EventLog events;
-        const PXStatus status = PXColorCubeWriteFile(cube.handle, FileURL(Path(name)), nullptr);
+        const PXStatus status = PXColorCubeWriteFile(cube, FileURL(Path(name)), nullptr);
         EXPECT_EQ(status ? 1 : 0, events.Count(kPXErrCreate));
         return status;
     };
-    ASSERT_EQ(PXStatus{kPXOK}, write("a.cube"));
+    ASSERT_EQ(kPXOK, write("a.cube"));
     const std::string whole = Content(Path("a.cube"));
     EXPECT_NE(std::string::npos, whole.find(kEight));
     int failed = 0;
@@ -461,7 +437,7 @@ TEST_F(CubeFiles, AreWrittenWholeOrNotAtAll)
 
     fs::create_symlink("/dev/null", Path("device"));
     for (const char* name : {"device", "", "gone/any.cube"}) {
-        EXPECT_EQ(PXStatus{kPXErrCreate}, write(name)) << name;
+        EXPECT_EQ(kPXErrCreate, write(name)) << name;
     }
     EXPECT_TRUE(fs::is_symlink(Path("device")));
 }
@@ -469,11 +445,7 @@ TEST_F(CubeFiles, AreWrittenWholeOrNotAtAll)
 TEST_F(CubeFiles, AreReadAsTheFormatAllows)
 {
     const std::string eight = kEight;
-    const struct {
-        const char* name;
-        std::string text;
-        bool isRead;
-    } rows[] = {
+    const Rows<std::string, bool> rows = {
         {"plain", "LUT_3D_SIZE 2\n" + eight, true},
         {"no last line end", "LUT_3D_SIZE 2\n" + eight.substr(0, eight.size() - 1), true},
         {"comments, tabs, other line ends",
@@ -503,28 +475,25 @@ TEST_F(CubeFiles, AreReadAsTheFormatAllows)
         {"title without quotes", "TITLE x\nLUT_3D_SIZE 2\n" + eight, false},
         {"one dimension", "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n", false},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, text, isRead] : rows) {
+        SCOPED_TRACE(name);
         EventLog events;
-        PXColorCube cube = PXColorCubeCreateFromFileData(DataOf(std::string_view(row.text)));
-        EXPECT_EQ(row.isRead, cube != nullptr);
-        EXPECT_EQ(row.isRead ? 0U : 1U, events.Messages().size());
-        if (!cube) continue;
-        EXPECT_EQ(96, CFDataGetLength(PXColorCubeGetDataRef(cube)));
-        PXColorCubeRelease(cube);
+        const CubeObject cube(PXColorCubeCreateFromFileData(DataOf(std::string_view(text))));
+        EXPECT_EQ(isRead, cube != nullptr);
+        EXPECT_EQ(isRead ? 0U : 1U, events.Messages().size());
+        EXPECT_EQ(isRead ? 96 : 0, cube ? CFDataGetLength(PXColorCubeGetDataRef(cube)) : 0);
     }
     // The domain of the file counts, and is written again.
-    PXColorCube wide = PXColorCubeCreateFromFileData(
-        DataOf(std::string_view("DOMAIN_MAX 2 4 1\nDOMAIN_MIN -2 0 0\nLUT_3D_SIZE 2\n" + eight)));
+    const CubeObject wide(PXColorCubeCreateFromFileData(
+        DataOf(std::string_view("DOMAIN_MAX 2 4 1\nDOMAIN_MIN -2 0 0\nLUT_3D_SIZE 2\n" + eight))));
     ASSERT_NE(nullptr, wide);
     PXVec3F color = {0, 1, 0.5F};
-    ASSERT_EQ(PXStatus{kPXOK}, PXColorCubeConvertColor(wide, &color, &color));
+    ASSERT_EQ(kPXOK, PXColorCubeConvertColor(wide, &color, &color));
     EXPECT_EQ(0.5F, color.x);
     EXPECT_EQ(0.25F, color.y);
     EXPECT_EQ(0.5F, color.z);
     const Cube text(PXColorCubeCreateFileData(wide, nullptr));
     EXPECT_EQ("LUT_3D_SIZE 2\nDOMAIN_MIN -2 0 0\nDOMAIN_MAX 2 4 1\n" + eight, BytesOf(text));
-    PXColorCubeRelease(wide);
 }
 
 }  // namespace
