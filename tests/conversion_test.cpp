@@ -3,6 +3,7 @@
 #include "Base/ThreadPool.h"
 #include "PXCore/PXColorProfileImages.h"
 #include "support/ColourPictures.h"
+#include "support/Images.h"
 #include "support/Profiles.h"
 #include "support/Test.h"
 #include "support/Tiles.h"
@@ -20,11 +21,10 @@ int64_t ScaledAlpha(int64_t value, int32_t fromDepth, int32_t toDepth)
     return (value * wanted * 2 + most) / (most * 2);
 }
 
-int64_t SampleAt(const Picture& picture, int32_t depth, size_t index)
+int64_t SampleAt(const Bytes& pixels, int32_t depth, size_t index)
 {
-    if (depth == 8) return picture.pixels[index];
-    uint16_t sample = 0;
-    std::memcpy(&sample, &picture.pixels[index * 2], 2);
+    uint16_t sample = pixels[index];
+    if (depth == 16) std::memcpy(&sample, &pixels[index * 2], 2);
     return sample;
 }
 
@@ -33,12 +33,7 @@ TEST(Conversion, CarriesAlphaBetweenAllLayouts)
     const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
     const Profile cmyk(MakeCMYKProfile());
     const PXRect all = {0, 0, 33, 5}, part = {1, 1, 31, 3};
-    const struct {
-        const char* name;
-        int32_t fromDepth, toDepth, planes;
-        PXTransparency from, to;
-        bool isCarried;
-    } rows[] = {
+    const Rows<int32_t, int32_t, int32_t, PXTransparency, PXTransparency, bool> rows = {
         {"8 bits", 8, 8, 4, kAlpha, kAlpha, true},
         {"16 bits", 16, 16, 4, kAlpha, kAlpha, true},
         {"8 to 16 bits", 8, 16, 4, kAlpha, kAlpha, true},
@@ -48,29 +43,27 @@ TEST(Conversion, CarriesAlphaBetweenAllLayouts)
         {"five channels", 8, 8, 5, kAlpha, kAlpha, true},
         {"five channels not marked", 8, 8, 5, kAlpha, 0, false},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const bool isCMYK = row.planes == 5;
+    for (const auto& [name, fromDepth, toDepth, planes, fromAlpha, toAlpha, isCarried] : rows) {
+        SCOPED_TRACE(name);
+        const bool isCMYK = planes == 5;
         const PXColorSpaceType model = isCMYK ? kPXColorSpaceCMYK : kPXColorSpaceRGB;
-        Picture from(all, row.fromDepth, row.planes, model, row.from);
-        Picture to(all, row.toDepth, row.planes, model, row.to);
+        Picture from(all, fromDepth, planes, model, fromAlpha);
+        Picture to(all, toDepth, planes, model, toAlpha);
         from.Randomise(5);
         to.Randomise(6);
         const Bytes before = to.pixels;
         ASSERT_EQ(
             0, isCMYK ? Convert(cmyk, cmyk, from, to, part) : Convert(srgb, adobe, from, to, part));
-        Picture untouched(all, row.toDepth, row.planes, model);
-        untouched.pixels = before;
-        const auto planes = static_cast<size_t>(row.planes);
-        for (size_t at = 0; at < 33 * 5 * planes; ++at) {
-            const size_t pixel = at / planes, x = pixel % 33, y = pixel / 33;
+        const auto step = static_cast<size_t>(planes);
+        for (size_t at = 0; at < 33 * 5 * step; ++at) {
+            const size_t pixel = at / step, x = pixel % 33, y = pixel / 33;
             const bool isInside = x >= 1 && x < 32 && y >= 1 && y < 4;
-            const bool isAlpha = at % planes == planes - 1;
+            const bool isAlpha = at % step == step - 1;
             if (isInside && !isAlpha) continue;
-            const int64_t kept = SampleAt(untouched, row.toDepth, at);
+            const int64_t kept = SampleAt(before, toDepth, at);
             const int64_t carried =
-                ScaledAlpha(SampleAt(from, row.fromDepth, at), row.fromDepth, row.toDepth);
-            ASSERT_EQ(isInside && row.isCarried ? carried : kept, SampleAt(to, row.toDepth, at))
+                ScaledAlpha(SampleAt(from.pixels, fromDepth, at), fromDepth, toDepth);
+            ASSERT_EQ(isInside && isCarried ? carried : kept, SampleAt(to.pixels, toDepth, at))
                 << at;
         }
     }
@@ -89,22 +82,14 @@ TEST_F(ConversionThreads, TiledImagesGiveTheSameBytes)
         Picture from(bounds, 8, 4, kPXColorSpaceRGB, kAlpha);
         Picture wanted(bounds, 8, 4, kPXColorSpaceRGB, kAlpha);
         from.Randomise(8);
-        ASSERT_EQ(0,
-                  PXColorProfileConvertProfile(srgb, adobe, from.image, wanted.image, bounds, 0));
-        PXImage tiled = nullptr;
-        ASSERT_EQ(0U, PXImageCreateWithParams2(bounds, 8, 4, kPXColorSpaceRGB, kAlpha,
-                                               kPXDataSourceTiled, &tiled));
-        ASSERT_EQ(0U, PXImageWrite2(tiled, bounds, from.pixels.data(), 601 * 4));
-        PXImage result = nullptr;
-        ASSERT_EQ(0U, PXImageCreateCopy(tiled, &result));
-        for (PXImage out : {result, PXImage(nullptr)}) {
+        ASSERT_EQ(0, Convert(srgb, adobe, from, wanted, bounds));
+        const Image tiled = Make(bounds, 8, 4, kPXDataSourceTiled, kAlpha);
+        SetBytes(tiled, from.pixels);
+        const Image result = Created(PXImageCreateCopy, tiled.get());
+        for (const PXImage out : {result.get(), PXImage(nullptr)}) {
             ASSERT_EQ(0, PXColorProfileApplyToImage(srgb, tiled, adobe, out));
-            Bytes pixels(from.pixels.size());
-            ASSERT_EQ(0U, PXImageRead2(out ? out : tiled, bounds, pixels.data(), 601 * 4));
-            EXPECT_EQ(wanted.pixels, pixels);
+            EXPECT_EQ(wanted.pixels, ReadAll(out ? out : tiled));
         }
-        PXImageRelease(result);
-        PXImageRelease(tiled);
     }
     EXPECT_LT(0U, Statistics().tilesRead);
 }
@@ -130,9 +115,8 @@ TEST(Conversion, ConvertsWholeImagesAndRectanglesInPlace)
         0, PXColorProfileApplyToImage2(srgb, image.image, cmyk, inks.image, kPXIntentPerceptual));
     EXPECT_EQ(perceptual.pixels, inks.pixels);
     EventLog events;
-    EXPECT_EQ(int{kPXErrBadArgument}, PXColorProfileApplyToImage(srgb, nullptr, cmyk, nullptr));
-    EXPECT_EQ(int{kPXErrBadArgument},
-              PXColorProfileApplyToImage(srgb, image.image, nullptr, nullptr));
+    EXPECT_EQ(kPXErrBadArgument, PXColorProfileApplyToImage(srgb, nullptr, cmyk, nullptr));
+    EXPECT_EQ(kPXErrBadArgument, PXColorProfileApplyToImage(srgb, image.image, nullptr, nullptr));
     EXPECT_EQ(2, events.Count(kPXErrBadArgument));
 }
 
@@ -142,39 +126,37 @@ class CountedPool {
 public:
     CountedPool()
     {
-        real_ = px::Pool();
-        pushes = 0;
         static px::PoolAccess counting;
-        counting = {[](PXThreadFunction function, void* argument) {
-                        ++pushes;
-                        return PXThreadPoolPush(function, argument);
-                    },
-                    real_.goesOn};
+        counting = px::Pool();
+        counting.push = [](PXThreadFunction function, void* argument) {
+            ++pushes;
+            return PXThreadPoolPush(function, argument);
+        };
         px::ReplacePool(&counting);
     }
     ~CountedPool() { px::ReplacePool(nullptr); }
-
-private:
-    px::PoolAccess real_;
 };
 
 TEST_F(ConversionThreads, OnlyAThousandRowsAndSeveralBandsUseThePool)
 {
     const Profile srgb(kPXColorStandardSRGB), adobe(kPXColorStandardAdobeRGB1998);
     const CountedPool pool;
-    const struct {
-        int32_t rows, bands;
-        bool isPushed;
-    } cases[] = {{999, 8, false}, {1000, 1, false}, {1000, 3, true}, {1201, 700, true}};
-    for (const auto& row : cases) {
-        const PXRect bounds = {0, 0, 17, row.rows};
+    const Rows<int32_t, int32_t, bool> cases = {
+        {"too low", 999, 8, false},
+        {"one band", 1000, 1, false},
+        {"three bands", 1000, 3, true},
+        {"more than the pool has threads", 1201, 700, true},
+    };
+    for (const auto& [name, rows, bands, isPushed] : cases) {
+        SCOPED_TRACE(name);
+        const PXRect bounds = {0, 0, 17, rows};
         Picture from(bounds), whole(bounds), banded(bounds);
         from.Randomise(11);
         ASSERT_EQ(0, Convert(srgb, adobe, from, whole, bounds));
         pushes = 0;
         ASSERT_EQ(0, PXColorProfileConvertProfile2(srgb, adobe, from.image, banded.image, bounds,
-                                                   row.bands, 0));
-        EXPECT_EQ(row.isPushed, pushes > 0) << row.rows << " rows, " << row.bands << " bands";
+                                                   bands, 0));
+        EXPECT_EQ(isPushed, pushes > 0);
         EXPECT_EQ(whole.pixels, banded.pixels);
     }
 }
@@ -195,8 +177,8 @@ TEST_F(ConversionThreads, BandsCountTheirRowsAndCanBeCancelled)
     PXProgressSetCallback(
         progress, [](PXProgress told, void*) { PXProgressCancel(told); }, nullptr);
     EventLog events;
-    EXPECT_EQ(int{kPXErrSoft}, PXColorProfileConvertProfile4(srgb, srgb, image.image, image.image,
-                                                             bounds, 3, 0, progress));
+    EXPECT_EQ(kPXErrSoft, PXColorProfileConvertProfile4(srgb, srgb, image.image, image.image,
+                                                        bounds, 3, 0, progress));
     EXPECT_LT(PXProgressGetFraction(progress), 1.0);
     EXPECT_TRUE(events.Messages().empty());
     PXProgressRelease(progress);
@@ -207,15 +189,12 @@ TEST_F(ConversionThreads, TheFirstFailureOfABandIsReturned)
     const Profile srgb(kPXColorStandardSRGB);
     const PXRect bounds = {0, 0, 3, 1000};
     Picture image(bounds);
-    PXImage solid = nullptr;
-    ASSERT_EQ(0U, PXImageCreateWithParams2(bounds, 8, 3, kPXColorSpaceRGB, 0,
-                                           kPXDataSourceSolidFill, &solid));
+    const Image solid = Make(bounds, 8, 3, kPXDataSourceSolidFill);
     EventLog events;
-    EXPECT_EQ(int{kPXErrNotSupported},
+    EXPECT_EQ(kPXErrNotSupported,
               PXColorProfileConvertProfile2(srgb, srgb, image.image, solid, bounds, 2, 0));
     EXPECT_EQ(2, events.Count(kPXErrNotSupported));
     EXPECT_EQ(0, PXColorProfileConvertProfile2(srgb, srgb, solid, image.image, bounds, 2, 0));
-    PXImageRelease(solid);
 }
 
 }  // namespace

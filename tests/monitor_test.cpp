@@ -4,23 +4,15 @@
 
 #include "Base/Platform/Platform.h"
 #include "Image/ColorState.h"
-#include "support/CF.h"
-#include "support/EventLog.h"
+#include "support/ColourPictures.h"
 #include "support/FakeDisplay.h"
 #include "support/Profiles.h"
 #include "support/TempFolder.h"
+#include "support/Test.h"
 
 #include <lcms2.h>
 
-#include <cerrno>
-#include <string>
-#include <vector>
-
-namespace {
-
-bool refusesSRGB = false;
-
-}  // namespace
+static bool refusesSRGB = false;
 
 // In the place of Little CMS's own, which fails only when memory runs out.
 cmsHPROFILE cmsCreate_sRGBProfileTHR(cmsContext context)
@@ -34,7 +26,6 @@ cmsHPROFILE cmsCreate_sRGBProfileTHR(cmsContext context)
 namespace {
 
 using namespace px::test;
-using Bytes = std::vector<uint8_t>;
 
 class Monitor : public TempFolder {
 protected:
@@ -56,8 +47,8 @@ protected:
         CFDataRef data = nullptr;
         EXPECT_EQ(want, PXColorProfileGetMonitorICC(&data));
         EXPECT_EQ(want == 0, data != nullptr);
+        const Owned<CFDataRef> owned(data);
         const std::string bytes = data ? BytesOf(data) : std::string();
-        if (data) CFRelease(data);
         return {bytes.begin(), bytes.end()};
     }
 
@@ -69,33 +60,27 @@ TEST_F(Monitor, AsksTheDaemonThenTheServer)
 {
     const std::string first = File("first.icc", adobe_), second = File("second.icc", wide_);
     const Bytes large(200'001, 7);  // in pieces
-    using Devices = std::vector<FakeDisplay::Device>;
-    const struct {
-        const char* name;
-        Devices devices;
-        Bytes property, want;
-        int status = 0;
-    } rows[] = {
-        {"the first display", {{first}, {second}}, large, adobe_},
-        {"the primary display", {{first}, {second, true}}, large, wide_},
-        {"a primary display without a profile", {{"", true}, {second}}, large, wide_},
-        {"no profile anywhere", {{""}}, large, large},
-        {"no display", {}, large, large},
-        {"a missing file", {{Path("gone.icc")}}, large, large},
+    const Rows<std::vector<FakeDisplay::Device>, Bytes, Bytes, int> rows = {
+        {"the first display", {{first}, {second}}, large, adobe_, 0},
+        {"the primary display", {{first}, {second, true}}, large, wide_, 0},
+        {"a primary display without a profile", {{"", true}, {second}}, large, wide_, 0},
+        {"no profile anywhere", {{""}}, large, large, 0},
+        {"no display", {}, large, large, 0},
+        {"a missing file", {{Path("gone.icc")}}, large, large, 0},
         {"nothing at all", {}, {}, {}, kPXErrMissing},
         {"nothing but a missing file", {{Path("gone.icc")}}, {}, {}, kPXErrNotFound},
         {"a path too long", {{std::string(2000, 'x')}}, {}, {}, kPXErrNotFound},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, devices, property, want, status] : rows) {
+        SCOPED_TRACE(name);
         FakeDisplay display;
-        display.devices = row.devices;
-        display.property = row.property;
-        display.isSet = !row.property.empty();
+        display.devices = devices;
+        display.property = property;
+        display.isSet = !property.empty();
         EventLog events;
-        EXPECT_EQ(row.want, Read(row.status));
+        EXPECT_EQ(want, Read(status));
         EXPECT_EQ(0, display.live);
-        EXPECT_EQ(row.status ? 1 : 0, events.Count(static_cast<uint32_t>(row.status)));
+        EXPECT_EQ(status ? 1 : 0, events.Count(static_cast<uint32_t>(status)));
     }
 }
 
@@ -109,10 +94,10 @@ TEST_F(Monitor, SurvivesEveryFailure)
         CFDataRef data = nullptr;
         EventLog events;
         const int status = PXColorProfileGetMonitorICC(&data);
+        const Owned<CFDataRef> owned(data);
         EXPECT_EQ(status == 0, data != nullptr);
         EXPECT_TRUE(status == 0 || status == kPXErrMissing || status == kPXErrNotFound) << status;
         EXPECT_EQ(0, display.live);
-        if (data) CFRelease(data);
         return status;
     };
     std::set<std::string> symbols;
@@ -148,11 +133,7 @@ TEST_F(Monitor, SurvivesEveryFailure)
 
 TEST_F(Monitor, RefusesOddProperties)
 {
-    const struct {
-        const char* name;
-        void (*change)(FakeDisplay&);
-        int want;
-    } rows[] = {
+    const Rows<void (*)(FakeDisplay&), int> rows = {
         {"no server", [](FakeDisplay& d) { d.hasServer = false; }, kPXErrMissing},
         {"no DISPLAY", [](FakeDisplay& d) { d.SetEnvironment({}); }, kPXErrMissing},
         {"not bytes", [](FakeDisplay& d) { d.format = 32; }, kPXErrMissing},
@@ -160,14 +141,14 @@ TEST_F(Monitor, RefusesOddProperties)
         {"larger than allowed", [](FakeDisplay&) { PXColorProfileSetMaxICCSize(50); },
          kPXErrNotFound},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, change, want] : rows) {
+        SCOPED_TRACE(name);
         FakeDisplay display;
         display.property = Bytes(100, 3);
-        row.change(display);
+        change(display);
         EventLog events;
-        Read(row.want);
-        EXPECT_EQ(1, events.Count(static_cast<uint32_t>(row.want)));
+        Read(want);
+        EXPECT_EQ(1, events.Count(static_cast<uint32_t>(want)));
         EXPECT_EQ(0, display.live);
         PXColorProfileSetMaxICCSize(int64_t{64} << 20);
     }
@@ -191,32 +172,22 @@ TEST_F(Monitor, StartUpEndsAsTheProfileDoes)
     const auto fileOf = [&](const char* name, const Bytes& bytes) {
         return std::vector<FakeDisplay::Device>{{File(name, bytes)}};
     };
-    const struct {
-        const char* name;
-        std::vector<FakeDisplay::Device> devices;
-        int want;
-        PXMonitorSource source;
-    } rows[] = {
+    const Rows<std::vector<FakeDisplay::Device>, int, PXMonitorSource> rows = {
         {"no profile", {}, kPXErrMissing, kPXMonitorSourceNone},
         {"an empty file", fileOf("empty.icc", {}), kPXErrNotFound, kPXMonitorSourceNone},
         {"no ICC", fileOf("bad.icc", Bytes(300, 1)), kPXErrNotFound, kPXMonitorSourceNone},
         {"a profile", fileOf("My Screen.icc", adobe_), 0, kPXMonitorSourceAssigned},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, devices, want, source] : rows) {
+        SCOPED_TRACE(name);
         FakeDisplay display;
-        display.devices = row.devices;
+        display.devices = devices;
         display.isSet = false;
-        EventLog events;
-        EXPECT_EQ(row.want, PXColorProfileInitialize(nullptr));
-        EXPECT_EQ(row.want ? 1 : 0, events.Count(static_cast<uint32_t>(row.want)));
-        EXPECT_EQ(row.source, PXColorProfileGetMonitorSource());
-        PXColorProfile monitor = PXColorProfileCreateStandard(kPXColorStandardDisplay);
-        EXPECT_EQ(row.want == 0, monitor != nullptr);
-        if (row.want == 0) {
-            EXPECT_TRUE(CFEqual(CFSTR("My Screen.icc"), PXColorProfileGetICCName(monitor)));
-        }
-        PXColorProfileRelease(monitor);
+        Case(name).Gives(want, PXColorProfileInitialize(nullptr));
+        EXPECT_EQ(source, PXColorProfileGetMonitorSource());
+        const Profile monitor(kPXColorStandardDisplay);
+        EXPECT_EQ(want == 0, monitor != nullptr);
+        EXPECT_EQ(want ? "<null>" : "My Screen.icc", Utf8Of(PXColorProfileGetICCName(monitor)));
     }
     FakeDisplay display;
     display->assignedMonitorProfile = [](char*, size_t) { return ECANCELED; };
@@ -232,27 +203,20 @@ TEST_F(Monitor, StartUpNamesTheStandardThatIsMissing)
     display.SetEnvironment({{"XDG_DATA_DIRS", Path("none")}, {"XDG_DATA_HOME", Path("home")}});
     const auto shared = FileURL(Path("shared"), true), user = FileURL(Path("user"), true);
     const PXFolderContext context = {shared, user};
-    const struct {
-        const char* file;  // that is put there first
-        Bytes bytes;
-        int want;
-        bool isSRGBMissing = false;
-    } rows[] = {
+    // By the file that is put there first.
+    const Rows<Bytes, int, bool> rows = {
         {"shared/Profiles/none", {}, kPXErrNoProPhoto22, true},
-        {"shared/Profiles/ProPhoto(2.2) RGB.icc", Bytes(300, 1), kPXErrNoProPhoto22},
+        {"shared/Profiles/ProPhoto(2.2) RGB.icc", Bytes(300, 1), kPXErrNoProPhoto22, false},
         {"shared/Profiles/ProPhoto(2.2) RGB.icc", wide_, kPXErrNoSRGB, true},
-        {"shared/Profiles/ProPhoto(2.2) RGB.icc", wide_, kPXErrBadArgument},
-        {"shared/Profiles/ADOBERGB1998.ICC", adobe_, kPXErrBadArgument},
-        {"user/Profiles/ProPhoto.icm", wide_, 0},
+        {"shared/Profiles/ProPhoto(2.2) RGB.icc", wide_, kPXErrBadArgument, false},
+        {"shared/Profiles/ADOBERGB1998.ICC", adobe_, kPXErrBadArgument, false},
+        {"user/Profiles/ProPhoto.icm", wide_, 0, false},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.file);
+    for (const auto& [file, bytes, want, isSRGBMissing] : rows) {
         px::ColorState::Shared().Forget();
-        refusesSRGB = row.isSRGBMissing;
-        File(row.file, row.bytes);
-        EventLog events;
-        EXPECT_EQ(row.want, PXColorProfileInitialize(&context));
-        EXPECT_EQ(row.want ? 1 : 0, events.Count(static_cast<uint32_t>(row.want)));
+        refusesSRGB = isSRGBMissing;
+        File(file, bytes);
+        Case(file).Gives(want, PXColorProfileInitialize(&context));
         EXPECT_EQ(kPXMonitorSourceAssigned, PXColorProfileGetMonitorSource());
     }
 }
@@ -262,8 +226,7 @@ TEST_F(Monitor, WhatWasSetStays)
     FakeDisplay display;
     display.devices = {{File("first.icc", adobe_)}};
     ASSERT_EQ(0, PXColorProfileInitialize(nullptr));
-    const Owned<CFDataRef> mine(CFDataCreate(nullptr, wide_.data(), CFIndex(wide_.size())));
-    ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(mine));
+    ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(DataOf(wide_)));
     ASSERT_EQ(0, PXColorProfileInitialize(nullptr));
     EXPECT_EQ(kPXMonitorSourceSet, PXColorProfileGetMonitorSource());
     EXPECT_EQ(wide_, Read(0));
@@ -273,10 +236,9 @@ TEST_F(Monitor, WhatWasSetStays)
     EXPECT_EQ(wide_, Read(0));
     EXPECT_EQ(kPXErrBadArgument, PXColorProfileSetMonitorICCProfile(nullptr));
     // What is handed out is one object for all; without content it is no profile any more.
-    PXColorProfile monitor = PXColorProfileCreateStandard(kPXColorStandardDisplay);
+    const Profile monitor(kPXColorStandardDisplay);
     EXPECT_EQ(kPXErrNotFound, PXColorProfileSetICCData(monitor, bad));
     EXPECT_EQ(nullptr, PXColorProfileCreateStandard(kPXColorStandardDisplay));
-    PXColorProfileRelease(monitor);
 }
 
 }  // namespace

@@ -3,22 +3,17 @@
 #include "PXCore/PXColorProfileDesc.h"
 
 #include "support/ColourPictures.h"
-#include "support/EventLog.h"
 #include "support/FakeDisplay.h"
 #include "support/Profiles.h"
 #include "support/TempFolder.h"
-
-#include <algorithm>
-#include <cerrno>
-#include <memory>
-#include <string>
-#include <type_traits>
-#include <vector>
+#include "support/Test.h"
 
 namespace {
 
 using namespace px::test;
 namespace fs = std::filesystem;
+
+using Names = std::vector<std::string>;
 
 constexpr char kSRGBFile[] = "sRGB Color Space Profile.icm";
 
@@ -58,9 +53,9 @@ protected:
         return Import(FileURL(path, false), desc);
     }
     // Names in the user profile folder, hidden ones too.
-    std::vector<std::string> Imported() const
+    Names Imported() const
     {
-        std::vector<std::string> names;
+        Names names;
         if (!fs::exists(user_)) return names;
         for (const auto& entry : fs::directory_iterator(user_))
             names.push_back(entry.path().filename().string());
@@ -75,19 +70,16 @@ protected:
     const std::string grey_ = TextOf(MakeGreyProfile());
 };
 
-using Names = std::vector<std::string>;
-
 Names NamesIn(int (*get)(CFArrayRef*))
 {
     CFArrayRef list = nullptr;
     EXPECT_EQ(0, get(&list));
+    const Owned<CFArrayRef> owned(list);
     Names names;
     for (CFIndex i = 0; list && i < CFArrayGetCount(list); ++i) {
-        auto desc =
-            static_cast<PXColorProfileDesc>(const_cast<void*>(CFArrayGetValueAtIndex(list, i)));
+        const auto desc = As<PXColorProfileDesc>(CFArrayGetValueAtIndex(list, i));
         names.push_back(Utf8Of(PXColorProfileDescGetName(desc)));
     }
-    if (list) CFRelease(list);
     return names;
 }
 
@@ -144,11 +136,7 @@ TEST_F(ProfileFiles, AreFoundByTheirNames)
     Write("data/color/icc/x/Paper.icm", cmyk_);
     Write("home/Quarvo/Profiles/My Screen.icc", adobe_);
     Write("home/Quarvo/Profiles/Broken.icc", std::string(300, 'b'));
-    const struct {
-        const char* name;
-        std::string wanted;
-        std::string onDisk, byAnyName;  // file names of what is found
-    } rows[] = {
+    const Rows<std::string, std::string, std::string> rows = {
         {"a standard's display name", "adobe rgb (1998)", "", "AdobeRGB1998.icc"},
         {"a standard's file name", "PROPHOTO.ICM", "ProPhoto.icm", "ProPhoto.icm"},
         {"another name of sRGB", "sRGB built-in", kSRGBFile, kSRGBFile},
@@ -161,18 +149,18 @@ TEST_F(ProfileFiles, AreFoundByTheirNames)
         {"empty", "", "", ""},
         {"none", "paper", "", ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, wanted, onDisk, byAnyName] : rows) {
+        SCOPED_TRACE(name);
         EventLog events;
-        const Profile found(PXColorProfileCreateFromDisk(Text(row.wanted)));
-        EXPECT_EQ(row.onDisk, found ? Utf8Of(PXColorProfileGetICCName(found)) : "");
-        EXPECT_EQ(row.onDisk.empty() ? 1U : 0U, events.Messages().size());
+        const Profile found(PXColorProfileCreateFromDisk(Text(wanted)));
+        EXPECT_EQ(onDisk, found ? Utf8Of(PXColorProfileGetICCName(found)) : "");
+        EXPECT_EQ(onDisk.empty() ? 1U : 0U, events.Messages().size());
         PXColorProfile handle = nullptr;
-        const bool isFound = !row.byAnyName.empty();
+        const bool isFound = !byAnyName.empty();
         EXPECT_EQ(isFound ? 0 : kPXErrNotFound,
-                  PXColorProfileCreateWithName(Text(row.wanted), &handle));
+                  PXColorProfileCreateWithName(Text(wanted), &handle));
         const Profile profile(handle);
-        EXPECT_EQ(row.byAnyName, profile ? Utf8Of(PXColorProfileGetICCName(profile)) : "");
+        EXPECT_EQ(byAnyName, profile ? Utf8Of(PXColorProfileGetICCName(profile)) : "");
         const uint32_t standard = isFound ? PXColorProfileGetStandard(profile) : 0;
         EXPECT_TRUE(standard <= kPXColorStandardOther || handle == Profile(standard));
     }
@@ -255,20 +243,17 @@ TEST_F(ProfileFiles, NeverLeaveTheUserFolder)
     Write("from/good.icc", adobe_);
     Write("from/sub/ProPhoto.icm", adobe_);
     Write("outside.icc", "untouched");
-    const auto url = [](const std::string& text) {
-        return Owned<CFURLRef>(CFURLCreateWithString(nullptr, Text(text), nullptr));
-    };
     const std::string base = "file://" + Path("from");
     EventLog events;
-    EXPECT_EQ(kPXErrReservedName, Import(url(base + "/sub%2FProPhoto.icm")));
-    EXPECT_EQ(kPXErrReservedName, Import(url(base + "/sub/Pro%50hoto.icm")));
-    EXPECT_EQ(kPXErrNotFound, Import(url(base + "/sub/..")));
-    EXPECT_EQ(kPXErrNotFound, Import(url(base + "/sub/%2E%2E")));
-    EXPECT_EQ(kPXErrNotFound, Import(url(base + "/")));
-    EXPECT_NE(0, Import(url(base + "/good.icc%00/../../../outside.icc")));
-    EXPECT_EQ(kPXErrBadArgument, Import(url("https://example.org/good.icc")));
+    EXPECT_EQ(kPXErrReservedName, Import(URLOf(base + "/sub%2FProPhoto.icm")));
+    EXPECT_EQ(kPXErrReservedName, Import(URLOf(base + "/sub/Pro%50hoto.icm")));
+    EXPECT_EQ(kPXErrNotFound, Import(URLOf(base + "/sub/..")));
+    EXPECT_EQ(kPXErrNotFound, Import(URLOf(base + "/sub/%2E%2E")));
+    EXPECT_EQ(kPXErrNotFound, Import(URLOf(base + "/")));
+    EXPECT_NE(0, Import(URLOf(base + "/good.icc%00/../../../outside.icc")));
+    EXPECT_EQ(kPXErrBadArgument, Import(URLOf("https://example.org/good.icc")));
     EXPECT_EQ(Names{}, Imported());
-    EXPECT_EQ(0, Import(url(base + "/sub/..%2F..%2Ffrom%2Fgood.icc")));
+    EXPECT_EQ(0, Import(URLOf(base + "/sub/..%2F..%2Ffrom%2Fgood.icc")));
     EXPECT_EQ(Names{"good.icc"}, Imported());
 
     // A link in the folder is replaced, not followed.
@@ -285,10 +270,7 @@ TEST_F(ProfileFiles, AreImportedWholeOrNotAtAll)
 {
     Write("from/a.icc", adobe_);
     Write("home/Quarvo/Profiles/a.icc", "former");
-    const struct {
-        const char* name;
-        Faulty step;
-    } rows[] = {
+    const Rows<Faulty> rows = {
         {"open", Faulty::kOpen}, {"read", Faulty::kRead},   {"write", Faulty::kWrite},
         {"sync", Faulty::kSync}, {"close", Faulty::kClose}, {"rename", Faulty::kRename},
     };

@@ -160,71 +160,51 @@ void* PropertyReply(void*, unsigned, void**)
     return reply;
 }
 
-void* Function(const char* name)
+uint32_t StartsAt(Message* message, Place* place)
 {
-    static const std::map<std::string, void*> functions = [] {
-        std::map<std::string, void*> made;
-        const auto add = [&made](const char* key, auto* function) {
-            made[key] = reinterpret_cast<void*>(function);
-        };
-        add(
-            "dbus_connection_set_change_sigpipe", +[](uint32_t) {});
-        add(
-            "dbus_connection_open_private",
-            +[](const char*, void*) { return NewConnection(fake->hasBus); });
-        add(
-            "dbus_connection_close", +[](void*) {});
-        add(
-            "dbus_connection_unref", +[](void*) { --fake->live; });
-        add("dbus_connection_send_with_reply_and_block", &Send);
-        add("dbus_message_new_method_call", &NewCall);
-        add("dbus_message_unref", &Forget);
-        const auto init = +[](Message* message, Place* place) -> uint32_t {
-            *place = {&message->body, 0};
-            return !message->body.empty();
-        };
-        add("dbus_message_iter_init", init);
-        add("dbus_message_iter_init_append", init);
-        add("dbus_message_iter_append_basic", &Append);
-        add("dbus_message_iter_get_arg_type", &TypeAt);
-        add(
-            "dbus_message_iter_recurse", +[](Place* place, Place* inner) {
-                *inner = {&(*place->nodes)[place->index].inner, 0};
-            });
-        add(
-            "dbus_message_iter_get_basic", +[](Place* place, const char** text) {
-                *text = (*place->nodes)[place->index].text.c_str();
-            });
-        add("dbus_message_iter_next", &Next);
-        add(
-            "xcb_connect", +[](const char*, int* screen) {
-                *screen = 1;
-                return NewConnection(true);
-            });
-        add(
-            "xcb_connection_has_error", +[](void*) { return fake->hasServer ? 0 : 1; });
-        add(
-            "xcb_disconnect", +[](void*) { --fake->live; });
-        add(
-            "xcb_get_setup", +[](void* connection) { return connection; });
-        add(
-            "xcb_setup_roots_iterator", +[](void*) {
-                return Screens{roots, 2, 0};
-            });
-        add(
-            "xcb_screen_next", +[](Screens* screens) {
-                ++screens->data;
-                --screens->rem;
-            });
-        add(
-            "xcb_intern_atom", +[](void*, uint8_t, uint16_t, const char*) { return 1U; });
-        add("xcb_intern_atom_reply", &AtomReply);
-        add("xcb_get_property", &AskProperty);
-        add("xcb_get_property_reply", &PropertyReply);
-        add(
-            "xcb_get_property_value", +[](char* reply) { return reply + 32; });
-        return made;
-    }();
+    *place = {&message->body, 0};
+    return !message->body.empty();
+}
+
+void* Function(const std::string& name)
+{
+    // The type is the caller's business, as it is the system's.
+    const auto plain = [](auto* function) { return reinterpret_cast<void*>(function); };
+    static const std::map<std::string, void*> functions = {
+        {"dbus_connection_set_change_sigpipe", plain(+[](uint32_t) {})},
+        {"dbus_connection_open_private",
+         plain(+[](const char*, void*) { return NewConnection(fake->hasBus); })},
+        {"dbus_connection_close", plain(+[](void*) {})},
+        {"dbus_connection_unref", plain(+[](void*) { --fake->live; })},
+        {"dbus_connection_send_with_reply_and_block", plain(&Send)},
+        {"dbus_message_new_method_call", plain(&NewCall)},
+        {"dbus_message_unref", plain(&Forget)},
+        {"dbus_message_iter_init", plain(&StartsAt)},
+        {"dbus_message_iter_init_append", plain(&StartsAt)},
+        {"dbus_message_iter_append_basic", plain(&Append)},
+        {"dbus_message_iter_get_arg_type", plain(&TypeAt)},
+        {"dbus_message_iter_recurse", plain(+[](Place* place, Place* inner) {
+             *inner = {&(*place->nodes)[place->index].inner, 0};
+         })},
+        {"dbus_message_iter_get_basic", plain(+[](Place* place, const char** text) {
+             *text = (*place->nodes)[place->index].text.c_str();
+         })},
+        {"dbus_message_iter_next", plain(&Next)},
+        {"xcb_connect",
+         plain(+[](const char*, int* screen) { return *screen = 1, NewConnection(true); })},
+        {"xcb_connection_has_error", plain(+[](void*) { return fake->hasServer ? 0 : 1; })},
+        {"xcb_disconnect", plain(+[](void*) { --fake->live; })},
+        {"xcb_get_setup", plain(+[](void* connection) { return connection; })},
+        {"xcb_setup_roots_iterator", plain(+[](void*) {
+             return Screens{roots, 2, 0};
+         })},
+        {"xcb_screen_next", plain(+[](Screens* screens) { ++screens->data, --screens->rem; })},
+        {"xcb_intern_atom", plain(+[](void*, uint8_t, uint16_t, const char*) { return 1U; })},
+        {"xcb_intern_atom_reply", plain(&AtomReply)},
+        {"xcb_get_property", plain(&AskProperty)},
+        {"xcb_get_property_reply", plain(&PropertyReply)},
+        {"xcb_get_property_value", plain(+[](char* reply) { return reply + 32; })},
+    };
     const auto found = functions.find(name);
     return found == functions.end() ? nullptr : found->second;
 }
