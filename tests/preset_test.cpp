@@ -71,6 +71,8 @@ TEST_F(Preset, ReadsTheCommonKeysByTheirRules)
         EXPECT_EQ(row.keys.count("isFactoryPreset") > 0, preset.isFactoryPreset());
         EXPECT_EQ(row.keys.count("sortOrder") ? -4 : 0, preset.customSortOrder());
         EXPECT_EQ(row.keys.count("properties") ? 6 : 0, preset.properties());
+        EXPECT_EQ(row.keys.count("author") == 0, preset.author().isEmpty());
+        EXPECT_TRUE(preset.description().isEmpty());
         // What is absent changes nothing.
         EXPECT_EQ(kPXOK, preset.initWithPresetData(DictionaryOf({})));
         EXPECT_EQ(row.keys, KeysOf(preset.presetData()));

@@ -252,7 +252,9 @@ TEST_F(Process, BuildTextsComeFromTheInformationList)
 // In a process of its own, because the main bundle and the main thread are set once.
 TEST_F(Process, StartsWithoutMainThreadAndReadsItsBundle)
 {
-    Write("Info.plist", "CFBundleShortVersionString = \"3.4.5\"; CFBundleVersion = \"77\";");
+    Write("Info.plist",
+          "<dict><key>CFBundleShortVersionString</key><string>3.4.5</string>"
+          "<key>CFBundleVersion</key><integer>77</integer></dict>");
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto inNewProcess = [this] {
         EventLog events;
@@ -343,6 +345,7 @@ TEST_F(Process, GivesMemoryAndDumpsTheStack)
     EXPECT_EQ(0U, reinterpret_cast<uintptr_t>(bytes) % 64);
     EXPECT_EQ(0, bytes[0] | bytes[5 << 20] | bytes[(10 << 20) - 1]);
     PXProcessFreeVirtualMemory(bytes, 10 << 20);
+    PXProcessFreeVirtualMemory(PXProcessAllocateVirtualMemory(1 << 20), 1 << 20);
     PXProcessFreeVirtualMemory(nullptr, 5);
     for (const uint64_t size : {uint64_t{0}, uint64_t{1} << 62, UINT64_MAX})
         EXPECT_EQ(nullptr, PXProcessAllocateVirtualMemory(size));

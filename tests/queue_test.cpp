@@ -167,31 +167,48 @@ TEST(Task, ComparesByPriorityThenTime)
     }
 }
 
-// More levels than have a list of their own, over the end of the numbers of insertion, against a
-// plain list in the order in which they run.
-TEST(Task, OrderSurvivesTheEndOfItsNumbers)
+// Against a plain list, with more levels than have a list of their own, some close to each other
+// and some far, and over the end of the numbers of insertion.
+TEST(Task, OrderIsByPriorityAndThenByInsertion)
 {
     std::mt19937_64 random(Seed(17));
+    const auto below = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
     px::TaskOrder order(UINT32_MAX - 1600);
-    std::vector<PXRef<TestTask>> waiting;
+    std::vector<PXRef<TestTask>> waiting;  // in the order in which they run
+    const auto take = [&](std::vector<PXRef<TestTask>>::iterator expected, CBaseTask* taken) {
+        ASSERT_EQ(expected == waiting.end() ? nullptr : expected->Get(), taken);
+        if (taken) waiting.erase(expected);
+    };
     for (int step = 0; step < 14'000; ++step) {
         const bool grows = step / 2000 % 2 == 0;
-        if (random() % 3 < (grows ? 2 : 1)) {
-            const auto task = PXRef<TestTask>::Adopt(new TestTask({}));
-            task->SetPriority(static_cast<uint32_t>(
-                random() % 2 ? random() % 60 : random() >> (32 + random() % 32)));
-            const bool isForGPU = random() % 4 == 0;
-            order.Insert(task.Get(), isForGPU);
+        const uint32_t choice = below(grows ? 6 : 12);
+        if (choice < 4) {
+            auto task = PXRef<TestTask>::Adopt(new TestTask({}));
+            task->SetPriority(below(2) ? below(60) : below(UINT32_MAX) >> below(32));
+            task->SetCanRunOnGPU(below(4) == 0);
+            order.Insert(task.Get(), task->GetCanRunOnGPU());
             const auto runsLater = [&](const auto& other) {
                 return other->GetPriority() < task->GetPriority();
             };
             waiting.insert(std::find_if(waiting.begin(), waiting.end(), runsLater), task);
-        } else if (!waiting.empty()) {
-            ASSERT_EQ(waiting.front().Get(), order.TakeFirst());
-            waiting.erase(waiting.begin());
+        } else if (choice == 4 && !waiting.empty()) {
+            const auto any = waiting.begin() + below(static_cast<uint32_t>(waiting.size()));
+            take(any, order.TakeMatch([&](const CBaseTask& task) { return &task == any->Get(); }));
+        } else if (choice == 5) {
+            take(std::find_if(waiting.begin(), waiting.end(),
+                              [](const auto& task) { return task->GetCanRunOnGPU(); }),
+                 order.TakeFirstForGPU());
+        } else {
+            take(waiting.begin(), order.TakeFirst());
         }
         ASSERT_EQ(waiting.size(), order.Count());
+        if (HasFatalFailure()) return;
     }
+    const std::vector<CBaseTask*> rest = order.TakeAll();
+    EXPECT_TRUE(std::equal(rest.begin(), rest.end(), waiting.begin(), waiting.end(),
+                           [](CBaseTask* a, const auto& b) { return a == b.Get(); }));
+    order.Insert(rest.back(), false);
+    EXPECT_EQ(rest.back(), order.TakeFirst()) << "all others have gone";
 }
 
 TEST_F(Queues, RefuseLimitsThatCannotBe)

@@ -212,6 +212,10 @@ TEST_F(StreamTest, LinesEndAtALineFeedBehindACarriageReturn)
     EXPECT_EQ(kOK, memory->ReadLine(untouched, none));
     memory->SetReadCap(6);
     EXPECT_EQ("a line", ReadLine(*memory));
+    const auto part =
+        PXRef<CBaseStreamSub>::Adopt(new CBaseStreamSub(memory.Get(), 2, kPXStreamToEnd));
+    EXPECT_EQ("line", ReadLine(*part));
+    EXPECT_EQ("status " + std::to_string(kPXErrStreamEnd), ReadLine(*part));
     memory->SetPos(0);
     memory->SetReadCap(5);
     EventLog events;
@@ -257,10 +261,11 @@ TEST_F(StreamTest, EndsAsEachKindOfStreamEnds)
     EXPECT_EQ(kOK, memory.Skip(0));
     EXPECT_EQ(kOK, memory.Skip(5));
     uint64_t position = 0;
+    size_t size = 1;
     char byte = 0;
     for (const PXStatus status :
-         {memory.ReadChar(byte), memory.SetBuffer(nullptr), memory.SetCaching(true), socket.Skip(1),
-          socket.GetPos(position), socket.SetPos(0), socket.GetLength(position)})
+         {memory.ReadChunk(&byte, 0, size), memory.SetBuffer(nullptr), memory.SetCaching(true),
+          socket.Skip(1), socket.GetPos(position), socket.SetPos(0), socket.GetLength(position)})
         EXPECT_EQ(kPXErrStreamEnd, status);
 }
 
