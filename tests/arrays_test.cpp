@@ -121,8 +121,8 @@ TEST_F(Arrays, FollowAModelOfRandomEdits)
         } else if (kind == 7 && size < 1000) {
             CFArrayAppendArray(array, array, {at, length});
             const IntVector own(model);
-            const auto start = own.begin() + at;
-            if (edit.isGood) model.insert(model.end(), start, start + length);
+            for (CFIndex i = at; edit.isGood && i < at + length; ++i)
+                model.push_back(own[size_t(i)]);
         } else if (edit.isGood && kind < 6) {
             const auto start = model.begin() + edit.at;
             model.insert(model.erase(start, start + edit.length), size_t(edit.count), value);

@@ -279,17 +279,13 @@ TEST_F(Lists, RefusedXMLNamesTheLine)
     }
 }
 
-std::string Wide(std::string_view ascii, bool isBigEndian, bool hasMark)
+std::string Wide(std::string_view latin1, bool isBigEndian, bool hasMark)
 {
-    std::string text;
-    const auto put = [&](unsigned unit) {
-        const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit & 0xFF);
-        text += isBigEndian ? high : low;
-        text += isBigEndian ? low : high;
-    };
-    if (hasMark) put(0xFEFF);
-    for (char c : ascii) put(static_cast<unsigned char>(c));
-    return text;
+    const Owned<CFDataRef> bytes(CFStringCreateExternalRepresentation(
+        nullptr, Decoded(latin1, kCFStringEncodingISOLatin1),
+        isBigEndian ? kCFStringEncodingUTF16BE : kCFStringEncodingUTF16LE, 0));
+    const char* mark = isBigEndian ? "\xFE\xFF" : "\xFF\xFE";
+    return (hasMark ? mark : "") + BytesOf(bytes);
 }
 
 TEST_F(Lists, EncodingsAndEnvelopes)

@@ -61,17 +61,6 @@ void DropMarks(std::u32string* text)
 
 }  // namespace
 
-RefFolded RefFoldCase(const std::u16string& text)
-{
-    RefFolded folded;
-    for (const auto& [character, start] : CharactersOf(text)) {
-        folded.pieces.push_back(Map(character, UTF8PROC_CASEFOLD));
-        folded.starts.push_back(start);
-    }
-    folded.starts.push_back(text.size());
-    return folded;
-}
-
 std::optional<std::pair<size_t, size_t>> RefFind(const std::u16string& text,
                                                  const std::u16string& needle, bool foldsCase,
                                                  bool isBackwards, bool isAnchored)
@@ -80,15 +69,17 @@ std::optional<std::pair<size_t, size_t>> RefFind(const std::u16string& text,
     std::vector<std::pair<size_t, size_t>> matches;
     if (foldsCase) {
         std::u32string wanted;
-        for (const auto& piece : RefFoldCase(needle).pieces) wanted += piece;
-        const RefFolded folded = RefFoldCase(text);
-        for (size_t first = 0; first < folded.pieces.size(); ++first) {
+        for (const auto& [character, start] : CharactersOf(needle))
+            wanted += Map(character, UTF8PROC_CASEFOLD);
+        auto characters = CharactersOf(text);
+        characters.emplace_back(U'\0', text.size());
+        for (size_t first = 0; first + 1 < characters.size(); ++first) {
+            const size_t start = characters[first].second;
             std::u32string got;
-            for (size_t last = first; last < folded.pieces.size() && got.size() < wanted.size();
-                 ++last) {
-                got += folded.pieces[last];
-                const size_t start = folded.starts[first];
-                if (got == wanted) matches.emplace_back(start, folded.starts[last + 1] - start);
+            for (size_t next = first; next + 1 < characters.size() && got.size() < wanted.size();) {
+                got += Map(characters[next++].first, UTF8PROC_CASEFOLD);
+                if (got == wanted) matches.emplace_back(start, characters[next].second - start);
+                if (!wanted.starts_with(got)) break;
             }
         }
     } else {

@@ -11,14 +11,6 @@
 
 namespace px::test {
 
-// The folded text of each character of `text`, and where each begins; `starts` ends with the
-// length.
-struct RefFolded {
-    std::vector<std::u32string> pieces;
-    std::vector<size_t> starts;
-};
-RefFolded RefFoldCase(const std::u16string& text);
-
 // Position and length of `needle` under case folding (or literally).
 std::optional<std::pair<size_t, size_t>> RefFind(const std::u16string& text,
                                                  const std::u16string& needle, bool foldsCase,
