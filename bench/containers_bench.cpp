@@ -64,6 +64,20 @@ void PerItem(benchmark::State& state, size_t count)
         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
+// Finds every key once, in no order.
+template <class Keys>
+void LookUp(benchmark::State& state, const Texts& stored, const Keys& sought)
+{
+    const Dictionary dictionary = Filled(stored);
+    const auto order = Shuffled(stored.size());
+    for (auto _ : state) {
+        for (const size_t i : order) {
+            benchmark::DoNotOptimize(CFDictionaryGetValue(dictionary.Get(), sought[i].Get()));
+        }
+    }
+    PerItem(state, stored.size());
+}
+
 // The keys sought are other objects than the stored ones, with the same text.
 void DictionaryLookup(benchmark::State& state)
 {
@@ -71,14 +85,7 @@ void DictionaryLookup(benchmark::State& state)
     const auto words = Words(count);
     const Texts stored = TextsOf(words);
     const Texts sought = TextsOf(words);
-    const Dictionary dictionary = Filled(stored);
-    const auto order = Shuffled(count);
-    for (auto _ : state) {
-        for (const size_t i : order) {
-            benchmark::DoNotOptimize(CFDictionaryGetValue(dictionary.Get(), sought[i].Get()));
-        }
-    }
-    PerItem(state, count);
+    LookUp(state, stored, sought);
 }
 BENCHMARK(DictionaryLookup)->Arg(8)->Arg(100)->Arg(1000);
 
@@ -91,14 +98,7 @@ void DictionaryLookupHashing(benchmark::State& state)
     for (const auto& text : stored) {
         sought.emplace_back(CFStringCreateMutableCopy(nullptr, 0, text.Get()));
     }
-    const Dictionary dictionary = Filled(stored);
-    const auto order = Shuffled(count);
-    for (auto _ : state) {
-        for (const size_t i : order) {
-            benchmark::DoNotOptimize(CFDictionaryGetValue(dictionary.Get(), sought[i].Get()));
-        }
-    }
-    PerItem(state, count);
+    LookUp(state, stored, sought);
 }
 BENCHMARK(DictionaryLookupHashing)->Arg(100)->Arg(1000);
 
@@ -106,14 +106,7 @@ void DictionaryLookupSameObject(benchmark::State& state)
 {
     const auto count = static_cast<size_t>(state.range(0));
     const Texts stored = TextsOf(Words(count));
-    const Dictionary dictionary = Filled(stored);
-    const auto order = Shuffled(count);
-    for (auto _ : state) {
-        for (const size_t i : order) {
-            benchmark::DoNotOptimize(CFDictionaryGetValue(dictionary.Get(), stored[i].Get()));
-        }
-    }
-    PerItem(state, count);
+    LookUp(state, stored, stored);
 }
 BENCHMARK(DictionaryLookupSameObject)->Arg(1000);
 

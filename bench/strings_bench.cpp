@@ -49,24 +49,25 @@ void CreateRelease(benchmark::State& state)
 }
 BENCHMARK(CreateRelease);
 
+void RetainReleaseOf(benchmark::State& state, CFStringRef text)
+{
+    for (auto _ : state) {
+        CFRetain(text);
+        CFRelease(text);
+    }
+}
+
 void RetainRelease(benchmark::State& state)
 {
     CFStringRef made = Make("counted");
-    for (auto _ : state) {
-        CFRetain(made);
-        CFRelease(made);
-    }
+    RetainReleaseOf(state, made);
     CFRelease(made);
 }
 BENCHMARK(RetainRelease);
 
 void RetainReleaseImmortal(benchmark::State& state)
 {
-    CFStringRef constant = CFSTR("constant");
-    for (auto _ : state) {
-        CFRetain(constant);
-        CFRelease(constant);
-    }
+    RetainReleaseOf(state, CFSTR("constant"));
 }
 BENCHMARK(RetainReleaseImmortal);
 
