@@ -149,21 +149,7 @@ int MakePrivateFolder(const char* path)
 int ListFolder(const char* path, FolderVisitor visit, void* context)
 {
     DIR* folder = opendir(path);
-    if (!folder) return errno;
-    int error = 0;
-    for (;;) {
-        errno = 0;
-        const dirent* entry = readdir(folder);
-        if (!entry) {
-            error = errno;
-            break;
-        }
-        const char* name = entry->d_name;
-        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
-        if (!visit(name, context)) break;
-    }
-    closedir(folder);
-    return error;
+    return folder ? VisitAndClose(folder, visit, context) : errno;
 }
 
 int SyncFolder(const char* path)

@@ -78,17 +78,8 @@ int RemoveFolderAt(File folder, const char* name)
     return ErrorIf(unlinkat(Fd(folder), name, AT_REMOVEDIR) < 0);
 }
 
-int ListFolderAt(File folder, FolderVisitor visit, void* context)
+int VisitAndClose(DIR* listing, FolderVisitor visit, void* context)
 {
-    // The listing takes a descriptor over and moves its position, so it gets one of its own.
-    File own = kNoFile;
-    if (const int error = OpenFolderAt(folder, ".", &own)) return error;
-    DIR* listing = fdopendir(Fd(own));
-    if (!listing) {
-        const int error = errno;
-        close(Fd(own));
-        return error;
-    }
     int error = 0;
     for (;;) {
         errno = 0;
@@ -103,6 +94,20 @@ int ListFolderAt(File folder, FolderVisitor visit, void* context)
     }
     closedir(listing);
     return error;
+}
+
+int ListFolderAt(File folder, FolderVisitor visit, void* context)
+{
+    // The listing takes a descriptor over and moves its position, so it gets one of its own.
+    File own = kNoFile;
+    if (const int error = OpenFolderAt(folder, ".", &own)) return error;
+    DIR* listing = fdopendir(Fd(own));
+    if (!listing) {
+        const int error = errno;
+        close(Fd(own));
+        return error;
+    }
+    return VisitAndClose(listing, visit, context);
 }
 
 int FactsAt(File folder, const char* name, EntryFacts* facts)

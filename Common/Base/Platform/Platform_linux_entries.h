@@ -5,6 +5,8 @@
 
 #include "Base/Platform/Platform.h"
 
+#include <dirent.h>
+
 namespace px::os {
 
 int OpenFolder(const char* path, File* folder);
@@ -13,6 +15,8 @@ int MakeFolderAt(File folder, const char* name);
 int OpenFileAt(File folder, const char* name, EntryMode mode, File* file);
 int RemoveFileAt(File folder, const char* name);
 int RemoveFolderAt(File folder, const char* name);
+// Visits what stands in an open folder but for itself and the one above, and closes it.
+int VisitAndClose(DIR* listing, FolderVisitor visit, void* context);
 int ListFolderAt(File folder, FolderVisitor visit, void* context);
 int FactsAt(File folder, const char* name, EntryFacts* facts);
 int FactsOfEntry(File file, EntryFacts* facts);
