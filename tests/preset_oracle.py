@@ -61,7 +61,8 @@ class PresetTool(unittest.TestCase):
 
     def test_lists_shows_and_sorts(self):
         names = ["Negative", "Plain", "Ten 9", "Ten 10"]
-        self.assertEqual("Warm\nFavorites\n", self.run_tool("preset", "list", "Curves"))
+        for folder in ("Curves", "Curves/.", "Curves/Warm/.."):
+            self.assertEqual("Warm\nFavorites\n", self.run_tool("preset", "list", folder))
         self.assertEqual({"presets": names}, json.loads(self.run_tool("preset", "list", "Curves", "Warm", "--json")))
         shown = json.loads(self.run_tool("preset", "show", "Curves", "Warm", "Plain", "--json"))
         want = {**IDENTITY, "sortOrder": 4, "future": {**IDENTITY["future"], "bytes": "0001"}}

@@ -2,6 +2,9 @@
 
 #include "Base/Platform/Platform.h"
 
+#include <filesystem>
+#include <system_error>
+
 namespace px::tool {
 
 std::vector<Option> PresetCommand::Options()
@@ -29,6 +32,10 @@ Failure PresetCommand::Open()
         return CannotRead(folder_, "there is no such folder",
                           "name the folder that holds the categories");
     }
+    // The manager asks for the name of the folder, which "." and ".." keep to themselves.
+    std::error_code error;
+    if (folder.ends_with('.')) folder = std::filesystem::canonical(folder, error).string();
+    if (error) return CannotRead(folder_, os::TextOf(error.value()), "name the folder");
     const size_t slash = folder.rfind('/');
     const std::string root = slash == std::string::npos ? "."
                              : slash == 0               ? "/"

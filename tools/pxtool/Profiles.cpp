@@ -78,7 +78,7 @@ Failure UnknownName(const std::string& name)
 {
     const std::string_view nearest = Nearest(name, kSuggestions);
     return {ExitCode::kUsage, "there is no profile '" + name + "'",
-            nearest.empty() ? "use srgb, adobergb, prophoto, prophoto22, or the path of an ICC file"
+            nearest.empty() ? "see pxtool profile list, or give the path of an ICC file"
                             : "did you mean '" + std::string(nearest) + "'?"};
 }
 
