@@ -165,6 +165,38 @@ TEST(OwnBlitter, GivesTheBytesOfThePlainLoopInEveryTable)
     px::ForceBlitKernels(nullptr);
 }
 
+// Strips and pieces of rows end elsewhere in parts of a picture than in the whole.
+TEST(OwnBlitter, WritesLargeResultsLikeTheirParts)
+{
+    std::mt19937_64 random(px::test::Seed(608));
+    constexpr int kWidth = 2112;
+    constexpr int kHeight = 2100;
+    for (const px::BlitKernels* const* table = px::AllBlitKernels(); *table; ++table) {
+        px::ForceBlitKernels(*table);
+        for (const size_t bytes : {1, 2}) {
+            SCOPED_TRACE(std::string((*table)->name) + " bytes " + std::to_string(bytes));
+            const RefImage source = RandomImage(70, 60, 4, bytes, &random);
+            const auto blitter = Make(false, source, bytes, kWidth, kHeight, 2);
+            const PXRect all = {0, 0, 70, 60};
+            Pixels from(all, 4, bytes, 0, 0);
+            from.Put(source.samples);
+            const size_t rowBytes = kWidth * 4 * bytes;
+            const auto blit = [&](std::vector<uint8_t>& to, int x, int end) {
+                EXPECT_EQ(0,
+                          blitter->Blit(from.Start(), from.RowBytes(), all, all,
+                                        to.data() + static_cast<size_t>(x) * 4 * bytes,
+                                        static_cast<uint32_t>(rowBytes), {x, 0, end - x, kHeight}));
+            };
+            std::vector<uint8_t> whole(rowBytes * kHeight);
+            std::vector<uint8_t> parts(whole.size());
+            blit(whole, 0, kWidth);
+            for (int x = 0; x < kWidth; x += 301) blit(parts, x, std::min(x + 301, kWidth));
+            EXPECT_TRUE(whole == parts);
+        }
+    }
+    px::ForceBlitKernels(nullptr);
+}
+
 class AcceleratedBlitter : public testing::Test {
 protected:
     AcceleratedBlitter() { PXAccelerateInit(); }

@@ -331,8 +331,8 @@ struct Highest<uint16_t> {
     static constexpr float kValue = 65535.0F;
 };
 
-// Truncates.
-template <class T>
+// Truncates. Vectors of less than 16 bytes cannot be streamed.
+template <class T, bool kStreams>
 HWY_INLINE void StoreSamples(hn::Vec<Floats> clamped, uint8_t* HWY_RESTRICT out, size_t count)
 {
     const hn::RebindToSigned<Floats> numbers;
@@ -341,6 +341,9 @@ HWY_INLINE void StoreSamples(hn::Vec<Floats> clamped, uint8_t* HWY_RESTRICT out,
     // As bytes, because the caller's rows need not be aligned.
     if constexpr (kLanes > 1) {
         if (HWY_LIKELY(count >= kLanes)) {
+            if constexpr (kStreams && kLanes * sizeof(T) >= 16) {
+                return hn::Stream(narrow, samples, reinterpret_cast<T*>(out));
+            }
             const hn::Repartition<uint8_t, decltype(samples)> bytes;
             return hn::StoreU(hn::BitCast(bytes, narrow), bytes, out);
         }
@@ -350,7 +353,7 @@ HWY_INLINE void StoreSamples(hn::Vec<Floats> clamped, uint8_t* HWY_RESTRICT out,
     std::memcpy(out, some, std::min(count, kLanes) * sizeof(T));
 }
 
-template <class T, size_t kVectors>
+template <class T, size_t kVectors, bool kStreams>
 HWY_INLINE void FilterFloats(const RowJob& job, size_t at)
 {
     const Floats d;
@@ -372,20 +375,26 @@ HWY_INLINE void FilterFloats(const RowJob& job, size_t at)
     HWY_UNROLL(16)
     for (size_t v = 0; v < kVectors; ++v) {
         const size_t done = at + v * kLanes;
-        StoreSamples<T>(Clamp(sums[v], Highest<T>::kValue), job.out + done * sizeof(T),
-                        job.count - done);
+        StoreSamples<T, kStreams>(Clamp(sums[v], Highest<T>::kValue), job.out + done * sizeof(T),
+                                  job.count - done);
     }
+}
+
+template <class T, bool kStreams>
+void FilterRowsOf(const RowJob& job)
+{
+    constexpr size_t kVectors = 8;
+    size_t at = 0;
+    for (; at + kVectors * kLanes <= job.count; at += kVectors * kLanes) {
+        FilterFloats<T, kVectors, kStreams>(job, at);
+    }
+    for (; at < job.count; at += kLanes) FilterFloats<T, 1, kStreams>(job, at);
 }
 
 template <class T>
 void FilterRows(const RowJob& job)
 {
-    constexpr size_t kVectors = 8;
-    size_t at = 0;
-    for (; at + kVectors * kLanes <= job.count; at += kVectors * kLanes) {
-        FilterFloats<T, kVectors>(job, at);
-    }
-    for (; at < job.count; at += kLanes) FilterFloats<T, 1>(job, at);
+    job.streams ? FilterRowsOf<T, true>(job) : FilterRowsOf<T, false>(job);
 }
 
 constexpr BlitKernels kTable = {

@@ -55,6 +55,7 @@ struct RowJob {
     size_t offset;  // first float of each row
     size_t count;   // floats, and samples of the output
     uint8_t* out;   // need not be aligned
+    bool streams;   // writes past the caches what is aligned to 16 samples
 };
 
 struct BlitKernels {

@@ -2,10 +2,11 @@
 
 // SIMDBlitter — the own engine's walk over a destination rectangle.
 //
-// The rectangle is cut into tiles of 128 columns. Down a tile's columns, blocks of source rows are
-// filtered horizontally into a ring of rows, and destination rows are filtered vertically from it
-// as soon as their last source row is there. Results do not depend on the cut; the ring spares
-// filtering rows twice that tiles below each other share, and stays in the cache for any height.
+// The rectangle is cut into tiles of 128 columns, and these into strips of as many tiles as the
+// cache holds. Down a strip, blocks of source rows are filtered horizontally into a ring of rows,
+// and destination rows are filtered vertically from it as soon as their last source row is there.
+// Results do not depend on the cut; the ring spares filtering rows twice that tiles below each
+// other share, and stays in the cache for any height.
 
 #include "PXAccelerate/BlitFilter.h"
 #include "PXAccelerate/BlitKernels.h"
