@@ -246,6 +246,7 @@ TEST_F(AcceleratedBlitter, IsWithinOneOfTheExactResultAndTilesAreTheWhole)
         {"wide and low", 9, 60, 300, 11},
         {"many taps", 300, 150, 5, 4},
         {"one strip and one pixel", 90, 9, 513, 9},
+        {"strips and rounds of rows", 1600, 60, 730, 26},
     };
     for (const px::ResizeKernels* const* table = px::AllResizeKernels(); *table; ++table) {
         px::ForceResizeKernels(*table);

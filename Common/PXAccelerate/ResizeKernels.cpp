@@ -6,6 +6,8 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include "PXAccelerate/ResizeShrink-inl.h"
+
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -544,6 +546,10 @@ constexpr ResizeKernels kTable = {
       FilterColumns<uint16_t, 4, false>},
      {FilterColumns<uint8_t, 1, true>, FilterColumns<uint8_t, 3, true>,
       FilterColumns<uint8_t, 4, true>}},
+    {AddRows<uint8_t>, AddRows<uint16_t>},
+    TurnRows,
+    {{FilterTurned<uint8_t, 1>, FilterTurned<uint8_t, 3>, FilterTurned<uint8_t, 4>},
+     {FilterTurned<uint16_t, 1>, FilterTurned<uint16_t, 3>, FilterTurned<uint16_t, 4>}},
 };
 
 const ResizeKernels& Table()

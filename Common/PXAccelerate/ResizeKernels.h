@@ -6,6 +6,9 @@
 // ("numbers") that one multiplication turns into a sum of two products. Numbers take 8-bit samples
 // with 14-bit weights and keep 6 fractional bits between the passes.
 //
+// Where floats are needed and rows shrink at least to half, source rows are added to sums as they
+// come, and finished sums are turned into columns, which are filtered like rows.
+//
 // Rows of lanes are multiples of kLaneGroup long. Numbers of a row pair lie in an order of the
 // table's own inside each group, which its filterRows undoes.
 
@@ -55,6 +58,40 @@ struct ResizeColumnJob {
     uint8_t* out[kColumnRows];
 };
 
+// Source rows are added to sums this many at a time, and to at most this many sums: so many results
+// read one of them when the rows shrink at least to half.
+inline constexpr size_t kAddedRows = 4;
+inline constexpr size_t kMostSums = 8;
+
+// Adds source rows, each with its weight, to sums that are zero before if they begin. Sums are
+// aligned to 64 bytes and have room for a multiple of 16 lanes.
+struct ResizeAddJob {
+    struct Sum {
+        float weights[kAddedRows];
+        float* lanes;
+        bool begins;
+    };
+    const uint8_t* rows[kAddedRows];
+    Sum sums[kMostSums];
+    size_t sumCount;
+};
+
+// Columns of kColumnRows rows, one after another: `columns` is that of the first pixel's first
+// step, with a column per channel to a step. The bytes [nearBegin, nearEnd) of other rows are
+// brought near meanwhile, so that memory works while the processor computes; they need not exist.
+struct ResizeTurnedJob {
+    const float* columns;
+    const ResizeSteps* steps;  // of the first pixel
+    const uint32_t* weights;
+    size_t stride;
+    size_t pixels;
+    size_t rowCount;  // that are written, 1 to kColumnRows
+    uint8_t* out[kColumnRows];
+    const uint8_t* const* nearRows;
+    size_t nearCount;
+    size_t nearBegin, nearEnd;
+};
+
 struct ResizeKernels {
     const char* name;
 
@@ -74,6 +111,16 @@ struct ResizeKernels {
 
     // Index: floats to 8 bits, floats to 16 bits, numbers to 8 bits; 1, 3, 4 channels.
     void (*filterColumns[3][3])(const ResizeColumnJob& job);
+
+    // Lanes [at, at + count). The bytes `ahead` further on in each row, if it is not 0, are brought
+    // near meanwhile; they need not exist. Index: 16-bit samples.
+    void (*addRows[2])(const ResizeAddJob& job, size_t at, size_t count, int64_t ahead);
+
+    // Makes `count` columns, rounded up to a multiple of 8, of kColumnRows rows.
+    void (*turnRows)(const float* const* rows, size_t count, float* columns);
+
+    // Index: 16-bit samples; 1, 3, 4 channels.
+    void (*filterTurned[2][3])(const ResizeTurnedJob& job);
 };
 
 // The loops one lane at a time.

@@ -126,6 +126,51 @@ void FilterColumns(const ResizeColumnJob& job)
     }
 }
 
+template <class T>
+void AddRows(const ResizeAddJob& job, size_t at, size_t count, int64_t /*ahead*/)
+{
+    for (size_t s = 0; s < job.sumCount; ++s) {
+        const ResizeAddJob::Sum& sum = job.sums[s];
+        for (size_t i = at; i < at + count; ++i) {
+            float value = sum.begins ? 0 : sum.lanes[i];
+            for (size_t row = 0; row < kAddedRows; ++row) {
+                T sample;
+                std::memcpy(&sample, job.rows[row] + i * sizeof(T), sizeof(T));
+                value += sample * sum.weights[row];
+            }
+            sum.lanes[i] = value;
+        }
+    }
+}
+
+void TurnRows(const float* const* rows, size_t count, float* columns)
+{
+    for (size_t i = 0; i < count; ++i) {
+        for (size_t row = 0; row < kColumnRows; ++row) *columns++ = rows[row][i];
+    }
+}
+
+template <class T, size_t kChannels>
+void FilterTurned(const ResizeTurnedJob& job)
+{
+    constexpr size_t kPixel = kChannels * kColumnRows;
+    constexpr float kHighest = std::numeric_limits<T>::max();
+    for (size_t i = 0; i < job.rowCount * job.pixels * kChannels; ++i) {
+        const size_t row = i % job.rowCount;
+        const size_t at = i / job.rowCount;
+        const size_t p = at / kChannels;
+        const ResizeSteps steps = job.steps[p];
+        const auto first = static_cast<size_t>(steps.first - job.steps[0].first);
+        const float* in = job.columns + first * kPixel + at % kChannels * kColumnRows + row;
+        float sum = 0.5F;
+        for (size_t s = 0; s < static_cast<size_t>(steps.count); ++s) {
+            sum += in[s * kPixel] * AsFloat(job.weights[p * job.stride + s]);
+        }
+        const T sample = static_cast<T>(std::clamp(sum, 0.0F, kHighest));
+        std::memcpy(job.out[row] + at * sizeof(T), &sample, sizeof(T));
+    }
+}
+
 }  // namespace
 
 ResizeKernels PlainResizeKernels(const char* name)
@@ -142,6 +187,10 @@ ResizeKernels PlainResizeKernels(const char* name)
           FilterColumns<uint16_t, 4, false>},
          {FilterColumns<uint8_t, 1, true>, FilterColumns<uint8_t, 3, true>,
           FilterColumns<uint8_t, 4, true>}},
+        {AddRows<uint8_t>, AddRows<uint16_t>},
+        TurnRows,
+        {{FilterTurned<uint8_t, 1>, FilterTurned<uint8_t, 3>, FilterTurned<uint8_t, 4>},
+         {FilterTurned<uint16_t, 1>, FilterTurned<uint16_t, 3>, FilterTurned<uint16_t, 4>}},
     };
 }
 

@@ -70,6 +70,25 @@ struct ResizeRange {
 };
 ResizeRange SourceRange(const ResizeAxis& axis, bool isNearest, int64_t begin, int64_t count);
 
+// What a call of a primitive reads and writes.
+struct ResizeCall {
+    const uint8_t* src;  // the source range's first pixel
+    int64_t srcStep;
+    uint8_t* dst;
+    int64_t dstStep;
+    ResizePoint offset;
+    ResizeSize size;
+    uint32_t border;
+    uint32_t channels;
+    uint8_t* buffer;
+};
+
+// Shrinks rows at least to half, with floats.
+template <class T>
+void ResizeShrinking(const ResizeSpec& spec, const ResizeCall& call);
+bool IsShrinking(const ResizeSpec& spec);
+int64_t ShrinkingBufferBytes(const ResizeSpec& spec, ResizeSize size, uint32_t channels);
+
 // The primitives for `channels`; T is uint8_t or uint16_t.
 template <class T>
 int ResizeAntialiased(const T* src, int32_t srcStep, T* dst, int32_t dstStep, ResizePoint dstOffset,

@@ -391,7 +391,9 @@ void Strips<T>::FilterColumns(int64_t firstRow, int64_t rows)
 
 int64_t ResizeBufferBytes(const ResizeSpec& spec, ResizeSize size, uint32_t channels)
 {
-    const int64_t floats = static_cast<int64_t>(Layout(spec, size, channels, false).bytes);
+    const int64_t floats = IsShrinking(spec)
+                               ? ShrinkingBufferBytes(spec, size, channels)
+                               : static_cast<int64_t>(Layout(spec, size, channels, false).bytes);
     return spec.hasNumbers
                ? std::max(floats, static_cast<int64_t>(Layout(spec, size, channels, true).bytes))
                : floats;
@@ -403,6 +405,12 @@ int ResizeAntialiased(const T* src, int32_t srcStep, T* dst, int32_t dstStep, Re
                       uint32_t channels, uint8_t* buffer)
 {
     const bool asNumbers = sizeof(T) == 1 && spec.hasNumbers;
+    if (!asNumbers && IsShrinking(spec)) {
+        ResizeShrinking<T>(
+            spec, {reinterpret_cast<const uint8_t*>(src), srcStep, reinterpret_cast<uint8_t*>(dst),
+                   dstStep, dstOffset, dstSize, border, channels, buffer});
+        return kResizeOK;
+    }
     Strips<T> strips(spec, channels, dstOffset, dstSize, border, asNumbers, buffer);
     strips.Run(reinterpret_cast<const uint8_t*>(src), srcStep, reinterpret_cast<uint8_t*>(dst),
                dstStep);
