@@ -141,8 +141,9 @@ int64_t Strip::MostColumns() const
 {
     const size_t ringBytes = (Size(y_.MaxCount()) + blockRows_) * shape_.channels * sizeof(float);
     // A block of source rows, and the next one, which is brought near meanwhile.
-    const double sourceBytes =
-        static_cast<double>(2 * blockRows_ * shape_.PixelBytes()) / static_cast<double>(x_.Scale());
+    const double sourceBytes = static_cast<double>(2 * blockRows_ * shape_.PixelBytes()) *
+                               static_cast<double>(x_.SourceSize()) /
+                               static_cast<double>(x_.DestinationSize());
     const double tileBytes = (static_cast<double>(ringBytes) + sourceBytes) * kTileWidth;
     const double tiles = static_cast<double>(kStripBytes) / tileBytes;
     return std::clamp(static_cast<int64_t>(tiles), int64_t{1}, kMostTiles) * kTileWidth;
