@@ -15,7 +15,6 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -56,7 +55,18 @@ PXRef<CBaseStream> Owned(PXStream stream)
     return PXRef<CBaseStream>::Adopt(px::ToStream(stream));
 }
 
-// The same block for all, because where it lies in memory counts as much as what is done with it.
+// The same buffer and block for all, because where they lie in memory counts as much as what is
+// done with them.
+char* Buffer()
+{
+    static char* const buffer = [] {
+        alignas(4096) static char bytes[kBlock];
+        std::memset(bytes, 'q', kBlock);
+        return bytes;
+    }();
+    return buffer;
+}
+
 CFMutableDataRef Block()
 {
     static const CFMutableDataRef block = [] {
@@ -101,12 +111,11 @@ void Pieces(benchmark::State& state, Rewind rewind, Move move)
 
 void Read(benchmark::State& state, CBaseStream* stream)
 {
-    std::vector<char> buffer(kBlock);
     Pieces(
         state, [&] { stream->SetPos(0); },
         [&](size_t, size_t size) {
             size_t done = size;
-            const PXStatus status = stream->ReadChunk(buffer.data(), CBaseStream::kBlock, done);
+            const PXStatus status = stream->ReadChunk(Buffer(), CBaseStream::kBlock, done);
             benchmark::ClobberMemory();
             return status == kPXOK && done == size;
         });
@@ -114,12 +123,11 @@ void Read(benchmark::State& state, CBaseStream* stream)
 
 void Write(benchmark::State& state, CBaseStream* stream)
 {
-    const std::vector<char> buffer(kBlock, 'q');
     Pieces(
         state, [&] { stream->SetPos(0); },
         [&](size_t, size_t size) {
             size_t done = size;
-            return stream->WriteChunk(buffer.data(), done) == kPXOK && done == size;
+            return stream->WriteChunk(Buffer(), done) == kPXOK && done == size;
         });
 }
 
@@ -131,6 +139,35 @@ void MemoryRead(benchmark::State& state)
 void MemoryWrite(benchmark::State& state)
 {
     Write(state, OnMemory().Get());
+}
+
+// A new stream that grows from nothing, and memory that is as new but taken at once.
+void MemoryAppend(benchmark::State& state)
+{
+    PXRef<CBaseStream> stream;
+    Pieces(
+        state,
+        [&] {
+            PXStream made = nullptr;
+            PXStreamCreateForData(nullptr, &made);
+            stream = Owned(made);
+        },
+        [&](size_t, size_t size) {
+            size_t done = size;
+            return stream->WriteChunk(Buffer(), done) == kPXOK && done == size;
+        });
+}
+
+void BareMemoryAppend(benchmark::State& state)
+{
+    std::unique_ptr<char[]> memory;
+    Pieces(
+        state, [&] { memory.reset(new char[kTotal]); },
+        [&](size_t at, size_t size) {
+            std::memcpy(memory.get() + at, Buffer(), size);
+            benchmark::ClobberMemory();
+            return true;
+        });
 }
 
 void FileRead(benchmark::State& state)
@@ -173,12 +210,11 @@ void FileReadUInt32(benchmark::State& state)
 
 void BareMemoryRead(benchmark::State& state)
 {
-    std::vector<char> buffer(kBlock);
     const UInt8* from = CFDataGetBytePtr(Block());
     Pieces(
         state, [] {},
         [&](size_t at, size_t size) {
-            std::memcpy(buffer.data(), from + at, size);
+            std::memcpy(Buffer(), from + at, size);
             benchmark::ClobberMemory();
             return true;
         });
@@ -186,12 +222,11 @@ void BareMemoryRead(benchmark::State& state)
 
 void BareMemoryWrite(benchmark::State& state)
 {
-    const std::vector<char> buffer(kBlock, 'q');
     UInt8* to = CFDataGetMutableBytePtr(Block());
     Pieces(
         state, [] {},
         [&](size_t at, size_t size) {
-            std::memcpy(to + at, buffer.data(), size);
+            std::memcpy(to + at, Buffer(), size);
             benchmark::ClobberMemory();
             return true;
         });
@@ -202,13 +237,11 @@ void BareFileRead(benchmark::State& state)
     const PatternFile pattern;
     px::os::File file = px::os::kNoFile;
     Os().openFile(pattern.Path(), px::os::OpenMode::kRead, &file);
-    std::vector<char> buffer(kBlock);
     Pieces(
         state, [] {},
         [&](size_t at, size_t size) {
             size_t got = 0;
-            const int error =
-                Os().readAt(file, buffer.data(), size, static_cast<int64_t>(at), &got);
+            const int error = Os().readAt(file, Buffer(), size, static_cast<int64_t>(at), &got);
             return error == 0 && got == size;
         });
     Os().closeFile(file);
@@ -219,13 +252,11 @@ void BareFileWrite(benchmark::State& state)
     const PatternFile pattern;
     px::os::File file = px::os::kNoFile;
     Os().openFile(pattern.Path(), px::os::OpenMode::kReadWrite, &file);
-    const std::vector<char> buffer(kBlock, 'q');
     Pieces(
         state, [] {},
         [&](size_t at, size_t size) {
             size_t done = 0;
-            const int error =
-                Os().writeAt(file, buffer.data(), size, static_cast<int64_t>(at), &done);
+            const int error = Os().writeAt(file, Buffer(), size, static_cast<int64_t>(at), &done);
             return error == 0 && done == size;
         });
     Os().closeFile(file);
@@ -239,11 +270,10 @@ void LibraryFileRead(benchmark::State& state)
 {
     const PatternFile pattern;
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(pattern.Path(), "rb"));
-    std::vector<char> buffer(kBlock);
     Pieces(
         state, [&] { std::rewind(file.get()); },
         [&](size_t, size_t size) {
-            const bool isWhole = std::fread(buffer.data(), 1, size, file.get()) == size;
+            const bool isWhole = std::fread(Buffer(), 1, size, file.get()) == size;
             benchmark::ClobberMemory();
             return isWhole;
         });
@@ -253,12 +283,9 @@ void LibraryFileWrite(benchmark::State& state)
 {
     const PatternFile pattern;
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(pattern.Path(), "r+b"));
-    const std::vector<char> buffer(kBlock, 'q');
     Pieces(
         state, [&] { std::rewind(file.get()); },
-        [&](size_t, size_t size) {
-            return std::fwrite(buffer.data(), 1, size, file.get()) == size;
-        });
+        [&](size_t, size_t size) { return std::fwrite(Buffer(), 1, size, file.get()) == size; });
 }
 
 void InMilliseconds(benchmark::internal::Benchmark* row)
@@ -269,6 +296,8 @@ BENCHMARK(MemoryRead)->Apply(InMilliseconds);
 BENCHMARK(BareMemoryRead)->Apply(InMilliseconds);
 BENCHMARK(MemoryWrite)->Apply(InMilliseconds);
 BENCHMARK(BareMemoryWrite)->Apply(InMilliseconds);
+BENCHMARK(MemoryAppend)->Apply(InMilliseconds);
+BENCHMARK(BareMemoryAppend)->Apply(InMilliseconds);
 BENCHMARK(MemoryReadUInt32)->Arg(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(FileRead)->Apply(InMilliseconds);
 BENCHMARK(LibraryFileRead)->Apply(InMilliseconds);

@@ -141,6 +141,13 @@ TEST_F(Data, EmptyAndImmutableOnesAndBadLengths)
     auto fixed = DataOf("ab");
     CFDataSetLength(As<CFMutableDataRef>(fixed), 0);
     EXPECT_EQ(nullptr, CFDataGetMutableBytePtr(As<CFMutableDataRef>(fixed)));
+    CFIndex length = 9;
+    EXPECT_EQ(nullptr, PXCFDataGetMutableSpan(As<CFMutableDataRef>(fixed), &length));
+    EXPECT_EQ(0, length);
+    EXPECT_EQ(CFDataGetBytePtr(fixed), PXCFDataGetSpan(fixed, &length));
+    EXPECT_EQ(2, length);
+    EXPECT_EQ(nullptr, PXCFDataGetSpan(nullptr, &length));
+    EXPECT_EQ(0, length);
     EXPECT_EQ("ab", BytesOf(fixed));
 }
 

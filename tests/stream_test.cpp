@@ -503,6 +503,25 @@ TEST_F(StreamTest, MemoryIsChangedInPlaceOrCopied)
     EXPECT_EQ(nullptr, copy);
 }
 
+TEST_F(StreamTest, MemoryTakesItsOwnBytesInPiecesOfEverySize)
+{
+    const std::string digits = "0123456789";
+    for (size_t size = 0; size < digits.size(); ++size) {
+        SCOPED_TRACE(size);
+        const auto memory = Memory();
+        EXPECT_EQ(kOK, Put(*memory, digits));
+        memory->SetPos(1);
+        size_t done = size;
+        EXPECT_EQ(kOK, memory->WriteChunk(memory->GetBytePtr(), done));
+        const std::string want = std::string(digits).replace(1, size, digits, 0, size);
+        EXPECT_EQ(want, BytesOf(memory->GetData()));
+        memory->SetPos(0);
+        char read[16] = {};
+        EXPECT_EQ(kOK, memory->ReadChunk(read, CBaseStream::kFixedWidth, done));
+        EXPECT_EQ(want.substr(0, size), read);
+    }
+}
+
 TEST_F(StreamTest, ListsAreCheckedOnArrival)
 {
     const auto file = FileStream("list", "r");

@@ -12,6 +12,36 @@ namespace {
 
 constexpr char kEventSource[] = "BaseStreamMemory";
 
+// Numbers are what small pieces usually are, and for them a call costs more than the copy. The
+// bytes may overlap, as those of a stream's own data do.
+inline void Move(void* to, const void* from, size_t size)
+{
+    switch (size) {
+        case 0:
+            return;
+        case 2:
+            std::memmove(to, from, 2);
+            return;
+        case 4:
+            std::memmove(to, from, 4);
+            return;
+        case 8:
+            std::memmove(to, from, 8);
+            return;
+        default:
+            std::memmove(to, from, size);
+    }
+}
+
+// Both are null and 0 without data.
+const UInt8* BytesOf(CFDataRef data, uint64_t* length)
+{
+    CFIndex count = 0;
+    const UInt8* bytes = data ? PXCFDataGetSpan(data, &count) : nullptr;
+    *length = static_cast<uint64_t>(count);
+    return bytes;
+}
+
 }  // namespace
 
 CBaseStreamMemory::CBaseStreamMemory()
@@ -76,13 +106,14 @@ void CBaseStreamMemory::Close() {}
 
 PXStatus CBaseStreamMemory::ReadChunk(void* buffer, int /*flag*/, size_t& size)
 {
-    const uint64_t length = Length();
+    uint64_t length = 0;
+    const UInt8* bytes = BytesOf(data_, &length);
     if (position_ > length || (position_ == length && size > 0)) {
         size = 0;
         return kPXErrStreamEnd;
     }
     size = static_cast<size_t>(std::min<uint64_t>(size, length - position_));
-    if (size > 0) std::memcpy(buffer, GetBytePtr() + position_, size);
+    Move(buffer, bytes + position_, size);
     position_ += size;
     return kPXOK;
 }
@@ -92,27 +123,31 @@ PXStatus CBaseStreamMemory::WriteChunk(const void* buffer, size_t& size)
     const size_t wanted = size;
     size = 0;
     if (!MakeChangeable()) return PX_FAIL(kPXErrCreate);
-    const uint64_t length = Length();
+    CFIndex count = 0;
+    UInt8* bytes = PXCFDataGetMutableSpan(changeable_, &count);
+    const auto length = static_cast<uint64_t>(count);
     const uint64_t start = std::min(position_, length);
     const auto inside = static_cast<size_t>(std::min<uint64_t>(wanted, length - start));
-    // In one step, because the bytes may be some of the data's own.
-    if (inside < wanted) {
+    if (inside == wanted) {
+        Move(bytes + start, buffer, wanted);
+        size = wanted;
+    } else {
+        // In one step, because the bytes may be some of the data's own.
         CFDataReplaceBytes(changeable_,
                            CFRangeMake(static_cast<CFIndex>(start), static_cast<CFIndex>(inside)),
                            static_cast<const UInt8*>(buffer), static_cast<CFIndex>(wanted));
-    } else if (inside > 0) {
-        std::memmove(CFDataGetMutableBytePtr(changeable_) + start, buffer, inside);
+        if (Length() == length + (wanted - inside)) size = wanted;
     }
-    const bool hasGrown = Length() == length + (wanted - inside);
-    if (hasGrown) size = wanted;
     position_ += size;
-    return hasGrown ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
+    return size == wanted ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
 }
 
 PXStatus CBaseStreamMemory::ReadChar(char& character)
 {
-    if (position_ >= Length()) return kPXErrStreamEnd;
-    character = static_cast<char>(GetBytePtr()[position_++]);
+    uint64_t length = 0;
+    const UInt8* bytes = BytesOf(data_, &length);
+    if (position_ >= length) return kPXErrStreamEnd;
+    character = static_cast<char>(bytes[position_++]);
     return kPXOK;
 }
 
@@ -120,12 +155,13 @@ PXStatus CBaseStreamMemory::ReadLine(char*& buffer, size_t& capacity)
 {
     const Lender lend = [](CBaseStream* stream, PXStatus* status) -> Lent {
         const auto* memory = static_cast<CBaseStreamMemory*>(stream);
-        const uint64_t length = memory->Length();
+        uint64_t length = 0;
+        const UInt8* bytes = BytesOf(memory->data_, &length);
         if (memory->position_ >= length) {
             *status = kPXErrStreamEnd;
             return {};
         }
-        return {reinterpret_cast<const char*>(memory->GetBytePtr()) + memory->position_,
+        return {reinterpret_cast<const char*>(bytes) + memory->position_,
                 static_cast<size_t>(length - memory->position_)};
     };
     const Taker take = [](CBaseStream* stream, size_t size) {

@@ -1,5 +1,7 @@
 #include "CoreFoundation/CFData.h"
 
+#include "CoreFoundation/PXCFExtensions.h"
+
 #include "Classes.h"
 #include "Description_p.h"
 #include "Hash_p.h"
@@ -226,6 +228,20 @@ const UInt8* CFDataGetBytePtr(CFDataRef theData)
 UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData)
 {
     auto* data = CheckMutable<Data>(theData, __func__);
+    return data ? data->bytes : nullptr;
+}
+
+const UInt8* PXCFDataGetSpan(CFDataRef theData, CFIndex* length)
+{
+    auto* data = Check<const Data>(theData, __func__);
+    *length = data ? data->length : 0;
+    return data ? data->bytes : nullptr;
+}
+
+UInt8* PXCFDataGetMutableSpan(CFMutableDataRef theData, CFIndex* length)
+{
+    auto* data = CheckMutable<Data>(theData, __func__);
+    *length = data ? data->length : 0;
     return data ? data->bytes : nullptr;
 }
 

@@ -18,6 +18,11 @@ CF_EXPORT UInt32 PXCFGetVersion(void);
 // copy it to see whether it is still the same.
 CF_EXPORT UInt32 PXCFTimeZoneGetDefaultSeed(void);
 
+// The bytes of the data and, stored, their number, which two calls would take to ask for. Both are
+// good until the data changes; null and 0 without data. The second is for data that may be changed.
+CF_EXPORT const UInt8* PXCFDataGetSpan(CFDataRef theData, CFIndex* length);
+CF_EXPORT UInt8* PXCFDataGetMutableSpan(CFMutableDataRef theData, CFIndex* length);
+
 // True when the dictionary holds its keys and values as objects: those may be asked for their
 // class.
 CF_EXPORT Boolean PXCFDictionaryHoldsObjects(CFDictionaryRef theDict);
