@@ -4,11 +4,9 @@
 #include "pxtool/CommandLine.h"
 #include "pxtool/PictureFile.h"
 #include "support/ColourPictures.h"
-#include "support/EventLog.h"
 #include "support/Profiles.h"
 #include "support/TempFolder.h"
-
-#include <cstring>
+#include "support/Test.h"
 
 namespace {
 
@@ -42,9 +40,8 @@ protected:
         ASSERT_FALSE(
             tool::MakePicture({40, 30, 16, kPXColorSpaceRGB, false}, {"noise", 0, 0}, &picture));
         std::mt19937 random(3);
-        for (int64_t i = 0; i < picture.layout.Bytes(); ++i) {
-            picture.View().first[i] = static_cast<uint8_t>(random());
-        }
+        std::generate_n(picture.View().first, picture.layout.Bytes(),
+                        [&] { return static_cast<uint8_t>(random()); });
         picture.icc = StandardProfileBytes(kPXColorStandardProPhoto);
         tool::Progress progress("", false);
         ASSERT_FALSE(tool::WritePicture(picture, Path(name), true, 92, progress));
@@ -76,10 +73,9 @@ TEST_F(ToolColour, ProofsAsTheLibraryDoes)
     const Profile printer(icc), proPhoto(kPXColorStandardProPhoto);
     const Profile adobe(kPXColorStandardAdobeRGB1998);
     for (const bool isFull : {false, true}) {
-        ASSERT_EQ(0, isFull ? Run({"proof", "@in.png", "@out.png", "--proof", "@printer.icc",
-                                   "--display", "adobergb", "--gamut", "--paper", "--force"})
-                            : Run({"proof", "@in.png", "@out.png", "--proof", "@printer.icc",
-                                   "--display", "adobergb", "--intent", "perceptual", "--force"}))
+        ASSERT_EQ(0, Run({"proof", "@in.png", "@out.png", "--proof", "@printer.icc", "--display",
+                          "adobergb", "--force", isFull ? "--gamut" : "--intent",
+                          isFull ? "--paper" : "perceptual"}))
             << error_;
         const tool::Picture wanted = Get("in.png");
         ASSERT_EQ(0, PXColorProfileSoftProofImage(proPhoto, printer, isFull ? 0 : 1, adobe, isFull,
@@ -98,10 +94,10 @@ TEST_F(ToolColour, MakesMeasuresAndAppliesCubes)
     CFDataRef made = nullptr;
     ASSERT_EQ(0, PXColorProfileCreateRGBColorCube(Profile(kPXColorStandardProPhoto),
                                                   Profile(kPXColorStandardSRGB), 9, &made));
+    const Owned<CFDataRef> nodes(made);
     PXColorCube read = PXColorCubeCreateFromFile(FileURL(Path("a.cube")));
     ASSERT_NE(nullptr, read);
-    EXPECT_TRUE(CFEqual(made, PXColorCubeGetDataRef(read)));
-    CFRelease(made);
+    EXPECT_TRUE(CFEqual(nodes, PXColorCubeGetDataRef(read)));
 
     WriteNoise("in.png");
     ASSERT_EQ(
@@ -131,13 +127,7 @@ TEST_F(ToolColour, RefusesWhatMakesNoSense)
 {
     Write("bad.cube", "LUT_3D_SIZE 2\n0 0 0\n");
     WriteNoise("in.png");
-    const struct {
-        const char* name;
-        std::initializer_list<const char*> words;
-        int code;
-        const char* said;
-    } rows[] = {
-        {"no such cube command", {"cube", "mak"}, 2, "did you mean 'cube make'?"},
+    const Rows<std::initializer_list<const char*>, int, const char*> rows = {
         {"no cube command", {"cube"}, 2, ""},
         {"paper without a proof",
          {"cube", "make", "@x.cube", "--to", "srgb", "--paper"},
@@ -155,10 +145,10 @@ TEST_F(ToolColour, RefusesWhatMakesNoSense)
         {"no file", {"cube", "measure", "@gone.cube", "--to", "srgb"}, 3, "gone"},
         {"no folder", {"cube", "make", "@gone/x.cube", "--to", "srgb"}, 4, "gone"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.code, Run(row.words)) << error_;
-        EXPECT_NE(std::string::npos, error_.find(row.said)) << error_;
+    for (const auto& [name, words, code, said] : rows) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(code, Run(words)) << error_;
+        EXPECT_NE(std::string::npos, error_.find(said)) << error_;
     }
 }
 

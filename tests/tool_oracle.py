@@ -48,6 +48,11 @@ def smooth(width, height, depth, channels, icc=None, opaque_alpha=False):
     return Picture(width, height, depth, channels, out, icc)
 
 
+def tags(icc):
+    """A profile without its header, in which Little CMS puts its own platform."""
+    return icc[128:]
+
+
 def worst(a, b):
     assert len(a) == len(b), (len(a), len(b))
     return max((abs(x - y) for x, y in zip(a, b)), default=0)
@@ -110,8 +115,11 @@ class ToolTest(unittest.TestCase):
             return pictures.read_tiff(path)
         plain = subprocess.run(["djpeg", "-dct", "int", path], capture_output=True, check=True)
         picture = pictures.read_pnm(plain.stdout)
-        picture.icc, picture.dpi, picture.exif, picture.sampling = pictures.read_jpeg_facts(path)
+        picture.icc, picture.dpi, picture.exif, picture.sampling = self.read_facts(name)
         return picture
+
+    def read_facts(self, name):
+        return pictures.read_jpeg_facts(self.path(name))
 
     def oracle(self, picture, photometric, source_profile, target_profile, intent=1):
         """The picture's colours as tificc converts them."""
@@ -149,8 +157,9 @@ def tripled(picture):
 
 
 class Pixels(ToolTest):
-    def check(self, source, target, to, expected, alpha, depth):
+    def check(self, source, target, to, to_path, expected, alpha, depth):
         got = self.converted(source, target, to)
+        self.assertEqual(tags(got.icc if to_path == SRGB else read_file(to_path)), tags(got.icc))
         colours = expected.channels
         self.assertEqual((depth, colours + (alpha is not None)), (got.depth, got.channels))
         self.assert_near(expected.samples, got.channels_of(0, colours).samples)
@@ -175,7 +184,7 @@ class Pixels(ToolTest):
                     plain, photometric = tripled(plain), RGB
                 expected = self.oracle(plain, photometric, profiles[profile], to_path)
                 for out in (".tif",) if to_colours == 4 else (".png", ".tif"):
-                    self.check("in" + ending, "out" + out, to, expected, alpha, depth)
+                    self.check("in" + ending, "out" + out, to, to_path, expected, alpha, depth)
 
     def test_jpeg_in_agrees_with_djpeg_and_tificc(self):
         for colours, options in itertools.product((1, 3), ([], ["-progressive"], ["-arithmetic"], ["-restart", "1"])):
@@ -183,7 +192,7 @@ class Pixels(ToolTest):
                 self.write_jpeg("in.jpg", smooth(67, 45, 8, colours), "-quality", "95", *options)
                 decoded = self.read("in.jpg")
                 expected = self.oracle(tripled(decoded) if colours == 1 else decoded, RGB, SRGB, ADOBE)
-                self.check("in.jpg", "out.png", "adobergb", expected, None, 8)
+                self.check("in.jpg", "out.png", "adobergb", ADOBE, expected, None, 8)
 
     def test_jpeg_out_is_close_and_whole_in_colour(self):
         for depth, (colours, to) in itertools.product((8, 16), ((1, self.grey), (3, "srgb"))):
@@ -203,6 +212,7 @@ class Pixels(ToolTest):
         picture = smooth(64, 48, 8, 4, read_file(self.cmyk))
         self.write("in.tif", picture, CMYK)
         self.convert("in.tif", "out.jpg", self.cmyk, "--quality", "100")
+        self.assertEqual(picture.icc, self.read_facts("out.jpg")[0])  # in pieces
         first = self.oracle(picture, CMYK, self.cmyk, self.cmyk)
         second = self.oracle(first, CMYK, self.cmyk, self.cmyk)
         self.assert_near(second.samples, self.converted("out.jpg", "back.tif", self.cmyk).samples, 12)
@@ -356,26 +366,19 @@ class Storage(ToolTest):
             self.converted(name, "out.png", "srgb", "--from", "srgb")
 
 
-# Where each pixel of the upright picture comes from: columns and rows of the stored one.
-UPRIGHT = {
-    1: lambda w, h, x, y: (x, y),
-    2: lambda w, h, x, y: (w - 1 - x, y),
-    3: lambda w, h, x, y: (w - 1 - x, h - 1 - y),
-    4: lambda w, h, x, y: (x, h - 1 - y),
-    5: lambda w, h, x, y: (y, x),
-    6: lambda w, h, x, y: (y, h - 1 - x),
-    7: lambda w, h, x, y: (w - 1 - y, h - 1 - x),
-    8: lambda w, h, x, y: (w - 1 - y, x),
-}
+# Whether the columns and rows of the stored picture run backwards, for orientations from 1; from 5
+# they have changed places, too.
+BACKWARDS = [(0, 0), (1, 0), (1, 1), (0, 1), (0, 0), (0, 1), (1, 1), (1, 0)]
 
 
 class Facts(ToolTest):
     def turned(self, picture, orientation):
         w, h = picture.width, picture.height
-        width, height = (w, h) if orientation < 5 else (h, w)
-        upright = UPRIGHT[orientation]
-        samples = [s for y in range(height) for x in range(width) for s in picture.pixel(*upright(w, h, x, y))]
-        return (width, height, samples)
+        across, down = BACKWARDS[orientation - 1]
+        columns, rows = range(w)[:: -1 if across else 1], range(h)[:: -1 if down else 1]
+        if orientation < 5:
+            return (w, h, [s for y in rows for x in columns for s in picture.pixel(x, y)])
+        return (h, w, [s for x in columns for y in rows for s in picture.pixel(x, y)])
 
     def test_orientation_turns_the_pixels(self):
         for depth, channels in ((8, 3), (16, 3), (8, 4), (16, 4), (8, 1), (16, 2)):
@@ -419,7 +422,7 @@ class Facts(ToolTest):
             for target in ("out.png", "out.tif"):
                 self.assertEqual((300, 240), tuple(map(round, self.converted("out.jpg", target, "srgb").dpi)))
             self.convert(source, "ink.jpg", self.cmyk)
-            exif = pictures.read_exif(pictures.read_jpeg_facts(self.path("ink.jpg"))[2])[0]
+            exif = pictures.read_exif(self.read_facts("ink.jpg")[2])[0]
             self.assertEqual((300, 240), (round(exif[0x11A][0]), round(exif[0x11B][0])))
 
 
@@ -531,6 +534,8 @@ class Behaviour(ToolTest):
         rows = {
             "see": ["", "convert", srgb + " --quality 0", srgb + " --quality high", srgb + " --bands -1", srgb + " more.png"],
             "'convert'": ["convrt in.png out.png"],
+            "'cube make'": ["cube mak"],
+            "'bash'": ["completions bsh"],
             "--to": [plain, plain + " --to"],
             "'adobergb'": [plain + " --to adobrgb"],
             "'prophoto22'": [plain + " --to Prophoto-22"],
@@ -564,9 +569,13 @@ class Behaviour(ToolTest):
             self.assertIn(word, done.stdout)
 
     def test_names_of_profiles(self):
-        for name in ("ADOBERGB", "AdobeRGB1998.icc", "Adobe RGB (1998)", "prophoto", "ProPhoto22", "ProPhoto(2.2) RGB", "sRGB"):
-            with self.subTest(name):
-                self.convert("in.png", "out.png", name)
+        rows = {"AdobeRGB1998.icc": ("ADOBERGB", "AdobeRGB1998.icc", "Adobe RGB (1998)"), "ProPhoto.icm": ("prophoto",),
+                "ProPhoto(2.2) RGB.icc": ("ProPhoto22", "ProPhoto(2.2) RGB")}
+        for file, name in ((file, name) for file, names in rows.items() for name in names):
+            for target in ("out.png", "out.tif", "out.jpg"):
+                with self.subTest(name, target=target):
+                    self.assertEqual(tags(read_file(os.path.join(PROFILES, file))), tags(self.converted("in.png", target, name).icc))
+        self.convert("in.png", "out.png", "sRGB")
         done = run("convert", "in.png", "out.png", "--to", "grey.icc", "--force", cwd=self.folder)
         self.assertEqual((0, ""), (done.returncode, done.stderr))
 
@@ -610,27 +619,18 @@ class Behaviour(ToolTest):
         self.write("in.tif", Picture(3000, 1600, 16, 3, row * 1600), rows_per_strip=400)
         return [PXTOOL, "convert", self.path("in.tif"), self.path("out.png"), "--to", "prophoto", "--force"]
 
-    def test_damage_ends_in_order(self):
+    def test_cut_files_are_refused(self):
         chance = random.Random(SEED)
         self.write("tiles.tif", smooth(48, 32, 8, 3), tile=16, planar=True, deflate=True)
         self.write("strips.tif", smooth(48, 32, 16, 4))
         self.write("rows.png", smooth(48, 32, 16, 4))
         self.write_jpeg("plain.jpg", smooth(48, 32, 8, 3))
         self.write_jpeg("scans.jpg", smooth(48, 32, 8, 3), "-progressive")
-        names = ("tiles.tif", "strips.tif", "rows.png", "plain.jpg", "scans.jpg")
-        for name, is_cut, i in itertools.product(names, (True, False), range(10)):
-            with self.subTest(name, is_cut=is_cut, round=i):
-                data = bytearray(read_file(self.path(name)))
-                at = chance.randrange(len(data))
-                data = data[:at] if is_cut else data[:at] + bytes([data[at] ^ 1 << chance.randrange(8)]) + data[at + 1 :]
-                write_file(self.path("damaged"), data)
-                before = self.names()
-                done = run("convert", self.path("damaged"), self.path("out.png"), "--to", "srgb")
-                # A flipped bit of a size may ask for more memory than there is.
-                self.assertIn(done.returncode, (3,) if is_cut else (0, 3, 4, 5), done.stderr)
-                self.assertEqual(before | ({"out.png"} if done.returncode == 0 else set()), self.names())
-                if done.returncode == 0:
-                    os.remove(self.path("out.png"))
+        for name, i in itertools.product(("tiles.tif", "strips.tif", "rows.png", "plain.jpg", "scans.jpg"), range(10)):
+            with self.subTest(name, round=i):
+                data = read_file(self.path(name))
+                write_file(self.path("cut"), data[: chance.randrange(len(data))])
+                self.convert("cut", "out.png", "srgb", code=3)
 
     def test_ctrl_c_leaves_nothing(self):
         command = self.large()
