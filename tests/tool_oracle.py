@@ -540,7 +540,7 @@ class Behaviour(ToolTest):
             "'adobergb'": [plain + " --to adobrgb"],
             "'prophoto22'": [plain + " --to Prophoto-22"],
             "'AdobeRGB1998.icc'": [plain + " --to AdobeRGB1989.icc"],
-            "prophoto22": [plain + " --to zzzzzz", plain + " --to "],
+            "pxtool profile list": [plain + " --to zzzzzz", plain + " --to "],
             "'srgb'": [srgb + " --from srbg"],
             "'--quality'": [srgb + " --qualty 3"],
             "'perceptual'": [srgb + " --intent perceptul"],
