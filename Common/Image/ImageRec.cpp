@@ -230,8 +230,7 @@ bool CImageRec::Holds(const PXRect& rect) const
            int64_t{rect.y} + rect.height <= int64_t{bounds.y} + bounds.height;
 }
 
-PXStatus CImageRec::LockForReading(const PXRect& rect, const void** outPointer,
-                                   int64_t* outRowBytes)
+PXStatus CImageRec::LockForReading(PXRect rect, const void** outPointer, int64_t* outRowBytes)
 {
     void* pixels = nullptr;
     const PXStatus status = LockRect(rect, &pixels, outRowBytes);

@@ -29,12 +29,13 @@ public:
     // Pixels of a rectangle inside the bounds: *outPointer is the first one, rows are *outRowBytes
     // apart. Every lock is followed by one unlock of the same rectangle and pointer. The rectangle
     // of a bit mask begins at a byte (kPXErrPixelLayout). Whoever does not write locks for reading:
-    // it leaves tiles shared, and their slots good.
-    [[nodiscard]] virtual PXStatus LockRect(const PXRect& rect, void** outPointer,
+    // it leaves tiles shared, and their slots good. Rectangles come by value, in two registers: those
+    // in memory would be read again behind each atomic.
+    [[nodiscard]] virtual PXStatus LockRect(PXRect rect, void** outPointer,
                                             int64_t* outRowBytes) = 0;
-    [[nodiscard]] virtual PXStatus LockForReading(const PXRect& rect, const void** outPointer,
+    [[nodiscard]] virtual PXStatus LockForReading(PXRect rect, const void** outPointer,
                                                   int64_t* outRowBytes);
-    [[nodiscard]] virtual PXStatus UnlockRect(const PXRect& rect, const void* pointer) = 0;
+    [[nodiscard]] virtual PXStatus UnlockRect(PXRect rect, const void* pointer) = 0;
 
     // Copies between a rectangle inside the bounds and rows of the caller's, `bufferRowBytes`
     // apart. The rows of a bit mask begin with the first pixel in the highest bit of a byte.

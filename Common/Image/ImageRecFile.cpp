@@ -137,7 +137,7 @@ PXStatus CImageRecFile::ForEachPiece(const PXRect& rect, Work work)
 }
 
 template <LockIntent kIntent>
-PXStatus CImageRecFile::Lock(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
+PXStatus CImageRecFile::Lock(PXRect rect, void** outPointer, int64_t* outRowBytes)
 {
     Place place;
     if (Locate(rect, &place) && place.isOneTile) {
@@ -151,13 +151,12 @@ PXStatus CImageRecFile::Lock(const PXRect& rect, void** outPointer, int64_t* out
     return LockSlowly(rect, kIntent, outPointer, outRowBytes);
 }
 
-PXStatus CImageRecFile::LockRect(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
+PXStatus CImageRecFile::LockRect(PXRect rect, void** outPointer, int64_t* outRowBytes)
 {
     return Lock<LockIntent::kWrite>(rect, outPointer, outRowBytes);
 }
 
-PXStatus CImageRecFile::LockForReading(const PXRect& rect, const void** outPointer,
-                                       int64_t* outRowBytes)
+PXStatus CImageRecFile::LockForReading(PXRect rect, const void** outPointer, int64_t* outRowBytes)
 {
     void* pixels = nullptr;
     const PXStatus status = Lock<LockIntent::kRead>(rect, &pixels, outRowBytes);
@@ -166,7 +165,7 @@ PXStatus CImageRecFile::LockForReading(const PXRect& rect, const void** outPoint
 }
 
 // Apart from Lock, which would set up a frame for it each time.
-PXStatus CImageRecFile::LockSlowly(const PXRect& rect, LockIntent intent, void** outPointer,
+PXStatus CImageRecFile::LockSlowly(PXRect rect, LockIntent intent, void** outPointer,
                                    int64_t* outRowBytes)
 {
     *outPointer = nullptr;
@@ -180,7 +179,7 @@ PXStatus CImageRecFile::LockSlowly(const PXRect& rect, LockIntent intent, void**
     return kPXOK;
 }
 
-PXStatus CImageRecFile::UnlockRect(const PXRect& rect, const void* pointer)
+PXStatus CImageRecFile::UnlockRect(PXRect rect, const void* pointer)
 {
     Place place;
     if (Locate(rect, &place) && place.isOneTile) {
@@ -193,7 +192,7 @@ PXStatus CImageRecFile::UnlockRect(const PXRect& rect, const void* pointer)
     return UnlockSlowly(rect, pointer);
 }
 
-PXStatus CImageRecFile::UnlockSlowly(const PXRect& rect, const void* pointer)
+PXStatus CImageRecFile::UnlockSlowly(PXRect rect, const void* pointer)
 {
     Place place;
     PX_REQUIRE(Locate(rect, &place));

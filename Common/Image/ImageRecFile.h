@@ -33,11 +33,10 @@ public:
     // A rectangle inside one tile is handed out in place. One that spans tiles is gathered in a
     // block of its own and, unless it is for reading, written back when it is unlocked if it has
     // changed; when that fails the lock stays, so that unlocking can be tried again.
-    [[nodiscard]] PXStatus LockRect(const PXRect& rect, void** outPointer,
-                                    int64_t* outRowBytes) override;
-    [[nodiscard]] PXStatus LockForReading(const PXRect& rect, const void** outPointer,
+    [[nodiscard]] PXStatus LockRect(PXRect rect, void** outPointer, int64_t* outRowBytes) override;
+    [[nodiscard]] PXStatus LockForReading(PXRect rect, const void** outPointer,
                                           int64_t* outRowBytes) override;
-    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, const void* pointer) override;
+    [[nodiscard]] PXStatus UnlockRect(PXRect rect, const void* pointer) override;
     [[nodiscard]] PXStatus Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes) override;
     [[nodiscard]] PXStatus Write(const PXRect& rect, const void* buffer,
                                  int64_t bufferRowBytes) override;
@@ -169,10 +168,10 @@ private:
     void SetTileGrid(const PXRect& rect);
     PXStatus KeepPixels(CImageTile* tile, bool* mayWrite);
     template <LockIntent kIntent>
-    PXStatus Lock(const PXRect& rect, void** outPointer, int64_t* outRowBytes);
-    [[gnu::noinline]] PXStatus LockSlowly(const PXRect& rect, LockIntent intent, void** outPointer,
+    PXStatus Lock(PXRect rect, void** outPointer, int64_t* outRowBytes);
+    [[gnu::noinline]] PXStatus LockSlowly(PXRect rect, LockIntent intent, void** outPointer,
                                           int64_t* outRowBytes);
-    [[gnu::noinline]] PXStatus UnlockSlowly(const PXRect& rect, const void* pointer);
+    [[gnu::noinline]] PXStatus UnlockSlowly(PXRect rect, const void* pointer);
     PXStatus UnlockRetired(CImageTile* tile, const Place& place, const void* pointer);
     void DropRetired(CImageTile* tile);
     PXStatus GatherRect(const PXRect& rect, LockIntent intent, void** outPointer);

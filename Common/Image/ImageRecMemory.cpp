@@ -39,7 +39,7 @@ PXStatus CImageRecMemory::Allocate()
     return kPXOK;
 }
 
-PXStatus CImageRecMemory::LockRect(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
+PXStatus CImageRecMemory::LockRect(PXRect rect, void** outPointer, int64_t* outRowBytes)
 {
     *outPointer = nullptr;
     PX_REQUIRE(Holds(rect) && pixels_);
@@ -52,7 +52,7 @@ PXStatus CImageRecMemory::LockRect(const PXRect& rect, void** outPointer, int64_
     return kPXOK;
 }
 
-PXStatus CImageRecMemory::UnlockRect(const PXRect& rect, const void* pointer)
+PXStatus CImageRecMemory::UnlockRect(PXRect rect, const void* pointer)
 {
     PX_REQUIRE(Holds(rect) && pointer);
     return kPXOK;

@@ -19,9 +19,8 @@ public:
     // Takes the caller's pixels, which must outlive the image. The layout must be initialised.
     void UseBuffer(void* buffer);
 
-    [[nodiscard]] PXStatus LockRect(const PXRect& rect, void** outPointer,
-                                    int64_t* outRowBytes) override;
-    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, const void* pointer) override;
+    [[nodiscard]] PXStatus LockRect(PXRect rect, void** outPointer, int64_t* outRowBytes) override;
+    [[nodiscard]] PXStatus UnlockRect(PXRect rect, const void* pointer) override;
     // The caller's pixels can be moved, but not take another size: kPXErrNotSupported.
     [[nodiscard]] PXStatus SetBounds(const PXRect& rect) override;
     // Keeps its blitter for the next rectangle of the same size and filter. A blitter serves one

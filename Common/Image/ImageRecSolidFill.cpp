@@ -66,7 +66,7 @@ PXStatus CImageRecSolidFill::Write(const PXRect&, const void*, int64_t)
     return PX_FAIL(kPXErrNotSupported);
 }
 
-PXStatus CImageRecSolidFill::LockRect(const PXRect& rect, void** outPointer, int64_t* outRowBytes)
+PXStatus CImageRecSolidFill::LockRect(PXRect rect, void** outPointer, int64_t* outRowBytes)
 {
     *outPointer = nullptr;
     PX_REQUIRE(Holds(rect));
@@ -83,7 +83,7 @@ PXStatus CImageRecSolidFill::LockRect(const PXRect& rect, void** outPointer, int
     return kPXOK;
 }
 
-PXStatus CImageRecSolidFill::UnlockRect(const PXRect& rect, const void* pointer)
+PXStatus CImageRecSolidFill::UnlockRect(PXRect rect, const void* pointer)
 {
     Loan loan;
     {

@@ -21,10 +21,9 @@ public:
     void SetFill(const void* pixel);
     void GetFill(void* pixel) const;
 
-    [[nodiscard]] PXStatus LockRect(const PXRect& rect, void** outPointer,
-                                    int64_t* outRowBytes) override;
+    [[nodiscard]] PXStatus LockRect(PXRect rect, void** outPointer, int64_t* outRowBytes) override;
     // kPXErrNotSupported when the lent copy was changed; the lock is given back all the same.
-    [[nodiscard]] PXStatus UnlockRect(const PXRect& rect, const void* pointer) override;
+    [[nodiscard]] PXStatus UnlockRect(PXRect rect, const void* pointer) override;
     [[nodiscard]] PXStatus Read(const PXRect& rect, void* buffer, int64_t bufferRowBytes) override;
     [[nodiscard]] PXStatus Write(const PXRect& rect, const void* buffer,
                                  int64_t bufferRowBytes) override;
