@@ -82,7 +82,8 @@ std::vector<uint8_t> MakeCMYKProfile()
     cmsSetDeviceClass(profile, cmsSigOutputClass);
     cmsSetColorSpace(profile, cmsSigCmykData);
     cmsSetPCS(profile, cmsSigLabData);
-    cmsWriteTag(profile, cmsSigMediaWhitePointTag, cmsD50_XYZ());
+    const cmsCIEXYZ yellowishPaper = {0.86, 0.90, 0.66};
+    cmsWriteTag(profile, cmsSigMediaWhitePointTag, &yellowishPaper);
     WriteTable(profile, cmsSigAToB0Tag, 4, 3, 9, InksToLab, toLab);
     WriteTable(profile, cmsSigBToA0Tag, 3, 4, 17, LabToInks, fromLab);
     // A coarser table for the colorimetric intents, so that the intent shows in the bytes.
