@@ -173,7 +173,7 @@ TEST(OwnBlitter, WritesLargeResultsLikeTheirParts)
     constexpr int kHeight = 2100;
     for (const px::BlitKernels* const* table = px::AllBlitKernels(); *table; ++table) {
         px::ForceBlitKernels(*table);
-        for (const size_t bytes : {1, 2}) {
+        for (const size_t bytes : {size_t{1}, size_t{2}}) {
             SCOPED_TRACE(std::string((*table)->name) + " bytes " + std::to_string(bytes));
             const RefImage source = RandomImage(70, 60, 4, bytes, &random);
             const auto blitter = Make(false, source, bytes, kWidth, kHeight, 2);

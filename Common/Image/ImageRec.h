@@ -29,8 +29,8 @@ public:
     // Pixels of a rectangle inside the bounds: *outPointer is the first one, rows are *outRowBytes
     // apart. Every lock is followed by one unlock of the same rectangle and pointer. The rectangle
     // of a bit mask begins at a byte (kPXErrPixelLayout). Whoever does not write locks for reading:
-    // it leaves tiles shared, and their slots good. Rectangles come by value, in two registers: those
-    // in memory would be read again behind each atomic.
+    // it leaves tiles shared, and their slots good. Rectangles come by value, in two registers, as
+    // those in memory would be read again behind each atomic.
     [[nodiscard]] virtual PXStatus LockRect(PXRect rect, void** outPointer,
                                             int64_t* outRowBytes) = 0;
     [[nodiscard]] virtual PXStatus LockForReading(PXRect rect, const void** outPointer,
