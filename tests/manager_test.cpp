@@ -264,7 +264,7 @@ TEST_F(PresetManager, SaysWhyAPresetCannotBeSaved)
             "write: Could not open file '" + Path("Curves/Missing/a.pxcurve") + "' for writing",
             testing::MatchesRegex("write: Bytes written .0. does not match bytes to write "
                                   ".[0-9]+. for file '.*/Curves/Warm/a.pxcurve'")));
-    EXPECT_TRUE(Files().empty());
+    EXPECT_THAT(Files(), testing::IsEmpty());
 }
 
 // Whatever call fails, and wherever the process ends, the file holds the old or the new preset; the

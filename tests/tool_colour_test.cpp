@@ -16,7 +16,7 @@ namespace tool = px::tool;
 class ToolColour : public TempFolder {
 protected:
     // Runs the tool on words with "@" for the folder; what it prints goes to out_ and error_.
-    int Run(std::initializer_list<const char*> words)
+    int Run(const std::vector<const char*>& words)
     {
         std::vector<std::string> texts = {"pxtool"};
         for (const char* word : words) {
@@ -127,7 +127,7 @@ TEST_F(ToolColour, RefusesWhatMakesNoSense)
 {
     Write("bad.cube", "LUT_3D_SIZE 2\n0 0 0\n");
     WriteNoise("in.png");
-    const Rows<std::initializer_list<const char*>, int, const char*> rows = {
+    const Rows<std::vector<const char*>, int, const char*> rows = {
         {"no cube command", {"cube"}, 2, ""},
         {"paper without a proof",
          {"cube", "make", "@x.cube", "--to", "srgb", "--paper"},
