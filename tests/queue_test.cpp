@@ -411,9 +411,11 @@ TEST_F(Queues, ThreadsWaitInAScheduleTaskOfTheirOwn)
 {
     auto queue = PXRef<LookingQueue>::Adopt(new LookingQueue);
     ASSERT_EQ(0, queue->InitializeWithGPUTasks(CFSTR("q"), 0, 1, 1));
-    queue->Push(Make([this](TestTask&) { gate_.Wait(); }).Get());
     const auto onGPU = [](TestTask& task) { EXPECT_EQ(0, task.GetGPUIndex()); };
-    for (int i = 1; i < 50; ++i) queue->Push(Make(onGPU, 0, true).Get());
+    // Kept, because the queue looks at tasks that may have ended.
+    std::vector tasks = {Make([this](TestTask&) { gate_.Wait(); })};
+    for (int i = 1; i < 50; ++i) tasks.push_back(Make(onGPU, 0, true));
+    for (const PXRef<TestTask>& task : tasks) queue->Push(task.Get());
     while (queue->GetStatistics().completed < 49) std::this_thread::yield();
     gate_.Open();
     queue->Stop();
