@@ -20,6 +20,8 @@ protected:
         : root_(std::filesystem::temp_directory_path() /
                 ("px_test_" + std::to_string(os::Os().processId())))
     {
+        // One that was killed may have had the same number.
+        std::filesystem::remove_all(root_);
         std::filesystem::create_directories(root_);
     }
     ~InTempFolder() override { std::filesystem::remove_all(root_); }
