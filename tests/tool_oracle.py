@@ -412,6 +412,34 @@ class Facts(ToolTest):
                 self.assertEqual(want, {tag: fields[tag] for tag in want})
                 self.assertEqual(orientation == 1, following != 0)
 
+    def test_xmp_is_kept_and_made_true(self):
+        def packet(orientation, side, profile):
+            """With a picture's own facts, or with spaces in their place."""
+            return b"""<?xpacket begin='\xef\xbb\xbf' id='W5M0MpCehiHzreSzNTczkc9d'?><x:xmpmeta xmlns:x='adobe:ns:meta/'>
+<rdf:RDF xmlns:rdf='http://www.w3.org/1999/02/22-rdf-syntax-ns#'><rdf:Description rdf:about=''
+ xmlns:t='http://ns.adobe.com/tiff/1.0/' xmlns:xmp='http://ns.adobe.com/xap/1.0/' xmp:Rating='5'
+ xmlns:photoshop='http://ns.adobe.com/photoshop/1.0/' t:Make="a t:Orientation='8'" %s
+ xmp:Label='Sea &amp; sky'>%s<t:Artist>Nobody</t:Artist>%s</rdf:Description></rdf:RDF></x:xmpmeta>
+ <?xpacket end='w'?>""" % (orientation, side, profile)
+
+        facts = b't:Orientation = "6"', b"<t:ImageWidth\n>40</t:ImageWidth>", b"<photoshop:ICCProfile/>"
+        spaces = packet(*(b" " * len(fact) for fact in facts))
+        start, source = b"http://ns.adobe.com/xap/1.0/\0", "in.jpg"
+        self.write_jpeg(source, smooth(40, 24, 8, 3))
+        pictures.insert_jpeg_segment(self.path(source), 0xE1, start + packet(*facts))
+        for number, ending in enumerate((".jpg", ".png", ".tif", ".png", ".jpg", ".tif", ".jpg")):
+            target = f"{number}{ending}"
+            self.convert(source, target, "adobergb")
+            before, found, _ = pictures.read_file(self.path(target)).partition(spaces)
+            self.assertTrue(found, target)
+            self.assertTrue(ending == ".tif" or before.endswith(start if ending == ".jpg" else b"XML:com.adobe.xmp" + bytes(5)))
+            source = target
+        for broken in (b"<!DOCTYPE x><x/>", b"<x>", "<x/>".encode("utf-16"), b"<x>\xff</x>"):
+            self.write_jpeg("in.jpg", smooth(40, 24, 8, 3))
+            pictures.insert_jpeg_segment(self.path("in.jpg"), 0xE1, start + broken)
+            self.convert("in.jpg", "out.jpg", "adobergb")
+            self.assertNotIn(start, pictures.read_file(self.path("out.jpg")))
+
     def test_resolution_is_kept(self):
         picture = smooth(16, 16, 8, 3)
         picture.dpi = (300, 240)

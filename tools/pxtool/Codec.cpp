@@ -1,6 +1,7 @@
 #include "pxtool/Codec.h"
 
 #include "pxtool/Exif.h"
+#include "pxtool/XMP.h"
 
 #include <algorithm>
 #include <cstring>
@@ -67,7 +68,9 @@ Format FormatOfName(std::string_view path)
     return Format::kUnknown;
 }
 
-Failure Decode(InputFile& file, Progress& progress, Picture* picture)
+namespace {
+
+Failure DecodeAnyFormat(InputFile& file, Progress& progress, Picture* picture)
 {
     switch (FormatOfContent(file)) {
         case Format::kJPEG:
@@ -83,6 +86,15 @@ Failure Decode(InputFile& file, Progress& progress, Picture* picture)
     return CannotRead(file.Path(),
                       file.Size() == 0 ? "it is empty" : "it is neither JPEG, PNG nor TIFF",
                       "give a picture in one of these formats");
+}
+
+}  // namespace
+
+Failure Decode(InputFile& file, Progress& progress, Picture* picture)
+{
+    if (Failure failure = DecodeAnyFormat(file, progress, picture)) return failure;
+    CorrectXMP(&picture->xmp);
+    return Done();
 }
 
 Failure DecodeFailure(const InputFile& file, std::string_view codecMessage)

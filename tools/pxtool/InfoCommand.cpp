@@ -70,7 +70,8 @@ Failure InfoCommand::Run()
                  {"dpiY", picture.dpiY > 0 ? Value(picture.dpiY) : Value()},
                  {"profile", ProfileName(picture)},
                  {"profileBytes", static_cast<int64_t>(picture.icc.size())},
-                 {"exifBytes", static_cast<int64_t>(picture.exif.size())}});
+                 {"exifBytes", static_cast<int64_t>(picture.exif.size())},
+                 {"xmpBytes", static_cast<int64_t>(picture.xmp.size())}});
 }
 
 }  // namespace

@@ -29,8 +29,10 @@ constexpr int kMaxScans = 500;
 
 constexpr int kMarkerICC = JPEG_APP0 + 2;
 constexpr int kMarkerExif = JPEG_APP0 + 1;
+constexpr int kMarkerXMP = kMarkerExif;
 constexpr char kExifStart[] = "Exif\0";  // six bytes with the closing zero
 constexpr size_t kExifStartBytes = 6;
+constexpr char kXMPStart[] = "http://ns.adobe.com/xap/1.0/";  // with its closing zero
 constexpr char kICCStart[] = "ICC_PROFILE";
 constexpr size_t kMaxMarkerBytes = 65533;
 constexpr size_t kMaxICCMarkers = 255;
@@ -240,6 +242,10 @@ void TakeMarkers(const Reader& reader, Picture* picture)
             std::memcmp(marker->data, kExifStart, kExifStartBytes) == 0) {
             picture->exif.assign(marker->data + kExifStartBytes, marker->data + length);
         }
+        if (marker->marker == kMarkerXMP && picture->xmp.empty() && length > sizeof(kXMPStart) &&
+            std::memcmp(marker->data, kXMPStart, sizeof(kXMPStart)) == 0) {
+            picture->xmp.assign(marker->data + sizeof(kXMPStart), marker->data + length);
+        }
     }
     if (reader.icc) picture->icc.assign(reader.icc, reader.icc + reader.iccBytes);
     picture->hasBrokenICC = hasICCMarker && !reader.icc;
@@ -270,8 +276,9 @@ struct Writer {
     OutputFile* file = nullptr;
     Progress* progress = nullptr;
     const Picture* picture = nullptr;
-    const std::vector<uint8_t>* exif = nullptr;  // with its start
-    uint8_t* scratchRow = nullptr;               // owned by the caller
+    const std::vector<uint8_t>* exif = nullptr;  // both with their starts
+    const std::vector<uint8_t>* xmp = nullptr;
+    uint8_t* scratchRow = nullptr;  // owned by the caller
     JOCTET buffer[kBufferBytes];
 
     Writer() = default;
@@ -333,6 +340,12 @@ void WriteRow(Writer& writer)
     jpeg_write_scanlines(&codec, &row, 1);
 }
 
+void WriteMarker(jpeg_compress_struct& codec, int marker, const std::vector<uint8_t>& bytes)
+{
+    if (bytes.empty()) return;
+    jpeg_write_marker(&codec, marker, bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+
 bool WritePicture(Writer& writer, int quality)
 {
     const Picture& picture = *writer.picture;
@@ -355,10 +368,8 @@ bool WritePicture(Writer& writer, int quality)
         codec.Y_density = static_cast<UINT16>(std::clamp(std::lround(picture.dpiY), 1L, 65535L));
     }
     jpeg_start_compress(&codec, TRUE);
-    if (!writer.exif->empty()) {
-        jpeg_write_marker(&codec, kMarkerExif, writer.exif->data(),
-                          static_cast<unsigned>(writer.exif->size()));
-    }
+    WriteMarker(codec, kMarkerExif, *writer.exif);
+    WriteMarker(codec, kMarkerXMP, *writer.xmp);
     if (!picture.icc.empty()) {
         jpeg_write_icc_profile(&codec, picture.icc.data(),
                                static_cast<unsigned>(picture.icc.size()));
@@ -374,17 +385,20 @@ bool WritePicture(Writer& writer, int quality)
     return true;
 }
 
-// The marker's content. A CMYK file has no other place for its resolution.
-std::vector<uint8_t> ExifMarker(const Picture& picture)
+// A marker's content, or nothing: what other formats carried may be too long for a marker.
+std::vector<uint8_t> MarkerOf(std::string_view start, std::vector<uint8_t> bytes)
 {
-    std::vector<uint8_t> exif = picture.exif;
-    if (exif.empty() && picture.layout.model == kPXColorSpaceCMYK && picture.dpiX > 0) {
-        exif = MakeResolutionExif(picture.dpiX, picture.dpiY);
-    }
-    // What PNG carried may be too long for a marker.
-    if (exif.empty() || exif.size() > kMaxMarkerBytes - kExifStartBytes) return {};
-    exif.insert(exif.begin(), kExifStart, kExifStart + kExifStartBytes);
-    return exif;
+    if (bytes.empty() || bytes.size() > kMaxMarkerBytes - start.size()) return {};
+    bytes.insert(bytes.begin(), start.begin(), start.end());
+    return bytes;
+}
+
+// A CMYK file has no other place for its resolution.
+std::vector<uint8_t> ExifOf(const Picture& picture)
+{
+    const bool needsPlace = picture.layout.model == kPXColorSpaceCMYK && picture.dpiX > 0;
+    return picture.exif.empty() && needsPlace ? MakeResolutionExif(picture.dpiX, picture.dpiY)
+                                              : picture.exif;
 }
 
 }  // namespace
@@ -425,13 +439,15 @@ Failure EncodeJPEG(const Picture& picture, int quality, Progress& progress, Outp
     if (picture.icc.size() > kMaxICCMarkers * kICCBytesPerMarker) {
         return CannotWrite(file.Path(), "the profile is too large for JPEG", "write a .tif file");
     }
-    const std::vector<uint8_t> exif = ExifMarker(picture);
+    const std::vector<uint8_t> exif = MarkerOf({kExifStart, kExifStartBytes}, ExifOf(picture));
+    const std::vector<uint8_t> xmp = MarkerOf({kXMPStart, sizeof(kXMPStart)}, picture.xmp);
     std::vector<uint8_t> scratchRow(static_cast<size_t>(picture.layout.RowBytes()));
     const auto writer = std::make_unique<Writer>();
     writer->file = &file;
     writer->progress = &progress;
     writer->picture = &picture;
     writer->exif = &exif;
+    writer->xmp = &xmp;
     writer->scratchRow = scratchRow.data();
     if (WritePicture(*writer, quality)) return Done();
     if (writer->errors.isCancelled) return Cancelled();

@@ -53,6 +53,7 @@ struct Picture {
     double dpiX = 0;            // pixels per inch; 0 when the file does not tell
     double dpiY = 0;
     std::vector<uint8_t> exif;  // a TIFF structure without the marker before it, or empty
+    std::vector<uint8_t> xmp;   // an XMP packet, or empty
 
     Pixels View() const;
 };

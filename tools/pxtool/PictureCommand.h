@@ -4,7 +4,8 @@
 // profile.
 //
 // The picture is turned upright as its orientation says before anything is done with it. Profile,
-// resolution and EXIF stay; EXIF's orientation and size are corrected and a preview in it dropped.
+// resolution, XMP and EXIF stay; EXIF's orientation and size are corrected and a preview in it
+// dropped.
 
 #include "Base/PXProgress.h"
 #include "pxtool/Command.h"
@@ -25,8 +26,9 @@ struct PictureFiles {
 // Every such command says this of its files.
 inline constexpr char kPictureNotes[] =
     "IN is a JPEG, PNG or TIFF picture; the format of OUT follows from the end of its name. The "
-    "picture is turned upright as its orientation says. Resolution is kept, EXIF between JPEG and "
-    "PNG. With --force OUT may be IN; what stands there is replaced when the result is complete, "
+    "picture is turned upright as its orientation says. Resolution and XMP are kept, EXIF between "
+    "JPEG and PNG. With --force OUT may be IN; what stands there is replaced when the result is "
+    "complete, "
     "and stays as it was after an error or Ctrl-C.";
 
 // IN, OUT and --quality, and then those of the command.

@@ -1,4 +1,5 @@
 #include "pxtool/Codec.h"
+#include "pxtool/XMP.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -508,6 +509,12 @@ void TakeFields(TIFF* tiff, Picture* picture)
         picture->hasBrokenICC = iccBytes > kMaxICCBytes;
         if (!picture->hasBrokenICC) picture->icc.assign(bytes, bytes + iccBytes);
     }
+    uint32_t xmpBytes = 0;
+    const void* xmp = nullptr;
+    if (TIFFGetField(tiff, TIFFTAG_XMLPACKET, &xmpBytes, &xmp) && xmpBytes <= kMaxXMPBytes) {
+        const auto* bytes = static_cast<const uint8_t*>(xmp);
+        picture->xmp.assign(bytes, bytes + xmpBytes);
+    }
     uint16_t orientation = 1;
     TIFFGetFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &orientation);
     if (orientation >= 1 && orientation <= 8) picture->orientation = orientation;
@@ -556,6 +563,11 @@ bool WriteFields(TIFF* tiff, const Picture& picture)
         isSet =
             isSet && TIFFSetField(tiff, TIFFTAG_ICCPROFILE,
                                   static_cast<uint32_t>(picture.icc.size()), picture.icc.data());
+    }
+    if (!picture.xmp.empty()) {
+        isSet =
+            isSet && TIFFSetField(tiff, TIFFTAG_XMLPACKET,
+                                  static_cast<uint32_t>(picture.xmp.size()), picture.xmp.data());
     }
     if (layout.hasAlpha) {
         const uint16_t kind = EXTRASAMPLE_UNASSALPHA;
