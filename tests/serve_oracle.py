@@ -128,7 +128,9 @@ try:
     server.kill()
     server.wait()
     check("stale file", True, os.path.exists(data))
-    check("stale server", (3, True), (lambda done: (done[0], "no server" in done[2]))(run("send", "echo")))
+    for where, said in ((), "no server"), (("--port", str(port)), "nobody listens"):
+        code, _, error = run("send", "echo", *where)
+        check(said, (3, True), (code, said in error))
 finally:
     if server:
         server.kill()

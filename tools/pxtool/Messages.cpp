@@ -97,16 +97,19 @@ Failure FindServer(ServerPlace* place)
 Failure ServerFailure(const ServerPlace& place, PXStatus status)
 {
     std::string text = "the server at port " + std::to_string(place.port);
+    std::string hint;
     if (status == kPXErrStreamEnd) {
         text += " has ended the connection";
     } else if (status == static_cast<PXStatus>(kPXServerVersionMismatch)) {
         text += " has another version";
+        hint = "give that of the server with --api-version";
     } else if (status < 1000) {
         text += std::string(" cannot be reached: ") + os::TextOf(static_cast<int>(status));
+        hint = "pxtool doctor lists the servers that run";
     } else {
         text += " sent what is no message";
     }
-    return {ExitCode::kInput, text, ""};
+    return {ExitCode::kInput, text, hint};
 }
 
 }  // namespace px::tool

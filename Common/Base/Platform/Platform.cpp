@@ -40,6 +40,10 @@ constexpr ErrorText kErrorTexts[] = {
     {EINVAL, "invalid argument"},
     {ERANGE, "the result is too long"},
     {ETXTBSY, "the program is running"},
+    {ECONNREFUSED, "nobody listens there"},
+    {ECONNRESET, "the other side broke the connection off"},
+    {ETIMEDOUT, "there was no answer in time"},
+    {EADDRINUSE, "the port is in use"},
 };
 
 }  // namespace
