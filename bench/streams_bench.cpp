@@ -10,7 +10,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -141,7 +143,8 @@ void MemoryWrite(benchmark::State& state)
     Write(state, OnMemory().Get());
 }
 
-// A new stream that grows from nothing, and memory that is as new but taken at once.
+// A new stream that grows from nothing, a block of the C library's that grows as far in the same
+// steps, and memory that is as new but taken at once.
 void MemoryAppend(benchmark::State& state)
 {
     PXRef<CBaseStream> stream;
@@ -158,7 +161,33 @@ void MemoryAppend(benchmark::State& state)
         });
 }
 
-void BareMemoryAppend(benchmark::State& state)
+void BareMemoryGrow(benchmark::State& state)
+{
+    struct Free {
+        void operator()(char* block) const { std::free(block); }
+    };
+    std::unique_ptr<char, Free> block;
+    size_t capacity = 0;
+    Pieces(
+        state,
+        [&] {
+            block.reset();
+            capacity = 0;
+        },
+        [&](size_t at, size_t size) {
+            if (size > capacity - at) {
+                capacity = std::max(at + size, capacity + capacity / 2);
+                void* grown = std::realloc(block.release(), capacity);
+                if (!grown) std::abort();
+                block.reset(static_cast<char*>(grown));
+            }
+            std::memcpy(block.get() + at, Buffer(), size);
+            benchmark::ClobberMemory();
+            return true;
+        });
+}
+
+void BareMemoryTaken(benchmark::State& state)
 {
     std::unique_ptr<char[]> memory;
     Pieces(
@@ -297,7 +326,8 @@ BENCHMARK(BareMemoryRead)->Apply(InMilliseconds);
 BENCHMARK(MemoryWrite)->Apply(InMilliseconds);
 BENCHMARK(BareMemoryWrite)->Apply(InMilliseconds);
 BENCHMARK(MemoryAppend)->Apply(InMilliseconds);
-BENCHMARK(BareMemoryAppend)->Apply(InMilliseconds);
+BENCHMARK(BareMemoryGrow)->Apply(InMilliseconds);
+BENCHMARK(BareMemoryTaken)->Apply(InMilliseconds);
 BENCHMARK(MemoryReadUInt32)->Arg(4)->Unit(benchmark::kMillisecond);
 BENCHMARK(FileRead)->Apply(InMilliseconds);
 BENCHMARK(LibraryFileRead)->Apply(InMilliseconds);

@@ -141,13 +141,11 @@ TEST_F(Data, EmptyAndImmutableOnesAndBadLengths)
     auto fixed = DataOf("ab");
     CFDataSetLength(As<CFMutableDataRef>(fixed), 0);
     EXPECT_EQ(nullptr, CFDataGetMutableBytePtr(As<CFMutableDataRef>(fixed)));
-    CFIndex length = 9;
-    EXPECT_EQ(nullptr, PXCFDataGetMutableSpan(As<CFMutableDataRef>(fixed), &length));
-    EXPECT_EQ(0, length);
-    EXPECT_EQ(CFDataGetBytePtr(fixed), PXCFDataGetSpan(fixed, &length));
-    EXPECT_EQ(2, length);
-    EXPECT_EQ(nullptr, PXCFDataGetSpan(nullptr, &length));
-    EXPECT_EQ(0, length);
+    const PXCFDataSpan* span = PXCFDataGetSpan(fixed);
+    EXPECT_EQ(CFDataGetBytePtr(fixed), span->bytes);
+    EXPECT_EQ(2, span->length);
+    EXPECT_EQ(0, span->capacity);
+    EXPECT_EQ(nullptr, PXCFDataGetSpan(nullptr));
     EXPECT_EQ("ab", BytesOf(fixed));
 }
 

@@ -477,6 +477,12 @@ TEST_F(StreamTest, MemoryIsChangedInPlaceOrCopied)
     size_t size = 10;
     EXPECT_EQ(kOK, memory.WriteChunk(CFDataGetBytePtr(owned), size));
     EXPECT_EQ("121234abcd!?", BytesOf(owned));
+    CFDataSetLength(owned, 4096);  // elsewhere, and then shorter again
+    CFDataSetLength(owned, 3);
+    memory.SetPos(1);
+    EXPECT_EQ("21", Rest(memory));
+    EXPECT_EQ(kOK, Put(memory, "now"));
+    EXPECT_EQ("121now", BytesOf(owned));
     const auto constant = DataOf("constant");
     memory.SetConstantData(constant);
     memory.SetPos(1);

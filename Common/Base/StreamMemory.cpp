@@ -33,14 +33,8 @@ inline void Move(void* to, const void* from, size_t size)
     }
 }
 
-// Both are null and 0 without data.
-const UInt8* BytesOf(CFDataRef data, uint64_t* length)
-{
-    CFIndex count = 0;
-    const UInt8* bytes = data ? PXCFDataGetSpan(data, &count) : nullptr;
-    *length = static_cast<uint64_t>(count);
-    return bytes;
-}
+// Stands for missing data. Its capacity is 0, so nothing is written to it.
+constinit PXCFDataSpan noSpan = {};
 
 }  // namespace
 
@@ -59,6 +53,7 @@ void CBaseStreamMemory::Replace(CFDataRef data, CFMutableDataRef changeable)
     const auto former = CFRef<CFDataRef>::Adopt(data_);
     data_ = CFRef<CFDataRef>::Retain(data).Detach();
     changeable_ = changeable;
+    span_ = data ? PXCFDataGetSpan(data) : &noSpan;
 }
 
 void CBaseStreamMemory::SetData(CFMutableDataRef data)
@@ -92,11 +87,6 @@ const UInt8* CBaseStreamMemory::GetBytePtr() const noexcept
     return data_ ? CFDataGetBytePtr(data_) : nullptr;
 }
 
-uint64_t CBaseStreamMemory::Length() const
-{
-    return data_ ? static_cast<uint64_t>(CFDataGetLength(data_)) : 0;
-}
-
 PXStatus CBaseStreamMemory::Open()
 {
     return kPXOK;
@@ -106,48 +96,52 @@ void CBaseStreamMemory::Close() {}
 
 PXStatus CBaseStreamMemory::ReadChunk(void* buffer, int /*flag*/, size_t& size)
 {
-    uint64_t length = 0;
-    const UInt8* bytes = BytesOf(data_, &length);
+    const uint64_t length = Length();
     if (position_ > length || (position_ == length && size > 0)) {
         size = 0;
         return kPXErrStreamEnd;
     }
     size = static_cast<size_t>(std::min<uint64_t>(size, length - position_));
-    Move(buffer, bytes + position_, size);
+    Move(buffer, span_->bytes + position_, size);
     position_ += size;
     return kPXOK;
 }
 
 PXStatus CBaseStreamMemory::WriteChunk(const void* buffer, size_t& size)
 {
+    const uint64_t start = std::min(position_, Length());
+    const auto capacity = static_cast<uint64_t>(span_->capacity);
+    if (start > capacity || size > capacity - start) [[unlikely]] {
+        return WriteBeyondRoom(buffer, size);
+    }
+    Move(span_->bytes + start, buffer, size);
+    span_->length = std::max(span_->length, static_cast<CFIndex>(start + size));
+    position_ += size;
+    return kPXOK;
+}
+
+PXStatus CBaseStreamMemory::WriteBeyondRoom(const void* buffer, size_t& size)
+{
     const size_t wanted = size;
     size = 0;
     if (!MakeChangeable()) return PX_FAIL(kPXErrCreate);
-    CFIndex count = 0;
-    UInt8* bytes = PXCFDataGetMutableSpan(changeable_, &count);
-    const auto length = static_cast<uint64_t>(count);
+    const uint64_t length = Length();
     const uint64_t start = std::min(position_, length);
-    const auto inside = static_cast<size_t>(std::min<uint64_t>(wanted, length - start));
-    if (inside == wanted) {
-        Move(bytes + start, buffer, wanted);
-        size = wanted;
-    } else {
-        // In one step, because the bytes may be some of the data's own.
-        CFDataReplaceBytes(changeable_,
-                           CFRangeMake(static_cast<CFIndex>(start), static_cast<CFIndex>(inside)),
-                           static_cast<const UInt8*>(buffer), static_cast<CFIndex>(wanted));
-        if (Length() == length + (wanted - inside)) size = wanted;
-    }
+    const auto inside = std::min<uint64_t>(wanted, length - start);
+    // In one step, because the bytes may be some of the data's own.
+    CFDataReplaceBytes(changeable_,
+                       CFRangeMake(static_cast<CFIndex>(start), static_cast<CFIndex>(inside)),
+                       static_cast<const UInt8*>(buffer), static_cast<CFIndex>(wanted));
+    if (Length() != length + (wanted - inside)) return PX_FAIL(kPXErrCreate);
+    size = wanted;
     position_ += size;
-    return size == wanted ? PXStatus{kPXOK} : PX_FAIL(kPXErrCreate);
+    return kPXOK;
 }
 
 PXStatus CBaseStreamMemory::ReadChar(char& character)
 {
-    uint64_t length = 0;
-    const UInt8* bytes = BytesOf(data_, &length);
-    if (position_ >= length) return kPXErrStreamEnd;
-    character = static_cast<char>(bytes[position_++]);
+    if (position_ >= Length()) return kPXErrStreamEnd;
+    character = static_cast<char>(span_->bytes[position_++]);
     return kPXOK;
 }
 
@@ -155,13 +149,12 @@ PXStatus CBaseStreamMemory::ReadLine(char*& buffer, size_t& capacity)
 {
     const Lender lend = [](CBaseStream* stream, PXStatus* status) -> Lent {
         const auto* memory = static_cast<CBaseStreamMemory*>(stream);
-        uint64_t length = 0;
-        const UInt8* bytes = BytesOf(memory->data_, &length);
+        const uint64_t length = memory->Length();
         if (memory->position_ >= length) {
             *status = kPXErrStreamEnd;
             return {};
         }
-        return {reinterpret_cast<const char*>(bytes) + memory->position_,
+        return {reinterpret_cast<const char*>(memory->span_->bytes) + memory->position_,
                 static_cast<size_t>(length - memory->position_)};
     };
     const Taker take = [](CBaseStream* stream, size_t size) {

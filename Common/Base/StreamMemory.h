@@ -42,9 +42,11 @@ public:
 private:
     void Replace(CFDataRef data, CFMutableDataRef changeable);
     bool MakeChangeable();
-    uint64_t Length() const;
+    PXStatus WriteBeyondRoom(const void* buffer, size_t& size);
+    uint64_t Length() const noexcept { return static_cast<uint64_t>(span_->length); }
 
     CFDataRef data_ = nullptr;               // never null, unless memory ran out
     CFMutableDataRef changeable_ = nullptr;  // the same, or null for constant data
+    PXCFDataSpan* span_;                     // of the data; an empty one without
     uint64_t position_ = 0;
 };

@@ -16,17 +16,16 @@ inline constexpr uint8_t kDataIsLent = kClassFlagA;  // the caller's bytes; `dea
 }
 
 // Bytes made here start at a multiple of 16: behind this header, or in a block of malloc's.
-struct alignas(16) __CFData : px::cf::Object {
+//
+// Immutable data keeps its bytes behind this header unless they are lent; mutable data owns a block
+// of `capacity` bytes, or none while that is 0.
+struct alignas(16) __CFData : px::cf::Object, PXCFDataSpan {
     static constexpr px::cf::Type kType = px::cf::Type::kData;
-    explicit __CFData(uint8_t dataFlags) : Object(kType, dataFlags) {}
+    explicit __CFData(uint8_t dataFlags) : Object(kType, dataFlags), PXCFDataSpan()
+    {
+        bytes = reinterpret_cast<UInt8*>(this + 1);
+    }
 
-    UInt8* InlineBytes() { return reinterpret_cast<UInt8*>(this + 1); }
-
-    // Never null. Immutable data keeps its bytes behind this header unless they are lent; mutable
-    // data owns a block of `capacity` bytes, or none while that is 0.
-    UInt8* bytes = InlineBytes();
-    CFIndex length = 0;
-    CFIndex capacity = 0;
     CFAllocatorRef deallocator = nullptr;
 };
 
@@ -231,18 +230,9 @@ UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData)
     return data ? data->bytes : nullptr;
 }
 
-const UInt8* PXCFDataGetSpan(CFDataRef theData, CFIndex* length)
+PXCFDataSpan* PXCFDataGetSpan(CFDataRef theData)
 {
-    auto* data = Check<const Data>(theData, __func__);
-    *length = data ? data->length : 0;
-    return data ? data->bytes : nullptr;
-}
-
-UInt8* PXCFDataGetMutableSpan(CFMutableDataRef theData, CFIndex* length)
-{
-    auto* data = CheckMutable<Data>(theData, __func__);
-    *length = data ? data->length : 0;
-    return data ? data->bytes : nullptr;
+    return Check<Data>(theData, __func__);
 }
 
 void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer)
@@ -276,9 +266,12 @@ void CFDataIncreaseLength(CFMutableDataRef theData, CFIndex extraLength)
 void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex length)
 {
     auto* data = CheckMutable<Data>(theData, __func__);
-    if (data && CheckBytes(bytes, length, __func__)) {
-        Replace(data, {data->length, 0}, bytes, length);
+    if (!data || !CheckBytes(bytes, length, __func__)) return;
+    if (length > data->capacity - data->length) {
+        return Replace(data, {data->length, 0}, bytes, length);
     }
+    CopyBytes(data->bytes + data->length, bytes, length);
+    data->length += length;
 }
 
 void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range)

@@ -18,10 +18,19 @@ CF_EXPORT UInt32 PXCFGetVersion(void);
 // copy it to see whether it is still the same.
 CF_EXPORT UInt32 PXCFTimeZoneGetDefaultSeed(void);
 
-// The bytes of the data and, stored, their number, which two calls would take to ask for. Both are
-// good until the data changes; null and 0 without data. The second is for data that may be changed.
-CF_EXPORT const UInt8* PXCFDataGetSpan(CFDataRef theData, CFIndex* length);
-CF_EXPORT UInt8* PXCFDataGetMutableSpan(CFMutableDataRef theData, CFIndex* length);
+// Where the bytes of a data object are, for who cannot afford a call for each of many small pieces.
+// The record is the object's own: it lives as long and follows every change, whoever makes it.
+//
+// Bytes from 0 up to `capacity` may be written, and `length` set to what then counts, up to there;
+// nothing else is to be changed. Constant data has a capacity of 0.
+typedef struct {
+    UInt8* bytes;  // never null
+    CFIndex length;
+    CFIndex capacity;
+} PXCFDataSpan;
+
+// Null without data.
+CF_EXPORT PXCFDataSpan* PXCFDataGetSpan(CFDataRef theData);
 
 // True when the dictionary holds its keys and values as objects: those may be asked for their
 // class.
