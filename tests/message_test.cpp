@@ -298,6 +298,12 @@ TEST_F(MessageTest, AnswerOnTheStreamTheyCameFrom)
     ASSERT_EQ(kOK, answer.Read(stream.Get()));
     EXPECT_TRUE(
         CFEqual(DictionaryOf({{CFSTR("result"), Number(int64_t{1007})}}), answer.GetResponse()));
+    // What was read passes on with its own length, not with that of a body before.
+    const std::string posted =
+        "POST /x HTTP/1.1\r\nContent-Type: t/t\r\nContent-Length: 3\r\n\r\nabc";
+    request.SetContentBinary(DataOf("former"));
+    ASSERT_EQ(kOK, Read(request, posted));
+    EXPECT_EQ(posted, Written(request));
     // A text that would start another line is not sent.
     CHTTPMessage split;
     split.SetHeader(CFSTR("X"), CFSTR("1\r\nContent-Length: 9"));

@@ -67,7 +67,8 @@ CHTTPMessage::~CHTTPMessage()
     SetStream(nullptr);
 }
 
-// All that a message holds but its type, stream, limits and headers to write.
+// All that a message holds but its type, stream, limits and the headers to write that do not speak
+// of the body.
 void CHTTPMessage::Reset()
 {
     SetMethod(nullptr);
@@ -79,6 +80,10 @@ void CHTTPMessage::Reset()
     Replace(response_, CFDictionaryRef{nullptr});
     Replace(contentInfo_, CFMutableDictionaryRef{nullptr});
     Replace(query_, CFStringRef{nullptr});
+    if (headers_) {
+        CFDictionaryRemoveValue(headers_, CFSTR("Content-Type"));
+        CFDictionaryRemoveValue(headers_, CFSTR("Content-Length"));
+    }
     isChunked_ = isFromBrowser_ = isContentFromInfo_ = false;
     contentLength_ = 0;
     responseCode_ = 200;
@@ -362,7 +367,16 @@ void CHTTPMessage::SetContentParam(CFStringRef key, CFTypeRef value)
 
 PXStatus CHTTPMessage::MakeContent()
 {
-    if (content_) return kPXOK;
+    if (content_) {
+        if (headers_ && CFDictionaryContainsKey(headers_, CFSTR("Content-Length"))) return kPXOK;
+        // Headers that were read are not kept, and a reader would take a body without a length for
+        // the next message.
+        if (contentType_) {
+            CFDictionaryAddValue(Made(headers_), CFSTR("Content-Type"), contentType_);
+        }
+        SetHeader(CFSTR("Content-Length"), Decimal(CFDataGetLength(content_)).Get());
+        return kPXOK;
+    }
     SetContent(Made(contentInfo_));
     isContentFromInfo_ = true;
     return content_ ? kPXOK : kPXErrListWrite;

@@ -8,7 +8,8 @@
  * letters and digits; of a header that is read only the text up to the first space counts
  * ("text/xml;" of "text/xml; charset=UTF8"), and only Content-Length, Host, Transfer-encoding and
  * Content-Type, so spelled, are looked at. A message without a body is written with an empty
- * property list for one.
+ * property list for one; one that was read and is written again carries its body's length and as
+ * much of its type as was kept.
  *
  * Bodies come from a length, never from chunks. What is read is held to limits while it arrives: a
  * line, header or body above them gives kPXErrNotSupported. kPXErrMissing (1026) means a malformed
