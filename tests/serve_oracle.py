@@ -2,6 +2,7 @@
 usage: serve_oracle.py PXTOOL [COMMANDS]"""
 
 import http.client
+import json
 import os
 import plistlib
 import shutil
@@ -48,6 +49,21 @@ def path(name, content):
     return full
 
 
+# What a listener prints of messages that are posted until it ends.
+def heard(count, *arguments):
+    global number
+    listener = subprocess.Popen([tool, "listen", "--product", "Test", "--count", str(count),
+                                 *arguments], stdout=subprocess.PIPE, env=environment)
+    while listener.poll() is None:
+        query = urllib.parse.urlencode({"cmd": "message", "msg_name": "tick"})
+        connection.request("POST", "/server?" + query, plistlib.dumps({"n": number}),
+                           {"Content-Type": "text/xml"})
+        check("posted", 0, plistlib.loads(connection.getresponse().read())["result"])
+        number += 1
+    return listener.stdout.read()
+
+
+number = 0
 server = None
 try:
     check("no server", 3, run("send", "echo")[0])
@@ -104,20 +120,14 @@ try:
         check("another host", b"", asked.stdout)
 
     # Pushed messages reach a third process in order, and none twice.
-    listener = subprocess.Popen([tool, "listen", "--product", "Test", "--count", "200"],
-                                stdout=subprocess.PIPE, env=environment)
-    number = 0
-    while listener.poll() is None:
-        query = urllib.parse.urlencode({"cmd": "message", "msg_name": "tick"})
-        connection.request("POST", "/server?" + query, plistlib.dumps({"n": number}),
-                           {"Content-Type": "text/xml"})
-        check("posted", 0, plistlib.loads(connection.getresponse().read())["result"])
-        number += 1
     lists = [plistlib.loads(part.strip() + b"</plist>")
-             for part in listener.stdout.read().split(b"</plist>")[:-1]]
+             for part in heard(200).split(b"</plist>")[:-1]]
     check("messages", 200, len(lists))
     first = lists[0]["n"]
     check("order", [{"n": n, "msg_name": "tick"} for n in range(first, first + 200)], lists)
+    lists = [json.loads(line) for line in heard(3, "--json").splitlines()]
+    first = lists[0]["n"]
+    check("lines", [{"n": n, "msg_name": "tick"} for n in range(first, first + 3)], lists)
     code, _, error = run("listen", "--api-version", "2")
     check("version", (3, True), (code, "another version" in error))
 
