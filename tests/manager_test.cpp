@@ -2,6 +2,7 @@
 #include "PXCore/PXPresetManager.h"
 #include "PXCore/PXUtils.h"
 #include "PXCore/PresetArchive.h"
+#include "PXCore/PresetFiles.h"
 #include "support/FakePlatform.h"
 #include "support/TempFolder.h"
 #include "support/Test.h"
@@ -590,6 +591,9 @@ TEST_F(PresetManager, TravelsAsAnArchive)
         EXPECT_EQ(Content(Path("Curves/Warm/") + name), Content(Path("Curves/Copy/") + name));
     EventLog events;
     EXPECT_FALSE(manager_.exportCategory("Nothing", S(Path("none.zip"))));
+    Write("Curves/Large/a.png", std::string(px::kMaxArchiveEntryBytes + 1, 'x'));
+    EXPECT_FALSE(manager_.exportCategory("Large", S(Path("none.zip"))));
+    EXPECT_THAT(events.Last(), HasSubstr("none.zip': it holds a file that is too large"));
     EXPECT_FALSE(manager_.importCategory(S(Path("none.zip")), "Copy"));
     EXPECT_FALSE(manager_.importCategory(S(Path("warm.zip")), "Copy"));
     EXPECT_EQ("importCategory: Could not import '" + Path("warm.zip") +
@@ -604,6 +608,7 @@ TEST_F(PresetManager, RefusesArchivesOfStrangers)
     broken[52] ^= 1;
     const std::multimap<std::string, std::string> rows = {
         {"it is no zip archive", "PK"},
+        {"it is no zip archive", std::string(px::kMaxPresetBytes + 1, '\0')},
         {"a name that is refused", Zip({{"../a.pxcurve", list}})},
         {"a name that is refused", Zip({{"/a.pxcurve", list}})},
         {"a name that is refused", Zip({{"aux.pxcurve", list}})},

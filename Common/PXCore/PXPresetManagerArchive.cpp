@@ -55,11 +55,13 @@ bool PXPresetManager::exportCategory(const PXString& category, const PXString& a
     const std::string path = px::UTF8Of(archive);
     const CFRef<CFDataRef> bytes =
         isGood ? px::WriteArchive(px::UTF8Of(category), entries) : CFRef<CFDataRef>();
-    if (bytes &&
+    const char* fault = "its files cannot be read";
+    if (bytes) fault = px::ReadArchive(bytes.Get(), {suffix_, kThumbnailSuffix}, nullptr);
+    if (!fault &&
         px::WritePresetBytes(FolderOf(path), path.substr(path.rfind('/') + 1), bytes.Get()))
         return true;
-    LogPreset(CFSTR("exportCategory: Could not export category '%@' to '%@'"),
-              category.toCFString(), archive.toCFString());
+    LogPreset(CFSTR("exportCategory: Could not export category '%@' to '%@': %s"),
+              category.toCFString(), archive.toCFString(), fault ? fault : "it cannot be written");
     return false;
 }
 
@@ -71,7 +73,7 @@ bool PXPresetManager::importCategory(const PXString& archive, const PXString& ca
                   archive.toCFString(), category.toCFString(), reason);
         return false;
     };
-    const CFRef<CFDataRef> bytes = px::ReadPresetBytes(px::UTF8Of(archive));
+    const CFRef<CFDataRef> bytes = px::ReadPresetBytes(px::UTF8Of(archive), px::kMaxArchiveBytes);
     if (!bytes) return refuse("it cannot be read");
     std::vector<px::ArchiveEntry> entries;
     if (const char* fault = px::ReadArchive(bytes.Get(), {suffix_, kThumbnailSuffix}, &entries))

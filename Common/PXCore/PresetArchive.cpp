@@ -198,6 +198,7 @@ const char* ReadArchive(CFDataRef archive, const std::vector<std::string>& suffi
     ArchiveMemory memory;
     memory.first = reinterpret_cast<const char*>(CFDataGetBytePtr(archive));
     memory.size = static_cast<uint64_t>(CFDataGetLength(archive));
+    if (memory.size > kMaxArchiveBytes) return "it is too large";
     zlib_filefunc64_def functions = Functions(&memory);
     const Unzip unzip(unzOpen2_64("", &functions));
     if (!unzip) return "it is no zip archive";
@@ -208,6 +209,7 @@ const char* ReadArchive(CFDataRef archive, const std::vector<std::string>& suffi
     if (const char* fault =
             ForEachEntry(unzip.get(), [&] { return first.Check(&name, &facts, &isFolder); }))
         return fault;
+    if (!entries) return nullptr;
     Directory second(unzip.get(), suffixes);
     std::vector<ArchiveEntry> read;
     const char* fault = ForEachEntry(unzip.get(), [&]() -> const char* {

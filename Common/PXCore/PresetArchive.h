@@ -18,6 +18,7 @@ namespace px {
 
 inline constexpr size_t kMaxArchiveEntries = 20000;
 inline constexpr uint64_t kMaxArchiveEntryBytes = uint64_t{16} << 20;
+// Of the archive and of what it unpacks to.
 inline constexpr uint64_t kMaxArchiveBytes = uint64_t{256} << 20;
 // Deflate reaches a thousand to one on zeros; lists of presets stay below thirty.
 inline constexpr uint64_t kMaxArchiveRatio = 200;
@@ -27,8 +28,8 @@ struct ArchiveEntry {
     CFRef<CFDataRef> bytes;
 };
 
-// Appends the archive's entries. Null, or why it is refused, as the end of a sentence. Every name
-// ends with one of the suffixes.
+// Appends the archive's entries; null for these only looks at its directory. Null, or why it is
+// refused, as the end of a sentence. Every name ends with one of the suffixes.
 const char* ReadArchive(CFDataRef archive, const std::vector<std::string>& suffixes,
                         std::vector<ArchiveEntry>* entries);
 // The same entries give the same bytes. Null when memory runs out.

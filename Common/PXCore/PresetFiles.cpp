@@ -16,8 +16,6 @@ namespace px {
 
 namespace {
 
-// A preset is a few kilobytes; more than this is no preset.
-constexpr int64_t kMaxPresetBytes = int64_t{64} << 20;
 constexpr int kMostTries = 8;
 constexpr int kMostDepth = 64;
 constexpr char kTemporaryPrefix[] = ".pxsave-";
@@ -181,7 +179,7 @@ int RemoveEntry(os::File folder, const std::string& name, int depth)
 
 }  // namespace
 
-CFRef<CFDataRef> ReadPresetBytes(const std::string& path)
+CFRef<CFDataRef> ReadPresetBytes(const std::string& path, uint64_t maxBytes)
 {
     const LogText text(path);
     ScopedFile file;
@@ -191,7 +189,7 @@ CFRef<CFDataRef> ReadPresetBytes(const std::string& path)
     }
     os::FileFacts facts;
     if (os::Os().factsOfFile(file.Get(), &facts) || !facts.isRegular || facts.size <= 0 ||
-        facts.size > kMaxPresetBytes) {
+        static_cast<uint64_t>(facts.size) > maxBytes) {
         LogPreset(CFSTR("read: Invalid file size for '%@'"), text.Get());
         return {};
     }

@@ -36,8 +36,10 @@ const char* FaultOfNewName(CFStringRef name, size_t suffixBytes);
 // cannot be written into one line is refused.
 const char* FaultOfName(CFStringRef name);
 
-// The bytes of a file, or null.
-CFRef<CFDataRef> ReadPresetBytes(const std::string& path);
+// A preset is a few kilobytes; more than this is no preset.
+inline constexpr uint64_t kMaxPresetBytes = uint64_t{64} << 20;
+// The bytes of a file, or null; also for one that is empty or larger than `maxBytes`.
+CFRef<CFDataRef> ReadPresetBytes(const std::string& path, uint64_t maxBytes = kMaxPresetBytes);
 // The dictionary that is the root of the property list in a file, or null.
 CFRef<CFDictionaryRef> ReadPresetDictionary(const std::string& path);
 // Puts a file in its place, see above. An existing file's permissions stay.
