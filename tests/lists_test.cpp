@@ -535,6 +535,7 @@ TEST_F(Lists, StreamsAreReadUpToTheLength)
     Owned<CFReadStreamRef> whole(
         CFReadStreamCreateWithBytesNoCopy(nullptr, reinterpret_cast<const UInt8*>(kSample.data()),
                                           static_cast<CFIndex>(kSample.size()), kCFAllocatorNull));
+    ExpectReadError(whole);  // not open
     CFReadStreamOpen(whole);
     Owned<CFPropertyListRef> read(
         CFPropertyListCreateWithStream(nullptr, whole, 0, 0, nullptr, nullptr));

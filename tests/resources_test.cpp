@@ -302,6 +302,7 @@ TEST_F(Bundles, CodeIsLoadedWhenAskedFor)
     EXPECT_EQ(Path("Code.bundle/libCode.so"),
               Taken(CFURLCopyFileSystemPath(URL(CFBundleCopyExecutableURL(bundle)), 0)));
     EXPECT_FALSE(CFBundleIsExecutableLoaded(bundle));
+    EXPECT_NE(nullptr, CFBundleGetInfoDictionary(bundle)) << "without a list";
     const auto version = reinterpret_cast<const char* (*)()>(
         CFBundleGetFunctionPointerForName(bundle, CFSTR("utf8proc_version")));
     ASSERT_NE(nullptr, version);

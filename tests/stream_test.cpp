@@ -481,8 +481,11 @@ TEST_F(StreamTest, MemoryIsChangedInPlaceOrCopied)
     CFDataSetLength(owned, 3);
     memory.SetPos(1);
     EXPECT_EQ("21", Rest(memory));
-    EXPECT_EQ(kOK, Put(memory, "now"));
-    EXPECT_EQ("121now", BytesOf(owned));
+    EXPECT_EQ(kOK, Put(memory, "now\r\n"));
+    EXPECT_EQ("121now\r\n", BytesOf(owned));
+    CFDataSetLength(owned, 7);  // the line feed lies behind the end
+    memory.SetPos(0);
+    EXPECT_EQ("status " + std::to_string(kPXErrStreamEnd), ReadLine(memory));
     const auto constant = DataOf("constant");
     memory.SetConstantData(constant);
     memory.SetPos(1);
@@ -501,8 +504,8 @@ TEST_F(StreamTest, MemoryIsChangedInPlaceOrCopied)
     EXPECT_EQ(kOK, Put(*sub, "two"));
     EXPECT_EQ(PXStatus{kPXErrBadArgument}, Put(*sub, "x"));
     CBaseStream* subCopy = nullptr;
+    sub->SetPos(1);
     ASSERT_EQ(kOK, sub->CreateCopy(subCopy));
-    subCopy->SetPos(1);
     EXPECT_EQ("wo", Rest(*subCopy));
     subCopy->Release();
     EXPECT_EQ(PXStatus{kPXErrNotSupported}, CBaseStreamFile().CreateCopy(copy));
