@@ -155,7 +155,7 @@ HWY_NOINLINE void GatherRest(const uint8_t* const* rows, size_t offset, size_t u
     GatherBlocks<T, kUnit>(starts, 0, units, columns);
 }
 
-// Brings the cache lines near that blocks further down will load at this offset.
+// Brings the cache lines near that a later job will load.
 template <size_t kRows>
 HWY_INLINE void BringNear(const uint8_t* const* rows, size_t offset, size_t ahead)
 {

@@ -21,9 +21,9 @@ constexpr size_t BlockRows(size_t unit)
     return kBlockLanes / unit;
 }
 
-// Writes `units` columns from the bytes at `offset` of BlockRows(unit) rows. `ahead` bytes further
-// on lie the bytes of the block after this one, which are brought near meanwhile: a block touches a
-// short piece of many rows, which no processor foresees. They need not exist.
+// Writes `units` columns from the bytes at `offset` of BlockRows(unit) rows. The bytes `ahead`
+// further on, which a later job will read, are brought near meanwhile: short pieces of many rows
+// are read in turn, which no processor foresees. They need not exist.
 struct GatherJob {
     const uint8_t* const* rows;
     size_t offset;

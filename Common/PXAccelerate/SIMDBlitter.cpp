@@ -19,6 +19,8 @@ constexpr int64_t kTileWidth = 128;
 // wider a strip, the fewer pieces of rows, each on pages of its own, are read and written.
 constexpr size_t kStripBytes = size_t{640} << 10;
 constexpr int64_t kMostTiles = 32;
+// Bytes of source rows that are brought near before they are converted: a few steps of columns.
+constexpr int64_t kBytesAhead = 256;
 // Floats of source columns that are converted at a time, and are filtered while they are in a
 // first-level cache; and of the memory for columns, which are moved to its start at its end.
 constexpr size_t kStepFloats = 2048;
@@ -85,6 +87,7 @@ private:
                       float* const* ringRows);
     void PrepareColumns(int64_t first, int64_t end, const uint8_t* const* rows, size_t lanes);
     void GatherColumns(int64_t first, int64_t last, const uint8_t* const* rows, size_t lanes);
+    size_t BytesAhead(int64_t column) const;
     void EmitRows(int64_t firstRow, size_t rows);
 
     static bool IsStreamed(const BlitShape& shape, const BlitView& view)
@@ -139,14 +142,10 @@ private:
 
 int64_t Strip::MostColumns() const
 {
-    const size_t ringBytes = (Size(y_.MaxCount()) + blockRows_) * shape_.channels * sizeof(float);
-    // A block of source rows, and the next one, which is brought near meanwhile.
-    const double sourceBytes = static_cast<double>(2 * blockRows_ * shape_.PixelBytes()) *
-                               static_cast<double>(x_.SourceSize()) /
-                               static_cast<double>(x_.DestinationSize());
-    const double tileBytes = (static_cast<double>(ringBytes) + sourceBytes) * kTileWidth;
-    const double tiles = static_cast<double>(kStripBytes) / tileBytes;
-    return std::clamp(static_cast<int64_t>(tiles), int64_t{1}, kMostTiles) * kTileWidth;
+    const size_t rows = Size(y_.MaxCount()) + blockRows_;
+    const size_t tileBytes = rows * shape_.channels * sizeof(float) * kTileWidth;
+    const auto tiles = static_cast<int64_t>(kStripBytes / tileBytes);
+    return std::clamp(tiles, int64_t{1}, kMostTiles) * kTileWidth;
 }
 
 bool Strip::Reserve(size_t widest)
@@ -271,7 +270,7 @@ void Strip::GatherColumns(int64_t first, int64_t last, const uint8_t* const* row
         columns + Size(std::clamp<int64_t>(from - first, 0, last - first)) * pixelFloats;
     const size_t count = Size(to - from + 1);
     kernels_.gather[shape_.sampleBytes - 1][shape_.UnitLog2()](
-        {rows, Size(from - view_.buffer.x) * shape_.PixelBytes(), blockRows_ * view_.srcRowBytes,
+        {rows, Size(from - view_.buffer.x) * shape_.PixelBytes(), BytesAhead(from),
          count * shape_.UnitsPerPixel(), lanes, inside});
     const size_t bytes = pixelFloats * sizeof(float);
     for (float* at = inside; at > columns;) {
@@ -283,6 +282,18 @@ void Strip::GatherColumns(int64_t first, int64_t last, const uint8_t* const* row
     for (float* at = inside + count * pixelFloats; at < end; at += pixelFloats) {
         std::memcpy(at, edge, bytes);
     }
+}
+
+// From a source column to what is converted a few steps later: further on in the same rows, or, at
+// their end, at the start of the next block's.
+size_t Strip::BytesAhead(int64_t column) const
+{
+    const int64_t begin = std::max<int64_t>(TapsOf(0).first, 0);
+    const int64_t end = std::min(ColumnsEndOf(width_ - 1), x_.SourceSize());
+    const auto pixelBytes = static_cast<int64_t>(shape_.PixelBytes());
+    if ((end - column) * pixelBytes > kBytesAhead) return Size(kBytesAhead);
+    const int64_t rowBytes = (end - begin) * pixelBytes;
+    return blockRows_ * view_.srcRowBytes - Size(rowBytes - std::min(kBytesAhead, rowBytes));
 }
 
 // Filters destination rows vertically from the ring.
