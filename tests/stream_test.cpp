@@ -487,6 +487,8 @@ TEST_F(StreamTest, MemoryIsChangedInPlaceOrCopied)
     memory.SetPos(0);
     EXPECT_EQ("status " + std::to_string(kPXErrStreamEnd), ReadLine(memory));
     const auto constant = DataOf("constant");
+    memory.SetData(As<CFMutableDataRef>(constant));
+    EXPECT_EQ(PXStatus{kPXErrCreate}, Put(memory, "X"));
     memory.SetConstantData(constant);
     memory.SetPos(1);
     CBaseStream* copy = nullptr;

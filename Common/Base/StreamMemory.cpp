@@ -132,7 +132,10 @@ PXStatus CBaseStreamMemory::WriteBeyondRoom(const void* buffer, size_t& size)
     CFDataReplaceBytes(changeable_,
                        CFRangeMake(static_cast<CFIndex>(start), static_cast<CFIndex>(inside)),
                        static_cast<const UInt8*>(buffer), static_cast<CFIndex>(wanted));
-    if (Length() != length + (wanted - inside)) return PX_FAIL(kPXErrCreate);
+    // Constant data that was given as changeable stays as it is, and its capacity tells.
+    if (Length() != length + (wanted - inside) || span_->capacity < span_->length) {
+        return PX_FAIL(kPXErrCreate);
+    }
     size = wanted;
     position_ += size;
     return kPXOK;

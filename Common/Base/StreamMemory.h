@@ -25,7 +25,8 @@ public:
     // Copies what there is up to the end; kPXErrStreamEnd for none.
     PXStatus ReadChunk(void* buffer, int flag, size_t& size) override;
     // Replaces bytes up to the data's end and appends the rest there, also from a position behind
-    // the end. 0 unless memory runs out (kPXErrCreate, logged).
+    // the end. 0 unless memory runs out or constant data was set as changeable (kPXErrCreate,
+    // logged).
     PXStatus WriteChunk(const void* buffer, size_t& size) override;
     // As CBaseStream says.
     PXStatus ReadChar(char& character) override;
