@@ -42,17 +42,12 @@ TEST_F(Characters, BelongToThePredefinedSetsOfTheirCategory)
 
 TEST_F(Characters, ThreadsFindTheSamePredefinedSets)
 {
-    std::atomic<int> differences{0};
-    std::atomic<CFCharacterSetRef> first[16] = {};
-    RunOnThreads(4, [&](int) {
-        for (CFIndex set = kCFCharacterSetControl; set <= kCFCharacterSetNewline; ++set) {
-            const CFCharacterSetRef found = CFCharacterSetGetPredefined(set);
-            CFCharacterSetRef expected = nullptr;
-            const bool isFirst = first[set].compare_exchange_strong(expected, found);
-            if (!isFirst && expected != found) ++differences;
-        }
+    std::array<std::vector<CFCharacterSetRef>, 4> found;
+    RunOnThreads(4, [&](int thread) {
+        for (CFIndex set = kCFCharacterSetControl; set <= kCFCharacterSetNewline; ++set)
+            found[size_t(thread)].push_back(CFCharacterSetGetPredefined(set));
     });
-    EXPECT_EQ(0, differences);
+    for (const auto& sets : found) EXPECT_EQ(found[0], sets);
 }
 
 TEST_F(Characters, OwnSetsAgreeWithTheListOfTheirMembers)
@@ -82,22 +77,19 @@ TEST_F(Characters, OwnSetsAgreeWithTheListOfTheirMembers)
             ASSERT_EQ(members[character], CFCharacterSetIsLongCharacterMember(set, character));
             ASSERT_NE(members[character], CFCharacterSetIsLongCharacterMember(inverted, character));
         }
-        for (const char16_t unit : text) {
+        for (const char16_t unit : text)
             ASSERT_EQ(members[unit], CFCharacterSetIsCharacterMember(set, unit));
-        }
         const CharacterSet back(CFCharacterSetCreateInvertedSet(nullptr, inverted));
         ASSERT_TRUE(CFEqual(set, back));
         ASSERT_EQ(CFHash(set), CFHash(back));
         ASSERT_FALSE(CFEqual(set, inverted));
     }
-    const CharacterSet all(
-        CFCharacterSetCreateWithCharactersInRange(nullptr, CFRangeMake(0, 0x110000)));
+    const CharacterSet all(CFCharacterSetCreateWithCharactersInRange(nullptr, {0, 0x110000}));
     const CharacterSet none(CFCharacterSetCreateInvertedSet(nullptr, all));
     EXPECT_FALSE(CFCharacterSetIsCharacterMember(none, 'a'));
     EXPECT_TRUE(CFEqual(
         none, CharacterSet(CFCharacterSetCreateWithCharactersInString(nullptr, CFSTR("")))));
-    EXPECT_FALSE(
-        CharacterSet(CFCharacterSetCreateWithCharactersInRange(nullptr, CFRangeMake(5, 0x110000))));
+    EXPECT_FALSE(CharacterSet(CFCharacterSetCreateWithCharactersInRange(nullptr, {5, 0x110000})));
     EXPECT_FALSE(CFCharacterSetIsCharacterMember(As<CFCharacterSetRef>(CFSTR("a")), 'a'));
 }
 
@@ -108,32 +100,22 @@ std::string TextOf(CFRange range)
 
 TEST_F(Characters, AreFoundBySet)
 {
-    const struct {
-        const char16_t* text;
-        const char16_t* members;
-        CFRange range;
-        CFStringCompareFlags flags;
-        const char* found;
-    } rows[] = {
+    const Rows<const char*, CFRange, CFStringCompareFlags, const char*> rows = {
         // clang-format off
-        {u"abcb", u"bc", {0, 4}, 0, "1,1"}, {u"abcb", u"b", {0, 4}, kCFCompareBackwards, "3,1"},
-        {u"abcb", u"b", {0, 4}, kCFCompareAnchored, "-1,0"},
-        {u"abcb", u"b", {1, 2}, kCFCompareAnchored, "1,1"},
-        {u"abcb", u"b", {0, 4}, kCFCompareAnchored | kCFCompareBackwards, "3,1"},
-        {u"a\U0001F600b", u"\U0001F600", {0, 4}, 0, "1,2"},
-        {u"a\U0001F600b", u"\U0001F600", {0, 3}, kCFCompareBackwards, "1,2"},
-        {u"a\U0001F600b", u"\U0001F600", {2, 2}, 0, "-1,0"}, {u"abc", u"c", {0, 4}, 0, "-1,0"},
-        {u"abc", u"", {0, 3}, 0, "-1,0"},
+        {"abcb", "bc", {0, 4}, 0, "1,1"}, {"abcb", "b", {0, 4}, kCFCompareBackwards, "3,1"},
+        {"abcb", "b", {0, 4}, kCFCompareAnchored, "-1,0"},
+        {"abcb", "b", {1, 2}, kCFCompareAnchored, "1,1"},
+        {"abcb", "b", {0, 4}, kCFCompareAnchored | kCFCompareBackwards, "3,1"},
+        {"a😀b", "😀", {0, 4}, 0, "1,2"}, {"a😀b", "😀", {0, 3}, kCFCompareBackwards, "1,2"},
+        {"a😀b", "😀", {2, 2}, 0, "-1,0"}, {"abc", "c", {0, 4}, 0, "-1,0"},
+        {"abc", "", {0, 3}, 0, "-1,0"},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.found);
-        const CharacterSet set(
-            CFCharacterSetCreateWithCharactersInString(nullptr, Text(row.members)));
+    for (const auto& [text, members, range, flags, want] : rows) {
+        const CharacterSet set(CFCharacterSetCreateWithCharactersInString(nullptr, Text(members)));
         CFRange found = {7, 7};
-        const bool isFound =
-            CFStringFindCharacterFromSet(Text(row.text), set, row.range, row.flags, &found);
-        EXPECT_EQ(row.found, TextOf(found));
+        const bool isFound = CFStringFindCharacterFromSet(Text(text), set, range, flags, &found);
+        EXPECT_EQ(want, TextOf(found)) << text << " : " << members;
         EXPECT_EQ(found.length > 0, isFound);
     }
 }
@@ -146,9 +128,8 @@ std::string Composed(std::u16string_view units)
     for (CFIndex at = 0; at < CFStringGetLength(text);) {
         const CFRange range = CFStringGetRangeOfComposedCharactersAtIndex(text, at);
         EXPECT_EQ(at, range.location);
-        for (CFIndex i = at; i < at + range.length; ++i) {
+        for (CFIndex i = at; i < at + range.length; ++i)
             EXPECT_EQ(TextOf(range), TextOf(CFStringGetRangeOfComposedCharactersAtIndex(text, i)));
-        }
         if (range.length <= 0) break;
         cut += units.substr(size_t(at), size_t(range.length));
         cut += u'|';
@@ -159,54 +140,43 @@ std::string Composed(std::u16string_view units)
 
 TEST_F(Characters, AreCutWhereReadersSeeThemEnd)
 {
-    const std::pair<const char16_t*, const char*> rows[] = {
-        {u"abc", "a|b|c|"},
-        {u"e\u0301e", "e\u0301|e|"},
-        {u"a\r\nb", "a|\r\n|b|"},
-        {u"\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7", "\U0001F1E9\U0001F1EA|\U0001F1EB\U0001F1F7|"},
-        {u"\U0001F468\u200D\U0001F469\u200D\U0001F467x",
-         "\U0001F468\u200D\U0001F469\u200D\U0001F467|x|"},
-        {u"\u1112\u1161\u11AB\uD55C", "\u1112\u1161\u11AB|\uD55C|"},
-        {u"", ""},
-    };
-    for (const auto& [text, cut] : rows) EXPECT_EQ(cut, Composed(text));
+    // Cut at every bar and nowhere else.
+    for (const std::string cut :
+         {"a|b|c|", "e\u0301|e|", "a|\r\n|b|", "\U0001F1E9\U0001F1EA|\U0001F1EB\U0001F1F7|",
+          "\U0001F468\u200D\U0001F469\u200D\U0001F467|x|", "\u1112\u1161\u11AB|\uD55C|", ""}) {
+        const MutableText text = ChangeableText(cut);
+        CFStringFindAndReplace(text, CFSTR("|"), CFSTR(""), {0, CFStringGetLength(text)}, 0);
+        EXPECT_EQ(cut, Composed(UnitsOf(text)));
+    }
     EXPECT_EQ("-1,0", TextOf(CFStringGetRangeOfComposedCharactersAtIndex(CFSTR("a"), 1)));
     EXPECT_EQ("0,1", TextOf(CFStringGetRangeOfComposedCharactersAtIndex(Text(u"\xD800z"), 0)));
 }
 
 TEST_F(Characters, LinesEndAtEveryKindOfEnd)
 {
-    const struct {
-        const char16_t* text;
-        CFRange range;
-        CFIndex begin, end, contentsEnd;
-    } rows[] = {
+    // The range, then where its lines begin, end, and end without what ends the last one.
+    const Rows<CFRange, std::array<CFIndex, 3>> rows = {
         // clang-format off
-        {u"ab\ncd\n", {0, 0}, 0, 3, 2}, {u"ab\ncd\n", {3, 1}, 3, 6, 5},
-        {u"ab\ncd\n", {1, 3}, 0, 6, 5}, {u"ab\ncd\n", {0, 3}, 0, 3, 2},
-        {u"ab\ncd\n", {6, 0}, 6, 6, 6}, {u"ab\r\ncd", {3, 0}, 0, 4, 2},
-        {u"ab\r\ncd", {2, 1}, 0, 4, 2}, {u"ab\r\ncd", {4, 0}, 4, 6, 6},
-        {u"a\rb\u2028c\u0085", {2, 1}, 2, 4, 3}, {u"a\rb\u2028c\u0085", {4, 2}, 4, 6, 5},
-        {u"\n\n", {1, 0}, 1, 2, 1}, {u"\n\r", {1, 1}, 1, 2, 1},
-        {u"", {0, 0}, 0, 0, 0}, {u"ab", {1, 5}, 0, 0, 0},
+        {"ab\ncd\n", {0, 0}, {0, 3, 2}}, {"ab\ncd\n", {3, 1}, {3, 6, 5}},
+        {"ab\ncd\n", {1, 3}, {0, 6, 5}}, {"ab\ncd\n", {0, 3}, {0, 3, 2}},
+        {"ab\ncd\n", {6, 0}, {6, 6, 6}}, {"ab\r\ncd", {3, 0}, {0, 4, 2}},
+        {"ab\r\ncd", {2, 1}, {0, 4, 2}}, {"ab\r\ncd", {4, 0}, {4, 6, 6}},
+        {"a\rb\u2028c\u0085", {2, 1}, {2, 4, 3}}, {"a\rb\u2028c\u0085", {4, 2}, {4, 6, 5}},
+        {"\n\n", {1, 0}, {1, 2, 1}}, {"\n\r", {1, 1}, {1, 2, 1}},
+        {"", {0, 0}, {0, 0, 0}}, {"ab", {1, 5}, {0, 0, 0}},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(Utf8Of(Text(row.text)) + " " + TextOf(row.range));
-        CFIndex begin = -1, end = -1, contentsEnd = -1;
-        CFStringGetLineBounds(Text(row.text), row.range, &begin, &end, &contentsEnd);
-        EXPECT_EQ(row.begin, begin);
-        EXPECT_EQ(row.end, end);
-        EXPECT_EQ(row.contentsEnd, contentsEnd);
-        CFStringGetLineBounds(Text(row.text), row.range, nullptr, nullptr, nullptr);
+    for (const auto& [text, range, want] : rows) {
+        std::array<CFIndex, 3> got = {-1, -1, -1};
+        CFStringGetLineBounds(Text(text), range, &got[0], &got[1], &got[2]);
+        EXPECT_EQ(want, got) << text << TextOf(range);
+        CFStringGetLineBounds(Text(text), range, nullptr, nullptr, nullptr);
     }
 }
 
 TEST_F(Characters, WordsGetOneCapital)
 {
-    const struct {
-        const char *text, *want;
-    } rows[] = {
+    const Rows<const char*> rows = {
         // clang-format off
         {"hello wORLD", "Hello World"}, {"don't", "Don't"}, {"well-known (so)", "Well-Known (So)"},
         {"3d 2nd", "3D 2Nd"}, {"ﬁve ßa", "Five Ssa"}, {"ǆ Ǆ", "ǅ ǅ"}, {"ΟΔΟΣ ὀδός", "Οδος Ὀδός"},
@@ -214,20 +184,16 @@ TEST_F(Characters, WordsGetOneCapital)
         {"\U00010428\U00010400", "\U00010400\U00010428"},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        const MutableText text = ChangeableText(row.text);
+    for (const auto& [before, want] : rows) {
+        const MutableText text = ChangeableText(before);
         CFStringCapitalize(text, nullptr);
-        EXPECT_EQ(row.want, Utf8Of(text)) << row.text;
+        EXPECT_EQ(want, Utf8Of(text)) << before;
     }
 }
 
 TEST_F(Characters, TextIsPaddedAndCut)
 {
-    const struct {
-        const char *text, *pad;
-        CFIndex length, index;
-        const char* want;
-    } rows[] = {
+    const Rows<const char*, CFIndex, CFIndex, const char*> rows = {
         // clang-format off
         {"abc", " ", 9, 0, "abc      "}, {"abc", ".", 9, 0, "abc......"},
         {"abc", ". ", 9, 1, "abc . . ."}, {"abc", nullptr, 2, 0, "ab"},
@@ -236,10 +202,10 @@ TEST_F(Characters, TextIsPaddedAndCut)
         {"abc", "x", -1, 0, "abc"},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        const MutableText text = ChangeableText(row.text);
-        CFStringPad(text, row.pad ? Text(row.pad) : Owned<CFStringRef>(), row.length, row.index);
-        EXPECT_EQ(row.want, Utf8Of(text));
+    for (const auto& [before, pad, length, index, want] : rows) {
+        const MutableText text = ChangeableText(before);
+        CFStringPad(text, Given(pad), length, index);
+        EXPECT_EQ(want, Utf8Of(text));
     }
     const MutableText own = ChangeableText(u"ab");
     CFStringPad(own, own, 5, 1);
@@ -295,11 +261,7 @@ Owned<CFLocaleRef> Locale(const char* name)
 TEST_F(Characters, TurkicLettersFoldInTheirLanguageOnly)
 {
     constexpr CFStringCompareFlags kFlags = kCFCompareCaseInsensitive | kCFCompareLocalized;
-    const struct {
-        const char *left, *right;
-        CFStringCompareFlags more;
-        bool isTurkish, isOther;
-    } rows[] = {
+    const Rows<const char*, CFStringCompareFlags, bool, bool> rows = {
         // clang-format off
         {"I", "i", 0, false, true}, {"I", "\u0131", 0, true, false},
         {"\u0130", "i", 0, true, false}, {"\u0130", "i\u0307", 0, false, true},
@@ -311,55 +273,52 @@ TEST_F(Characters, TurkicLettersFoldInTheirLanguageOnly)
         {"I", "\u0131", kCFCompareDiacriticInsensitive, true, false},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.left + " and "s + row.right);
-        const auto left = Text(row.left), right = Text(row.right);
-        const auto agree = [&](CFLocaleRef locale, CFStringCompareFlags flags) {
-            flags |= row.more;
-            const CFRange all = CFRangeMake(0, CFStringGetLength(left));
+    for (const auto& [leftText, rightText, more, isTurkish, isOther] : rows) {
+        SCOPED_TRACE(leftText + " and "s + rightText);
+        const auto left = Text(leftText), right = Text(rightText);
+        const auto agree = [&, more = more](CFLocaleRef locale, CFStringCompareFlags flags) {
+            flags |= more;
+            const CFRange all = {0, CFStringGetLength(left)};
             const bool isEqual =
                 CFStringCompareWithOptionsAndLocale(left, right, all, flags, locale) == 0;
             CFRange found;
             const bool isFound =
                 CFStringFindWithOptionsAndLocale(left, right, all, flags, locale, &found);
             EXPECT_EQ(isEqual, isFound && found.length == all.length);
-            const MutableText folded[] = {ChangeableText(row.left), ChangeableText(row.right)};
+            const MutableText folded[] = {ChangeableText(UnitsOf(left)),
+                                          ChangeableText(UnitsOf(right))};
             for (const MutableText& text : folded) CFStringFold(text, flags, locale);
             EXPECT_EQ(isEqual, CFEqual(folded[0], folded[1]));
             return isEqual;
         };
-        EXPECT_EQ(row.isTurkish, agree(Locale("tr_TR"), kFlags));
-        EXPECT_EQ(row.isTurkish, agree(Locale("az"), kFlags));
-        EXPECT_EQ(row.isOther, agree(Locale("de_DE"), kFlags));
-        EXPECT_EQ(row.isOther, agree(nullptr, kFlags));
-        EXPECT_EQ(row.isOther, agree(Locale("tr"), kCFCompareCaseInsensitive));
+        EXPECT_EQ(isTurkish, agree(Locale("tr_TR"), kFlags));
+        EXPECT_EQ(isTurkish, agree(Locale("az"), kFlags));
+        EXPECT_EQ(isOther, agree(Locale("de_DE"), kFlags));
+        EXPECT_EQ(isOther, agree(nullptr, kFlags));
+        EXPECT_EQ(isOther, agree(Locale("tr"), kCFCompareCaseInsensitive));
     }
 }
 
 TEST_F(Characters, FoldingLeavesWhatComparisonsSee)
 {
-    const struct {
-        const char* text;
-        CFStringCompareFlags flags;
-        const char* want;
-    } rows[] = {
+    const Rows<CFStringCompareFlags, const char*> rows = {
         {"Straße K", kCFCompareCaseInsensitive, "strasse k"},
         {"Crème Brûlée 한", kCFCompareDiacriticInsensitive, "Creme Brulee 한"},
         {"ＡＢＣ　ｱ", kCFCompareWidthInsensitive, "ABC ア"},
         {"É", kCFCompareCaseInsensitive | kCFCompareDiacriticInsensitive, "e"},
         {"É", 0, "É"},
     };
-    for (const auto& row : rows) {
-        const MutableText text = ChangeableText(row.text);
-        CFStringFold(text, row.flags, nullptr);
-        EXPECT_EQ(row.want, Utf8Of(text));
+    for (const auto& [before, flags, want] : rows) {
+        const MutableText text = ChangeableText(before);
+        CFStringFold(text, flags, nullptr);
+        EXPECT_EQ(want, Utf8Of(text));
     }
 }
 
 std::string FoundRanges(CFStringRef text, CFStringRef needle, CFStringCompareFlags flags)
 {
     Owned<CFArrayRef> found(CFStringCreateArrayWithFindResults(
-        nullptr, text, needle, CFRangeMake(0, CFStringGetLength(text)), flags));
+        nullptr, text, needle, {0, CFStringGetLength(text)}, flags));
     if (!found) return "none";
     // The ranges live on in a copy.
     const Owned<CFMutableArrayRef> copy(CFArrayCreateMutableCopy(nullptr, 0, found));
@@ -367,7 +326,7 @@ std::string FoundRanges(CFStringRef text, CFStringRef needle, CFStringCompareFla
     std::string ranges;
     for (CFIndex i = 0; i < CFArrayGetCount(copy); ++i) {
         const void* range = CFArrayGetValueAtIndex(copy, i);
-        EXPECT_EQ(i, CFArrayGetFirstIndexOfValue(copy, CFRangeMake(0, i + 1), range));
+        EXPECT_EQ(i, CFArrayGetFirstIndexOfValue(copy, {0, i + 1}, range));
         ranges += TextOf(*static_cast<const CFRange*>(range)) + " ";
     }
     return ranges;
@@ -392,14 +351,14 @@ TEST_F(Characters, AnInlineBufferReadsLikeTheString)
     for (const CFStringRef text : {narrow.Get(), wide.Get(), ascii.Get()}) {
         std::mt19937_64 random(Seed(73));
         CFStringInlineBuffer buffer;
-        CFStringInitInlineBuffer(text, &buffer, CFRangeMake(10, 280));
+        CFStringInitInlineBuffer(text, &buffer, {10, 280});
         for (int i = 0; i < 2000; ++i) {
             const CFIndex at = CFIndex(random() % 300) - 10;
             const bool isInside = at >= 0 && at < 280;
             const UniChar want = isInside ? CFStringGetCharacterAtIndex(text, at + 10) : UniChar{0};
             ASSERT_EQ(want, CFStringGetCharacterFromInlineBuffer(&buffer, at)) << at;
         }
-        CFStringInitInlineBuffer(text, &buffer, CFRangeMake(290, 20));
+        CFStringInitInlineBuffer(text, &buffer, {290, 20});
         EXPECT_EQ(0, CFStringGetCharacterFromInlineBuffer(&buffer, 0));
     }
 }

@@ -1,3 +1,4 @@
+#include "support/FakePlatform.h"
 #include "support/Test.h"
 
 namespace {
@@ -9,9 +10,7 @@ class Locales : public LeakCheck {};
 
 TEST_F(Locales, IdentifiersHaveOneForm)
 {
-    const struct {
-        const char *name, *identifier, *language, *country;
-    } rows[] = {
+    const Rows<const char*, const char*, const char*> rows = {
         // clang-format off
         {"de", "de", "de", "<null>"}, {"EN-us", "en_US", "en", "US"},
         {"zh-hans-cn", "zh-Hans_CN", "zh", "CN"}, {"ZH_HANT", "zh-Hant", "zh", "<null>"},
@@ -20,19 +19,18 @@ TEST_F(Locales, IdentifiersHaveOneForm)
         {"", "", "<null>", "<null>"}, {"__de__de_", "de_DE", "de", "DE"},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const Owned<CFStringRef> name = Text(std::string(row.name));
-        const Owned<CFLocaleRef> locale(CFLocaleCreate(nullptr, name));
-        EXPECT_EQ(row.identifier, Utf8Of(CFLocaleGetIdentifier(locale)));
-        EXPECT_EQ(row.identifier,
-                  Taken(CFLocaleCreateCanonicalLocaleIdentifierFromString(nullptr, name)));
+    for (const auto& [name, identifier, language, country] : rows) {
+        SCOPED_TRACE(name);
+        const Owned<CFLocaleRef> locale(CFLocaleCreate(nullptr, Text(name)));
+        EXPECT_EQ(identifier, Utf8Of(CFLocaleGetIdentifier(locale)));
+        EXPECT_EQ(identifier,
+                  Taken(CFLocaleCreateCanonicalLocaleIdentifierFromString(nullptr, Text(name))));
         const auto value = [&](CFLocaleKey key) {
             return Utf8Of(static_cast<CFStringRef>(CFLocaleGetValue(locale, key)));
         };
-        EXPECT_EQ(row.identifier, value(kCFLocaleIdentifier));
-        EXPECT_EQ(row.language, value(kCFLocaleLanguageCode));
-        EXPECT_EQ(row.country, value(kCFLocaleCountryCode));
+        EXPECT_EQ(identifier, value(kCFLocaleIdentifier));
+        EXPECT_EQ(language, value(kCFLocaleLanguageCode));
+        EXPECT_EQ(country, value(kCFLocaleCountryCode));
         EXPECT_EQ(".", value(kCFLocaleDecimalSeparator));
         EXPECT_EQ(",", value(kCFLocaleGroupingSeparator));
         EXPECT_EQ("<null>", value(CFSTR("colour")));
@@ -61,10 +59,7 @@ struct Formatter : Owned<CFNumberFormatterRef> {
 
 TEST_F(Locales, NumbersAreWrittenInTheirStyle)
 {
-    const struct {
-        double value;
-        const char *plain, *decimal;
-    } rows[] = {
+    const std::tuple<double, const char*, const char*> rows[] = {
         // clang-format off
         {0, "0", "0"}, {-0.0, "0", "0"}, {0.5, "0", "0.5"}, {1.5, "2", "1.5"}, {2.5, "2", "2.5"},
         {1234567, "1234567", "1,234,567"}, {-1234.5678, "-1235", "-1,234.568"},
@@ -74,9 +69,9 @@ TEST_F(Locales, NumbersAreWrittenInTheirStyle)
         {1e21, "1000000000000000000000", "1,000,000,000,000,000,000,000"},
     };
     const Formatter plain(kCFNumberFormatterNoStyle), decimal(kCFNumberFormatterDecimalStyle);
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.plain, plain.Format(row.value)) << row.value;
-        EXPECT_EQ(row.decimal, decimal.Format(row.value)) << row.value;
+    for (const auto& [value, inPlain, inDecimal] : rows) {
+        EXPECT_EQ(inPlain, plain.Format(value)) << value;
+        EXPECT_EQ(inDecimal, decimal.Format(value)) << value;
     }
     const Owned<CFNumberRef> most(PXCFNumberCreateUInt64(nullptr, UINT64_MAX));
     EXPECT_EQ("18,446,744,073,709,551,615",
@@ -139,6 +134,69 @@ TEST_F(Locales, RoundingIsThatOfTheCLibrary)
         const bool isZero = std::strpbrk(want, "123456789") == nullptr;
         ASSERT_EQ(want + (isZero && want[0] == '-' ? 1 : 0), formatter.Format(value));
     }
+}
+
+TEST_F(Locales, ComeFromTheEnvironment)
+{
+    const Rows<std::map<std::string, std::string>, const char*, const char*> rows = {
+        {"nothing", {}, "en_US", "en-US"},
+        {"C", {{"LANG", "C.UTF-8"}}, "en_US", "en-US"},
+        {"encoding is cut", {{"LANG", "de_DE.UTF-8"}}, "de_DE", "de-DE"},
+        {"LC_ALL first", {{"LANG", "de_DE"}, {"LC_ALL", "fr_FR@euro"}}, "fr_FR", "fr-FR"},
+        {"empty is unset", {{"LC_ALL", ""}, {"LC_MESSAGES", "it"}}, "it", "it"},
+        {"list", {{"LANGUAGE", "de_AT:de::en"}, {"LANG", "de_AT"}}, "de_AT", "de-AT de en"},
+    };
+    for (const auto& [name, environment, identifier, wanted] : rows) {
+        FakeTable table;
+        table.SetEnvironment(environment);
+        const Owned<CFLocaleRef> current(CFLocaleCopyCurrent());
+        EXPECT_EQ(identifier, Utf8Of(CFLocaleGetIdentifier(current))) << name;
+        const Owned<CFArrayRef> languages(CFLocaleCopyPreferredLanguages());
+        EXPECT_EQ(wanted, Taken(CFStringCreateByCombiningStrings(nullptr, languages, CFSTR(" "))));
+    }
+    EXPECT_EQ("", Utf8Of(CFLocaleGetIdentifier(CFLocaleGetSystem())));
+}
+
+TEST_F(Locales, NumbersAreRead)
+{
+    const Formatter plain(kCFNumberFormatterNoStyle), grouped(kCFNumberFormatterDecimalStyle);
+    EXPECT_EQ(nullptr, CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterPercentStyle));
+    // The length of the range, -1 without one; the value, which stays when nothing is read; and the
+    // length of what was read.
+    constexpr double kNotRead = 0.125;
+    const Rows<const Formatter&, CFIndex, double, CFIndex> rows = {
+        // clang-format off
+        {"7", plain, -1, 7, -1}, {"-3", plain, -1, -3, -1}, {"+2.5e2", plain, -1, 250, -1},
+        {"", plain, -1, kNotRead, -1}, {" 7", plain, -1, kNotRead, -1},
+        {"4b", plain, -1, kNotRead, -1}, {"4b", plain, 2, 4, 1}, {"1.", plain, 2, 1, 1},
+        {"1e", plain, 2, 1, 1}, {"b4", plain, 2, kNotRead, 2}, {"-", plain, -1, kNotRead, -1},
+        {"1,234", plain, -1, kNotRead, -1}, {"1,234,567.5", grouped, -1, 1234567.5, -1},
+        {"1,23", grouped, -1, kNotRead, -1}, {"1234,567", grouped, -1, kNotRead, -1},
+        {"1,2345", grouped, 6, 1, 1},
+        // clang-format on
+    };
+    for (const auto& [text, formatter, length, want, used] : rows) {
+        CFRange range = {0, length};
+        double value = kNotRead;
+        EXPECT_EQ(want != kNotRead, CFNumberFormatterGetValueFromString(
+                                        formatter, Text(text), length < 0 ? nullptr : &range,
+                                        kCFNumberDoubleType, &value));
+        EXPECT_EQ(want, value) << text;
+        EXPECT_EQ(used, range.length) << text;
+    }
+    SInt32 value = 77;
+    const auto read = [&](const char* text) {
+        return CFNumberFormatterGetValueFromString(plain, Text(text), nullptr, kCFNumberSInt32Type,
+                                                   &value);
+    };
+    EXPECT_FALSE(read("99999999999"));
+    EXPECT_FALSE(read("1.5"));
+    EXPECT_EQ(77, value);
+    EXPECT_TRUE(read("-2147483648"));
+    EXPECT_EQ(INT32_MIN, value);
+    EXPECT_EQ(nullptr,
+              CFNumberFormatterCreateNumberFromString(nullptr, plain, CFSTR("1.5"), nullptr,
+                                                      kCFNumberFormatterParseIntegersOnly));
 }
 
 int64_t allocated = 0;

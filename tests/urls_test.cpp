@@ -1,5 +1,4 @@
 #include "support/FakePlatform.h"
-#include "support/TempFolder.h"
 #include "support/Test.h"
 
 namespace {
@@ -7,6 +6,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using namespace px::test;
+using testing::ElementsAre;
 
 using URL = Owned<CFURLRef>;
 
@@ -19,12 +19,6 @@ URL FromPath(const std::string& path, bool isDirectory = false,
 std::string TextOf(const URL& url)
 {
     return url ? Utf8Of(CFURLGetString(url)) : "<null>";
-}
-
-// Text, or none for null.
-Owned<CFStringRef> Given(const char* text)
-{
-    return text ? Text(text) : Owned<CFStringRef>();
 }
 
 std::string PathOf(CFURLRef url, CFURLPathStyle style = kCFURLPOSIXPathStyle)
@@ -44,12 +38,7 @@ std::string BytesOfPath(CFURLRef url, size_t capacity = 1024)
 
 TEST(URL, PathsBecomeFileURLsAndReturn)
 {
-    const struct {
-        const char* path;
-        bool isDirectory;
-        CFURLPathStyle style;
-        const char *url, *back;
-    } rows[] = {
+    const Rows<bool, CFURLPathStyle, const char*, const char*> rows = {
         {"/a b/c", false, 0, "file:///a%20b/c", "/a b/c"},
         {"/a b/c", true, 0, "file:///a%20b/c/", "/a b/c"},
         {"/a///", true, 0, "file:///a/", "/a"},
@@ -60,12 +49,11 @@ TEST(URL, PathsBecomeFileURLsAndReturn)
         {"C:/d", true, 2, "file:///C:/d/", "C:\\d"},
         {"\\\\s\\v\\f", false, 2, "file://s/v/f", "\\\\s\\v\\f"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.path);
-        const URL url = FromPath(row.path, row.isDirectory, row.style);
-        EXPECT_EQ(row.url, TextOf(url));
-        EXPECT_EQ(row.back, PathOf(url, row.style));
-        EXPECT_EQ(row.isDirectory, CFURLHasDirectoryPath(url));
+    for (const auto& [path, isDirectory, style, want, back] : rows) {
+        const URL url = FromPath(path, isDirectory, style);
+        EXPECT_EQ(want, TextOf(url));
+        EXPECT_EQ(back, PathOf(url, style));
+        EXPECT_EQ(isDirectory, CFURLHasDirectoryPath(url)) << path;
     }
     EXPECT_FALSE(FromPath(""));
     EXPECT_FALSE(FromPath("/a", false, kCFURLHFSPathStyle));
@@ -92,12 +80,10 @@ TEST(URL, AnyBytesOfAFileNameSurvive)
 
 TEST(URL, OnlyLocalFilesHaveAPath)
 {
-    for (const char* local : {"file:///a", "file://localhost/a", "FILE:///a"}) {
+    for (const char* local : {"file:///a", "file://localhost/a", "FILE:///a"})
         EXPECT_EQ("/a", BytesOfPath(URLOf(local))) << local;
-    }
-    for (const char* other : {"file://host/a", "http://h/a", "file:///a%00b"}) {
+    for (const char* other : {"file://host/a", "http://h/a", "file:///a%00b"})
         EXPECT_EQ("<none>", BytesOfPath(URLOf(other))) << other;
-    }
 }
 
 TEST(URL, RelativePathsAreRelativeToTheCurrentFolder)
@@ -107,8 +93,7 @@ TEST(URL, RelativePathsAreRelativeToTheCurrentFolder)
     const std::string folder = fs::current_path().string();
     EXPECT_EQ(folder, PathOf(CFURLGetBaseURL(url)));
     EXPECT_EQ("x:y/z w", PathOf(url));
-    const URL absolute = URL(CFURLCopyAbsoluteURL(url));
-    EXPECT_EQ(folder + "/x:y/z w", PathOf(absolute));
+    EXPECT_EQ(folder + "/x:y/z w", PathOf(URL(CFURLCopyAbsoluteURL(url))));
     EXPECT_EQ(folder + "/x:y/z w", BytesOfPath(url));
 }
 
@@ -136,12 +121,8 @@ TEST(URL, ResolvesReferences)
         {"..g", "http://a/b/c/..g"}, {"./g/.", "http://a/b/c/g/"},
         // clang-format on
     };
-    for (const auto& [reference, want] : rows) {
-        SCOPED_TRACE(reference);
-        const URL url = URLOf(reference, base);
-        ASSERT_TRUE(url);
-        EXPECT_EQ(want, TextOf(URL(CFURLCopyAbsoluteURL(url))));
-    }
+    for (const auto& [reference, want] : rows)
+        EXPECT_EQ(want, TextOf(URL(CFURLCopyAbsoluteURL(URLOf(reference, base))))) << reference;
     // A chain of bases is folded, so that depth costs nothing.
     URL url = URLOf("http://a/b/c/d;p?q");
     for (int i = 0; i < 1000; ++i) url = URLOf("x/y", url);
@@ -158,9 +139,9 @@ TEST(URL, EditsComponentsAndExtensions)
     EXPECT_EQ("file:///a/x/y/", append("file:///a/", "/x/y", true));
     EXPECT_EQ("file:///a/b?q", append("file:///a?q", "b"));
     EXPECT_EQ("http://h/b?q", append("http://h?q", "b"));
-    const struct {
-        const char *url, *last, *withoutLast, *extension, *withoutExtension, *withExtension;
-    } rows[] = {
+    // The URL, its last component, itself without that, its extension, itself without that and with
+    // one more.
+    const std::array<const char*, 6> rows[] = {
         {"file:///a/b.txt", "b.txt", "file:///a/", "txt", "file:///a/b", "file:///a/b.txt.e"},
         {"file:///a/b/", "b", "file:///a/", "<null>", "file:///a/b/", "file:///a/b.e/"},
         {"file:///a%20b/", "a b", "file:///", "<null>", "file:///a%20b/", "file:///a%20b.e/"},
@@ -171,15 +152,14 @@ TEST(URL, EditsComponentsAndExtensions)
         {"x.y", "x.y", "./", "y", "x", "x.y.e"},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.url);
-        const URL url = URLOf(row.url);
-        const auto edited = [&](auto* edit) { return TextOf(URL(edit(nullptr, url))); };
-        EXPECT_EQ(row.last, Taken(CFURLCopyLastPathComponent(url)));
-        EXPECT_EQ(row.withoutLast, edited(CFURLCreateCopyDeletingLastPathComponent));
-        EXPECT_EQ(row.extension, Taken(CFURLCopyPathExtension(url)));
-        EXPECT_EQ(row.withoutExtension, edited(CFURLCreateCopyDeletingPathExtension));
-        EXPECT_EQ(row.withExtension,
-                  TextOf(URL(CFURLCreateCopyAppendingPathExtension(nullptr, url, CFSTR("e")))));
+        const URL url = URLOf(row[0]);
+        EXPECT_THAT(
+            row, ElementsAre(
+                     TextOf(url), Taken(CFURLCopyLastPathComponent(url)),
+                     TextOf(URL(CFURLCreateCopyDeletingLastPathComponent(nullptr, url))),
+                     Taken(CFURLCopyPathExtension(url)),
+                     TextOf(URL(CFURLCreateCopyDeletingPathExtension(nullptr, url))),
+                     TextOf(URL(CFURLCreateCopyAppendingPathExtension(nullptr, url, CFSTR("e"))))));
     }
 }
 
@@ -239,11 +219,9 @@ TEST(PercentEscapes, AreReplaced)
 TEST(UUID, TextAndBytesRoundTrip)
 {
     const Owned<CFUUIDRef> made(CFUUIDCreate(nullptr));
-    const std::string text = Taken(CFUUIDCreateString(nullptr, made)), digits = "[0-9A-F]{4}";
-    ASSERT_THAT(text, testing::MatchesRegex("(" + digits + "){2}-" + digits +
-                                            "-4[0-9A-F]{3}-[89AB]"
-                                            "[0-9A-F]{3}-(" +
-                                            digits + "){3}"));
+    const std::string text = Taken(CFUUIDCreateString(nullptr, made));
+    ASSERT_THAT(text, testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-"
+                                            "[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
     const auto read = [](const std::string& from) {
         return Owned<CFUUIDRef>(CFUUIDCreateFromString(nullptr, Text(from)));
     };
@@ -260,139 +238,6 @@ TEST(UUID, TextAndBytesRoundTrip)
     FakeTable table;
     table->randomBytes = [](void*, size_t) { return 5; };
     EXPECT_EQ(nullptr, CFUUIDCreate(nullptr));
-}
-
-TEST(Locale, ComesFromTheEnvironment)
-{
-    const struct {
-        const char* name;
-        std::map<std::string, std::string> environment;
-        const char *identifier, *languages;
-    } rows[] = {
-        {"nothing", {}, "en_US", "en-US"},
-        {"C", {{"LANG", "C.UTF-8"}}, "en_US", "en-US"},
-        {"encoding is cut", {{"LANG", "de_DE.UTF-8"}}, "de_DE", "de-DE"},
-        {"LC_ALL first", {{"LANG", "de_DE"}, {"LC_ALL", "fr_FR@euro"}}, "fr_FR", "fr-FR"},
-        {"empty is unset", {{"LC_ALL", ""}, {"LC_MESSAGES", "it"}}, "it", "it"},
-        {"list", {{"LANGUAGE", "de_AT:de::en"}, {"LANG", "de_AT"}}, "de_AT", "de-AT de en"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        FakeTable table;
-        table.SetEnvironment(row.environment);
-        const Owned<CFLocaleRef> current(CFLocaleCopyCurrent());
-        EXPECT_EQ(row.identifier, Utf8Of(CFLocaleGetIdentifier(current)));
-        const Owned<CFArrayRef> languages(CFLocaleCopyPreferredLanguages());
-        EXPECT_EQ(row.languages,
-                  Taken(CFStringCreateByCombiningStrings(nullptr, languages, CFSTR(" "))));
-    }
-    EXPECT_EQ("", Utf8Of(CFLocaleGetIdentifier(CFLocaleGetSystem())));
-}
-
-TEST(NumberFormatter, ReadsNumbers)
-{
-    using Formatter = Owned<CFNumberFormatterRef>;
-    const Formatter plain(CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterNoStyle));
-    const Formatter grouped(
-        CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterDecimalStyle));
-    EXPECT_EQ(nullptr, CFNumberFormatterCreate(nullptr, nullptr, kCFNumberFormatterPercentStyle));
-    const struct {
-        const char* text;
-        bool isGrouped;
-        CFIndex rangeLength;  // -1: no range
-        bool isRead;
-        double value;
-        CFIndex used;
-    } rows[] = {
-        {"7", false, -1, true, 7, 0},        {"-3", false, -1, true, -3, 0},
-        {"+2.5e2", false, -1, true, 250, 0}, {"", false, -1, false, 0, 0},
-        {" 7", false, -1, false, 0, 0},      {"4b", false, -1, false, 0, 0},
-        {"4b", false, 2, true, 4, 1},        {"1.", false, 2, true, 1, 1},
-        {"1e", false, 2, true, 1, 1},        {"b4", false, 2, false, 0, 0},
-        {"1,234", false, -1, false, 0, 0},   {"1,234,567.5", true, -1, true, 1234567.5, 0},
-        {"1,23", true, -1, false, 0, 0},     {"1234,567", true, -1, false, 0, 0},
-        {"1,2345", true, 6, true, 1, 1},     {"-", false, -1, false, 0, 0},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        const Formatter& formatter = row.isGrouped ? grouped : plain;
-        CFRange range = {0, row.rangeLength};
-        double value = 0.125;
-        EXPECT_EQ(row.isRead, CFNumberFormatterGetValueFromString(
-                                  formatter, Text(row.text), row.rangeLength < 0 ? nullptr : &range,
-                                  kCFNumberDoubleType, &value));
-        EXPECT_EQ(row.isRead ? row.value : 0.125, value);
-        EXPECT_TRUE(!row.isRead || row.rangeLength < 0 || row.used == range.length);
-    }
-    SInt32 value = 77;
-    const auto read = [&](const char* text) {
-        return CFNumberFormatterGetValueFromString(plain, Text(text), nullptr, kCFNumberSInt32Type,
-                                                   &value);
-    };
-    EXPECT_FALSE(read("99999999999"));
-    EXPECT_FALSE(read("1.5"));
-    EXPECT_EQ(77, value);
-    EXPECT_TRUE(read("-2147483648"));
-    EXPECT_EQ(INT32_MIN, value);
-    EXPECT_EQ(nullptr,
-              CFNumberFormatterCreateNumberFromString(nullptr, plain, CFSTR("1.5"), nullptr,
-                                                      kCFNumberFormatterParseIntegersOnly));
-}
-
-// The main bundle is made once in a process, from what the environment says then.
-class Bundle : public TempFolder {
-protected:
-    void SetUp() override
-    {
-        WriteList("de.lproj/Localizable.strings", "<key>a</key><string>A</string>");
-        WriteList("en.lproj/Localizable.strings",
-                  "<key>a</key><string>one</string><key>b</key><string>two</string>");
-        WriteList("Info.plist", "<key>CFBundleIdentifier</key><string>org.example.test</string>");
-        Write("en.lproj/page.txt", "");
-        Write("plain.txt", "");
-        FakeTable table;
-        table.SetEnvironment(
-            {{"PXCF_RESOURCES", root_.string()}, {"LANGUAGE", "de"}, {"LANG", "de_AT.UTF-8"}});
-        CFBundleGetMainBundle();
-    }
-
-    void WriteList(const std::string& name, const std::string& entries) const
-    {
-        Write(name, "<plist><dict>" + entries + "</dict></plist>");
-    }
-};
-
-TEST_F(Bundle, FindsTextsByLanguage)
-{
-    const struct {
-        const char *key, *value, *table, *want;
-    } rows[] = {
-        {"a", nullptr, nullptr, "A"},    {"b", nullptr, nullptr, "two"},
-        {"c", nullptr, nullptr, "c"},    {"c", "v", nullptr, "v"},
-        {"c", "", nullptr, "c"},         {"a", nullptr, "Elsewhere", "a"},
-        {nullptr, nullptr, nullptr, ""}, {nullptr, "v", nullptr, "v"},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.want,
-                  Taken(CFBundleCopyLocalizedString(CFBundleGetMainBundle(), Given(row.key),
-                                                    Given(row.value), Given(row.table))));
-    }
-}
-
-TEST_F(Bundle, KnowsItselfAndItsResources)
-{
-    CFBundleRef bundle = CFBundleGetMainBundle();
-    EXPECT_EQ(bundle, CFBundleGetMainBundle());
-    EXPECT_EQ("org.example.test", Utf8Of(CFBundleGetIdentifier(bundle)));
-    const auto path = [](CFURLRef owned) { return owned ? PathOf(URL(owned)) : "<null>"; };
-    EXPECT_EQ(root_.string(), path(CFBundleCopyResourcesDirectoryURL(bundle)));
-    EXPECT_EQ(fs::read_symlink("/proc/self/exe").string(), path(CFBundleCopyExecutableURL(bundle)));
-    const auto resource = [&](const char* name, CFStringRef type) {
-        return path(CFBundleCopyResourceURL(bundle, Text(name), type, nullptr));
-    };
-    EXPECT_EQ((root_ / "en.lproj/page.txt").string(), resource("page", CFSTR("txt")));
-    EXPECT_EQ((root_ / "plain.txt").string(), resource("plain.txt", nullptr));
-    EXPECT_EQ("<null>", resource("nothing", CFSTR("txt")));
 }
 
 }  // namespace

@@ -44,6 +44,12 @@ inline Owned<CFStringRef> Text(std::u16string_view units)
                                      static_cast<CFIndex>(units.size())));
 }
 
+// Text, or none for null.
+inline Owned<CFStringRef> Given(const char* utf8)
+{
+    return utf8 ? Text(utf8) : Owned<CFStringRef>();
+}
+
 // A changeable copy of UTF-8 or of units.
 template <class Source>
 MutableText ChangeableText(const Source& source)
@@ -114,6 +120,14 @@ inline std::string BytesOf(CFDataRef data)
 {
     return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
             static_cast<size_t>(CFDataGetLength(data))};
+}
+
+// What others read of a string: all of it in an encoding, with a mark where that has one.
+inline std::string Encoded(CFStringRef string, CFStringEncoding encoding, UInt8 loss = 0)
+{
+    const Owned<CFDataRef> data(
+        CFStringCreateExternalRepresentation(nullptr, string, encoding, loss));
+    return data ? BytesOf(data) : "<null>";
 }
 
 inline std::u16string UnitsOf(CFStringRef string)
