@@ -12,9 +12,8 @@ constexpr CFStringEncoding kNone = kCFStringEncodingInvalidId;
 std::vector<CFStringEncoding> Available()
 {
     std::vector<CFStringEncoding> encodings;
-    for (const CFStringEncoding* at = CFStringGetListOfAvailableEncodings(); *at != kNone; ++at) {
+    for (const CFStringEncoding* at = CFStringGetListOfAvailableEncodings(); *at != kNone; ++at)
         encodings.push_back(*at);
-    }
     return encodings;
 }
 
@@ -38,18 +37,15 @@ TEST_F(Charsets, NamesAndNumbersLeadBackToTheEncoding)
         if (encoding == kCFStringEncodingUTF32) want = kCFStringEncodingUTF32LE;
         EXPECT_EQ(want, CFStringConvertWindowsCodepageToEncoding(page));
     }
-    const std::pair<const char*, CFStringEncoding> rows[] = {
-        {"Latin1", kCFStringEncodingISOLatin1},
-        {"UTF8", kCFStringEncodingUTF8},
-        {"x-mac-roman", kCFStringEncodingMacRoman},
-        {"cp1252", kCFStringEncodingWindowsLatin1},
+    const Rows<CFStringEncoding> rows = {
+        // clang-format off
+        {"Latin1", kCFStringEncodingISOLatin1}, {"UTF8", kCFStringEncodingUTF8},
+        {"x-mac-roman", kCFStringEncodingMacRoman}, {"cp1252", kCFStringEncodingWindowsLatin1},
+        {"", kNone}, {"utf-9", kNone}, {"utf-8 ", kNone},
+        // clang-format on
     };
-    for (const auto& [name, encoding] : rows) {
-        EXPECT_EQ(encoding, CFStringConvertIANACharSetNameToEncoding(Text(name)));
-    }
-    for (const char* unknown : {"", "utf-9", "utf-8 "}) {
-        EXPECT_EQ(kNone, CFStringConvertIANACharSetNameToEncoding(Text(unknown)));
-    }
+    for (const auto& [name, encoding] : rows)
+        EXPECT_EQ(encoding, CFStringConvertIANACharSetNameToEncoding(Text(name))) << name;
     EXPECT_EQ(nullptr, CFStringGetNameOfEncoding(0x0B01));
     EXPECT_EQ(kNone, CFStringConvertEncodingToWindowsCodepage(0x0B01));
     EXPECT_EQ(kNone, CFStringConvertWindowsCodepageToEncoding(437));
@@ -67,60 +63,42 @@ TEST_F(Charsets, MacRomanBytesAreWhatTheyAreElsewhere)
     for (int byte = 0x80; byte <= 0xFF; ++byte) bytes += static_cast<char>(byte);
     const auto text = Decoded(bytes, kCFStringEncodingMacRoman);
     EXPECT_EQ(upper, UnitsOf(text));
-    const Owned<CFDataRef> back(
-        CFStringCreateExternalRepresentation(nullptr, text, kCFStringEncodingMacRoman, 0));
-    EXPECT_EQ(bytes, BytesOf(back));
-    EXPECT_FALSE(Owned<CFDataRef>(CFStringCreateExternalRepresentation(
-        nullptr, Text(u"\u00BD"), kCFStringEncodingMacRoman, 0)));
-}
-
-std::string Escaped(CFStringRef text)
-{
-    const Owned<CFDataRef> data(
-        CFStringCreateExternalRepresentation(nullptr, text, kCFStringEncodingNonLossyASCII, 0));
-    return BytesOf(data);
+    EXPECT_EQ(bytes, Encoded(text, kCFStringEncodingMacRoman));
+    EXPECT_EQ("<null>", Encoded(Text("½"), kCFStringEncodingMacRoman));
 }
 
 TEST_F(Charsets, EscapedAsciiCarriesAnyText)
 {
-    EXPECT_EQ("a\\\\b\\351\\u20ac\\ud83d\\ude00", Escaped(Text(u"a\\b\u00E9\u20AC\U0001F600")));
+    constexpr CFStringEncoding kEscaped = kCFStringEncodingNonLossyASCII;
+    EXPECT_EQ("a\\\\b\\351\\u20ac\\ud83d\\ude00", Encoded(Text("a\\bé€😀"), kEscaped));
     std::mt19937_64 random(Seed(74));
     for (int step = 0; step < 500; ++step) {
         std::u16string units;
-        for (size_t i = random() % 20; i > 0; --i) {
+        for (size_t i = random() % 20; i > 0; --i)
             units += static_cast<char16_t>(random() >> (random() % 2 ? 57 : 48));
-        }
-        const Owned<CFStringRef> text = Text(units);
-        const std::string bytes = Escaped(text);
+        const std::string bytes = Encoded(Text(units), kEscaped);
         ASSERT_LE(CFIndex(bytes.size()),
-                  CFStringGetMaximumSizeForEncoding(CFIndex(units.size()),
-                                                    kCFStringEncodingNonLossyASCII));
-        ASSERT_EQ(units, UnitsOf(Decoded(bytes, kCFStringEncodingNonLossyASCII)));
+                  CFStringGetMaximumSizeForEncoding(CFIndex(units.size()), kEscaped));
+        ASSERT_EQ(units, UnitsOf(Decoded(bytes, kEscaped)));
     }
-    for (const char* bad : {"\\", "\\8", "\\40", "\\u12", "\\u12g4", "\\400", "\xE9"}) {
-        EXPECT_FALSE(Owned<CFStringRef>(
-            CFStringCreateWithCString(nullptr, bad, kCFStringEncodingNonLossyASCII)))
-            << bad;
-    }
-    EXPECT_FALSE(Owned<CFStringRef>(CFURLCreateStringByReplacingPercentEscapesUsingEncoding(
-        nullptr, CFSTR("%41"), CFSTR("B"), kCFStringEncodingNonLossyASCII)));
+    for (const char* bad : {"\\", "\\8", "\\40", "\\u12", "\\u12g4", "\\400", "\xE9"})
+        EXPECT_EQ("<null>", Utf8Of(Decoded(bad, kEscaped))) << bad;
+    EXPECT_EQ("<null>", Taken(CFURLCreateStringByReplacingPercentEscapesUsingEncoding(
+                            nullptr, CFSTR("%41"), CFSTR("B"), kEscaped)));
 }
 
 TEST_F(Charsets, TheSmallestEncodingHoldsTheText)
 {
-    const struct {
-        const char16_t* text;
-        CFStringEncoding smallest, fastest;
-    } rows[] = {
-        {u"abc", kCFStringEncodingASCII, kCFStringEncodingASCII},
-        {u"\u00E9", kCFStringEncodingISOLatin1, kCFStringEncodingISOLatin1},
-        {u"\u20AC", kCFStringEncodingWindowsLatin1, kCFStringEncodingUTF16},
-        {u"\u2260", kCFStringEncodingMacRoman, kCFStringEncodingUTF16},
-        {u"\u3042", kCFStringEncodingUTF16, kCFStringEncodingUTF16},
+    const Rows<CFStringEncoding, CFStringEncoding> rows = {
+        {"abc", kCFStringEncodingASCII, kCFStringEncodingASCII},
+        {"é", kCFStringEncodingISOLatin1, kCFStringEncodingISOLatin1},
+        {"€", kCFStringEncodingWindowsLatin1, kCFStringEncodingUTF16},
+        {"≠", kCFStringEncodingMacRoman, kCFStringEncodingUTF16},
+        {"あ", kCFStringEncodingUTF16, kCFStringEncodingUTF16},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.smallest, CFStringGetSmallestEncoding(Text(row.text)));
-        EXPECT_EQ(row.fastest, CFStringGetFastestEncoding(Text(row.text)));
+    for (const auto& [text, smallest, fastest] : rows) {
+        EXPECT_EQ(smallest, CFStringGetSmallestEncoding(Text(text))) << text;
+        EXPECT_EQ(fastest, CFStringGetFastestEncoding(Text(text))) << text;
     }
     EXPECT_EQ(kNone, CFStringGetSmallestEncoding(nullptr));
     EXPECT_EQ(kNone, CFStringGetFastestEncoding(nullptr));
@@ -157,12 +135,12 @@ TEST_F(Charsets, DataIsFoundLikeText)
             if (!isHere || (flags & kCFDataSearchAnchored && !isEnd)) continue;
             if (want == kCFNotFound || flags & kCFDataSearchBackwards) want = CFIndex(at);
         }
-        const CFRange found = CFDataFind(DataOf(bytes), DataOf(needle),
-                                         CFRangeMake(CFIndex(from), CFIndex(count)), flags);
+        const CFRange found =
+            CFDataFind(DataOf(bytes), DataOf(needle), {CFIndex(from), CFIndex(count)}, flags);
         ASSERT_EQ(want, found.location) << bytes << " " << needle;
         ASSERT_EQ(want == kCFNotFound ? 0 : CFIndex(needle.size()), found.length);
     }
-    EXPECT_EQ(kCFNotFound, CFDataFind(DataOf("a"), DataOf("a"), CFRangeMake(0, 2), 0).location);
+    EXPECT_EQ(kCFNotFound, CFDataFind(DataOf("a"), DataOf("a"), {0, 2}, 0).location);
 }
 
 }  // namespace

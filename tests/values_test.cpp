@@ -65,35 +65,29 @@ TEST_F(StringValue, ReportsMisuseByItsSite)
         target = *&target;
         EXPECT_TRUE(target == CFSTR("kept"));
     };
-    const struct {
-        const char* name;
-        int event, line;  // 0 for none
-        std::function<void()> misuse;
-    } rows[] = {
-        {"text that is not UTF-8", 0, 0, [] { NullString(); }},
-        {"null units", 1005, 38, [] { PXString(kNullUnits, 1); }},
-        {"negative length", 1005, 38, [] { PXString(Units(u"a"), -1); }},
-        {"null string", 1005, 60, [] { const PXString made(kNullText); }},
-        {"null UTF-8", 1005, 72, [] { const PXString made(kNullUtf8); }},
-        {"copy of null", 1005, 516, [&] { const PXString made(null); }},
-        {"a variant of null", 1005, 516,
+    // The event that is logged, if any, and what leads to it.
+    const Rows<const char*, std::function<void()>> rows = {
+        {"text that is not UTF-8", nullptr, [] { NullString(); }},
+        {"null units", "(1005) on line 38", [] { PXString(kNullUnits, 1); }},
+        {"negative length", "(1005) on line 38", [] { PXString(Units(u"a"), -1); }},
+        {"null string", "(1005) on line 60", [] { const PXString made(kNullText); }},
+        {"null UTF-8", "(1005) on line 72", [] { const PXString made(kNullUtf8); }},
+        {"copy of null", "(1005) on line 516", [&] { const PXString made(null); }},
+        {"a variant of null", "(1005) on line 516",
          [&] { EXPECT_EQ(nullptr, PXVariant(null).stringValue().toCFString()); }},
-        {"size", 1003, 121, [&] { EXPECT_EQ(0, null.size()); }},
-        {"emptiness", 1003, 121, [&] { EXPECT_TRUE(null.isEmpty()); }},
-        {"units", 1003, 159, [&] { EXPECT_EQ(nullptr, null.ucs2Copy()); }},
-        {"UTF-8", 1003, 169, [&] { EXPECT_EQ(nullptr, null.utf8Copy()); }},
-        {"conversion", 0, 0, [&] { EXPECT_EQ(nullptr, static_cast<char*>(null)); }},
-        {"assignment", 1005, 516, assign},
+        {"size", "(1003) on line 121", [&] { EXPECT_EQ(0, null.size()); }},
+        {"emptiness", "(1003) on line 121", [&] { EXPECT_TRUE(null.isEmpty()); }},
+        {"units", "(1003) on line 159", [&] { EXPECT_EQ(nullptr, null.ucs2Copy()); }},
+        {"UTF-8", "(1003) on line 169", [&] { EXPECT_EQ(nullptr, null.utf8Copy()); }},
+        {"conversion", nullptr, [&] { EXPECT_EQ(nullptr, static_cast<char*>(null)); }},
+        {"assignment", "(1005) on line 516", assign},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, event, misuse] : rows) {
         EventLog events;
-        row.misuse();
+        misuse();
         std::vector<std::string> want;
-        if (row.event)
-            want.push_back("Event (" + std::to_string(row.event) + ") on line " +
-                           std::to_string(row.line) + " of PXString");
-        EXPECT_EQ(want, events.Messages());
+        if (event) want.push_back("Event " + std::string(event) + " of PXString");
+        EXPECT_EQ(want, events.Messages()) << name;
     }
 }
 
@@ -114,12 +108,15 @@ TEST_F(StringValue, AnswersNeutrallyWithoutText)
 {
     PXString null = NullString();
     EventLog events;
+    const auto ask = [](const PXString& text, const auto& needle) {
+        EXPECT_EQ(0, text.indexOf(needle, 0, true));
+        EXPECT_EQ(0, text.lastIndexOf(needle, 0, true));
+        EXPECT_FALSE(text.endsWith(needle, true));
+        EXPECT_TRUE(text.split(needle).empty());
+    };
     int asked = 0;
     ForEachNeedle(u"b", [&](const auto& needle) {
-        EXPECT_EQ(0, null.indexOf(needle, 0, true));
-        EXPECT_EQ(0, null.lastIndexOf(needle, 0, true));
-        EXPECT_FALSE(null.endsWith(needle, true));
-        EXPECT_TRUE(null.split(needle).empty());
+        ask(null, needle);
         null += needle;
         asked += 5;
     });
@@ -131,16 +128,10 @@ TEST_F(StringValue, AnswersNeutrallyWithoutText)
     EXPECT_EQ(asked + 8, events.Count(1003));
     EXPECT_EQ(0, events.Count(1005));
     PXString text("b");
-    const auto ask = [&](const auto& needle) {
-        EXPECT_EQ(0, text.indexOf(needle, 0, true));
-        EXPECT_EQ(0, text.lastIndexOf(needle, 0, true));
-        EXPECT_FALSE(text.endsWith(needle, true));
-        EXPECT_TRUE(text.split(needle).empty());
-    };
-    ask(kNullText);
-    ask(kNullUtf8);
-    ask(kNullUnits);
-    ask(null);
+    ask(text, kNullText);
+    ask(text, kNullUtf8);
+    ask(text, kNullUnits);
+    ask(text, null);
     EXPECT_FALSE(text == null || text != null || text < null || text > kNullText);
     EXPECT_EQ(16 + 4, events.Count(1005));
     text += "\xFF";
@@ -205,13 +196,6 @@ TEST_F(StringValue, EachOverloadAgreesWithANaiveSearch)
     EXPECT_TRUE(PXUtilsCFStringContainsString(CFSTR("abcb"), CFSTR("BC")));
 }
 
-std::string Encoded(CFStringRef text)
-{
-    const Owned<CFDataRef> bytes(
-        CFStringCreateExternalRepresentation(nullptr, text, kCFStringEncodingUTF8, '*'));
-    return BytesOf(bytes);
-}
-
 TEST_F(TextCopy, IsUtf8WhereverTheFirstPassEnds)
 {
     const std::u16string tails[] = {u"",           u"z",      u"\u00E9",           u"\u6F22\u6F22",
@@ -223,11 +207,11 @@ TEST_F(TextCopy, IsUtf8WhereverTheFirstPassEnds)
                 for (size_t i = 0; i < filled; ++i) text += filler;
                 text += tail;
                 const auto string = Text(text);
+                const std::string want = Encoded(string, kCFStringEncodingUTF8, '*');
                 const std::unique_ptr<char, decltype(&std::free)> copy(
                     PXUtilsGetUTF8StringCopy(string), std::free);
-                EXPECT_EQ(Encoded(string), copy.get());
-                EXPECT_EQ(Encoded(string).substr(0, text.size()),
-                          PXUtilsCFStringToStdString(string));
+                EXPECT_EQ(want, copy.get());
+                EXPECT_EQ(want.substr(0, text.size()), PXUtilsCFStringToStdString(string));
             }
     EventLog events;
     EXPECT_EQ("", PXUtilsCFStringToStdString(nullptr));
@@ -425,12 +409,10 @@ TEST_F(DictionaryValue, ConvertsNumbersAndKeepsDefaults)
     const auto set = [&](CFTypeRef value) { CFDictionarySetValue(source, CFSTR("k"), value); };
     constexpr int64_t kBillions = int64_t{1} << 32;
     const std::pair<Owned<CFNumberRef>, int32_t> numbers[] = {
-        {Number(int64_t{-5}), -5},
-        {Number(int64_t{257}), 257},
-        {Number(kBillions + 5), INT32_MAX},
-        {Number(-kBillions * 256), INT32_MIN},
-        {Number(2.75), 2},
-        {Number(-1e30), INT32_MIN},
+        // clang-format off
+        {Number(int64_t{-5}), -5}, {Number(int64_t{257}), 257}, {Number(kBillions + 5), INT32_MAX},
+        {Number(-kBillions * 256), INT32_MIN}, {Number(2.75), 2}, {Number(-1e30), INT32_MIN},
+        // clang-format on
     };
     for (const auto& [number, asLong] : numbers) {
         SCOPED_TRACE(asLong);
