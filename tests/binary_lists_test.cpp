@@ -12,16 +12,11 @@ class BinaryLists : public LeakCheck {};
 constexpr CFPropertyListFormat kBinary = kCFPropertyListBinaryFormat_v1_0;
 constexpr CFIndex kCorrupt = 3840, kUnknownVersion = 3841;
 
-std::string FromHex(std::string_view digits)
+std::string FromHex(const std::string& digits)
 {
     std::string bytes;
-    int high = -1;
-    for (char c : digits) {
-        if (c == ' ') continue;
-        const int digit = c <= '9' ? c - '0' : c - 'A' + 10;
-        if (high >= 0) bytes += static_cast<char>(high * 16 + digit);
-        high = high >= 0 ? -1 : digit;
-    }
+    for (size_t i = 0; i < digits.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
     return bytes;
 }
 
@@ -76,11 +71,7 @@ TEST_F(BinaryLists, EqualObjectsAreWrittenOnce)
 
 TEST_F(BinaryLists, AcceptedForms)
 {
-    const struct {
-        const char* name;
-        std::string bytes;
-        const char* want;
-    } rows[] = {
+    const Rows<std::string, const char*> rows = {
         {"float", File({"223F000000"}), "<real>0.5</real>"},
         {"integer of 16 bytes", File({"1400000000000000000000000000000005"}),
          "<integer>5</integer>"},
@@ -103,11 +94,10 @@ TEST_F(BinaryLists, AcceptedForms)
         {"text as key and value", File({"D10101", "5161"}),
          "<dict>\n\t<key>a</key>\n\t<string>a</string>\n</dict>"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, bytes, want] : rows) {
         for (CFOptionFlags options : {0U, 1U, 2U}) {
-            SCOPED_TRACE(std::string(row.name) + " " + std::to_string(options));
-            const ReadResult read = ReadList(row.bytes, options);
-            EXPECT_EQ(row.want, ElementOf(read.list)) << read.failure;
+            const ReadResult read = ReadList(bytes, options);
+            EXPECT_EQ(want, ElementOf(read.list)) << name << options << read.failure;
         }
     }
     std::string other = File({"09"});
@@ -125,9 +115,8 @@ TEST_F(BinaryLists, RefusedForms)
     };
     EXPECT_TRUE(ReadList(nested(512)).list);
     const std::pair<const char*, std::string> rows[] = {
-        {"holds itself",
-         FromHex("62706C6973743030 A10008 0000000000000101 0000000000000001 0000000000000000"
-                 "000000000000000A")},
+        {"holds itself", FromHex("62706C6973743030A1000800000000000001010000000000000001"
+                                 "0000000000000000000000000000000A")},
         {"holds itself below", File({"A101", "A102", "A101"})},
         {"513 levels", nested(513)},
         {"count 2^60", File({"AF131000000000000000"})},
@@ -160,10 +149,9 @@ TEST_F(BinaryLists, RefusedForms)
     };
     for (const auto& [name, bytes] : rows) {
         for (CFOptionFlags options : {0U, 1U, 2U}) {
-            SCOPED_TRACE(std::string(name) + " " + std::to_string(options));
             const ReadResult read = ReadList(bytes, options);
             EXPECT_FALSE(read.list);
-            EXPECT_EQ(kCorrupt, read.code) << read.failure;
+            EXPECT_EQ(kCorrupt, read.code) << name << options << read.failure;
         }
     }
     EXPECT_EQ(kUnknownVersion, ReadList(File({"09"}).replace(0, 8, "bplist15")).code);
