@@ -13,7 +13,8 @@ using namespace std::string_literals;
 
 using Zone = Owned<CFTimeZoneRef>;
 
-// The system's zone, kept by the C library, stands in for another implementation.
+// Zones, calendars and dates. The system's zone, kept by the C library, stands in for another
+// implementation.
 class Calendars : public LeakCheck {
 protected:
     void TearDown() override
@@ -137,9 +138,16 @@ TEST_F(Calendars, NamesThatAreNoZonesAreRefused)
           "Europe/", "Europe//Berlin", "zone.tab", "Europe/Berlín"}) {
         EXPECT_FALSE(Named(bad)) << bad;
     }
+    const auto noZone = As<CFTimeZoneRef>(CFSTR("no zone"));
+    EXPECT_FALSE(FixedZone(86400));
+    EXPECT_FALSE(FixedZone(NAN));
+    EXPECT_EQ(0, CFAbsoluteTimeGetGregorianDate(5, noZone).month);
+    EXPECT_EQ(0, At(2020, 1, 1, 0, 0, 0, noZone));
+    EXPECT_EQ(nullptr, CFTimeZoneGetName(nullptr));
+    EXPECT_EQ(0, CFTimeZoneGetSecondsFromGMT(nullptr, 0));
+    EXPECT_FALSE(CFTimeZoneIsDaylightSavingTime(noZone, 0));
     EXPECT_EQ("GMT", Taken(CFTimeZoneCopyAbbreviation(nullptr, 0)));
     EXPECT_EQ("<null>", Taken(CFTimeZoneCopyAbbreviation(Named("UTC"), NAN)));
-    EXPECT_FALSE(CFTimeZoneIsDaylightSavingTime(As<CFTimeZoneRef>(CFSTR("x")), 0));
     EXPECT_TRUE(CFEqual(Named("Europe/Berlin"), Named("Europe/Berlin")));
     EXPECT_EQ(CFHash(Named("Europe/Berlin")), CFHash(Named("Europe/Berlin")));
     EXPECT_FALSE(CFEqual(Named("Europe/Berlin"), Named("Europe/Paris")));
@@ -148,20 +156,23 @@ TEST_F(Calendars, NamesThatAreNoZonesAreRefused)
     const Zone system(CFTimeZoneCopySystem());
     EXPECT_EQ("Europe/Berlin", Utf8Of(CFTimeZoneGetName(system)));
     EXPECT_FALSE(CFEqual(Named("Europe/Berlin"), system));
+    const Zone india = FixedZone(19800);
+    for (const CFTimeZoneRef zone : {india.Get(), noZone}) {
+        CFTimeZoneSetDefault(zone);
+        EXPECT_EQ(india, Zone(CFTimeZoneCopyDefault()));
+    }
+    CFTimeZoneSetDefault(nullptr);
+    EXPECT_TRUE(CFEqual(system, Zone(CFTimeZoneCopyDefault())));
 }
 
 TEST_F(Calendars, UnreadableZoneFilesGiveNoZone)
 {
-    {
-        FakePlatform platform(Faulty::kRead, EIO);
-        errno = 7;
+    errno = 7;
+    for (const Faulty fault : {Faulty::kRead, Faulty::kOpen}) {
+        FakePlatform platform(fault, EIO);
         EXPECT_FALSE(Named("Europe/Berlin"));
         EXPECT_FALSE(Named("Nowhere"));
         EXPECT_EQ(7, errno);
-    }
-    {
-        FakePlatform platform(Faulty::kOpen, EACCES);
-        EXPECT_FALSE(Named("Europe/Berlin"));
     }
     setenv("TZDIR", "/nowhere", true);
     EXPECT_FALSE(Named("Europe/Berlin"));
@@ -235,23 +246,49 @@ TEST_F(Calendars, DaysAndWeeksAreThoseOfOtherCalendars)
         ASSERT_EQ(at, CFGregorianDateGetAbsoluteTime(read, nullptr));
     }
     EXPECT_EQ(2, CFAbsoluteTimeGetDayOfWeek(2 * kHour, FixedZone(23 * kHour)));
-    for (const double bad : {double(NAN), double(INFINITY), 1e300}) {
+}
+
+TEST_F(Calendars, FarAndBrokenTimesStayDefined)
+{
+    // A double tells every eighth second apart, that far away.
+    for (const SInt32 year : {-1, 10000, 2000000000, -2000000000})
+        EXPECT_EQ(std::to_string(year) + "-02-28 23:59:52.0", TextOf(At(year, 2, 28, 23, 59, 52)));
+    // A second is never 60, however close.
+    for (const double at : {std::nextafter(60.0, 0.0), -1e-20, std::nextafter(3600.0, 0.0)}) {
+        const double second = CFAbsoluteTimeGetGregorianDate(at, nullptr).second;
+        EXPECT_TRUE(second >= 59 && second < 60) << second;
+    }
+    for (const double bad : {double(NAN), double(INFINITY), -1e300}) {
+        EXPECT_EQ(0, CFAbsoluteTimeGetGregorianDate(bad, nullptr).month);
         EXPECT_EQ(0, CFAbsoluteTimeGetDayOfWeek(bad, nullptr));
         EXPECT_EQ(0, CFAbsoluteTimeGetDayOfYear(bad, nullptr));
         EXPECT_EQ(0, CFAbsoluteTimeGetWeekOfYear(bad, nullptr));
     }
 }
 
+TEST_F(Calendars, DatesCompareByTime)
+{
+    const double times[] = {-1.5, -0.0, 0.0, 1e9, 1e9};
+    for (const double x : times) {
+        for (const double y : times) {
+            Owned<CFDateRef> a(CFDateCreate(nullptr, x)), b(CFDateCreate(nullptr, y));
+            EXPECT_EQ(x, CFDateGetAbsoluteTime(a));
+            EXPECT_EQ(x < y ? -1 : x > y ? 1 : 0, CFDateCompare(a, b, nullptr));
+            EXPECT_EQ(x - y, CFDateGetTimeIntervalSinceDate(a, b));
+            EXPECT_EQ(x == y, CFEqual(a, b));
+            EXPECT_EQ(x == y, CFHash(a) == CFHash(b));
+        }
+    }
+    const Owned<CFDateRef> early(CFDateCreate(nullptr, -1.5));
+    EXPECT_EQ(-1, CFDateCompare(nullptr, early, nullptr));
+    EXPECT_EQ(0, CFDateGetAbsoluteTime(nullptr));
+}
+
 TEST_F(Calendars, FieldsAreValidWithinTheUnitsAskedFor)
 {
     constexpr CFOptionFlags kAll = kCFGregorianAllUnits,
                             kMonthDay = kCFGregorianUnitsMonths | kCFGregorianUnitsDays;
-    const struct {
-        const char* name;
-        CFGregorianDate date;
-        CFOptionFlags flags;
-        bool isValid;
-    } rows[] = {
+    const Rows<CFGregorianDate, CFOptionFlags, bool> rows = {
         {"leap day", {2000, 2, 29, 23, 59, 59.9}, kAll, true},
         {"no leap day", {1900, 2, 29, 0, 0, 0}, kAll, false},
         {"leap day of any year", {1900, 2, 29, 0, 0, 0}, kMonthDay, true},
@@ -266,34 +303,25 @@ TEST_F(Calendars, FieldsAreValidWithinTheUnitsAskedFor)
         {"second NaN", {2000, 1, 1, 0, 0, NAN}, kAll, false},
         {"year before 1", {-7, 1, 1, 0, 0, 0}, kAll, true},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(row.isValid, CFGregorianDateIsValid(row.date, row.flags)) << row.name;
+    for (const auto& [name, date, flags, isValid] : rows)
+        EXPECT_EQ(isValid, CFGregorianDateIsValid(date, flags)) << name;
 }
 
 TEST_F(Calendars, UnitsAreAddedFromTheGreatestDown)
 {
     const Zone berlin = Named("Europe/Berlin");
     const CFAbsoluteTime saturday = At(2024, 3, 30, 12, 0, 0, berlin);
-    const struct {
-        const char* name;
-        CFAbsoluteTime at;
-        CFGregorianUnits units;
-        const char* want;
-        CFTimeZoneRef zone = nullptr;
-    } rows[] = {
-        {"end of a month", At(2021, 1, 31), {0, 1, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
-        {"leap day", At(2020, 2, 29), {1, 0, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
-        {"month before day", At(2021, 1, 31), {0, 1, 1, 0, 0, 0}, "2021-03-01 00:00:00.0"},
-        {"backwards", At(2021, 3, 31), {0, -1, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
-        {"across years", At(2021, 1, 1), {-1, 25, -1, -1, -1, -1.5}, "2022-01-30 22:58:58.5"},
-        {"local time stays", saturday, {0, 0, 1, 0, 0, 0}, "2024-03-31 12:00:00.0", berlin},
-        {"hours pass", saturday, {0, 0, 0, 24, 0, 0}, "2024-03-31 13:00:00.0", berlin},
+    const Rows<CFTimeZoneRef, CFAbsoluteTime, CFGregorianUnits, const char*> rows = {
+        {"end of a month", nullptr, At(2021, 1, 31), {0, 1, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
+        {"leap day", nullptr, At(2020, 2, 29), {1, 0, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
+        {"month before day", nullptr, At(2021, 1, 31), {0, 1, 1, 0, 0, 0}, "2021-03-01 00:00:00.0"},
+        {"backwards", nullptr, At(2021, 3, 31), {0, -1, 0, 0, 0, 0}, "2021-02-28 00:00:00.0"},
+        {"all", nullptr, At(2021, 1, 1), {-1, 25, -1, -1, -1, -1.5}, "2022-01-30 22:58:58.5"},
+        {"local time stays", berlin, saturday, {0, 0, 1, 0, 0, 0}, "2024-03-31 12:00:00.0"},
+        {"hours pass", berlin, saturday, {0, 0, 0, 24, 0, 0}, "2024-03-31 13:00:00.0"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.want,
-                  TextOf(CFAbsoluteTimeAddGregorianUnits(row.at, row.zone, row.units), row.zone))
-            << row.name;
-    }
+    for (const auto& [name, zone, at, units, want] : rows)
+        EXPECT_EQ(want, TextOf(CFAbsoluteTimeAddGregorianUnits(at, zone, units), zone)) << name;
     const CFGregorianUnits most = {INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX, 0};
     EXPECT_EQ(5.0, CFAbsoluteTimeAddGregorianUnits(5.0, nullptr, most));
     EXPECT_EQ(1e300, CFAbsoluteTimeAddGregorianUnits(1e300, nullptr, {1, 0, 0, 0, 0, 0}));

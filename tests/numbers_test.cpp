@@ -1,4 +1,4 @@
-// Numbers, booleans and dates.
+// Numbers and booleans.
 
 #include "Number_p.h"
 #include "support/Test.h"
@@ -10,7 +10,6 @@ namespace {
 using namespace px::test;
 
 class Numbers : public LeakCheck {};
-class Dates : public LeakCheck {};
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -102,9 +101,8 @@ std::vector<Sample> Samples()
         }
     };
     for (const int bit : {0, 7, 8, 24, 31, 53, 63}) {
-        for (const uint64_t nudge : {~uint64_t{0}, uint64_t{0}, uint64_t{1}}) {
+        for (const uint64_t nudge : {~uint64_t{0}, uint64_t{0}, uint64_t{1}})
             addAround((uint64_t{1} << bit) + nudge);
-        }
     }
     std::mt19937_64 random(Seed(8));
     for (int i = 0; i < 20; ++i) addAround(random() >> random() % 64);
@@ -191,11 +189,10 @@ TEST_F(Numbers, TextOfAReal)
 {
     // All others are written as printf does.
     const std::pair<double, const char*> rows[] = {
-        {0.0, "0.0"},
-        {-0.0, "-0.0"},
-        {kNaN, "nan"},
-        {kInfinity, "+infinity"},
-        {-kInfinity, "-infinity"},
+        // clang-format off
+        {0.0, "0.0"}, {-0.0, "-0.0"}, {kNaN, "nan"},
+        {kInfinity, "+infinity"}, {-kInfinity, "-infinity"},
+        // clang-format on
     };
     for (const auto& [value, want] : rows) EXPECT_EQ(want, RealText(value));
 
@@ -210,65 +207,6 @@ TEST_F(Numbers, TextOfAReal)
         std::snprintf(want, sizeof(want), "%.17g", value);
         ASSERT_EQ(want, RealText(value));
     }
-}
-
-TEST_F(Dates, FarAndBrokenTimesStayDefined)
-{
-    for (const SInt32 year : {-1, 10000, 2000000000, -2000000000}) {
-        const double at = CFGregorianDateGetAbsoluteTime({year, 2, 28, 23, 59, 58}, nullptr);
-        const CFGregorianDate back = CFAbsoluteTimeGetGregorianDate(at, nullptr);
-        EXPECT_EQ(year, back.year);
-        EXPECT_EQ(2, back.month);
-    }
-    for (const double at : {kNaN, kInfinity, -1e300}) {
-        EXPECT_EQ(0, CFAbsoluteTimeGetGregorianDate(at, nullptr).month);
-    }
-    // A second is never 60, however close.
-    for (const double at : {std::nextafter(60.0, 0.0), -1e-20, std::nextafter(3600.0, 0.0)}) {
-        const double second = CFAbsoluteTimeGetGregorianDate(at, nullptr).second;
-        EXPECT_TRUE(second >= 59 && second < 60) << second;
-    }
-}
-
-TEST_F(Dates, ObjectsCompareByTime)
-{
-    const double times[] = {-1.5, -0.0, 0.0, 1e9, 1e9};
-    for (const double x : times) {
-        for (const double y : times) {
-            Owned<CFDateRef> a(CFDateCreate(nullptr, x)), b(CFDateCreate(nullptr, y));
-            EXPECT_EQ(x, CFDateGetAbsoluteTime(a));
-            EXPECT_EQ(x < y ? -1 : x > y ? 1 : 0, CFDateCompare(a, b, nullptr));
-            EXPECT_EQ(x - y, CFDateGetTimeIntervalSinceDate(a, b));
-            EXPECT_EQ(x == y, CFEqual(a, b));
-            EXPECT_EQ(x == y, CFHash(a) == CFHash(b));
-        }
-    }
-}
-
-TEST_F(Dates, MisuseHasNeutralAnswers)
-{
-    auto* noZone = As<CFTimeZoneRef>(CFSTR("no zone"));
-    EXPECT_EQ(0, CFAbsoluteTimeGetGregorianDate(5, noZone).month);
-    EXPECT_EQ(0, CFGregorianDateGetAbsoluteTime({2020, 1, 1, 0, 0, 0}, noZone));
-    EXPECT_EQ(nullptr, CFTimeZoneGetName(nullptr));
-    EXPECT_EQ(0, CFTimeZoneGetSecondsFromGMT(nullptr, 0));
-    EXPECT_EQ(nullptr, FixedZone(86400).Get());
-    EXPECT_EQ(nullptr, FixedZone(kNaN).Get());
-    Owned<CFDateRef> early(CFDateCreate(nullptr, -1.5));
-    EXPECT_EQ(-1, CFDateCompare(nullptr, early, nullptr));
-    EXPECT_EQ(0, CFDateGetAbsoluteTime(nullptr));
-}
-
-TEST_F(Dates, TheDefaultZoneCanBeSetAndRestored)
-{
-    auto india = FixedZone(19800);
-    for (const CFTypeRef zone : {CFTypeRef{india.Get()}, CFTypeRef{CFSTR("no zone")}}) {
-        CFTimeZoneSetDefault(As<CFTimeZoneRef>(zone));
-        EXPECT_EQ(india, Owned<CFTimeZoneRef>(CFTimeZoneCopyDefault()));
-    }
-    CFTimeZoneSetDefault(nullptr);
-    Owned<CFTimeZoneRef> restored(CFTimeZoneCopyDefault());
-    EXPECT_TRUE(CFEqual(Owned<CFTimeZoneRef>(CFTimeZoneCopySystem()), restored));
 }
 
 }  // namespace
