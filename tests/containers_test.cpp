@@ -316,10 +316,9 @@ TEST_F(Containers, CopiesAreTheirOwn)
     Owned<CFMutableArrayRef> copy(CFArrayCreateMutableCopy(nullptr, 1, source));
     Owned<CFArrayRef> fixed(CFArrayCreateCopy(nullptr, source));
     CFArrayAppendValue(copy, kCFNull);
-    EXPECT_EQ(1, CFArrayGetCount(source));
     CFArrayRemoveAllValues(source);
     EXPECT_EQ(2, CFArrayGetCount(copy));
-    EXPECT_EQ(1, CFArrayGetCount(Owned<CFArrayRef>(CFArrayCreateCopy(nullptr, fixed))));
+    EXPECT_EQ(1, CFArrayGetCount(fixed));
 
     auto set = SetOf(&kCFTypeSetCallBacks);
     CFSetAddValue(set, CFSTR("text"));
@@ -415,9 +414,7 @@ TEST_F(Containers, ApplyingMayRemoveElements)
     static int64_t seen;
     for (const int64_t count : {5, 9, 400}) {
         auto dictionary = DictionaryOf({});
-        for (int64_t i = 0; i < count; ++i) {
-            CFDictionarySetValue(dictionary, Number(i), Number(i));
-        }
+        for (int64_t i = 0; i < count; ++i) CFDictionarySetValue(dictionary, Number(i), Number(i));
         seen = 0;
         CFDictionaryApplyFunction(
             dictionary,
@@ -507,17 +504,6 @@ TEST_F(Containers, TablesPassEveryWidthOfTheirIndex)
         ASSERT_TRUE(CFSetContainsValue(set, Pointer(i << 32)));
         ASSERT_FALSE(CFDictionaryContainsKey(dictionary, Pointer(i * 64 + 1)));
     }
-}
-
-TEST_F(Containers, AdoptingTakesOverReferences)
-{
-    auto text = Text("an adopted text");
-    CFTypeRef values[] = {CFRetain(text), CFRetain(text)};
-    Owned<CFMutableArrayRef> array(AdoptArray(values, 2, true));
-    EXPECT_EQ(3, CFGetRetainCount(text));
-    CFArrayAppendValue(array, text);
-    CFArrayRemoveValueAtIndex(array, 0);
-    EXPECT_EQ(3, CFGetRetainCount(text));
 }
 
 // Whichever allocation fails, what was to be adopted is given back.

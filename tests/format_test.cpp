@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <cfloat>
+#include <climits>
 #include <clocale>
 
 namespace {
@@ -30,10 +31,7 @@ TEST(Format, PrintsTextAndObjects)
     const UniChar eAcute[] = {0xE9, 0}, smile[] = {0xD83D, 0xDE00, 0};
     const char open[] = {'a', 'b'};  // not terminated
     const auto q = Text("q");
-    const struct {
-        const char* name;
-        std::string got, want;
-    } rows[] = {
+    const Rows<std::string, std::string> rows = {
         {"object and integer", Formatted("%@-%d", q.Get(), 7), "q-7"},
         {"positions", Formatted("%3$@-%1$d", 5, 6, q.Get()), "q-5"},
         {"position twice", Formatted("%1$d %1$x %2$c%2$C", 10, 'z'), "10 a zz"},
@@ -42,8 +40,6 @@ TEST(Format, PrintsTextAndObjects)
         {"positions only", Formatted("%1$d %d", 5, 6), "5 %d"},
         {"order only", Formatted("%d %2$d", 5, 6), "5 %2$d"},
         {"position beyond", Formatted("%65$d%0$d", 5), "%65$d%0$d"},
-        {"fields", Formatted("%5.1f|%-6d|%06.2f|%+d", 3.14159, 42, 2.5, 7),
-         "  3.1|42    |002.50|+7"},
         {"bases", Formatted("%#x %o %X %#O %U %D", 255, 8, 255, 8, -1, -1),
          "0xff 10 FF 010 4294967295 -1"},
         {"starred", Formatted("[%*d|%-*d|%.*f|%.*f]", 4, 1, -4, 2, 1, 1.5, -1, 1.5),
@@ -71,13 +67,9 @@ TEST(Format, PrintsTextAndObjects)
          Formatted("%hhd %hd %ld %lld %qd %zu %jd %td", 300, 70000, -1L, 1LL << 62, -(1LL << 62),
                    size_t{5}, intmax_t{-6}, ptrdiff_t{-7}),
          "44 4464 -1 4611686018427387904 -4611686018427387904 5 -6 -7"},
-        {"extremes",
-         Formatted("%lld %lld %llu", std::numeric_limits<long long>::max(),
-                   std::numeric_limits<long long>::min(), ~0ULL),
-         "9223372036854775807 -9223372036854775808 18446744073709551615"},
         {"wide format", Formatted("日本%d語%@", 5, q.Get()), "日本5語q"},
     };
-    for (const auto& row : rows) EXPECT_EQ(row.want, row.got) << row.name;
+    for (const auto& [name, got, want] : rows) EXPECT_EQ(want, got) << name;
     const Owned<CFStringRef> zero(
         CFStringCreateWithFormat(nullptr, nullptr, CFSTR("a%cb%C"), 0, 0));
     EXPECT_EQ((std::u16string{u'a', 0, u'b', 0}), UnitsOf(zero));
@@ -103,7 +95,7 @@ TEST(Format, PrintsNumbersLikeC)
                             1e-5,      9.9999e-5,  2.5,        0.5,          1.5,      59.7,
                             1e100,     1e-310,     DBL_MAX,    DBL_TRUE_MIN, 99999.5,  100000.0,
                             3.0000001, 0.00012345, 123456.789, HUGE_VAL,     -HUGE_VAL};
-    const long long integers[] = {0, 1, -1, 42, 255, -300, 2147483647, -2147483648LL, 1LL << 40};
+    const long long integers[] = {0, 1, -1, 42, 255, -300, INT_MAX, INT_MIN, LLONG_MAX, LLONG_MIN};
     for (const std::string flag : flags) {
         for (const char* field : fields) {
             const std::string start = "%" + flag + field;

@@ -212,9 +212,8 @@ TEST(Geometry, FloatRectanglesHaveExclusiveEdges)
     EXPECT_EQ(4 + 8, PXRectFOutcode({9, 9, 2, 2}, a));
     EXPECT_EQ((PXRect{-2, 1, 3, 2}), PXRectFToPXRectISQ({-1.5F, 1.9F, 2.6F, 1.2F}));
     EXPECT_EQ((PXRectF{-2, 1, 3, 2}), PXRectFToPXRectFISQ({-1.5F, 1.9F, 2.6F, 1.2F}));
-    const PXQuad quad = PXRectFToPXQuad({1, 2, 3, 4});
-    EXPECT_EQ(4, quad.bottomRight.x);
-    EXPECT_EQ(6, quad.bottomLeft.y);
+    EXPECT_EQ(4, PXRectFToPXQuad({1, 2, 3, 4}).bottomRight.x);
+    EXPECT_EQ(6, PXRectFToPXQuad({1, 2, 3, 4}).bottomLeft.y);
     const PXRectF frame = {10, 20, 200, 100}, rect = {30, 40, 50, 60};
     EXPECT_EQ((PXRectF{0.1F, 0.2F, 0.25F, 0.6F}), PXRectFCreateResIndependent(frame, rect));
     EXPECT_TRUE(PXRectFEqual(
@@ -226,17 +225,13 @@ TEST(Geometry, FloatRectanglesHaveExclusiveEdges)
 
 TEST(Geometry, PointsAndVectorsKeepTheirRules)
 {
-    const PXVec2F ordinary = PXVec2FDiv({1, 1}, {2, -2}),
-                  small = PXVec2FDiv({1, 1}, {5e-5F, 1e-4F});
-    EXPECT_EQ(0, ordinary.x) << "only small divisors divide";
-    EXPECT_EQ(0, ordinary.y);
-    EXPECT_EQ(20'000, small.x);
-    EXPECT_FLOAT_EQ(10'000, small.y);
-    const PXVec2F tiny = PXVec2FNorm({0.0005F, 0}), unit = PXVec2FNorm({3, 4});
-    EXPECT_EQ(0.0005F, tiny.x);
-    EXPECT_FLOAT_EQ(0.6F, unit.x);
-    const PXVec2F normal = PXLineVec2FNormal(PXLineVec2FMake({1, 1}, {1, 5}));
-    EXPECT_EQ(-1, normal.x);
+    EXPECT_EQ(0, PXVec2FDiv({1, 1}, {2, -2}).x) << "only small divisors divide";
+    EXPECT_EQ(0, PXVec2FDiv({1, 1}, {2, -2}).y);
+    EXPECT_EQ(20'000, PXVec2FDiv({1, 1}, {5e-5F, 1e-4F}).x);
+    EXPECT_FLOAT_EQ(10'000, PXVec2FDiv({1, 1}, {5e-5F, 1e-4F}).y);
+    EXPECT_EQ(0.0005F, PXVec2FNorm({0.0005F, 0}).x);
+    EXPECT_FLOAT_EQ(0.6F, PXVec2FNorm({3, 4}).x);
+    EXPECT_EQ(-1, PXLineVec2FNormal(PXLineVec2FMake({1, 1}, {1, 5})).x);
     EXPECT_EQ(5, PXPointDistance({0, 0}, {3, -4}));
     EXPECT_EQ(25, PXPointFDistance2({0, 0}, {3, -4}));
     const PXTriangleF triangle = {{0, 0}, {4, 0}, {0, 4}};
@@ -280,21 +275,18 @@ TEST(Geometry, LargestUprightRectangleTouchesAndFits)
 TEST(Geometry, TransformsComposeAndInvert)
 {
     const PXAffineTransform turn = PXAffineTransformMake(90, 2, 3, 5, 7, 11, 13);
-    const PXPointF centre = PXAffineTransformTransformPointF({5, 7}, turn);
-    EXPECT_TRUE(PXPointFEqual2({16, 20}, centre, 1e-4F)) << "the centre is only shifted";
-    const PXPointF right = PXAffineTransformTransformPointF({6, 7}, turn);
-    EXPECT_TRUE(PXPointFEqual2({16, 22}, right, 1e-4F)) << "scaled by sx, then turned to +y";
-    const PXAffineTransform back = PXAffineTransformInvert(turn);
-    for (const PXAffineTransform& m :
-         {PXAffineTransformConcat(turn, back), PXAffineTransformConcat(back, turn)}) {
-        EXPECT_TRUE(PXPointFEqual2({3, -4}, PXAffineTransformTransformPointF({3, -4}, m), 1e-4F));
-    }
-    const PXAffineTransform shift = PXAffineTransformMake(0, 1, 1, 0, 0, 100, 0);
-    EXPECT_TRUE(PXPointFEqual2(
-        {116, 20}, PXAffineTransformTransformPointF({5, 7}, PXAffineTransformConcat(shift, turn)),
-        1e-3F));
-    EXPECT_TRUE(std::isinf(PXAffineTransformInvert({}).m0) ||
-                std::isnan(PXAffineTransformInvert({}).m0));
+    const PXAffineTransform back = PXAffineTransformInvert(turn),
+                            shift = PXAffineTransformMake(0, 1, 1, 0, 0, 100, 0);
+    const Rows<PXAffineTransform, PXPointF, PXPointF> points = {
+        {"the centre is only shifted", turn, {5, 7}, {16, 20}},
+        {"scaled by sx, then turned to +y", turn, {6, 7}, {16, 22}},
+        {"there and back", PXAffineTransformConcat(turn, back), {3, -4}, {3, -4}},
+        {"back and there", PXAffineTransformConcat(back, turn), {3, -4}, {3, -4}},
+        {"turned, then shifted", PXAffineTransformConcat(shift, turn), {5, 7}, {116, 20}},
+    };
+    for (const auto& [name, m, from, to] : points)
+        EXPECT_TRUE(PXPointFEqual2(to, PXAffineTransformTransformPointF(from, m), 1e-4F)) << name;
+    EXPECT_FALSE(std::isfinite(PXAffineTransformInvert({}).m0));
 
     const PXRect ten = {0, 0, 10, 10};
     EXPECT_EQ(ten, PXAffineTransformTransformRect(ten, PXAffineTransformIdentity()));

@@ -300,29 +300,27 @@ TEST_F(LogFile, RotatesAtTheLimit)
     const auto logFifty = [](const PXLogStyle& style) {
         for (int i = 10; i < 60; ++i) PXLogWithStyle(&style, CFSTR("line number %d"), i);
     };
-    const struct {
-        uint32_t kept;
-        const PXLogStyle& style;
-        size_t leastLines;  // six fill a file
-    } rows[] = {{0, kUrgent, 2}, {2, kUrgent, 14}, {2, kBare, 3}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.leastLines);
-        PXLogSetFileLimits(100, row.kept);
+    // The files kept, and the least of the lines, of which six fill a file.
+    const Rows<uint32_t, const PXLogStyle&, size_t> rows = {
+        {"one file", 0, kUrgent, 2}, {"three files", 2, kUrgent, 14}, {"late", 2, kBare, 3}};
+    for (const auto& [name, kept, style, leastLines] : rows) {
+        SCOPED_TRACE(name);
+        PXLogSetFileLimits(100, kept);
         Add();
-        logFifty(row.style);
+        logFifty(style);
         PXLogRemoveAllLoggers();
         std::string all;
-        for (const char* name : {"log.txt.2", "log.txt.1", "log.txt"}) {
-            EXPECT_LE(Content(Path(name)).size(), 100U);
-            all += Content(Path(name));
+        for (const char* file : {"log.txt.2", "log.txt.1", "log.txt"}) {
+            EXPECT_LE(Content(Path(file)).size(), 100U);
+            all += Content(Path(file));
         }
         const size_t count = all.size() / 15;
-        EXPECT_TRUE(&row.style == &kUrgent ? count == row.leastLines : count >= row.leastLines);
+        EXPECT_TRUE(&style == &kUrgent ? count == leastLines : count >= leastLines);
         std::string wanted;
         for (size_t i = 60 - count; i < 60; ++i)
             wanted += "line number " + std::to_string(i) + "\n";
         EXPECT_EQ(wanted, all);
-        EXPECT_FALSE(fs::exists(Path(row.kept ? "log.txt.3" : "log.txt.1")));
+        EXPECT_FALSE(fs::exists(Path(kept ? "log.txt.3" : "log.txt.1")));
         fs::remove_all(root_);
         fs::create_directories(root_);
     }

@@ -10,37 +10,21 @@ using testing::ElementsAre;
 
 const CFStringRef kKey = CFSTR("k");
 
-class ValueLists : public ValueTest {
-protected:
-    void SetUp() override
-    {
-        ValueTest::SetUp();
-        dictionary_.Reset(PXUtilsCFDictionaryCreateMutable2());
-    }
-    void TearDown() override
-    {
-        dictionary_.Reset();
-        ValueTest::TearDown();
-    }
-
-    CFTypeRef Stored() { return CFDictionaryGetValue(dictionary_, kKey); }
-    void Store(CFTypeRef value) { CFDictionarySetValue(dictionary_, kKey, value); }
-
-    Owned<CFMutableDictionaryRef> dictionary_;
-};
+class ValueLists : public ValueTest {};
 
 TEST_F(ValueLists, StoreNumbersInTheirTypes)
 {
+    const auto dictionary = DictionaryOf({});
     const auto check = [&](auto set, auto get, auto value, CFNumberType type) {
-        set(dictionary_, kKey, value);
-        EXPECT_EQ(value, get(dictionary_, kKey));
-        EXPECT_EQ(type, CFNumberGetType(static_cast<CFNumberRef>(Stored())));
+        set(dictionary, kKey, value);
+        EXPECT_EQ(value, get(dictionary, kKey));
+        EXPECT_EQ(type, CFNumberGetType(As<CFNumberRef>(CFDictionaryGetValue(dictionary, kKey))));
     };
 #define CHECK_NUMBER(Kind, value, type) \
     check(PXUtilsCFDictionarySetValue##Kind, PXUtilsCFDictionaryGetValue##Kind, value, type)
     CHECK_NUMBER(Bool, true, kCFNumberSInt32Type);
     CHECK_NUMBER(Int, -7, kCFNumberSInt32Type);
-    EXPECT_TRUE(PXUtilsCFDictionaryGetValueBool(dictionary_, kKey));
+    EXPECT_TRUE(PXUtilsCFDictionaryGetValueBool(dictionary, kKey));
     CHECK_NUMBER(LongLong, INT64_MIN, kCFNumberSInt64Type);
     CHECK_NUMBER(Float, 0.1F, kCFNumberFloat32Type);
     CHECK_NUMBER(Double, 0.1, kCFNumberFloat64Type);
@@ -48,40 +32,39 @@ TEST_F(ValueLists, StoreNumbersInTheirTypes)
                  kCFNumberSInt64Type);
 #undef CHECK_NUMBER
     for (CFTypeRef other : {static_cast<CFTypeRef>(CFSTR("12")), CFTypeRef{kCFBooleanTrue}}) {
-        Store(other);
-        EXPECT_EQ(0, PXUtilsCFDictionaryGetValueInt(dictionary_, kKey));
-        EXPECT_EQ(0, PXUtilsCFDictionaryGetValueDouble(dictionary_, kKey));
-        EXPECT_FALSE(PXUtilsCFDictionaryGetValueBool(dictionary_, kKey));
+        CFDictionarySetValue(dictionary, kKey, other);
+        EXPECT_EQ(0, PXUtilsCFDictionaryGetValueInt(dictionary, kKey));
+        EXPECT_EQ(0, PXUtilsCFDictionaryGetValueDouble(dictionary, kKey));
+        EXPECT_FALSE(PXUtilsCFDictionaryGetValueBool(dictionary, kKey));
     }
-    EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetValuePointer(dictionary_, CFSTR("absent")));
+    EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetValuePointer(dictionary, CFSTR("absent")));
 }
 
 TEST_F(ValueLists, GiveIntsOnlyWhenExact)
 {
-    const struct {
-        const char* name;
-        Owned<CFTypeRef> value;
-        bool isExact;
-        int asInt;  // of PXUtilsCFValueGetInt
-    } rows[] = {
-        {"int", Owned<CFTypeRef>(Number(int64_t{-3}).Detach()), true, -3},
-        {"whole real", Owned<CFTypeRef>(Number(4.0).Detach()), true, 4},
-        {"broken real", Owned<CFTypeRef>(Number(4.5).Detach()), false, 4},
-        {"beyond 32 bits", Owned<CFTypeRef>(Number(int64_t{1} << 33).Detach()), false, 0},
-        {"text", Owned<CFTypeRef>(Text(" 12 px").Detach()), false, 12},
-        {"boolean", Owned<CFTypeRef>(kCFBooleanTrue), false, 0},
+    const auto dictionary = DictionaryOf({});
+    const auto whole = Number(int64_t{-3}), wide = Number(int64_t{1} << 33);
+    const auto real = Number(4.0), broken = Number(4.5);
+    // Whether it is exact, and what PXUtilsCFValueGetInt gives.
+    const Rows<CFTypeRef, bool, int> rows = {
+        {"int", whole, true, -3},
+        {"beyond 32 bits", wide, false, 0},
+        {"whole real", real, true, 4},
+        {"broken real", broken, false, 4},
+        {"text", CFSTR(" 12 px"), false, 12},
+        {"boolean", kCFBooleanTrue, false, 0},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        Store(row.value);
+    for (const auto& [name, value, isExact, asInt] : rows) {
+        SCOPED_TRACE(name);
+        CFDictionarySetValue(dictionary, kKey, value);
         int out = 77;
-        EXPECT_EQ(row.isExact, PXUtilsCFDictionaryGetValueIntIfPresent(dictionary_, kKey, &out));
-        EXPECT_EQ(row.isExact ? row.asInt : 77, out);
-        EXPECT_EQ(row.isExact, PXUtilsCFDictionaryGetValueIntIfPresent(dictionary_, kKey, nullptr));
-        EXPECT_EQ(row.asInt, PXUtilsCFValueGetInt(row.value));
+        EXPECT_EQ(isExact, PXUtilsCFDictionaryGetValueIntIfPresent(dictionary, kKey, &out));
+        EXPECT_EQ(isExact ? asInt : 77, out);
+        EXPECT_EQ(isExact, PXUtilsCFDictionaryGetValueIntIfPresent(dictionary, kKey, nullptr));
+        EXPECT_EQ(asInt, PXUtilsCFValueGetInt(value));
     }
     int out = 77;
-    EXPECT_FALSE(PXUtilsCFDictionaryGetValueIntIfPresent(dictionary_, CFSTR("absent"), &out));
+    EXPECT_FALSE(PXUtilsCFDictionaryGetValueIntIfPresent(dictionary, CFSTR("absent"), &out));
     EXPECT_EQ(77, out);
     EventLog events;
     EXPECT_EQ(0, PXUtilsCFValueGetInt(nullptr));
@@ -120,8 +103,9 @@ void CheckRecord(CFMutableDictionaryRef dictionary, const Record& record,
 
 TEST_F(ValueLists, KeepRecordsAsTheirBytes)
 {
-#define CHECK_RECORD(Type, ...)                                                    \
-    CheckRecord<Type>(dictionary_, __VA_ARGS__, PXUtilsCFDictionarySetValue##Type, \
+    const auto dictionary = DictionaryOf({});
+#define CHECK_RECORD(Type, ...)                                                   \
+    CheckRecord<Type>(dictionary, __VA_ARGS__, PXUtilsCFDictionarySetValue##Type, \
                       PXUtilsCFDictionaryGetValue##Type)
     CHECK_RECORD(PXPoint, {1, -2});
     CHECK_RECORD(PXPointF, {0.5F, -2});
@@ -138,14 +122,11 @@ TEST_F(ValueLists, KeepRecordsAsTheirBytes)
 
 TEST_F(ValueLists, ReadVectorsInBothShapes)
 {
+    const auto dictionary = DictionaryOf({});
     const auto one = Number(int64_t{1}), two = Number(int64_t{2}), tenth = Number(0.1);
     const PXVec3F raw = {1, 2, 0.1F};
     const std::string bytes(reinterpret_cast<const char*>(&raw), sizeof(raw));
-    const struct {
-        const char* name;
-        Owned<CFTypeRef> value;
-        bool isVec3, isVec4;
-    } rows[] = {
+    const std::tuple<const char*, Owned<CFTypeRef>, bool, bool> rows[] = {
         {"three numbers", Owned<CFTypeRef>(ArrayOf({one, two, tenth}).Detach()), true, false},
         {"four numbers", Owned<CFTypeRef>(ArrayOf({one, two, tenth, one}).Detach()), false, true},
         {"two numbers", Owned<CFTypeRef>(ArrayOf({one, two}).Detach()), false, false},
@@ -156,33 +137,31 @@ TEST_F(ValueLists, ReadVectorsInBothShapes)
         {"a number", Owned<CFTypeRef>(Number(0.1).Detach()), false, false},
     };
     EventLog events;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        Store(row.value);
+    for (const auto& [name, value, isVec3, isVec4] : rows) {
+        SCOPED_TRACE(name);
+        CFDictionarySetValue(dictionary, kKey, value);
         PXVec3F vec3 = {7, 7, 7};
         PXVec4F vec4 = {7, 7, 7, 7};
-        EXPECT_EQ(row.isVec3,
-                  PXUtilsCFDictionaryGetValuePXVec3FIfPresent(dictionary_, kKey, &vec3));
-        EXPECT_EQ(row.isVec4,
-                  PXUtilsCFDictionaryGetValuePXVec4FIfPresent(dictionary_, kKey, &vec4));
-        EXPECT_EQ(row.isVec3,
-                  PXUtilsCFDictionaryGetValuePXVec3FIfPresent(dictionary_, kKey, nullptr));
-        EXPECT_EQ(row.isVec3 ? 0.1F : 7, vec3.z);
-        EXPECT_EQ(row.isVec4 ? 0.1F : 7, vec4.z);
+        EXPECT_EQ(isVec3, PXUtilsCFDictionaryGetValuePXVec3FIfPresent(dictionary, kKey, &vec3));
+        EXPECT_EQ(isVec4, PXUtilsCFDictionaryGetValuePXVec4FIfPresent(dictionary, kKey, &vec4));
+        EXPECT_EQ(isVec3, PXUtilsCFDictionaryGetValuePXVec3FIfPresent(dictionary, kKey, nullptr));
+        EXPECT_EQ(isVec3 ? 0.1F : 7, vec3.z);
+        EXPECT_EQ(isVec4 ? 0.1F : 7, vec4.z);
     }
     EXPECT_TRUE(events.Messages().empty());
 }
 
 TEST_F(ValueLists, HandleContainers)
 {
-    PXUtilsCFDictionarySetKeyInt(dictionary_, 5, CFSTR("five"));
+    const auto dictionary = DictionaryOf({});
+    PXUtilsCFDictionarySetKeyInt(dictionary, 5, CFSTR("five"));
     const Owned<CFNumberRef> five(PXUtilsCFNumberCreateSInt32(5));
-    EXPECT_EQ(CFTypeRef{CFSTR("five")}, CFDictionaryGetValue(dictionary_, five));
+    EXPECT_EQ(CFTypeRef{CFSTR("five")}, CFDictionaryGetValue(dictionary, five));
     const auto inner = DictionaryOf({{kKey, five}});
-    PXUtilsCFDictionarySetCFDictionary(dictionary_, kKey, inner);
-    EXPECT_EQ(inner.Get(), PXUtilsCFDictionaryGetCFDictionary(dictionary_, kKey));
+    PXUtilsCFDictionarySetCFDictionary(dictionary, kKey, inner);
+    EXPECT_EQ(inner.Get(), PXUtilsCFDictionaryGetCFDictionary(dictionary, kKey));
     EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetCFDictionary(inner, kKey));
-    const Owned<CFMutableArrayRef> keys(PXUtilsCFDictionaryGetKeysCopy(dictionary_));
+    const Owned<CFMutableArrayRef> keys(PXUtilsCFDictionaryGetKeysCopy(dictionary));
     EXPECT_TRUE(CFEqual(ArrayOf({five, kKey}), keys));
     PXUtilsCFArrayAppendValueUInt32(keys, 0x80000000);
     EXPECT_EQ(INT32_MIN, PXUtilsCFValueGetInt(CFArrayGetValueAtIndex(keys, 2)));
@@ -195,22 +174,22 @@ TEST_F(ValueLists, HandleContainers)
     const auto value = DictionaryOf({{CFSTR("b"), kCFNull}, {kKey, Number(5.5)}});
     const auto key = DictionaryOf({{CFSTR("c"), kCFNull}, {kKey, five}});
     const Owned<CFMutableDictionaryRef> empty(PXUtilsCFDictionaryCreateMutable2());
-    const auto none = DictionaryOf({});
     EXPECT_TRUE(PXUtilsCFDictionaryEqual(one, same));
     EXPECT_FALSE(PXUtilsCFDictionaryEqual(one, value));
     EXPECT_FALSE(PXUtilsCFDictionaryEqual(one, key));
     EXPECT_FALSE(PXUtilsCFDictionaryEqual(one, inner));
-    EXPECT_TRUE(PXUtilsCFDictionaryEqual(empty, none));
+    EXPECT_TRUE(PXUtilsCFDictionaryEqual(empty, DictionaryOf({})));
 }
 
 TEST_F(ValueLists, ReportNulls)
 {
+    const auto dictionary = DictionaryOf({});
     EventLog events;
     PXUtilsCFDictionarySetValueInt(nullptr, kKey, 1);
-    PXUtilsCFDictionarySetValueInt(dictionary_, nullptr, 1);
+    PXUtilsCFDictionarySetValueInt(dictionary, nullptr, 1);
     EXPECT_EQ(0, PXUtilsCFDictionaryGetValueInt(nullptr, kKey));
-    EXPECT_FALSE(PXUtilsCFDictionaryGetValueIntIfPresent(dictionary_, nullptr, nullptr));
-    EXPECT_FALSE(PXUtilsCFDictionaryEqual(dictionary_, nullptr));
+    EXPECT_FALSE(PXUtilsCFDictionaryGetValueIntIfPresent(dictionary, nullptr, nullptr));
+    EXPECT_FALSE(PXUtilsCFDictionaryEqual(dictionary, nullptr));
     EXPECT_EQ(nullptr, PXUtilsCFDictionaryGetKeysCopy(nullptr));
     EXPECT_EQ(-1, PXUtilsCFStringIndexOf(nullptr, kKey, true));
     EXPECT_FALSE(PXUtilsCFStringEndsWith(kKey, nullptr, true));
