@@ -52,7 +52,7 @@ class Interface(unittest.TestCase):
             with open(self.path(f"Curves/{name}.pxcurve"), "wb") as file:
                 plistlib.dump({"presetName": name[5:]}, file)
         os.makedirs(self.path("shared/color/icc"))
-        pictures.write_file(self.path("shared/color/icc/ink.icc"), pictures.cmyk_profile())
+        pictures.write_file(self.path("shared/color/icc/ink.icc"), pictures.made_profile("cmyk.icc"))
 
     def path(self, name):
         return os.path.join(self.folder, name)

@@ -63,8 +63,8 @@ class ToolTest(unittest.TestCase):
         self.folder = tempfile.mkdtemp(prefix="pxtool-test-")
         self.addCleanup(shutil.rmtree, self.folder)
         self.cmyk, self.grey = self.path("cmyk.icc"), self.path("grey.icc")
-        write_file(self.cmyk, pictures.cmyk_profile())
-        write_file(self.grey, pictures.grey_profile())
+        write_file(self.cmyk, pictures.made_profile("cmyk.icc"))
+        write_file(self.grey, pictures.made_profile("grey.icc"))
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -87,6 +87,9 @@ class ToolTest(unittest.TestCase):
     def write_jpeg(self, name, picture, *options):
         self.write("in.pnm", picture)
         subprocess.run(["cjpeg", *options, "-outfile", self.path(name), self.path("in.pnm")], check=True)
+
+    def tiffcp(self, source, *options, target="in.tif"):
+        subprocess.run(["tiffcp", *options, self.path(source), self.path(target)], check=True)
 
     def convert(self, source, target, to, *options, code=0):
         """Runs a conversion; a failure must say one line and leave no file."""
@@ -230,11 +233,8 @@ class Pixels(ToolTest):
 
     def test_bands_do_not_change_a_byte(self):
         self.write("in.png", smooth(9, 2311, 16, 3))
-        outputs = set()
-        for bands in ("1", "2", "3", "64"):
-            self.convert("in.png", "out.png", "prophoto", "--bands", bands)
-            outputs.add(read_file(self.path("out.png")))
-        self.assertEqual(1, len(outputs))
+        one, *others = (self.converted("in.png", "out.png", "prophoto", "--bands", bands) for bands in ("1", "2", "3", "64"))
+        self.assertEqual([one] * 3, others)
 
 
 COLOURS = [(10, 20, 30), (200, 100, 50), (0, 255, 128), (255, 255, 255)]
@@ -242,19 +242,21 @@ COLOURS = [(10, 20, 30), (200, 100, 50), (0, 255, 128), (255, 255, 255)]
 
 class Storage(ToolTest):
     def test_every_form_of_tiff_and_png_reads_alike(self):
-        tiff = ("order", "big", "planar", "tile", "deflate")
-        tiff = [dict(zip(tiff, row)) for row in itertools.product("<>", (0, 1), (0, 1), (None, 16), (0, 1))]
+        forms = itertools.product(("-L", "-B"), ("", "-8"), ("", "-t -w 16 -l 16"), ("none", "zip"))
+        forms = [f"{order} {big} {pieces} -c {packing}".split() for order, big, pieces, packing in forms]
         for depth, channels in itertools.product((8, 16), (1, 2, 3, 4)):
             picture = smooth(37, 23, depth, channels)
             self.write("plain.png", picture)
+            self.write("in.png", picture, interlaced=1)
             expected = self.converted("plain.png", "out.png", "adobergb").samples
-            for name, form in [("in.png", {"interlaced": 1})] + [("in.tif", form) for form in tiff]:
-                with self.subTest(name, depth=depth, channels=channels, **form):
-                    self.write(name, picture, **form)
-                    self.assertEqual(expected, self.converted(name, "out.png", "adobergb").samples)
-
-    def tiffcp(self, source, *options):
-        subprocess.run(["tiffcp", *options, self.path(source), self.path("in.tif")], check=True)
+            self.assertEqual(expected, self.converted("in.png", "out.png", "adobergb").samples)
+            for planar, form in itertools.product((False, True), forms):
+                if planar and depth == 16 and "-t" in form:
+                    continue  # of which tiffcp makes another picture
+                with self.subTest(form, depth=depth, channels=channels, planar=planar):
+                    self.write("plain.tif", picture, planar=planar)
+                    self.tiffcp("plain.tif", *form)
+                    self.assertEqual(expected, self.converted("in.tif", "out.png", "adobergb").samples)
 
     def test_every_compression_of_tiffcp_reads_alike(self):
         self.write("plain.tif", smooth(64, 40, 8, 3))
@@ -328,10 +330,8 @@ class Storage(ToolTest):
             self.tiffcp("a.tif", self.path("a.tif"))
 
         def png(side):
-            def make():
-                header, row = pictures.png_header(side, side, 8, 2), zlib.compress(bytes(200))
-                pictures.write_png_chunks(self.path("in.tif"), (b"IHDR", header), (b"IDAT", row))
-            return make
+            chunks = (b"IHDR", pictures.png_header(side, side, 8, 2)), (b"IDAT", zlib.compress(bytes(200)))
+            return lambda: pictures.write_png_chunks(self.path("in.tif"), *chunks)
 
         rows = [
             ("float", tiff(3, fields=[(339, 3, 3, 3, 3)])),
@@ -356,7 +356,7 @@ class Storage(ToolTest):
 
     def test_profiles_that_do_not_fit(self):
         self.write("in.png", smooth(8, 8, 8, 3))
-        write_file(self.path("broken.icc"), pictures.grey_profile()[:150])
+        write_file(self.path("broken.icc"), pictures.made_profile("grey.icc")[:150])
         self.assertIn("grey", self.convert("in.png", "out.png", "srgb", "--from", self.grey, code=3))
         self.assertIn("not a valid", self.convert("in.png", "out.png", self.path("broken.icc"), code=3))
         self.assertIn("no such", self.convert("in.png", "out.png", self.path("x/none.icc"), code=3))
@@ -610,9 +610,8 @@ class Behaviour(ToolTest):
     def test_files_that_cannot_be_opened(self):
         os.mkdir(self.path("folder.png"))
         os.mkfifo(self.path("pipe.png"))
-        for name in ("none.png", "folder.png", "pipe.png"):
+        for name in ("none/in.png", "folder.png", "pipe.png"):
             self.convert(name, "out.png", "srgb", code=3)
-        for name in ("folder.png", "pipe.png", "none/out.png"):
             self.convert("in.png", name, "srgb", code=4)
 
     def test_permissions_links_and_the_same_file(self):
@@ -649,8 +648,9 @@ class Behaviour(ToolTest):
 
     def test_cut_files_are_refused(self):
         chance = random.Random(SEED)
-        self.write("tiles.tif", smooth(48, 32, 8, 3), tile=16, planar=True, deflate=True)
         self.write("strips.tif", smooth(48, 32, 16, 4))
+        self.write("planes.tif", smooth(48, 32, 8, 3), planar=True)
+        self.tiffcp("planes.tif", *"-t -w 16 -l 16 -c zip".split(), target="tiles.tif")
         self.write("rows.png", smooth(48, 32, 16, 4))
         self.write_jpeg("plain.jpg", smooth(48, 32, 8, 3))
         self.write_jpeg("scans.jpg", smooth(48, 32, 8, 3), "-progressive")

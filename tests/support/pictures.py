@@ -5,7 +5,6 @@ Picture: samples are plain integers, row after row, channels interleaved.
 """
 
 import dataclasses
-import itertools
 import os
 import struct
 import zlib
@@ -121,86 +120,70 @@ def read_png(path):
 # TIFF
 
 BILEVEL_WHITE, GREY, RGB, PALETTE, CMYK = 0, 1, 2, 3, 5
-TIFF_KINDS = {1: ("B", 1), 2: ("B", 1), 3: ("H", 2), 4: ("I", 4), 5: ("I", 8), 7: ("B", 1), 16: ("Q", 8)}
+TIFF_KINDS = {1: ("B", 1), 2: ("B", 1), 3: ("H", 2), 4: ("I", 4), 5: ("I", 8), 7: ("B", 1)}
 
 
-def write_tiff_file(path, fields, pieces, order="<", big=False, offsets_tag=273):
-    """Writes pieces, then a folder of `fields`, rows of tag, kind and values."""
-    word, kind, inline = ("Q", 16, 8) if big else ("I", 4, 4)
-    head = (b"II" if order == "<" else b"MM") + struct.pack(order + "H", 43 if big else 42)
-    head += struct.pack(order + "HH", 8, 0) if big else b""
-    blob, start = b"", len(head) + inline
+def write_tiff_file(path, fields, strips):
+    """Writes strips, then a folder of `fields`, rows of tag, kind and values."""
+    blob = b""
 
     def add(data):
         nonlocal blob
-        at = start + len(blob)
+        at = 8 + len(blob)
         blob += data + b"\0" * (len(data) % 2)
         return at
 
-    offsets = [add(piece) for piece in pieces]
-    sizes_tag = offsets_tag + (6 if offsets_tag == 273 else 1)
-    fields = [*fields, (offsets_tag, kind, *offsets), (sizes_tag, kind, *map(len, pieces))]
+    offsets = [add(strip) for strip in strips]
+    fields = [*fields, (273, 4, *offsets), (279, 4, *map(len, strips))]
     table = {}  # the last field of a tag counts
     for tag, kind, *values in fields:
         count = len(values)
         if kind == 5:
             values = [v for d in values for v in (round(d * 1000), 1000)]
-        body = struct.pack(f"{order}{len(values)}{TIFF_KINDS[kind][0]}", *values)
-        value = body.ljust(inline, b"\0") if len(body) <= inline else struct.pack(order + word, add(body))
-        table[tag] = struct.pack(order + "HH" + word, tag, kind, count) + value
-    folder = struct.pack(order + ("Q" if big else "H"), len(table)) + b"".join(table[t] for t in sorted(table))
-    write_file(path, head + struct.pack(order + word, start + len(blob)) + blob + folder + bytes(inline))
+        body = struct.pack(f"<{len(values)}{TIFF_KINDS[kind][0]}", *values)
+        value = body.ljust(4, b"\0") if len(body) <= 4 else struct.pack("<I", add(body))
+        table[tag] = struct.pack("<HHI", tag, kind, count) + value
+    folder = struct.pack("<H", len(table)) + b"".join(table[t] for t in sorted(table))
+    write_file(path, struct.pack("<2sHI", b"II", 42, 8 + len(blob)) + blob + folder + bytes(4))
 
 
-def write_tiff(path, picture, photometric, *, order="<", big=False, extra=None, orientation=1, planar=False,
-               tile=None, deflate=False, rows_per_strip=7, fields=()):
+def write_tiff(path, picture, photometric, *, extra=None, orientation=1, planar=False, rows_per_strip=7, fields=()):
     w, h, n = picture.width, picture.height, picture.channels
     all_fields = [
-        (256, 4, w), (257, 4, h), (258, 3, *[picture.depth] * n), (259, 3, 8 if deflate else 1), (262, 3, photometric),
-        (274, 3, orientation), (277, 3, n), (284, 3, 2 if planar else 1)]
-    all_fields += [(322, 3, tile), (323, 3, tile)] if tile else [(278, 4, rows_per_strip)]
+        (256, 4, w), (257, 4, h), (258, 3, *[picture.depth] * n), (259, 3, 1), (262, 3, photometric),
+        (274, 3, orientation), (277, 3, n), (278, 4, rows_per_strip), (284, 3, 2 if planar else 1)]
     if extra is not None:
         all_fields.append((338, 3, extra))
     if picture.icc:
         all_fields.append((34675, 7, *picture.icc))
     if picture.dpi:
         all_fields += [(282, 5, picture.dpi[0]), (283, 5, picture.dpi[1]), (296, 3, 2)]
-    pieces = []
+    strips = []
     for plane in [picture.channels_of(c, 1) for c in range(n)] if planar else [picture]:
-        c, samples = plane.channels, plane.samples
-        if not tile:
-            size = rows_per_strip * w * c
-            pieces += [samples[at : at + size] for at in range(0, len(samples), size)]
-            continue
-        for y0, x0 in itertools.product(range(0, h, tile), range(0, w, tile)):
-            square = itertools.product(range(y0, y0 + tile), range(x0, x0 + tile))
-            pieces.append([s for y, x in square for s in (plane.pixel(x, y) if x < w and y < h else [0] * c)])
-    pieces = [pack(piece, picture.depth, order) for piece in pieces]
-    if deflate:
-        pieces = [zlib.compress(piece) for piece in pieces]
-    write_tiff_file(path, [*all_fields, *fields], pieces, order, big, 324 if tile else 273)
+        size = rows_per_strip * w * plane.channels
+        pieces = range(0, len(plane.samples), size)
+        strips += [pack(plane.samples[at : at + size], picture.depth, "<") for at in pieces]
+    write_tiff_file(path, [*all_fields, *fields], strips)
 
 
 def read_tiff_fields(data):
     order = "<" if data[:2] == b"II" else ">"
-    big = struct.unpack_from(order + "H", data, 2)[0] == 43
-    word, count_code, inline = ("Q", "Q", 8) if big else ("I", "H", 4)
-    (at,) = struct.unpack_from(order + word, data, 8 if big else 4)
-    (count,) = struct.unpack_from(order + count_code, data, at)
-    at += struct.calcsize("=" + count_code)
+    (at,) = struct.unpack_from(order + "I", data, 4)
+    (count,) = struct.unpack_from(order + "H", data, at)
+    at += 2
     fields = {}
     for _ in range(count):
-        tag, kind, n = struct.unpack_from(order + "HH" + word, data, at)
-        value_at = at + 4 + inline
+        tag, kind, n = struct.unpack_from(order + "HHI", data, at)
+        value_at = at + 8
         code, size = TIFF_KINDS[kind][0], TIFF_KINDS[kind][1] * n
-        if size > inline:
-            (value_at,) = struct.unpack_from(order + word, data, value_at)
+        if size > 4:
+            (value_at,) = struct.unpack_from(order + "I", data, value_at)
         body = data[value_at : value_at + size]
         values = struct.unpack(f"{order}{size // struct.calcsize(code)}{code}", body)
         if kind == 5:
             values = [a / b for a, b in zip(values[::2], values[1::2])]
         fields[tag] = body if code == "B" else list(values)
-        at += 4 + 2 * inline
+        at += 12
     return order, fields
 
 
@@ -305,9 +288,5 @@ def read_exif(data):
 # ICC profiles of a printer and of a grey device, as pxprofiles writes them
 
 
-def cmyk_profile():
-    return read_file(os.path.join(os.environ["PX_TEST_PROFILES"], "cmyk.icc"))
-
-
-def grey_profile():
-    return read_file(os.path.join(os.environ["PX_TEST_PROFILES"], "grey.icc"))
+def made_profile(name):
+    return read_file(os.path.join(os.environ["PX_TEST_PROFILES"], name))
