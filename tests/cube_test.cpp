@@ -31,13 +31,9 @@ Floats FloatsOf(CFDataRef data)
 Floats GridPoints(uint32_t size)
 {
     Floats points;
-    const auto last = static_cast<float>(size - 1);
-    for (uint32_t b = 0; b < size; ++b) {
-        for (uint32_t g = 0; g < size; ++g) {
-            for (uint32_t r = 0; r < size; ++r) {
-                for (const uint32_t i : {r, g, b}) points.push_back(static_cast<float>(i) / last);
-            }
-        }
+    for (uint32_t i = 0; i < size * size * size; ++i) {
+        for (const uint32_t at : {i % size, i / size % size, i / size / size})
+            points.push_back(static_cast<float>(at) / static_cast<float>(size - 1));
     }
     return points;
 }
@@ -97,6 +93,15 @@ Bytes MakeLinearProfile()
 
 using Cube = Owned<CFDataRef>;
 
+// The cube that a call makes.
+template <class Make, class... Arguments>
+Cube Made(Make make, const Arguments&... arguments)
+{
+    CFDataRef cube = nullptr;
+    EXPECT_EQ(kPXOK, make(arguments..., &cube));
+    return Cube(cube);
+}
+
 // Owns a cube object.
 struct ReleaseCube {
     void operator()(PXColorCube cube) const { PXColorCubeRelease(cube); }
@@ -129,15 +134,13 @@ TEST(ColourCube, HoldsLittleCMSResultsInOrder)
     EXPECT_EQ(wanted(32), whole);
     EXPECT_LT(*std::min_element(whole.begin(), whole.end()), 0.0F) << "nothing is clamped";
 
-    CFDataRef made = nullptr;
-    ASSERT_EQ(0, PXColorProfileCreateRGBColorCube(from, to, 5, &made));
-    EXPECT_EQ(wanted(5), FloatsOf(Cube(made)));
+    EXPECT_EQ(wanted(5), FloatsOf(Made(PXColorProfileCreateRGBColorCube, from, to, 5)));
     Floats samples(5 * 5 * 5 * 3);
     EXPECT_EQ(0, PXColorProfileGetColorCube(from, to, 5, samples.data(), 375));
     EXPECT_EQ(wanted(5), samples);
     ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(DataOf(srgb)));
-    ASSERT_EQ(0, PXColorProfileCreateRGBColorCube3(from, nullptr, kPXIntentPerceptual, 3, &made));
-    EXPECT_EQ(wanted(3, INTENT_PERCEPTUAL), FloatsOf(Cube(made)));
+    EXPECT_EQ(wanted(3, INTENT_PERCEPTUAL), FloatsOf(Made(PXColorProfileCreateRGBColorCube3, from,
+                                                          nullptr, kPXIntentPerceptual, 3)));
     PXColorCube object = nullptr;
     ASSERT_EQ(0, PXColorProfileCreateRGBColorCube4(from, to, 0, 3, &object));
     const CubeObject small(object);
@@ -146,8 +149,7 @@ TEST(ColourCube, HoldsLittleCMSResultsInOrder)
 
     // The one point of a cube of size 1 is 0 / 0, and goes to Little CMS as it is.
     ASSERT_TRUE(std::isnan(GridPoints(1)[0]));
-    ASSERT_EQ(0, PXColorProfileCreateRGBColorCube(from, to, 1, &made));
-    const Cube point(made);
+    const Cube point = Made(PXColorProfileCreateRGBColorCube, from, to, 1);
     ASSERT_EQ(12, CFDataGetLength(point));
     EXPECT_EQ(0, std::memcmp(wanted(1).data(), CFDataGetBytePtr(point), 12));
 }
@@ -213,26 +215,20 @@ TEST(SoftProofCube, StaysWithinATenthOfALevelOfTheFloatResult)
                                         << warns << " paper " << paper);
         const Profile from = source.empty() ? Profile(kPXColorStandardSRGB) : Profile(source);
         const Profile proofed = proof.empty() ? Profile(kPXColorStandardSRGB) : Profile(proof);
-        CFDataRef made = nullptr;
-        ASSERT_EQ(0, PXColorProfileCreateRGBColorCubeSoftProof(
-                         from, proofed, intent, Profile(adobe), kSize, warns, paper, &made));
-        const Cube cube(made);
-        const Floats found = FloatsOf(cube);
+        const Floats found = FloatsOf(Made(PXColorProfileCreateRGBColorCubeSoftProof, from, proofed,
+                                           intent, Profile(adobe), kSize, warns, paper));
         Floats wanted =
             ProofByLittleCMS(source, proof, adobe, warns, paper,
                              intent ? INTENT_PERCEPTUAL : INTENT_RELATIVE_COLORIMETRIC, kSize);
         int marked = 0;
         for (size_t i = 0; warns && i < wanted.size(); i += 3) {
-            if (wanted[i] < 0 && wanted[i + 1] < 0 && wanted[i + 2] < 0) {
-                wanted[i] = 1;
-                wanted[i + 1] = wanted[i + 2] = 0;
-                ++marked;
-            }
+            if (wanted[i] >= 0 || wanted[i + 1] >= 0 || wanted[i + 2] >= 0) continue;
+            wanted[i] = 1;
+            wanted[i + 1] = wanted[i + 2] = 0;
+            ++marked;
         }
         EXPECT_THAT(found, testing::Pointwise(testing::FloatNear(0.1F / 255), wanted));
-        if (warns && &source == &proPhoto) {
-            EXPECT_GT(marked, 0);
-        }
+        EXPECT_TRUE(marked > 0 || !warns || &source != &proPhoto);
     }
 }
 
@@ -254,7 +250,7 @@ TEST(SoftProofCube, NeedsADisplay)
     ASSERT_EQ(0, make(srgb, nullptr, 3));
     const Cube onMonitor(made);
     ASSERT_EQ(0, make(srgb, Profile(kPXColorStandardAdobeRGB1998), 3));
-    EXPECT_EQ(FloatsOf(Cube(made)), FloatsOf(onMonitor));
+    EXPECT_TRUE(CFEqual(onMonitor, Cube(made)));
 }
 
 // A picture proofed pixel by pixel holds what the cube's grid points say.
@@ -262,10 +258,8 @@ TEST(SoftProofPicture, EqualsTheCubeOnItsGrid)
 {
     const Profile proPhoto(kPXColorStandardProPhoto), srgb(kPXColorStandardSRGB);
     for (const bool warns : {false, true}) {
-        CFDataRef made = nullptr;
-        ASSERT_EQ(0, PXColorProfileCreateRGBColorCubeSoftProof(proPhoto, srgb, 0, srgb, 6, warns,
-                                                               false, &made));
-        const Floats wanted = FloatsOf(Cube(made));
+        const Floats wanted = FloatsOf(Made(PXColorProfileCreateRGBColorCubeSoftProof, proPhoto,
+                                            srgb, 0, srgb, 6, warns, false));
         Picture from({0, 0, 36, 6}, 8, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
         Picture to({0, 0, 36, 6}, 16);
         const Floats points = GridPoints(6);
@@ -286,11 +280,11 @@ TEST(SoftProofPicture, EqualsTheCubeOnItsGrid)
 
 // The weights of the corners of the tetrahedron, by the definition: sort the fractions, and the
 // differences between neighbours are the weights.
-PXVec3F Interpolated(const Floats& nodes, uint32_t size, const double color[3])
+PXVec3F Interpolated(const Floats& nodes, uint32_t size, const std::array<double, 3>& color)
 {
     double fraction[3];
     uint32_t corner[3];
-    for (int c = 0; c < 3; ++c) {
+    for (size_t c = 0; c < 3; ++c) {
         const double at = std::clamp(color[c], 0.0, 1.0) * (size - 1);
         corner[c] = std::min(static_cast<uint32_t>(at), size - 2);
         fraction[c] = at - corner[c];
@@ -319,13 +313,12 @@ TEST(ColourCube, InterpolatesInTetrahedra)
         const CubeObject cube(size, nodes);
         for (int i = 0; i < 2000; ++i) {
             const PXVec3F color = {value(random), value(random), value(random)};
-            const double exact[3] = {double(color.x), double(color.y), double(color.z)};
-            const PXVec3F wanted = Interpolated(nodes, size, exact);
+            const PXVec3F wanted =
+                Interpolated(nodes, size, {double(color.x), double(color.y), double(color.z)});
             PXVec3F found = {};
             ASSERT_EQ(kPXOK, PXColorCubeConvertColor(cube, &color, &found));
-            EXPECT_NEAR(wanted.x, found.x, 1e-5F);
-            EXPECT_NEAR(wanted.y, found.y, 1e-5F);
-            EXPECT_NEAR(wanted.z, found.z, 1e-5F);
+            for (const auto part : {&PXVec3F::x, &PXVec3F::y, &PXVec3F::z})
+                EXPECT_NEAR(wanted.*part, found.*part, 1e-5F);
         }
         const PXVec3F odd = {NAN, INFINITY, -INFINITY};
         PXVec3F found = {};
@@ -365,13 +358,11 @@ TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
     std::mt19937_64 random(Seed(31));
     Floats nodes(5 * 5 * 5 * 3);
     for (float& node : nodes) {
-        do {
-            node = std::bit_cast<float>(static_cast<uint32_t>(random()));
-        } while (!std::isfinite(node));
+        do node = std::bit_cast<float>(static_cast<uint32_t>(random()));
+        while (!std::isfinite(node));
     }
-    nodes[0] = -0.0F;
-    nodes[1] = std::numeric_limits<float>::denorm_min();
-    nodes[2] = std::numeric_limits<float>::max();
+    using Limits = std::numeric_limits<float>;
+    std::ranges::copy(std::array{-0.0F, Limits::denorm_min(), Limits::max()}, nodes.begin());
     const CubeObject cube(5, nodes);
     const auto url = FileURL(Path("any.cube"));
     ASSERT_EQ(kPXOK, PXColorCubeWriteFile(cube, url, CFSTR("A \"title\"")));
@@ -381,18 +372,14 @@ TEST_F(CubeFiles, GiveEveryFloatBackToTheBit)
     EXPECT_EQ(0, std::memcmp(nodes.data(), PXColorCubeGetDataPtr(read), nodes.size() * 4));
 
     // Another reader finds the lines in their order.
-    std::istringstream text(Content(Path("any.cube")));
-    std::string line;
-    const char* const head[] = {"TITLE \"A 'title'\"", "LUT_3D_SIZE 5", "DOMAIN_MIN 0 0 0",
-                                "DOMAIN_MAX 1 1 1"};
-    for (const char* wanted : head) {
-        std::getline(text, line);
-        EXPECT_EQ(wanted, line);
-    }
-    for (size_t i = 0; i < nodes.size(); i += 3) {
-        std::getline(text, line);
-        char* rest = line.data();
-        for (size_t c = 0; c < 3; ++c) EXPECT_EQ(nodes[i + c], std::strtof(rest, &rest));
+    const std::string
+        text = Content(Path("any.cube")),
+        head = "TITLE \"A 'title'\"\nLUT_3D_SIZE 5\nDOMAIN_MIN 0 0 0\nDOMAIN_MAX 1 1 1\n";
+    EXPECT_THAT(text, testing::StartsWith(head));
+    char* rest = const_cast<char*>(text.c_str()) + head.size();
+    for (size_t i = 0; i < nodes.size(); ++i) {
+        EXPECT_EQ(nodes[i], std::strtof(rest, &rest));
+        EXPECT_EQ(i % 3 < 2 ? ' ' : '\n', *rest);
     }
     EventLog events;
     nodes[7] = NAN;
@@ -413,6 +400,7 @@ TEST_F(CubeFiles, AreWrittenWholeOrNotAtAll)
         EXPECT_EQ(status ? 1 : 0, events.Count(kPXErrCreate));
         return status;
     };
+    constexpr fs::perms kOwn = fs::perms::owner_read | fs::perms::owner_write;
     ASSERT_EQ(kPXOK, write("a.cube"));
     const std::string whole = Content(Path("a.cube"));
     EXPECT_NE(std::string::npos, whole.find(kEight));
@@ -420,25 +408,23 @@ TEST_F(CubeFiles, AreWrittenWholeOrNotAtAll)
     for (int step = 0, calls = 1; step < calls; ++step) {
         SCOPED_TRACE(step);
         Write("a.cube", "former");
-        fs::permissions(Path("a.cube"), fs::perms::owner_read | fs::perms::owner_write);
-        PXStatus status = kPXOK;
-        {
-            FaultySaves faulty(step, ENOSPC);
-            status = write("a.cube");
+        fs::permissions(Path("a.cube"), kOwn);
+        const PXStatus status = [&] {
+            const FaultySaves faulty(step, ENOSPC);
+            const PXStatus result = write("a.cube");
             calls = std::max(calls, faulty.Calls() + 1);
-        }
+            return result;
+        }();
         failed += status != kPXOK;
         EXPECT_EQ(status ? "former" : whole, Content(Path("a.cube")));
-        EXPECT_EQ(fs::perms::owner_read | fs::perms::owner_write,
-                  fs::status(Path("a.cube")).permissions());
+        EXPECT_EQ(kOwn, fs::status(Path("a.cube")).permissions());
         EXPECT_EQ(1, std::distance(fs::directory_iterator(root_), {}));
     }
     EXPECT_EQ(5, failed);  // of open, permissions, write, flush and rename
 
     fs::create_symlink("/dev/null", Path("device"));
-    for (const char* name : {"device", "", "gone/any.cube"}) {
+    for (const char* name : {"device", "", "gone/any.cube"})
         EXPECT_EQ(kPXErrCreate, write(name)) << name;
-    }
     EXPECT_TRUE(fs::is_symlink(Path("device")));
 }
 
@@ -489,9 +475,7 @@ TEST_F(CubeFiles, AreReadAsTheFormatAllows)
     ASSERT_NE(nullptr, wide);
     PXVec3F color = {0, 1, 0.5F};
     ASSERT_EQ(kPXOK, PXColorCubeConvertColor(wide, &color, &color));
-    EXPECT_EQ(0.5F, color.x);
-    EXPECT_EQ(0.25F, color.y);
-    EXPECT_EQ(0.5F, color.z);
+    EXPECT_TRUE(color.x == 0.5F && color.y == 0.25F && color.z == 0.5F);
     const Cube text(PXColorCubeCreateFileData(wide, nullptr));
     EXPECT_EQ("LUT_3D_SIZE 2\nDOMAIN_MIN -2 0 0\nDOMAIN_MAX 2 4 1\n" + eight, BytesOf(text));
 }
