@@ -39,20 +39,16 @@ struct Model {
 
 class AccessTest : public testing::TestWithParam<PXDataSourceType> {
 protected:
-    int32_t Within(int32_t limit)
-    {
-        return static_cast<int32_t>(random_() % static_cast<uint64_t>(limit));
-    }
     // Mostly small, now and then larger than the image, around its edges and tiles.
     PXRect Rect()
     {
         const bool isLarge = random_() % 16 == 0;
-        return {kBounds.x - 60 + Within(kBounds.width + 120),
-                kBounds.y - 60 + Within(kBounds.height + 120), 1 + Within(isLarge ? 1300 : 70),
-                1 + Within(isLarge ? 900 : 40)};
+        return {kBounds.x - 60 + random_.Within(kBounds.width + 120),
+                kBounds.y - 60 + random_.Within(kBounds.height + 120),
+                1 + random_.Within(isLarge ? 1300 : 70), 1 + random_.Within(isLarge ? 900 : 40)};
     }
 
-    std::mt19937_64 random_{Seed(47)};
+    Random random_{47};
 };
 
 // Random rectangles by row, in any order of rows, and by conversion to the same format.
@@ -67,11 +63,12 @@ TEST_P(AccessTest, RowsAgreeWithPlainMemory)
         SCOPED_TRACE(testing::Message() << "step " << step << ", mode " << mode);
         PXImageAccess access = nullptr;
         ASSERT_EQ(kPXOK, PXImageAccessCreate(image, rect, mode, &outside, &access));
-        const int32_t rows = 1 + Within(rect.height);
-        const int32_t direction = Within(3) - 1;  // upward, anywhere, downward
-        int32_t row = Within(rect.height);
+        const int32_t rows = 1 + random_.Within(rect.height);
+        const int32_t direction = random_.Within(3) - 1;  // upward, anywhere, downward
+        int32_t row = random_.Within(rect.height);
         for (int i = 0; i < rows; ++i) {
-            row = direction ? (row + direction + rect.height) % rect.height : Within(rect.height);
+            row = direction ? (row + direction + rect.height) % rect.height
+                            : random_.Within(rect.height);
             void* pixels = nullptr;
             ASSERT_EQ(kPXOK, PXImageAccessGetRow(access, rect.y + row, &pixels));
             auto* bytes = static_cast<uint8_t*>(pixels);
@@ -224,15 +221,8 @@ std::vector<double> PixelOracle(std::vector<double> pixel, PXImageFormat from, P
 TEST(Access, EveryPairOfFormatsFollowsTheRules)
 {
     std::mt19937_64 random(Seed(48));
-    constexpr float kOdd[] = {std::numeric_limits<float>::quiet_NaN(),
-                              std::numeric_limits<float>::infinity(),
-                              -std::numeric_limits<float>::infinity(),
-                              -0.0F,
-                              1.0F,
-                              1e30F,
-                              -1e-30F,
-                              0.5F / 255,
-                              254.5F / 255};
+    constexpr float kHuge = std::numeric_limits<float>::infinity();
+    const float odd[] = {NAN, kHuge, -kHuge, -0.0F, 1.0F, 1e30F, -1e-30F, 0.5F / 255, 254.5F / 255};
     constexpr int32_t kPixels = 300;  // more than one chunk
     for (int code = 0; code < 9 * 25; ++code) {
         constexpr int32_t depths[] = {8, 16, 32};
@@ -250,7 +240,7 @@ TEST(Access, EveryPairOfFormatsFollowsTheRules)
         for (uint8_t& byte : source) byte = static_cast<uint8_t>(random());
         for (size_t at = 1; from.depth == 32 && at < source.size(); at += 4) {
             const float value = random() % 4 == 0
-                                    ? kOdd[random() % std::size(kOdd)]
+                                    ? odd[random() % std::size(odd)]
                                     : static_cast<float>(random() % 140000) / 65535.0F - 0.5F;
             std::memcpy(source.data() + at, &value, 4);
         }
@@ -285,8 +275,7 @@ TEST(Access, WiderDepthsKeepEveryValue)
         for (int32_t i = 0; i < count; ++i)
             std::memcpy(values.data() + i * depth / 8, &i, size_t(depth / 8));
         for (const int32_t wide : {16, 32}) {
-            px::PixelConversion up;
-            px::PixelConversion down;
+            px::PixelConversion up, down;
             ASSERT_TRUE(up.Set({depth, 1}, {wide, 1}) && down.Set({wide, 1}, {depth, 1}));
             std::vector<uint8_t> there(size_t(count) * 4);
             std::vector<uint8_t> back(values.size());

@@ -15,35 +15,36 @@ using namespace px::test;
 constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
 constexpr uint32_t kNoNumber = 0xFFFFFFFF;
 
-TEST(Image, DerivesItsLayout)
+TEST(Image, DerivesItsLayoutAndGivesItToOthers)
 {
-    const struct {
-        const char* name;
-        PXRect bounds;
-        int32_t depth, planes;
-        int32_t planeBytes, colBytes;
-        int64_t rowBytes, size;
-    } rows[] = {
+    const Rows<PXRect, int32_t, int32_t, int32_t, int32_t, int64_t, int64_t> rows = {
         {"RGB 8", {3, -4, 7, 5}, 8, 3, 1, 3, 21, 105},
         {"RGBA 16", {0, 0, 7, 5}, 16, 4, 2, 8, 56, 280},
         {"grey float", {0, 0, 7, 5}, 32, 1, 4, 4, 28, 140},
         {"bit mask of width 9", {0, 0, 9, 5}, 1, 1, 0, 0, 2, 10},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const Image image = Make(row.bounds, row.depth, row.planes, kPXDataSourceMemory);
-        EXPECT_EQ(row.planeBytes, PXImageGetPlaneBytes(image));
-        EXPECT_EQ(row.colBytes, PXImageGetColBytes(image));
-        EXPECT_EQ(row.rowBytes, PXImageGetRowBytes64(image));
-        EXPECT_EQ(row.rowBytes, PXImageGetRowBytes(image));
-        EXPECT_EQ(row.size, PXImageGetSize64(image));
-        EXPECT_EQ(row.depth, PXImageGetDepth(image));
-        EXPECT_EQ(row.depth < 2 ? 0 : row.planes, PXImageGetNumPlanes(image));
-        EXPECT_EQ(row.bounds.y, PXImageGetBounds(image).y);
+    for (const auto& [name, bounds, depth, planes, planeBytes, colBytes, rowBytes, size] : rows) {
+        SCOPED_TRACE(name);
+        const Image image = Created(PXImageCreateWithParams2, bounds, depth, planes, 7U, 9U,
+                                    PXDataSourceType{kPXDataSourceMemory});
+        PXImageCreateParams params, again;
+        ASSERT_EQ(kPXOK, PXImageGetCreateParams(image, &params));
+        const Image next = Created(PXImageCreateWithParams3, &params);
+        ASSERT_EQ(kPXOK, PXImageGetCreateParams(next, &again));
+        EXPECT_EQ(0, std::memcmp(&params, &again, sizeof(params)));
+        EXPECT_EQ(PXImageGetInternalID(image) + 1, PXImageGetInternalID(next));
+        EXPECT_EQ(planeBytes, PXImageGetPlaneBytes(image));
+        EXPECT_EQ(colBytes, PXImageGetColBytes(image));
+        EXPECT_EQ(rowBytes, PXImageGetRowBytes64(image));
+        EXPECT_EQ(rowBytes, PXImageGetRowBytes(image));
+        EXPECT_EQ(size, PXImageGetSize64(image));
+        EXPECT_EQ(depth, PXImageGetDepth(image));
+        EXPECT_EQ(depth < 2 ? 0 : planes, PXImageGetNumPlanes(image));
+        EXPECT_EQ(bounds.y, PXImageGetBounds(image).y);
         EXPECT_EQ(-2, PXImageGetPadding(image));
         EXPECT_EQ(16, PXImageSetPlaneBytes(image, 2));
         EXPECT_EQ(2, PXImageGetPlaneBytes(image));
-        EXPECT_EQ(row.colBytes, PXImageGetColBytes(image)) << "left to the caller";
+        EXPECT_EQ(colBytes, PXImageGetColBytes(image)) << "left to the caller";
     }
 }
 
@@ -70,18 +71,6 @@ TEST(Image, RefusesWhatCannotBeAnImage)
     }
 }
 
-TEST(Image, DefaultDataSourceMustBeMemoryOrTiles)
-{
-    PXImage image = nullptr;
-    PXImageSetDefaultDataSourceType(5);
-    EXPECT_EQ(kPXErrCreate, PXImageCreateWithParams({0, 0, 4, 4}, 8, 3, &image));
-    PXImageSetDefaultDataSourceType(kPXDataSourceMemory);
-    EXPECT_EQ(kPXOK, PXImageCreateWithParams({0, 0, 4, 4}, 8, 3, &image));
-    EXPECT_EQ(PXDataSourceType{kPXDataSourceMemory}, PXImageGetDataSourceType(image));
-    PXImageRelease(image);
-    PXImageSetDefaultDataSourceType(kPXDataSourceTiled);
-}
-
 TEST(Image, GettersOfNullAreNeutral)
 {
     EventLog events;
@@ -97,18 +86,6 @@ TEST(Image, GettersOfNullAreNeutral)
     PXImageSetID(nullptr, 3);
     PXImageRelease(nullptr);
     EXPECT_EQ(8, events.Count(kPXErrBadArgument));
-}
-
-TEST(Image, InternalIDsAreUniqueAndParamsRoundTrip)
-{
-    const Image first = Make({1, 2, 3, 4}, 16, 4, kPXDataSourceMemory);
-    PXImageCreateParams params;
-    ASSERT_EQ(kPXOK, PXImageGetCreateParams(first, &params));
-    const Image second = Created(PXImageCreateWithParams3, &params);
-    EXPECT_EQ(PXImageGetInternalID(first) + 1, PXImageGetInternalID(second));
-    PXImageCreateParams again;
-    ASSERT_EQ(kPXOK, PXImageGetCreateParams(second, &again));
-    EXPECT_EQ(0, std::memcmp(&params, &again, sizeof(params)));
 }
 
 TEST(Image, BorrowsTheCallersPixels)
@@ -138,23 +115,20 @@ uint64_t PixelAt(const uint8_t* row, int32_t x, int32_t pixelBytes)
 // Random rectangles written and read against a plain array of the same pixels.
 TEST(Image, ReadAndWriteAgreeWithAPlainArray)
 {
-    std::mt19937_64 random(Seed(20261121));
+    Random random(20261121);
     constexpr PXRect kBounds = {-10, 100, 37, 23};
-    const auto within = [&](int32_t limit) {
-        return static_cast<int32_t>(random() % static_cast<uint64_t>(limit));
-    };
     for (const int32_t depth : {16, 8, 1}) {
         SCOPED_TRACE(depth);
         const int32_t pixelBytes = depth / 8 * 3;
         const Image image = Make(kBounds, depth, 3, kPXDataSourceMemory);
         std::vector<uint64_t> model(size_t{37} * 23);
         for (int step = 0; step < 300; ++step) {
-            const int32_t x = within(kBounds.width);
-            const int32_t y = within(kBounds.height);
-            const PXRect rect = {kBounds.x + x, kBounds.y + y, 1 + within(kBounds.width - x),
-                                 1 + within(kBounds.height - y)};
+            const int32_t x = random.Within(kBounds.width);
+            const int32_t y = random.Within(kBounds.height);
+            const PXRect rect = {kBounds.x + x, kBounds.y + y, 1 + random.Within(kBounds.width - x),
+                                 1 + random.Within(kBounds.height - y)};
             const int64_t stride =
-                (pixelBytes ? rect.width * pixelBytes : (rect.width + 7) / 8) + within(3);
+                (pixelBytes ? rect.width * pixelBytes : (rect.width + 7) / 8) + random.Within(3);
             std::vector<uint8_t> buffer(static_cast<size_t>(stride * rect.height), 0xEE);
             const bool isWrite = random() & 1;
             if (isWrite) {
@@ -164,8 +138,7 @@ TEST(Image, ReadAndWriteAgreeWithAPlainArray)
                 ASSERT_EQ(kPXOK, PXImageRead2(image, rect, buffer.data(), stride));
             }
             for (int32_t i = 0; i < rect.height * rect.width; ++i) {
-                const int32_t row = i / rect.width;
-                const int32_t column = i % rect.width;
+                const int32_t row = i / rect.width, column = i % rect.width;
                 const uint64_t pixel = PixelAt(buffer.data() + row * stride, column, pixelBytes);
                 uint64_t& modelled = model[static_cast<size_t>((y + row) * 37 + x + column)];
                 if (isWrite) modelled = pixel;
@@ -269,8 +242,7 @@ TEST(Image, AdjustedBoundsKeepThePixels)
             const int32_t width = PXImageGetWidth(own);
             const int64_t stride = PXImageGetRowBytes64(own);
             for (int32_t i = 0; i < width * PXImageGetHeight(own); ++i) {
-                const int32_t x = i % width;
-                const int32_t y = i / width;
+                const int32_t x = i % width, y = i / width;
                 const uint64_t want =
                     x < 13 && y < 5
                         ? PixelAt(pixels.data() + y * (depth == 8 ? 13 : 2), x, depth / 8)
@@ -309,6 +281,7 @@ TEST(Image, PoolsHoldSparesOfOneKind)
     EXPECT_EQ(1, PXImageGetRetainCount(images[0]));
     EXPECT_LT(PXImageGetInternalID(images[0]), PXImageGetInternalID(images[1]));
     EXPECT_EQ(PXTransparency{1}, PXImageGetTransparency(images[1]));
+    EXPECT_EQ(PXDataSourceType{kPXDataSourceMemory}, PXImageGetDataSourceType(images[1]));
     PXImageSetDefaultDataSourceType(5);
     EXPECT_EQ(kPXErrCreate, PXImagePoolAcquire(pool, &image));
     PXImageSetDefaultDataSourceType(kPXDataSourceTiled);

@@ -22,10 +22,8 @@ void AddCell(BaseTileColumnSet* columns, int32_t row, int32_t column)
 // Ascending items and sets in any order, against a standard set.
 TEST(TileSets, FindWhatWasAdded)
 {
-    std::mt19937_64 random(Seed(25));
-    const auto number = [&](int32_t most) {
-        return static_cast<int32_t>(random() % static_cast<uint64_t>(most));
-    };
+    Random random(25);
+    const auto number = [&](int32_t limit) { return random.Within(limit); };
     using Keys = std::tuple<int32_t, int32_t, int32_t, int32_t, int32_t>;  // in their weight
     std::set<Keys> model;
     for (int i = 0; i < 300; ++i)

@@ -79,17 +79,12 @@ void ExpectNear(const std::vector<double>& want, PXImage destination, const PXRe
     }
 }
 
-class Random {
+class Random : public px::test::Random {
 public:
-    explicit Random(uint64_t seed) : engine_(Seed(seed)) {}
-    uint64_t operator()() { return engine_(); }
-    int32_t Within(int32_t limit)
-    {
-        return static_cast<int32_t>(engine_() % static_cast<uint64_t>(limit));
-    }
+    using px::test::Random::Random;
     float Between(double low, double high)
     {
-        return static_cast<float>(std::uniform_real_distribution<>(low, high)(engine_));
+        return static_cast<float>(std::uniform_real_distribution<>(low, high)(*this));
     }
     // Of a channel: one of the first kinds, of which the last is no number.
     float Fill(int32_t kinds)
@@ -119,9 +114,6 @@ public:
         m.ty = shift(PXRectFCenter(PXRectToPXRectF(to)).y - middle.y);
         return m;
     }
-
-private:
-    std::mt19937_64 engine_;
 };
 
 TEST(ImageTransform, AgreesWithThePlainVersion)
