@@ -2,11 +2,11 @@
 
 #include "PXCore/PXColorProfileImages.h"
 #include "pxtool/CommandLine.h"
-#include "pxtool/PictureFile.h"
 #include "support/ColourPictures.h"
 #include "support/Profiles.h"
 #include "support/TempFolder.h"
 #include "support/Test.h"
+#include "support/ToolPictures.h"
 
 namespace {
 
@@ -16,12 +16,12 @@ namespace tool = px::tool;
 class ToolColour : public TempFolder {
 protected:
     // Runs the tool on words with "@" for the folder; what it prints goes to out_ and error_.
-    int Run(const std::vector<const char*>& words)
+    int Run(const std::string& words)
     {
         std::vector<std::string> texts = {"pxtool"};
-        for (const char* word : words) {
-            texts.emplace_back(word[0] == '@' ? Path(word + 1) : std::string(word));
-        }
+        std::istringstream line(words);
+        for (std::string word; line >> word;)
+            texts.push_back(word[0] == '@' ? Path(word.substr(1)) : word);
         std::vector<const char*> arguments;
         for (const std::string& text : texts) arguments.push_back(text.c_str());
         testing::internal::CaptureStdout();
@@ -36,31 +36,10 @@ protected:
     // A picture of noise in ProPhoto RGB.
     void WriteNoise(const char* name)
     {
-        tool::Picture picture;
-        ASSERT_FALSE(
-            tool::MakePicture({40, 30, 16, kPXColorSpaceRGB, false}, {"noise", 0, 0}, &picture));
-        std::mt19937 random(3);
-        std::generate_n(picture.View().first, picture.layout.Bytes(),
-                        [&] { return static_cast<uint8_t>(random()); });
-        picture.icc = StandardProfileBytes(kPXColorStandardProPhoto);
-        tool::Progress progress("", false);
-        ASSERT_FALSE(tool::WritePicture(picture, Path(name), true, 92, progress));
+        WriteGood(NoisePicture(40, 30, 16, StandardProfileBytes(kPXColorStandardProPhoto)),
+                  Path(name));
     }
-
-    tool::Picture Get(const char* name) const
-    {
-        tool::Picture picture;
-        tool::Progress progress("", false);
-        const tool::Failure failure = tool::ReadPicture(Path(name), progress, &picture);
-        EXPECT_FALSE(failure) << failure.text;
-        return picture;
-    }
-
-    static Bytes PixelsOf(const tool::Picture& picture)
-    {
-        const uint8_t* first = picture.View().first;
-        return {first, first + picture.layout.Bytes()};
-    }
+    tool::Picture Get(const char* name) const { return ReadGood(Path(name)); }
 
     std::string out_, error_;
 };
@@ -73,9 +52,10 @@ TEST_F(ToolColour, ProofsAsTheLibraryDoes)
     const Profile printer(icc), proPhoto(kPXColorStandardProPhoto);
     const Profile adobe(kPXColorStandardAdobeRGB1998);
     for (const bool isFull : {false, true}) {
-        ASSERT_EQ(0, Run({"proof", "@in.png", "@out.png", "--proof", "@printer.icc", "--display",
-                          "adobergb", "--force", isFull ? "--gamut" : "--intent",
-                          isFull ? "--paper" : "perceptual"}))
+        ASSERT_EQ(0,
+                  Run(std::string("proof @in.png @out.png --proof @printer.icc --display adobergb "
+                                  "--force ") +
+                      (isFull ? "--gamut --paper" : "--intent perceptual")))
             << error_;
         const tool::Picture wanted = Get("in.png");
         ASSERT_EQ(0, PXColorProfileSoftProofImage(proPhoto, printer, isFull ? 0 : 1, adobe, isFull,
@@ -88,9 +68,7 @@ TEST_F(ToolColour, ProofsAsTheLibraryDoes)
 
 TEST_F(ToolColour, MakesMeasuresAndAppliesCubes)
 {
-    ASSERT_EQ(0,
-              Run({"cube", "make", "@a.cube", "--from", "prophoto", "--to", "srgb", "--size", "9"}))
-        << error_;
+    ASSERT_EQ(0, Run("cube make @a.cube --from prophoto --to srgb --size 9")) << error_;
     CFDataRef made = nullptr;
     ASSERT_EQ(0, PXColorProfileCreateRGBColorCube(Profile(kPXColorStandardProPhoto),
                                                   Profile(kPXColorStandardSRGB), 9, &made));
@@ -100,9 +78,7 @@ TEST_F(ToolColour, MakesMeasuresAndAppliesCubes)
     EXPECT_TRUE(CFEqual(nodes, PXColorCubeGetDataRef(read)));
 
     WriteNoise("in.png");
-    ASSERT_EQ(
-        0, Run({"cube", "apply", "@in.png", "@out.png", "--cube", "@a.cube", "--profile", "srgb"}))
-        << error_;
+    ASSERT_EQ(0, Run("cube apply @in.png @out.png --cube @a.cube --profile srgb")) << error_;
     const tool::Picture wanted = Get("in.png");
     ASSERT_EQ(0U, PXColorCubeInterpolateImage(read, wanted.image.Get(), wanted.image.Get(),
                                               {0, 0, 40, 30}, nullptr));
@@ -112,11 +88,10 @@ TEST_F(ToolColour, MakesMeasuresAndAppliesCubes)
 
     // On its own points a cube is what it was sampled from, in between it is not.
     double largest = -1, mean = -1;
-    ASSERT_EQ(0, Run({"cube", "measure", "@a.cube", "--from", "prophoto", "--to", "srgb",
-                      "--samples", "5"}));
+    ASSERT_EQ(0, Run("cube measure @a.cube --from prophoto --to srgb --samples 5"));
     ASSERT_EQ(2, std::sscanf(out_.c_str(), "largest: %lf mean: %lf", &largest, &mean));
     EXPECT_LT(largest, 0.001);
-    ASSERT_EQ(0, Run({"cube", "measure", "@a.cube", "--from", "prophoto", "--to", "srgb"}));
+    ASSERT_EQ(0, Run("cube measure @a.cube --from prophoto --to srgb"));
     std::sscanf(out_.c_str(), "largest: %lf mean: %lf", &largest, &mean);
     EXPECT_GT(largest, 1);
     EXPECT_GT(mean, 0);
@@ -127,23 +102,14 @@ TEST_F(ToolColour, RefusesWhatMakesNoSense)
 {
     Write("bad.cube", "LUT_3D_SIZE 2\n0 0 0\n");
     WriteNoise("in.png");
-    const Rows<std::vector<const char*>, int, const char*> rows = {
-        {"no cube command", {"cube"}, 2, ""},
-        {"paper without a proof",
-         {"cube", "make", "@x.cube", "--to", "srgb", "--paper"},
-         2,
-         "--proof"},
-        {"size of one", {"cube", "make", "@x.cube", "--to", "srgb", "--size", "1"}, 2, ""},
-        {"unknown intent",
-         {"proof", "@in.png", "@o.png", "--proof", "srgb", "--intent", "relativ"},
-         2,
-         "relative"},
-        {"no cube in the file",
-         {"cube", "apply", "@in.png", "@o.png", "--cube", "@bad.cube"},
-         3,
-         "cube make"},
-        {"no file", {"cube", "measure", "@gone.cube", "--to", "srgb"}, 3, "gone"},
-        {"no folder", {"cube", "make", "@gone/x.cube", "--to", "srgb"}, 4, "gone"},
+    const Rows<std::string, int, const char*> rows = {
+        {"no cube command", "cube", 2, ""},
+        {"paper without a proof", "cube make @x.cube --to srgb --paper", 2, "--proof"},
+        {"size of one", "cube make @x.cube --to srgb --size 1", 2, ""},
+        {"unknown intent", "proof @in.png @o.png --proof srgb --intent relativ", 2, "relative"},
+        {"no cube in the file", "cube apply @in.png @o.png --cube @bad.cube", 3, "cube make"},
+        {"no file", "cube measure @gone.cube --to srgb", 3, "gone"},
+        {"no folder", "cube make @gone/x.cube --to srgb", 4, "gone"},
     };
     for (const auto& [name, words, code, said] : rows) {
         SCOPED_TRACE(name);

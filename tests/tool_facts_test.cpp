@@ -60,8 +60,7 @@ TEST(Diagnoses, TellOfVolumesAndMemory)
     EXPECT_EQ(ENOENT, px::os::Os().volumeFacts("/no such folder", &proc));
 
     constexpr size_t kMany = 64 << 20;
-    uint64_t before = 0;
-    uint64_t after = 0;
+    uint64_t before = 0, after = 0;
     ASSERT_EQ(0, px::os::Os().peakMemory(&before));
     const auto block = std::make_unique<char[]>(kMany);
     std::fill_n(static_cast<volatile char*>(block.get()), kMany, 'x');

@@ -6,11 +6,11 @@
 #include "pxtool/CommandLine.h"
 #include "pxtool/ConvertCommand.h"
 #include "pxtool/Exif.h"
-#include "pxtool/PictureFile.h"
 #include "support/FakePlatform.h"
 #include "support/Profiles.h"
 #include "support/TempFolder.h"
 #include "support/Test.h"
+#include "support/ToolPictures.h"
 
 #include <lcms2.h>
 
@@ -23,26 +23,11 @@ namespace fs = std::filesystem;
 
 constexpr char kProfileFolder[] = PX_BUILD_DIR "/share/pxcore/Profiles/";
 
-std::vector<uint8_t> PixelBytes(const Picture& picture)
-{
-    const Pixels pixels = picture.View();
-    return {pixels.first, pixels.first + picture.layout.Bytes()};
-}
-
 class Tool : public test::TempFolder {
 protected:
     Tool() { CatchSignals(); }
 
-    // Reads a picture that is in order; paths may be absolute here and below.
-    Picture Get(const std::string& path) const
-    {
-        Picture picture;
-        Progress progress("", false);
-        const Failure failure = ReadPicture(Path(path), progress, &picture);
-        EXPECT_FALSE(failure) << failure.text;
-        return picture;
-    }
-
+    // Paths may be absolute.
     Failure Convert(const std::string& from, const std::string& to,
                     const std::string& profile) const
     {
@@ -63,17 +48,17 @@ TEST_F(Tool, ConvertsPhotographsToTheBytesOfLittleCMS)
         const std::string photograph = entry.path();
         if (!photograph.ends_with(".jpg") || ++found > 3) continue;
         SCOPED_TRACE(photograph);
-        Picture source = Get(photograph);
+        Picture source = test::ReadGood(photograph);
         ASSERT_FALSE(MakeUpright("", &source));
         ASSERT_FALSE(Convert(photograph, "out.tif", "adobergb"));
         // Without a profile it is sRGB as Little CMS makes it, whose numbers are finer than those
         // of a saved profile.
-        const auto before = PixelBytes(source);
+        const auto before = test::PixelsOf(source);
         std::vector<uint8_t> want(before.size());
         test::ConvertByLittleCMS({source.icc, TYPE_RGB_8}, {adobe, TYPE_RGB_8},
                                  INTENT_RELATIVE_COLORIMETRIC, before.data(), want.data(),
                                  want.size() / 3);
-        EXPECT_TRUE(want == PixelBytes(Get("out.tif")));
+        EXPECT_TRUE(want == test::PixelsOf(test::ReadGood(Path("out.tif"))));
     }
     EXPECT_GT(found, 0) << "install the Debian package lomiri-wallpapers-16.04";
 }
@@ -88,17 +73,9 @@ protected:
     ToolFaults()
     {
         // Noise in sRGB, which takes more than one call to read.
-        Picture picture;
-        EXPECT_FALSE(
-            MakePicture({300, 200, 8, kPXColorSpaceRGB, false}, {"noise", 0, 0}, &picture));
-        std::mt19937 random(static_cast<uint32_t>(test::Seed(11)));
-        std::generate_n(picture.View().first, picture.layout.Bytes(),
-                        [&] { return static_cast<uint8_t>(random()); });
-        picture.icc = test::StandardProfileBytes(kPXColorStandardSRGB);
-        for (const char* name : kInputs) {
-            Progress progress("", false);
-            EXPECT_FALSE(WritePicture(picture, Path(name), true, 95, progress));
-        }
+        const Picture picture =
+            test::NoisePicture(300, 200, 8, test::StandardProfileBytes(kPXColorStandardSRGB));
+        for (const char* name : kInputs) test::WriteGood(picture, Path(name));
     }
 
     std::set<fs::path> Names() const
