@@ -92,6 +92,7 @@ def statuses(root, library):
     text_of = ctypes.CDLL(library).PXErrorGetText
     text_of.restype, text_of.argtypes = ctypes.c_char_p, [ctypes.c_uint32]
     constant = r"\b(kPXErr\w+|kPXWaitTimeout|kPXServerVersionMismatch)(?: =)? (0xF+|-?\d+)"
+    texts = {"unknown status"}
     numbers = {int(number, 0): name for header in (root / "Common").rglob("PX*.h")
                for name, number in re.findall(constant, header.read_text())}
     index = (root / "doc/status/README.md").read_text()
@@ -104,6 +105,9 @@ def statuses(root, library):
             faults.append(f"no page for {name}")
             continue
         text = text_of(number).decode()
+        if text in texts:
+            faults.append(f"{name} has no text of its own")
+        texts.add(text)
         lines = page.read_text().splitlines()
         headings = [line for line in lines if line.startswith("#")]
         if headings != [f"# {number}: {text}", "## Meaning", "## Usual cause", "## Remedy"]:
