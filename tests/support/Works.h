@@ -11,6 +11,7 @@
 #include "PXCore/PXImageStream.h"
 #include "PXCore/PXStream.h"
 #include "support/CF.h"
+#include "support/ColourPictures.h"
 #include "support/Images.h"
 
 #include <ostream>
@@ -28,7 +29,7 @@ inline bool Good(auto status)
     return status == 0;
 }
 
-inline Image Picture(PXDataSourceType source, int32_t depth = 8, int32_t planes = 4)
+inline Image Blank(PXDataSourceType source, int32_t depth = 8, int32_t planes = 4)
 {
     PXImage image = nullptr;
     PXImageCreateWithParams2(kBounds, depth, planes, kPXColorSpaceByChannels, kPXTransparencyNone,
@@ -51,7 +52,7 @@ inline bool Filled(PXImage image)
 template <PXDataSourceType source>
 bool MakeAndCopy()
 {
-    const Image image = Picture(source);
+    const Image image = Blank(source);
     PXImage copy = nullptr;
     const bool isGood = Filled(image) && Good(PXImageCreateCopy(image, &copy)) && Filled(copy);
     PXImageRelease(copy);
@@ -60,7 +61,7 @@ bool MakeAndCopy()
 
 inline bool Scale()
 {
-    const Image image = Picture(kPXDataSourceMemory);
+    const Image image = Blank(kPXDataSourceMemory);
     PXImage scaled = nullptr;
     const bool isGood =
         image && Good(PXImageCreateScaled(image, {0, 0, 300, 900}, nullptr, &scaled));
@@ -70,50 +71,52 @@ inline bool Scale()
 
 inline bool Turn()
 {
-    const Image image = Picture(kPXDataSourceTiled);
-    const Image turned = Picture(kPXDataSourceMemory);
+    const Image image = Blank(kPXDataSourceTiled);
+    const Image turned = Blank(kPXDataSourceMemory);
     return Filled(image) && turned &&
            Good(PXImageTransformImage(image, turned, kBounds, {0, -1, 1, 0, 500, 0}, nullptr));
 }
 
 inline bool Convert()
 {
-    const Image image = Picture(kPXDataSourceTiled, 16, 3);
-    const auto from = PXColorProfileCreateStandard(kPXColorStandardSRGB);
-    const auto to = PXColorProfileCreateStandard(kPXColorStandardProPhoto);
-    const bool isGood = Filled(image) && Good(PXColorProfileConvertProfile(
-                                             from, to, image, image, kBounds, kPXIntentPerceptual));
-    PXColorProfileRelease(from);
-    PXColorProfileRelease(to);
-    return isGood;
+    const Image image = Blank(kPXDataSourceTiled, 16, 3);
+    const Profile from(kPXColorStandardSRGB), to(kPXColorStandardProPhoto);
+    return Filled(image) &&
+           Good(PXColorProfileConvertProfile(from, to, image, image, kBounds, kPXIntentPerceptual));
 }
 
 inline bool Cube()
 {
-    const auto from = PXColorProfileCreateStandard(kPXColorStandardSRGB);
-    const auto to = PXColorProfileCreateStandard(kPXColorStandardAdobeRGB1998);
+    const Profile from(kPXColorStandardSRGB), to(kPXColorStandardAdobeRGB1998);
     PXColorCube cube = PXColorCubeCreateFromProfiles(from, to, 2);
     const Owned<CFDataRef> file(cube ? PXColorCubeCreateFileData(cube, CFSTR("title")) : nullptr);
     PXColorCube again = file ? PXColorCubeCreateFromFileData(file) : nullptr;
     const bool isGood = again != nullptr;
     PXColorCubeRelease(again);
     PXColorCubeRelease(cube);
-    PXColorProfileRelease(from);
-    PXColorProfileRelease(to);
+    return isGood;
+}
+
+// Through a stream in memory and back.
+bool Streamed(auto write, auto read)
+{
+    PXStream stream = nullptr;
+    const bool isGood = Good(PXStreamCreateForData(nullptr, &stream)) &&
+                        Good(PXStreamOpen(stream)) && Good(write(stream)) &&
+                        Good(PXStreamSetPos2(stream, 0)) && Good(read(stream));
+    PXStreamRelease(stream);
     return isGood;
 }
 
 inline bool Stream()
 {
-    const Image image = Picture(kPXDataSourceTiled);
-    PXStream stream = nullptr;
+    const Image image = Blank(kPXDataSourceTiled);
     PXImage again = nullptr;
-    const bool isGood = Filled(image) && Good(PXStreamCreateForData(nullptr, &stream)) &&
-                        Good(PXStreamOpen(stream)) && Good(PXImageWriteToStream(image, stream)) &&
-                        Good(PXStreamSetPos2(stream, 0)) &&
-                        Good(PXImageCreateFromStream(stream, &again));
+    const bool isGood =
+        Filled(image) &&
+        Streamed([&](PXStream stream) { return PXImageWriteToStream(image, stream); },
+                 [&](PXStream stream) { return PXImageCreateFromStream(stream, &again); });
     PXImageRelease(again);
-    PXStreamRelease(stream);
     return isGood;
 }
 
@@ -123,14 +126,12 @@ inline bool Message()
     if (!body) return false;
     PXHttpMessage message = PXHttpMessageCreateRequest(CFSTR("PUT"), CFSTR("/x"), nullptr);
     PXHttpMessageSetContentBinary(message, body);
-    PXStream stream = nullptr;
     PXHttpMessage again = PXHttpMessageCreate(kHTTPMessageRequest);
-    const bool isGood = Good(PXStreamCreateForData(nullptr, &stream)) &&
-                        Good(PXStreamOpen(stream)) && Good(PXHttpMessageWrite(message, stream)) &&
-                        Good(PXStreamSetPos2(stream, 0)) && Good(PXHttpMessageRead(again, stream));
+    const bool isGood =
+        Streamed([&](PXStream stream) { return PXHttpMessageWrite(message, stream); },
+                 [&](PXStream stream) { return PXHttpMessageRead(again, stream); });
     PXHttpMessageRelease(again);
     PXHttpMessageRelease(message);
-    PXStreamRelease(stream);
     return isGood;
 }
 

@@ -19,14 +19,9 @@ struct Library {
     explicit Library(const char* path) : handle(dlopen(path, RTLD_NOW | RTLD_LOCAL))
     {
         if (!handle) Fail(dlerror());
-        push = reinterpret_cast<decltype(push)>(Find("PXThreadPoolPush"));
-        shutdown = reinterpret_cast<decltype(shutdown)>(Find("PXThreadPoolShutdown"));
-    }
-    void* Find(const char* name) const
-    {
-        void* symbol = dlsym(handle, name);
-        if (!symbol) Fail(name);
-        return symbol;
+        push = reinterpret_cast<decltype(push)>(dlsym(handle, "PXThreadPoolPush"));
+        shutdown = reinterpret_cast<decltype(shutdown)>(dlsym(handle, "PXThreadPoolShutdown"));
+        if (!push || !shutdown) Fail("no thread pool");
     }
     [[noreturn]] static void Fail(const char* why)
     {
