@@ -47,9 +47,7 @@ protected:
         CFDataRef data = nullptr;
         EXPECT_EQ(want, PXColorProfileGetMonitorICC(&data));
         EXPECT_EQ(want == 0, data != nullptr);
-        const Owned<CFDataRef> owned(data);
-        const std::string bytes = data ? BytesOf(data) : std::string();
-        return {bytes.begin(), bytes.end()};
+        return BytesIn(Owned<CFDataRef>(data));
     }
 
     const Bytes adobe_ = StandardProfileBytes(kPXColorStandardAdobeRGB1998);

@@ -14,12 +14,6 @@ namespace {
 
 using namespace px::test;
 
-Bytes BytesIn(CFDataRef data)
-{
-    const std::string bytes = data ? BytesOf(data) : std::string();
-    return {bytes.begin(), bytes.end()};
-}
-
 TEST(Profile, HoldsEitherICCOrARawCube)
 {
     const Bytes adobe = StandardProfileBytes(kPXColorStandardAdobeRGB1998);
@@ -181,9 +175,8 @@ TEST(ProfileColors, ProofThroughADevice)
             PXVec3F got = {};
             ASSERT_EQ(0, PXColorProfileConvertColorSoftProofPXVec3F(from, device, display, intent,
                                                                     colors[i], &got));
-            EXPECT_NEAR(want[i].x, got.x, 1e-4);
-            EXPECT_NEAR(want[i].y, got.y, 1e-4);
-            EXPECT_NEAR(want[i].z, got.z, 1e-4);
+            for (const auto part : {&PXVec3F::x, &PXVec3F::y, &PXVec3F::z})
+                EXPECT_NEAR(want[i].*part, got.*part, 1e-4);
         }
     }
 }

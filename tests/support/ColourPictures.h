@@ -20,6 +20,12 @@ inline Owned<CFDataRef> DataOf(const Bytes& bytes)
     return Owned<CFDataRef>(CFDataCreate(nullptr, bytes.data(), CFIndex(bytes.size())));
 }
 
+inline Bytes BytesIn(CFDataRef data)
+{
+    const std::string bytes = data ? BytesOf(data) : std::string();
+    return {bytes.begin(), bytes.end()};
+}
+
 // Owns a profile handle.
 class Profile {
 public:
@@ -31,12 +37,7 @@ public:
     ~Profile() { PXColorProfileRelease(handle_); }
     operator PXColorProfile() const { return handle_; }
     int Open(const Bytes& icc) { return PXColorProfileSetICCData(handle_, DataOf(icc)); }
-    Bytes Data() const
-    {
-        const Owned<CFDataRef> data(PXColorProfileCreateICCData(handle_));
-        const std::string bytes = data ? BytesOf(data) : std::string();
-        return Bytes(bytes.begin(), bytes.end());
-    }
+    Bytes Data() const { return BytesIn(Owned<CFDataRef>(PXColorProfileCreateICCData(handle_))); }
 
 private:
     PXColorProfile handle_;

@@ -1,7 +1,7 @@
 #include "support/Profiles.h"
 
 #include "PXCore/PXColorProfile.h"
-#include "support/CF.h"
+#include "support/ColourPictures.h"
 
 #include <lcms2.h>
 #if defined(PX_FAST_FLOAT)
@@ -110,11 +110,7 @@ std::vector<uint8_t> MakeGreyProfile()
 
 std::vector<uint8_t> StandardProfileBytes(uint32_t signature)
 {
-    PXColorProfile profile = PXColorProfileCreateStandard(signature);
-    const Owned<CFDataRef> data(PXColorProfileCreateICCData(profile));
-    PXColorProfileRelease(profile);
-    const std::string bytes = data ? BytesOf(data) : std::string();
-    return {bytes.begin(), bytes.end()};
+    return Profile(signature).Data();
 }
 
 bool ConvertByLittleCMS(const LittleCMSSide& from, const LittleCMSSide& to, uint32_t intent,
