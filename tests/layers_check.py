@@ -10,25 +10,17 @@ common = root / "Common"
 
 VOCABULARY = {"PXCore/PXTypes.h", "PXCore/PXExport.h", "PXCore/PXStatus.h"}
 
-# Layer by path prefix, the first match counts.
+# Layer by how a path begins, the first match counts.
 LAYERS = [
     ("Base/Platform/", 0),
-    ("PXCoreFoundation/", 1),
-    ("CoreFoundation/", 1),
-    ("Base/Stream", 4), ("Base/Task", 4), ("Base/ThreadPool", 4), ("Base/HTTP", 4),
-    ("Base/Msg", 4), ("Base/Connection", 4), ("Base/BroadcastConn", 4), ("Base/PXServer", 4),
-    ("Base/Server", 4), ("Base/", 2),
+    ("(PX)?CoreFoundation/", 1),
+    ("Base/(Stream|Task|ThreadPool|HTTP|Msg|Connection|BroadcastConn|PXServer|Server)", 4),
+    ("Base/", 2),
     ("PXAccelerate/", 4),
     ("Image/", 5),
-    ("PXCore/PXGeometry", 3), ("PXCore/PXString", 3), ("PXCore/PXVariant", 3),
-    ("PXCore/PXDictionary", 3), ("PXCore/PXUtils", 3), ("PXCore/PXPresetData", 3), ("PXCore/PXPreset.", 3),
-    ("PXCore/PXBezierCurve", 3), ("PXCore/PXColor.", 3),
+    (r"PXCore/PX(Geometry|String|Variant|Dictionary|Utils|PresetData|Preset\.|BezierCurve|Color\.)", 3),
     # The interface headers that layer 5 implements are declarations over the vocabulary.
-    ("PXCore/PXImage.h", 3), ("PXCore/PXImageAccess.h", 3), ("PXCore/PXImageCache.h", 3),
-    ("PXCore/PXImageTiles.h", 3), ("PXCore/PXImageStream.h", 3),
-    ("PXCore/PXColorProfile.h", 3), ("PXCore/PXColorProfileDesc.h", 3),
-    ("PXCore/PXColorCube.h", 3), ("PXCore/PXStream.h", 3),
-    ("PXCore/PXHttpMessage.h", 3),
+    (r"PXCore/PX(Image(Access|Cache|Tiles|Stream)?|ColorProfile(Desc)?|ColorCube|Stream|HttpMessage)\.h", 3),
     ("PXCore/", 6),
 ]
 
@@ -40,10 +32,7 @@ PLATFORM_TEST = re.compile(r"^\s*#.*\b(_WIN32|_WIN64|__linux__)\b")
 
 
 def layer_of(path):
-    for prefix, layer in LAYERS:
-        if path.startswith(prefix):
-            return layer
-    return None
+    return next((layer for start, layer in LAYERS if re.match(start, path)), None)
 
 
 def resolve(source, name):

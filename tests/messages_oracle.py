@@ -80,9 +80,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
 
 def grouped(pairs):
-    found = {}
-    for name, value in pairs:
-        found.setdefault(name, []).append(value)
+    found = {name: [value for other, value in pairs if other == name] for name, _ in pairs}
     return {name: values[0] if len(values) == 1 else values for name, values in found.items()}
 
 
