@@ -20,8 +20,7 @@ struct Pair {
     {
         const PXRect bounds = {Within(100) - 50, Within(100) - 50, 1 + Within(1700),
                                1 + Within(1700)};
-        const int32_t depth = 8 << Within(2);
-        const int32_t planes = 1 + Within(4);
+        const int32_t depth = 8 << Within(2), planes = 1 + Within(4);
         tiled = MakeRecord(bounds, depth, planes);
         plain = MakeRecord(bounds, depth, planes, kPXDataSourceMemory);
     }
@@ -29,8 +28,7 @@ struct Pair {
     PXRect RandomRect()
     {
         const PXRect all = tiled->bounds;
-        const int32_t x = Within(all.width);
-        const int32_t y = Within(all.height);
+        const int32_t x = Within(all.width), y = Within(all.height);
         // Half of them are small, so that they tend to lie inside a tile.
         const int32_t most = random() & 1 ? 40 : INT32_MAX;
         return {all.x + x, all.y + y, 1 + Within(std::min(most, all.width - x)),
@@ -109,10 +107,22 @@ struct Pair {
         ASSERT_EQ(kPXOK, plain->Write(to, Pixels(plain.Get(), from).data(), RowBytes(from)));
     }
     CImageRecFile* File() const { return static_cast<CImageRecFile*>(tiled.Get()); }
+    void Keep() { ASSERT_EQ(kPXOK, File()->SetKeepResident(random() % 3 == 0)); }
+    void Step()
+    {
+        const uint64_t dice = random() % 19;
+        if (dice == 0) return Keep();
+        if (dice == 1) return (void)tiled->Purge();
+        if (dice <= 4) return Lock();
+        if (dice <= 8) return Write();
+        if (dice == 9) return Copy();
+        if (dice == 10) return Resize();
+        if (dice <= 12) return MoveTile();
+        Compare(RandomRect());
+    }
 
     std::mt19937_64& random;
-    Record tiled;
-    Record plain;
+    Record tiled, plain;
     std::vector<Record> others;
 };
 
@@ -124,26 +134,8 @@ void RunModel(uint64_t seed, int steps)
     for (int step = 0; step < steps && !testing::Test::HasFatalFailure(); ++step) {
         SCOPED_TRACE(step);
         auto& pair = pairs[random() % pairs.size()];
-        const uint64_t dice = random() % 20;
-        if (dice == 0) {
-            pair = std::make_unique<Pair>(random);
-        } else if (dice == 1) {
-            ASSERT_EQ(kPXOK, pair->File()->SetKeepResident(random() % 3 == 0));
-        } else if (dice == 2) {
-            (void)pair->tiled->Purge();
-        } else if (dice <= 5) {
-            pair->Lock();
-        } else if (dice <= 9) {
-            pair->Write();
-        } else if (dice == 10) {
-            pair->Copy();
-        } else if (dice == 11) {
-            pair->Resize();
-        } else if (dice <= 13) {
-            pair->MoveTile();
-        } else {
-            pair->Compare(pair->RandomRect());
-        }
+        if (random() % 20 == 0) pair = std::make_unique<Pair>(random);
+        pair->Step();
     }
     for (auto& pair : pairs) pair->Compare(pair->tiled->bounds);
 }

@@ -39,8 +39,7 @@ std::vector<long double> NaiveSamples(const std::vector<PXPointF>& slots, long s
     for (size_t s = 0; s + 1 < a.size(); ++s) {
         const PXPointF& previous = a[s == 0 ? 0 : s - 1];
         const PXPointF& next = a[std::min(s + 2, a.size() - 1)];
-        const bool hasPrevious = s > 0;
-        const bool hasNext = s + 2 < a.size();
+        const bool hasPrevious = s > 0, hasNext = s + 2 < a.size();
         const long double x1 = a[s].x, y1 = a[s].y, x2 = a[s + 1].x, y2 = a[s + 1].y, d = x2 - x1;
         const long double inner1 = y1 + (y2 - previous.y) / (x2 - previous.x) * d / 3;
         const long double inner2 = y2 - (next.y - y1) / (next.x - x1) * d / 3;

@@ -53,8 +53,7 @@ struct Model {
     std::vector<Waiting> queued;  // in order
     std::vector<int> running;
     std::map<int, bool> canUseGPU;
-    int parked = -1;
-    int freeCPU = 0;
+    int parked = -1, freeCPU = 0;
     uint32_t freeGPU = 0;
     bool hasScheduler = false;
     std::vector<Item> items;  // what the pool has been given
