@@ -127,26 +127,24 @@ TEST_F(Derived, ScaledEqualsOneBlitOfTheWhole)
         {"narrower and higher", {7, 7, 900, 40}, {0, 0, 31, 555}},
         {"one pixel", {0, 0, 530, 520}, {9, 9, 1, 1}},
     };
-    const struct {
-        bool isAccelerated;
-        int32_t depth, planes;
-        PXBlitFilter filter;
-    } ways[] = {{true, 8, 4, kPXBlitNearest},    {true, 16, 3, kPXBlitNearest},
-                {true, 8, 4, kPXBlitLanczos3},   {true, 16, 3, kPXBlitLanczos3},
-                {true, 8, 2, kPXBlitLanczos3},   {false, 8, 4, kPXBlitLanczos3},
-                {false, 16, 3, kPXBlitLanczos3}, {false, 8, 2, kPXBlitLanczos3}};
-    for (const auto& way : ways) {
-        way.isAccelerated ? PXAccelerateInit() : PXAccelerateShutdown();
+    constexpr std::tuple<bool, int32_t, int32_t, PXBlitFilter> kWays[] = {
+        {true, 8, 4, kPXBlitNearest},    {true, 16, 3, kPXBlitNearest},
+        {true, 8, 4, kPXBlitLanczos3},   {true, 16, 3, kPXBlitLanczos3},
+        {true, 8, 2, kPXBlitLanczos3},   {false, 8, 4, kPXBlitLanczos3},
+        {false, 16, 3, kPXBlitLanczos3}, {false, 8, 2, kPXBlitLanczos3}};
+    for (const auto& [isAccelerated, depth, planes, filter] : kWays) {
+        isAccelerated ? PXAccelerateInit() : PXAccelerateShutdown();
         for (const auto& [name, bounds, to] : sizes) {
-            const Image plain = Noise(bounds, way.depth, way.planes, kPXDataSourceMemory);
+            const Image plain = Noise(bounds, depth, planes, kPXDataSourceMemory);
             const Image tiled = Created(PXImageCreatFileImageFromImage, plain.get());
-            const Bytes want = WholeBlit(plain, {to.width, to.height}, way.filter);
+            const Bytes want = WholeBlit(plain, {to.width, to.height}, filter);
             for (int pair = 0; pair < 4; ++pair) {
-                SCOPED_TRACE(testing::Message() << name << ' ' << &way - ways << ' ' << pair);
+                SCOPED_TRACE(testing::Message() << name << ' ' << isAccelerated << ' ' << depth
+                                                << ' ' << planes << ' ' << filter << ' ' << pair);
                 const PXDataSourceType backing =
                     pair / 2 ? kPXDataSourceTiled : kPXDataSourceMemory;
                 const auto bands = static_cast<int32_t>(random_() % 5);
-                const PXImageScaleOptions options = {way.filter, backing, bands, nullptr};
+                const PXImageScaleOptions options = {filter, backing, bands, nullptr};
                 const Image scaled =
                     Created(PXImageCreateScaled, (pair % 2 ? tiled : plain).get(), to, &options);
                 EXPECT_TRUE(PXRectEqual(to, PXImageGetBounds(scaled)));
@@ -293,33 +291,30 @@ TEST_F(Derived, RefusesWhatCannotBeDerived)
     };
     constexpr PXImageScaleOptions* kNone = nullptr;
     const PXImageScaleOptions cubic = {kPXBlitBicubic, 0, 0, nullptr};
-    const struct {
-        const char* name;
-        std::function<PXStatus(PXImage*)> call;
-        PXStatus want = kPXErrBadArgument;
-    } rows[] = {
-        {"crop of nothing", call(PXImageCreateCrop, none, four)},
-        {"empty crop", call(PXImageCreateCrop, rgb, PXRect{0, 0, 0, 1})},
-        {"crop beyond", call(PXImageCreateCrop, rgb, PXRect{5, 5, 5, 1})},
+    constexpr PXStatus kBad = kPXErrBadArgument;
+    const Rows<std::function<PXStatus(PXImage*)>, PXStatus> rows = {
+        {"crop of nothing", call(PXImageCreateCrop, none, four), kBad},
+        {"empty crop", call(PXImageCreateCrop, rgb, PXRect{0, 0, 0, 1}), kBad},
+        {"crop beyond", call(PXImageCreateCrop, rgb, PXRect{5, 5, 5, 1}), kBad},
         {"crop after widening", call(PXImageCreateCrop, widened, four), kPXErrPixelLayout},
-        {"scale an empty image", scale(empty, four, cubic)},
-        {"scale to an edge beyond int32", scale(rgb, {INT32_MAX, 0, 4, 4}, cubic)},
-        {"unknown filter", scale(rgb, four, {4, 0, 0, nullptr})},
+        {"scale an empty image", scale(empty, four, cubic), kBad},
+        {"scale to an edge beyond int32", scale(rgb, {INT32_MAX, 0, 4, 4}, cubic), kBad},
+        {"unknown filter", scale(rgb, four, {4, 0, 0, nullptr}), kBad},
         {"backing", scale(rgb, four, {1, 9, 0, nullptr}), kPXErrCreate},
-        {"pixels as a fill", scale(rgb, four, {1, kPXDataSourceSolidFill, 0, nullptr})},
+        {"pixels as a fill", scale(rgb, four, {1, kPXDataSourceSolidFill, 0, nullptr}), kBad},
         {"scale floats", scale(floats, four, cubic), kPXErrPixelLayout},
         {"scale bits", scale(bits, four, {0, 0, 0, nullptr}), kPXErrPixelLayout},
-        {"mip of its own level", call(PXImageCreateOneMip, rgb, 0U, kNone)},
-        {"box", call(PXImageCreateScaledToFit, rgb, PXSize{0, 1}, kNone)},
-        {"no number", call(PXImageCreateScaledByFactor, rgb, double(NAN), kNone)},
-        {"factor too large", call(PXImageCreateScaledByFactor, rgb, 1e9, kNone)},
+        {"mip of its own level", call(PXImageCreateOneMip, rgb, 0U, kNone), kBad},
+        {"box", call(PXImageCreateScaledToFit, rgb, PXSize{0, 1}, kNone), kBad},
+        {"no number", call(PXImageCreateScaledByFactor, rgb, double(NAN), kNone), kBad},
+        {"factor too large", call(PXImageCreateScaledByFactor, rgb, 1e9, kNone), kBad},
         {"mask of five", call(PXImageCreateMaskImageFromImage, five), kPXErrPixelLayout},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, create, want] : rows) {
         auto made = reinterpret_cast<PXImage>(uintptr_t{1});
-        Case(row.name).Gives(row.want, row.call(&made));
-        EXPECT_EQ(nullptr, made) << row.name;
-        Case(row.name).Gives(kPXErrBadArgument, row.call(nullptr));
+        Case(name).Gives(want, create(&made));
+        EXPECT_EQ(nullptr, made) << name;
+        Case(name).Gives(kBad, create(nullptr));
     }
     EventLog events;
     PXAccelerateShutdown();

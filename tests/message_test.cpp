@@ -48,12 +48,7 @@ std::string WithList(const std::string& start, const std::string& dictionary)
 TEST_F(MessageTest, AreWrittenByteForByte)
 {
     using Set = std::function<void(CHTTPMessage&)>;
-    const struct {
-        const char* name;
-        HTTPMessageType type;
-        Set set;
-        std::string want;
-    } rows[] = {
+    const Rows<HTTPMessageType, Set, std::string> rows = {
         {"nothing set", kHTTPMessageRequest, [](CHTTPMessage&) {},
          WithList("GET / HTTP/1.1\r\n", "<dict/>")},
         {"a response is OK whatever its code", kHTTPMessageResponse,
@@ -104,12 +99,11 @@ TEST_F(MessageTest, AreWrittenByteForByte)
          },
          "GET /u?q= HTTP/1.1\r\nContent-Type: x/y\r\nContent-Length: 0\r\n\r\n"},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        CHTTPMessage message(row.type);
-        row.set(message);
-        EXPECT_EQ(row.want, Written(message));
-        EXPECT_EQ(row.want, Written(message));
+    for (const auto& [name, type, set, want] : rows) {
+        SCOPED_TRACE(name);
+        CHTTPMessage message(type);
+        set(message);
+        for (int i = 0; i < 2; ++i) EXPECT_EQ(want, Written(message));
     }
     CHTTPMessage request(nullptr, CFSTR("server"), CFSTR("connect"));
     request.SetParam(CFSTR("api-version"), 3);
@@ -141,10 +135,7 @@ TEST_F(MessageTest, AreReadByteForByte)
     const std::string malformed = "status 1026", ended = "status 4294967295",
                       tooLong = "status 1025", length = "G /\r\nContent-Length: ";
     // Bytes that begin with "HTTP/" are read as a response.
-    const struct {
-        const char* name;
-        std::string bytes, want;
-    } rows[] = {
+    const Rows<std::string, std::string> rows = {
         {"body by its length, the rest stays",
          "POST /a/b HTTP/1.1\r\nHost: here:1\r\nContent-Length: 3\r\n\r\nabcd",
          "POST a/b here:1 - 200 abc"},
@@ -187,9 +178,9 @@ TEST_F(MessageTest, AreReadByteForByte)
         EXPECT_EQ(uint64_t{kPXStreamDefaultCap}, stream->GetReadCap());
         EXPECT_TRUE((want != malformed && want != tooLong) || events.Messages().size() == 1);
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        expectRead(row.want, row.bytes);
+    for (const auto& [name, bytes, want] : rows) {
+        SCOPED_TRACE(name);
+        expectRead(want, bytes);
     }
     for (const std::string bad : {"-1", "+1", "0x1", "1,1", "4294967296", "18446744073709551617",
                                   "1\r\nContent-Length: 2", "0\r\nContent-Length: 2"}) {

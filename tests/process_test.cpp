@@ -83,13 +83,8 @@ TEST_F(Process, HonoursTheLimitsOfContainers)
         "31 1 0:27 /docker/ab /sys/fs/cgroup/memory rw - cgroup cgroup rw,memory\n"
         "32 1 0:28 / /sys/fs/cgroup/cpu rw - cgroup cgroup rw,cpu,cpuacct\n";
     constexpr uint64_t kAll = uint64_t{1} << 33;
-    const struct {
-        const char* name;
-        std::string groups, mounts;
-        const char* files;  // paths and what stands in them, separated by "=" and ";"
-        uint64_t memory;
-        uint32_t processors;
-    } rows[] = {
+    // Of the files: paths and what stands in them, separated by "=" and ";".
+    const Rows<std::string, std::string, std::string, uint64_t, uint32_t> rows = {
         {"no group", "", v2, "memory.max=5", kAll, 6},
         {"no mount", "0::/a\n", "", "a/memory.max=5", kAll, 6},
         {"no limit", "0::/a\n", v2, "a/memory.max=max;a/cpu.max=max 100000", kAll, 6},
@@ -111,18 +106,18 @@ TEST_F(Process, HonoursTheLimitsOfContainers)
     FakeSystemFiles fake(root_);
     fake->physicalMemory = [] { return kAll; };
     fake->processorCount = [] { return 6U; };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, groups, mounts, files, memory, processors] : rows) {
+        SCOPED_TRACE(name);
         fs::remove_all(root_);
-        fake.Write("/proc/self/cgroup", row.groups);
-        fake.Write("/proc/self/mountinfo", row.mounts);
-        std::istringstream files(row.files);
-        for (std::string path, text; std::getline(files, path, '=');) {
-            std::getline(files, text, ';');
+        fake.Write("/proc/self/cgroup", groups);
+        fake.Write("/proc/self/mountinfo", mounts);
+        std::istringstream pairs(files);
+        for (std::string path, text; std::getline(pairs, path, '=');) {
+            std::getline(pairs, text, ';');
             fake.Write("/sys/fs/cgroup/" + path, text + "\n");
         }
-        EXPECT_EQ(row.memory, PXProcessGetEffectiveMemLimit());
-        EXPECT_EQ(row.processors, PXProcessGetEffectiveProcessorCount());
+        EXPECT_EQ(memory, PXProcessGetEffectiveMemLimit());
+        EXPECT_EQ(processors, PXProcessGetEffectiveProcessorCount());
     }
 }
 
