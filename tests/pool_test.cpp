@@ -92,9 +92,8 @@ TEST_F(ThreadPool, IsMadeOnceByTheFirstThreads)
         WaitForThreads("PXPool reaper", 1);
         EXPECT_EQ(1, CountThreads("PXPool reaper"));
         EXPECT_EQ(kPXOK, PXThreadPoolShutdown());
-        for (const char* name : {"reaper", "dispatch", "worker"}) {
-            WaitForThreads(std::string("PXPool ") + name, 0);
-        }
+        for (const char* name : {"PXPool reaper", "PXPool dispatch", "PXPool worker"})
+            WaitForThreads(name, 0);
         EXPECT_EQ(0U, Now().workers);
     }
 }

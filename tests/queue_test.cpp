@@ -86,15 +86,13 @@ protected:
         return task;
     }
     // A task that stays until the gate opens; returns when it runs.
-    PXRef<TestTask> PushBlocker(bool canRunOnGPU = false)
+    PXRef<TestTask> PushBlocker()
     {
         const int before = started_;
-        auto task = Push(
-            [this](TestTask&) {
-                Add(started_);
-                gate_.Wait();
-            },
-            0, canRunOnGPU);
+        auto task = Push([this](TestTask&) {
+            Add(started_);
+            gate_.Wait();
+        });
         WaitFor(started_, before + 1);
         return task;
     }
@@ -102,13 +100,6 @@ protected:
     {
         return Push([this, name](TestTask&) { Tell(name); }, priority);
     }
-    void WaitUntilTaken(CFIndex queued)
-    {
-        while (queue_->GetStatistics().queued != static_cast<uint32_t>(queued)) {
-            std::this_thread::yield();
-        }
-    }
-
     // What happened, in order.
     void Tell(const std::string& what)
     {
@@ -214,13 +205,13 @@ TEST(Task, OrderIsByPriorityAndThenByInsertion)
 TEST_F(Queues, RefuseLimitsThatCannotBe)
 {
     constexpr int kBad = kPXErrBadArgument;
-    for (const auto& [limit, threads, gpus, want] :
-         std::vector<std::array<int, 4>>{{0, 0, 0, 0},  // no slots: tasks run in the scheduler
-                                         {0, 1, 33, kBad},
-                                         {0, 1, -1, kBad},
-                                         {0, -1, 4, kBad},
-                                         {-1, 1, 0, kBad},
-                                         {INT32_MAX, INT32_MAX, 32, 0}}) {
+    constexpr std::array<int, 4> kRows[] = {{0, 0, 0, 0},  // no slots: tasks run in the scheduler
+                                            {0, 1, 33, kBad},
+                                            {0, 1, -1, kBad},
+                                            {0, -1, 4, kBad},
+                                            {-1, 1, 0, kBad},
+                                            {INT32_MAX, INT32_MAX, 32, 0}};
+    for (const auto& [limit, threads, gpus, want] : kRows) {
         EventLog events;
         CBaseTaskQueue queue;
         EXPECT_EQ(0, queue.Push(Make([](TestTask&) { FAIL(); }).Get())) << "not accepting yet";
@@ -256,7 +247,7 @@ TEST_F(Queues, ThreadsStopAfterAllTasksHaveRunStopped)
     const auto running = PushBlocker();
     PushBlocker();
     Push(tell);
-    WaitUntilTaken(0);
+    while (queue_->GetStatistics().queued > 0) std::this_thread::yield();
     Push(tell);
     Push(tell);
     std::thread pusher([&] { Push(tell); });  // waits for room
