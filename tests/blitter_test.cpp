@@ -88,8 +88,7 @@ RefImage RandomImage(int width, int height, int channels, size_t sampleBytes,
 std::vector<uint16_t> BlitRect(CBlitter* blitter, const RefImage& source, size_t sampleBytes,
                                PXRect rect, size_t shift)
 {
-    PXRect roi = {};
-    PXRect region = {};
+    PXRect roi = {}, region = {};
     EXPECT_EQ(0, blitter->GetSourceROI(rect, &roi, &region));
     Pixels from(region, source.channels, sampleBytes, shift, shift % 3);
     from.Put(Part(source, region));
@@ -118,8 +117,7 @@ PXRect RandomRect(int width, int height, std::mt19937_64* random)
     const auto below = [&](int limit) {
         return static_cast<int>((*random)() % static_cast<uint64_t>(limit));
     };
-    const int x = below(width);
-    const int y = below(height);
+    const int x = below(width), y = below(height);
     return {x, y, 1 + below(width - x), 1 + below(height - y)};
 }
 
@@ -127,10 +125,7 @@ PXRect RandomRect(int width, int height, std::mt19937_64* random)
 TEST(OwnBlitter, GivesTheBytesOfThePlainLoopInEveryTable)
 {
     std::mt19937_64 random(Seed(601));
-    struct Sizes {
-        int srcWidth, srcHeight, dstWidth, dstHeight;
-    };
-    std::vector<Sizes> sizes = {
+    std::vector<std::array<int, 4>> sizes = {
         {1, 1, 1, 1},      {1, 1, 9, 5},       {3, 2, 129, 1},
         {300, 7, 1, 1},    {7, 300, 3, 2},     {64, 64, 64, 64},
         {150, 40, 75, 20}, {40, 90, 160, 135}, {260, 33, 130, 259},
@@ -139,25 +134,22 @@ TEST(OwnBlitter, GivesTheBytesOfThePlainLoopInEveryTable)
     for (const px::BlitKernels* const* table = px::AllBlitKernels(); *table; ++table) {
         SCOPED_TRACE((*table)->name);
         px::ForceBlitKernels(*table);
-        for (const Sizes& size : sizes) {
+        for (const auto& [srcWidth, srcHeight, dstWidth, dstHeight] : sizes) {
             for (size_t format = 0; format < 24; ++format) {
                 const size_t bytes = 1 + format / 4 % 2;
                 const auto filter = static_cast<uint32_t>(1 + format / 8);
-                const RefImage source =
-                    RandomImage(size.srcWidth, size.srcHeight, 1 + static_cast<int>(format % 4),
-                                bytes, &random);
-                const RefImage want = RefBlit(source, size.dstWidth, size.dstHeight, filter,
-                                              bytes == 1 ? 255 : 65535);
-                const auto blitter =
-                    Make(false, source, bytes, size.dstWidth, size.dstHeight, filter);
-                for (const PXRect& rect : {PXRect{0, 0, size.dstWidth, size.dstHeight},
-                                           RandomRect(size.dstWidth, size.dstHeight, &random)}) {
+                const RefImage source = RandomImage(
+                    srcWidth, srcHeight, 1 + static_cast<int>(format % 4), bytes, &random);
+                const RefImage want =
+                    RefBlit(source, dstWidth, dstHeight, filter, bytes == 1 ? 255 : 65535);
+                const auto blitter = Make(false, source, bytes, dstWidth, dstHeight, filter);
+                for (const PXRect& rect : {PXRect{0, 0, dstWidth, dstHeight},
+                                           RandomRect(dstWidth, dstHeight, &random)}) {
                     ASSERT_EQ(Part(want, rect),
                               BlitRect(blitter.Get(), source, bytes, rect, random() % 8))
-                        << size.srcWidth << "x" << size.srcHeight << " to " << size.dstWidth << "x"
-                        << size.dstHeight << ", format " << format << ", filter " << filter
-                        << ", rectangle " << rect.x << " " << rect.y << " " << rect.width << " "
-                        << rect.height;
+                        << srcWidth << "x" << srcHeight << " to " << dstWidth << "x" << dstHeight
+                        << ", format " << format << ", filter " << filter << ", rectangle "
+                        << rect.x << " " << rect.y << " " << rect.width << " " << rect.height;
                 }
             }
         }
@@ -169,8 +161,7 @@ TEST(OwnBlitter, GivesTheBytesOfThePlainLoopInEveryTable)
 TEST(OwnBlitter, WritesLargeResultsLikeTheirParts)
 {
     std::mt19937_64 random(px::test::Seed(608));
-    constexpr int kWidth = 2112;
-    constexpr int kHeight = 2100;
+    constexpr int kWidth = 2112, kHeight = 2100;
     for (const px::BlitKernels* const* table = px::AllBlitKernels(); *table; ++table) {
         px::ForceBlitKernels(*table);
         for (const size_t bytes : {size_t{1}, size_t{2}}) {
@@ -187,8 +178,7 @@ TEST(OwnBlitter, WritesLargeResultsLikeTheirParts)
                                         to.data() + static_cast<size_t>(x) * 4 * bytes,
                                         static_cast<uint32_t>(rowBytes), {x, 0, end - x, kHeight}));
             };
-            std::vector<uint8_t> whole(rowBytes * kHeight);
-            std::vector<uint8_t> parts(whole.size());
+            std::vector<uint8_t> whole(rowBytes * kHeight), parts(whole.size());
             blit(whole, 0, kWidth);
             for (int x = 0; x < kWidth; x += 301) blit(parts, x, std::min(x + 301, kWidth));
             EXPECT_TRUE(whole == parts);
@@ -219,16 +209,12 @@ void Tile(PXRect rect, std::mt19937_64* random, std::vector<PXRect>* tiles)
 {
     const bool cutsX = rect.width > 1 && (*random)() % 2;
     if ((*random)() % 5 == 0 || (!cutsX && rect.height < 2)) return tiles->push_back(rect);
+    const auto at = cutsX ? &PXRect::x : &PXRect::y;
+    const auto size = cutsX ? &PXRect::width : &PXRect::height;
     PXRect rest = rect;
-    if (cutsX) {
-        rect.width = 1 + static_cast<int>((*random)() % static_cast<uint64_t>(rect.width - 1));
-        rest.x += rect.width;
-        rest.width -= rect.width;
-    } else {
-        rect.height = 1 + static_cast<int>((*random)() % static_cast<uint64_t>(rect.height - 1));
-        rest.y += rect.height;
-        rest.height -= rect.height;
-    }
+    rect.*size = 1 + static_cast<int>((*random)() % static_cast<uint64_t>(rect.*size - 1));
+    rest.*at += rect.*size;
+    rest.*size -= rect.*size;
     Tile(rect, random, tiles);
     Tile(rest, random, tiles);
 }
@@ -319,8 +305,7 @@ TEST_F(AcceleratedBlitter, RepeatsTheEdgeOfTheROIUnlessTheMarginIsTheBorder)
     const RefImage source = RandomImage(120, 120, 1, 1, &random);
     const auto blitter = Make(true, source, 1, 60, 60, 2);
     const PXRect rect = {20, 20, 10, 10};
-    PXRect roi = {};
-    PXRect region = {};
+    PXRect roi = {}, region = {};
     ASSERT_EQ(0, blitter->GetSourceROI(rect, &roi, &region));
     const auto blit = [&](PXRect buffer) {
         Pixels from(buffer, 1, 1, 0, 0);
@@ -333,8 +318,7 @@ TEST_F(AcceleratedBlitter, RepeatsTheEdgeOfTheROIUnlessTheMarginIsTheBorder)
     const auto inMemory = blit(region);
     for (int side = 0; side < 4; ++side) {
         SCOPED_TRACE(side);
-        PXRect larger = region;
-        PXRect cut = region;
+        PXRect larger = region, cut = region;
         if (side == 0)
             larger.x -= 1, larger.width += 1, cut.x = roi.x, cut.width -= roi.x - region.x;
         if (side == 1)
@@ -396,8 +380,7 @@ TEST_F(AcceleratedBlitter, CutsRegionsAndKeepsItsEngine)
     PXRect region = {9, 9, 9, 9};
     EXPECT_EQ(0, PXBlitterGetSourceROI(blitter, {500, 500, 4, 4}, &roi, &region));
     EXPECT_EQ(0, std::memcmp(&region, std::vector<int>(4, 0).data(), sizeof(region)));
-    std::vector<uint8_t> pixels(100 * 100 * 4, 77);
-    std::vector<uint8_t> made(50 * 50 * 4);
+    std::vector<uint8_t> pixels(100 * 100 * 4, 77), made(50 * 50 * 4);
     const PXRect whole = {0, 0, 100, 100};
     EXPECT_EQ(0, PXBlitterBlit(blitter, pixels.data(), 400, whole, whole, made.data(), 200,
                                {0, 0, 50, 50}));
@@ -455,9 +438,7 @@ TEST(Blitter, RefusesBadArguments)
     PXRect rect = {};
     EXPECT_EQ(1005, PXBlitterGetSourceROI(nullptr, rect, &rect, &rect));
     EXPECT_EQ(1005, PXBlitterBlit(nullptr, &rect, 1, rect, rect, &rect, 1, rect));
-    EXPECT_EQ(nullptr, PXBlitterRetain(nullptr));
-    PXBlitterRelease(nullptr);
-    EXPECT_EQ(13, events.Count(1005));
+    EXPECT_EQ(11, events.Count(1005));
 
     PXBlitter accelerated = nullptr;
     PXAccelerateInit();
@@ -495,17 +476,14 @@ TEST(Blitter, RefusesBadArguments)
 // Every allocation of creation and of the first blit fails in turn; later blits make none.
 TEST(Blitter, SurvivesEveryRefusedAllocation)
 {
-    static int left;
-    static int made;
+    static int left, made;
     FakeTable table;
     table->allocateAligned = [](size_t size, size_t alignment) -> void* {
         ++made;
         return left-- > 0 ? px::os::NativeTable().allocateAligned(size, alignment) : nullptr;
     };
-    std::vector<uint8_t> pixels(64 * 64 * 4);
-    std::vector<uint8_t> to(32 * 32 * 4);
-    const PXRect src = {0, 0, 64, 64};
-    const PXRect dst = {0, 0, 32, 32};
+    std::vector<uint8_t> pixels(64 * 64 * 4), to(32 * 32 * 4);
+    const PXRect src = {0, 0, 64, 64}, dst = {0, 0, 32, 32};
     for (const bool isOn : {false, true}) {
         PXAccelerateInit();
         if (!isOn) PXAccelerateShutdown();
