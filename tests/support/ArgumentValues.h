@@ -84,22 +84,11 @@ std::vector<T> Values()
         return {false, true};
     } else if constexpr (std::is_integral_v<T>) {
         using Limits = std::numeric_limits<T>;
-        return {0,
-                Limits::min(),
-                Limits::max(),
-                static_cast<T>(-1),
-                static_cast<T>(kPXColorStandardSRGB),
-                1};
+        return {0, Limits::min(), Limits::max(), T(-1), T(kPXColorStandardSRGB), 1};
     } else if constexpr (std::is_floating_point_v<T>) {
         using Limits = std::numeric_limits<T>;
-        return {0,
-                Limits::quiet_NaN(),
-                Limits::infinity(),
-                -Limits::infinity(),
-                Limits::max(),
-                Limits::denorm_min(),
-                -1,
-                1};
+        constexpr T kHuge = Limits::infinity();
+        return {0, Limits::quiet_NaN(), kHuge, -kHuge, Limits::max(), Limits::denorm_min(), -1, 1};
     } else if constexpr (std::is_same_v<T, const char*>) {
         return {nullptr, "", "%s%n", "\xff\xfe", "text"};
     } else if constexpr (IsHandle<T>) {
