@@ -64,6 +64,16 @@ inline void SetBytes(PXImage image, const Bytes& bytes)
     EXPECT_EQ(kPXOK, PXImageWrite2(image, bounds, bytes.data(), RowBytes(image, bounds.width)));
 }
 
+// A sample of 8, 16 or 32 bits as it is stored, as a number.
+inline double SampleAt(int32_t depth, const uint8_t* stored)
+{
+    uint16_t word = 0;
+    float real = 0;
+    if (depth == 16) std::memcpy(&word, stored, sizeof(word));
+    if (depth == 32) std::memcpy(&real, stored, sizeof(real));
+    return depth == 8 ? *stored : depth == 16 ? word : double{real};
+}
+
 // Any bytes; floats from a little below 0 to a little above 1.
 template <class Random>
 void SetNoise(PXImage image, Random& random)

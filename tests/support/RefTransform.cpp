@@ -1,10 +1,10 @@
 #include "support/RefTransform.h"
 
 #include "PXCore/PXGeometry.h"
+#include "support/Images.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace px::test {
 
@@ -49,22 +49,10 @@ RefPicture ReadPicture(PXImage image)
 {
     RefPicture picture = {
         PXImageGetBounds(image), PXImageGetDepth(image), PXImageGetNumPlanes(image), {}};
-    const auto bytes = static_cast<size_t>(picture.depth / 8);
-    const auto count = static_cast<size_t>(picture.bounds.width) *
-                       static_cast<size_t>(picture.bounds.height) *
-                       static_cast<size_t>(picture.planes);
-    std::vector<uint8_t> raw(count * bytes);
-    if (PXImageRead2(image, picture.bounds, raw.data(), PXImageGetRowBytes64(image))) return {};
-    for (size_t i = 0; i < count; ++i) {
-        uint8_t byte = 0;
-        uint16_t word = 0;
-        float real = 0;
-        std::memcpy(bytes == 1   ? static_cast<void*>(&byte)
-                    : bytes == 2 ? &word
-                                 : static_cast<void*>(&real),
-                    raw.data() + i * bytes, bytes);
-        picture.samples.push_back(bytes == 1 ? byte : bytes == 2 ? word : double{real});
-    }
+    const Bytes stored = ReadAll(image);
+    const auto step = static_cast<size_t>(picture.depth / 8);
+    for (size_t at = 0; at < stored.size(); at += step)
+        picture.samples.push_back(SampleAt(picture.depth, &stored[at]));
     return picture;
 }
 
@@ -79,8 +67,7 @@ std::vector<double> RefTransform(const RefPicture& source, const RefTransformJob
         for (int32_t x = job.rect.x; x < job.rect.x + job.rect.width; ++x) {
             const PXPointF at = PXAffineTransformTransformPointF(
                 {static_cast<float>(x) + 0.5F, static_cast<float>(y) + 0.5F}, inverse);
-            float sx = at.x - 0.5F;
-            float sy = at.y - 0.5F;
+            float sx = at.x - 0.5F, sy = at.y - 0.5F;
             if (job.method == 1) {
                 sx = std::trunc(sx + std::copysign(0.5F, sx));
                 sy = std::trunc(sy + std::copysign(0.5F, sy));
@@ -92,11 +79,10 @@ std::vector<double> RefTransform(const RefPicture& source, const RefTransformJob
                 if (plane < source.planes) {
                     sum = 0;
                     for (int64_t j = baseY - 1; j <= baseY + 2; ++j) {
-                        for (int64_t i = baseX - 1; i <= baseX + 2; ++i) {
+                        for (int64_t i = baseX - 1; i <= baseX + 2; ++i)
                             sum += Weight(job.method, double{sx} - static_cast<double>(i)) *
                                    Weight(job.method, double{sy} - static_cast<double>(j)) *
                                    Sample(source, job, area, i, j, plane);
-                        }
                     }
                     sum *= scale;
                     if (clamps) sum = std::clamp(sum, 0.0, HighestOf(job.depth));
