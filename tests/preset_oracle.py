@@ -16,7 +16,7 @@ import xml.etree.ElementTree as ElementTree
 import zipfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "support"))
-from pictures import Picture, read_png, write_png
+from pictures import Picture, read_file, read_png, write_file, write_png
 
 PXTOOL = os.path.abspath(sys.argv[1])
 SEED = int(os.environ.get("PX_TEST_SEED", "8"))
@@ -46,12 +46,10 @@ class PresetTool(unittest.TestCase):
 
     def save(self, category, preset):
         os.makedirs(self.path(category), exist_ok=True)
-        with open(self.path(f"{category}/{preset['presetName']}.pxcurve"), "wb") as file:
-            plistlib.dump(preset, file)
+        write_file(self.path(f"{category}/{preset['presetName']}.pxcurve"), plistlib.dumps(preset))
 
     def load(self, name):
-        with open(self.path(name), "rb") as file:
-            return plistlib.load(file)
+        return plistlib.loads(read_file(self.path(name)))
 
     def run_tool(self, *arguments, code=0):
         result = subprocess.run([PXTOOL, *arguments], capture_output=True, text=True, cwd=self.folder)
@@ -81,8 +79,7 @@ class PresetTool(unittest.TestCase):
         self.assertEqual({**IDENTITY, "presetName": "Simple \u00e9", "sortOrder": 4},
                          self.load("Curves/Warm/Simple \u00e9.pxcurve"))
         self.run_tool("preset", "rename", "Curves", "Warm", "Negative", "../out", code=3)
-        with open(self.path("Curves/Warm/half.pxcurve"), "w") as file:
-            file.write("<plist><dict>")
+        write_file(self.path("Curves/Warm/half.pxcurve"), b"<plist><dict>")
         faults = self.run_tool("preset", "lint", "Curves", code=3)
         self.assertEqual("Warm/half.pxcurve: it cannot be read\n", faults)
         self.run_tool("preset", "list", "Missing", code=3)
@@ -108,8 +105,7 @@ class PresetTool(unittest.TestCase):
         self.assertEqual(self.load(name), self.load("binary.plist"))
         self.assertEqual(self.load(name), self.load("xml.plist"))
         self.assertEqual("file: binary.plist\nformat: binary\n", self.run_tool("plist", "lint", "binary.plist"))
-        with open(self.path("bad"), "w") as file:
-            file.write("<plist><dict>")
+        write_file(self.path("bad"), b"<plist><dict>")
         self.assertIsNone(json.loads(self.run_tool("plist", "lint", "bad", "--json", code=3))["format"])
 
     def test_draws_and_applies_curves(self):

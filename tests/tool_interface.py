@@ -19,9 +19,10 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "support"))
 import pictures
-from pictures import Picture
+from pictures import Picture, read_file, write_file
 
 PXTOOL, SOURCE = map(os.path.abspath, sys.argv[1:3])
+DOCUMENT = read_file(os.path.join(SOURCE, "doc/pxtool.md")).decode()
 
 
 def keys_of(value, prefix=""):
@@ -49,10 +50,9 @@ class Interface(unittest.TestCase):
         self.picture("b.png", [10, 20, 30] * 63 + [13, 20, 30])
         os.makedirs(self.path("Curves/Warm"))
         for name in ("Warm/Plain", "Warm/Other"):
-            with open(self.path(f"Curves/{name}.pxcurve"), "wb") as file:
-                plistlib.dump({"presetName": name[5:]}, file)
+            write_file(self.path(f"Curves/{name}.pxcurve"), plistlib.dumps({"presetName": name[5:]}))
         os.makedirs(self.path("shared/color/icc"))
-        pictures.write_file(self.path("shared/color/icc/ink.icc"), pictures.made_profile("cmyk.icc"))
+        write_file(self.path("shared/color/icc/ink.icc"), pictures.made_profile("cmyk.icc"))
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -84,11 +84,11 @@ class Interface(unittest.TestCase):
     def standard(self, name):
         """The bytes of a profile that comes with the library."""
         folders = json.loads(self.run_tool("doctor", "--json").stdout)["profileFolders"]
-        return pictures.read_file(os.path.join(folders[0]["folder"], name))
+        return read_file(os.path.join(folders[0]["folder"], name))
 
     def test_profiles_are_listed_and_shown(self):
-        pictures.write_file(self.path("shared/color/icc/wide.ICM"), self.standard("ProPhoto.icm"))
-        pictures.write_file(self.path("shared/color/icc/broken.icc"), b"x" * 400)
+        write_file(self.path("shared/color/icc/wide.ICM"), self.standard("ProPhoto.icm"))
+        write_file(self.path("shared/color/icc/broken.icc"), b"x" * 400)
         self.assertEqual({"ink.icc", "wide.ICM"}, {os.path.basename(row["path"]) for row in self.profiles()})
         self.assertEqual(["CMYK"], [row["model"] for row in self.profiles("--printers")])
         self.assertEqual(2, self.run_tool("profile", "list").stdout.count("\n"))
@@ -104,18 +104,17 @@ class Interface(unittest.TestCase):
     def test_profiles_are_imported(self):
         data, user = self.standard("AdobeRGB1998.icc"), self.path("data/Quarvo/Profiles")
         for name in ("mine.icc", "PROPHOTO.icm"):
-            pictures.write_file(self.path(name), data)
+            write_file(self.path(name), data)
         shown = json.loads(self.run_tool("profile", "import", "mine.icc", "--json").stdout)
         self.assertEqual(os.path.join(user, "mine.icc"), shown["path"])
-        self.assertEqual(data, pictures.read_file(shown["path"]))
+        self.assertEqual(data, read_file(shown["path"]))
         for name in ("PROPHOTO.icm", "shared/color/icc/ink.icc", "gone.icc"):
             self.run_tool("profile", "import", name, code=3)
         self.assertEqual(["mine.icc"], os.listdir(user))
         self.assertEqual([shown], self.profiles("--imported"))
 
     def test_json_keys_are_the_documented_ones(self):
-        with open(os.path.join(SOURCE, "doc/pxtool.md")) as file:
-            rows = re.findall(r"^\| `([^|]+)` \| (.*) \|$", file.read(), re.M)
+        rows = re.findall(r"^\| `([^|]+)` \| (.*) \|$", DOCUMENT, re.M)
         documented = {command: set(re.findall(r"`([A-Za-z0-9.\[\]]+)`", keys)) for command, keys in rows}
         queries = {
             "info": ["a.png"], "diff": ["a.png", "a.png"], "profile list": [], "profile info": ["prophoto"],
@@ -123,13 +122,12 @@ class Interface(unittest.TestCase):
             "curve show": ["Curves/Warm/Plain.pxcurve"], "preset show": ["Curves", "Warm", "Plain"], "preset lint": ["Curves"],
             "plist lint": ["Curves/Warm/Plain.pxcurve"], "send": ["echo", "--port", self.serve()], "doctor": [], "selftest": [],
         }
-        with open(self.path("Curves/Warm/stray.txt"), "w"):
-            pass
+        write_file(self.path("Curves/Warm/stray.txt"), b"")
         self.assertEqual({*queries, "preset list"}, set(documented))
         answering = {name for name in self.commands() if re.search(r"--json\s", self.run_tool(*name.split(), "--help").stdout)}
         self.assertEqual({*documented, "listen"}, answering)  # whose keys are the message's own
         self.run_tool("cube", "make", "a.cube", "--to", "adobergb", "--size", "3")
-        pictures.write_file(self.path("wide.icc"), self.standard("ProPhoto.icm"))
+        write_file(self.path("wide.icc"), self.standard("ProPhoto.icm"))
         for command, arguments in queries.items():
             with self.subTest(command):
                 answer = json.loads(self.run_tool(*command.split(), *arguments, "--json", code=3 if command == "preset lint" else 0).stdout)
@@ -138,13 +136,11 @@ class Interface(unittest.TestCase):
         lists = [json.loads(self.run_tool("preset", "list", "Curves", *category, "--json").stdout) for category in ([], ["Warm"])]
         self.assertEqual(documented["preset list"], keys_of(lists[0]) | keys_of(lists[1]))
         stats = json.loads(self.run_tool("info", "a.png", "--json", "--stats").stdout)["stats"]
-        with open(os.path.join(SOURCE, "doc/pxtool.md")) as file:
-            self.assertLessEqual({f"`stats.{key}`" for key in stats}, set(re.findall(r"`[^`]+`", file.read())))
+        self.assertLessEqual({f"`stats.{key}`" for key in stats}, set(re.findall(r"`[^`]+`", DOCUMENT)))
         self.assertGreater(stats["peakMemoryBytes"], 1 << 20)
 
     def test_exit_codes_are_the_documented_ones(self):
-        with open(os.path.join(SOURCE, "doc/pxtool.md")) as file:
-            rows = dict(re.findall(r"^\| (\d+) \| (.*) \|$", file.read().replace("`", ""), re.M))
+        rows = dict(re.findall(r"^\| (\d+) \| (.*) \|$", DOCUMENT.replace("`", ""), re.M))
         page = self.run_tool("man").stdout.replace("\\-", "-")
         self.assertEqual(rows, dict(re.findall(r"^\.TP\n\.B (\d+)\n(.*)$", page, re.M)))
 
@@ -164,12 +160,11 @@ class Interface(unittest.TestCase):
                 if shutil.which("groff"):
                     done = subprocess.run(["groff", "-man", "-Tutf8", "-ww", page], capture_output=True, text=True)
                     self.assertEqual("", done.stderr)
-                with open(page) as file:  # no line that roff would take for a request of its own
-                    self.assertEqual([], [line for line in file if re.match(r"[.'](?!(TH|SH|TP|PP|BR?|I|br)\b)", line)])
+                # No line that roff would take for a request of its own.
+                self.assertNotRegex(read_file(page), rb"(?m)^[.'](?!(TH|SH|TP|PP|BR?|I|br)\b)")
 
     def completions(self, shell, name):
-        with open(self.path(name), "w") as file:
-            file.write(self.run_tool("completions", shell).stdout)
+        write_file(self.path(name), self.run_tool("completions", shell).stdout.encode())
         return self.path(name)
 
     def bash_offers(self, lines):
@@ -189,9 +184,8 @@ class Interface(unittest.TestCase):
     def zsh_offers(self, lines):
         """Types the lines at a terminal, each with a tabulator; what is offered is noted on its way to the shell."""
         self.completions("zsh", "_pxtool")
-        with open(self.path(".zshrc"), "w") as file:
-            file.write("fpath=($ZDOTDIR $fpath); autoload -Uz compinit; compinit -u -D\npxtool() { print ';' >> $ZDOTDIR/offers }\n"
-                       'compadd() {\n local -a hits\n if [[ "$*" != *-[OAD]\\ * ]] { builtin compadd -O hits "$@"; print -l -- $hits >> $ZDOTDIR/offers }\n builtin compadd "$@"\n}\n')
+        write_file(self.path(".zshrc"), b"fpath=($ZDOTDIR $fpath); autoload -Uz compinit; compinit -u -D\npxtool() { print ';' >> $ZDOTDIR/offers }\n"
+                   b'compadd() {\n local -a hits\n if [[ "$*" != *-[OAD]\\ * ]] { builtin compadd -O hits "$@"; print -l -- $hits >> $ZDOTDIR/offers }\n builtin compadd "$@"\n}\n')
         terminal, other = pty.openpty()
         shell = subprocess.Popen(["zsh", "-d", "-i"], stdin=other, stdout=other, stderr=other, cwd=self.folder, start_new_session=True,
                                  env={**self.environment, "ZDOTDIR": self.folder, "TERM": "dumb"})
@@ -201,8 +195,7 @@ class Interface(unittest.TestCase):
             while screen.read(4096):
                 pass
         shell.wait()
-        with open(self.path("offers")) as file:
-            return file.read().split(";")[:-1]
+        return read_file(self.path("offers")).decode().split(";")[:-1]
 
     def test_shells_complete(self):
         rows = {
