@@ -12,6 +12,7 @@
 #include "PXCore/PXString.h"
 #include "PXCore/PXVariant.h"
 #include "PXCore/PXVariantPointerContainer.h"
+#include "support/ColourPictures.h"
 #include "support/Test.h"
 
 namespace {
@@ -110,8 +111,8 @@ TEST(Abi, ColorProfilesKeepTheirFields)
         uint32_t standard;
         CBaseCore* lock;
     };
-    PXColorProfile handle = PXColorProfileCreate();
-    const auto* fields = reinterpret_cast<Fields*>(handle);
+    const Profile handle;
+    const auto* fields = reinterpret_cast<Fields*>(PXColorProfile(handle));
     IImageColorProfile& profile = *px::ToProfile(handle);
     EXPECT_EQ(0U, profile.CreateStandard(kPXColorStandardSRGB));
     EXPECT_EQ(1, fields->count);
@@ -126,7 +127,6 @@ TEST(Abi, ColorProfilesKeepTheirFields)
     EXPECT_EQ(nullptr, fields->rawData);
     profile.Clear();
     EXPECT_FALSE(profile.IsValid());
-    PXColorProfileRelease(handle);
 }
 
 TEST(Abi, ColorCubesKeepTheirFields)
@@ -138,26 +138,24 @@ TEST(Abi, ColorCubesKeepTheirFields)
         CFDataRef samples;
         PXColorProfile source, destination;
     };
-    PXColorProfile profile = PXColorProfileCreateStandard(kPXColorStandardSRGB);
+    const Profile profile(kPXColorStandardSRGB);
     PXColorCube cube = PXColorCubeCreateFromProfiles(profile, profile, 2);
     const auto* fields = reinterpret_cast<const Fields*>(cube);
     EXPECT_EQ(2U, fields->mode);
     EXPECT_EQ(32U, fields->gridSize);
-    EXPECT_EQ(profile, fields->source);
-    EXPECT_EQ(profile, fields->destination);
+    EXPECT_TRUE(fields->source == profile && fields->destination == profile);
     EXPECT_EQ(fields->samples, PXColorCubeGetDataRef(cube));
     EXPECT_NE(nullptr, fields->samples);
     PXColorCubeSetMode(cube, 5);
     EXPECT_EQ(5U, fields->mode);
     EXPECT_EQ(5U, PXColorCubeGetMode(cube));
     PXColorCubeRelease(cube);
-    PXColorProfileRelease(profile);
 }
 
 // Flat functions take other ways to these.
 TEST(Abi, ColorProfilesRefuseWhatIsMissing)
 {
-    PXColorProfile handle = PXColorProfileCreate();
+    const Profile handle;
     const IImageColorProfile& profile = *px::ToProfile(handle);
     const PXRect rect = {0, 0, 1, 1};
     void* transform = nullptr;
@@ -171,7 +169,6 @@ TEST(Abi, ColorProfilesRefuseWhatIsMissing)
         EXPECT_EQ(kPXErrBadArgument, status);
     }
     EXPECT_EQ(5, events.Count(kPXErrBadArgument));
-    PXColorProfileRelease(handle);
 }
 
 }  // namespace

@@ -287,10 +287,9 @@ TEST_F(AcceleratedBlitter, NearestTakesThePixelUnderTheCentre)
             std::vector<uint16_t> want;
             for (int y = rect.y; y < rect.y + rect.height; ++y) {
                 for (int x = rect.x; x < rect.x + rect.width; ++x) {
-                    for (int c = 0; c < format.channels; ++c) {
+                    for (int c = 0; c < format.channels; ++c)
                         want.push_back(source.At(static_cast<int>((x + 0.5) * 37 / width),
                                                  static_cast<int>((y + 0.5) * 23 / height), c));
-                    }
                 }
             }
             EXPECT_EQ(want, BlitRect(blitter.Get(), source, format.sampleBytes, rect, 1));
@@ -459,10 +458,9 @@ TEST(Blitter, RefusesBadArguments)
     for (const auto& [name, buffer, dst, want] : rows) {
         SCOPED_TRACE(name);
         std::vector<uint8_t> made(400);
-        for (PXBlitter one : {blitter, accelerated}) {
+        for (PXBlitter one : {blitter, accelerated})
             EXPECT_EQ(want,
                       PXBlitterBlit(one, pixels.data(), 40, buffer, buffer, made.data(), 20, dst));
-        }
     }
     PXBlitterRelease(accelerated);
     // The own engine does not test regions for emptiness.

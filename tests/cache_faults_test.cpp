@@ -61,17 +61,14 @@ private:
     template <class Work>
     static void ForEachTile(Work work)
     {
-        for (int32_t i = 0; i < 64; ++i) {
-            work(PXRect{i % 8 * kSide, i / 8 * kSide, kSide, kSide});
-        }
+        for (int32_t i = 0; i < 64; ++i) work(PXRect{i % 8 * kSide, i / 8 * kSide, kSide, kSide});
     }
     std::vector<char> Expected(const PXRect& rect, int32_t gap = 0) const
     {
         std::vector<char> pixels(size_t(kSide + gap) * kSide);
-        for (size_t i = 0; i < size_t(kSide) * kSide; ++i) {
+        for (size_t i = 0; i < size_t(kSide) * kSide; ++i)
             pixels[i + i / kSide * size_t(gap)] =
                 static_cast<char>(i * i + i * size_t(rect.x) + size_t(rect.y) * 5 + generation_);
-        }
         return pixels;
     }
 

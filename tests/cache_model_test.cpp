@@ -55,9 +55,8 @@ struct Pair {
             if (!solid) value = value * 6364136223846793005U + 1442695040888963407U;
             byte = static_cast<char>(value >> 56);
         }
-        for (CImageRec* image : {tiled.Get(), plain.Get()}) {
+        for (CImageRec* image : {tiled.Get(), plain.Get()})
             ASSERT_EQ(kPXOK, image->Write(rect, pixels.data(), RowBytes(rect)));
-        }
     }
     // Changes a pixel or nothing through a lock.
     void Lock()

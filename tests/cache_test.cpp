@@ -117,9 +117,7 @@ TEST_F(Cache, ReadersKeepThePixelsThatAWriterLeaves)
     const PXRect rect = {9, 9, 5, 5};
     const void* read[2] = {};
     int64_t rowBytes = 0;
-    for (const void*& lent : read) {
-        ASSERT_EQ(kPXOK, image->LockForReading(rect, &lent, &rowBytes));
-    }
+    for (const void*& lent : read) ASSERT_EQ(kPXOK, image->LockForReading(rect, &lent, &rowBytes));
     void* written = nullptr;
     ASSERT_EQ(kPXOK, image->LockRect(rect, &written, &rowBytes));
     EXPECT_NE(written, read[0]);
@@ -208,9 +206,8 @@ TEST_F(Cache, HugeImagesTakeMemoryForTouchedTilesOnly)
     const auto widest = MakeRecord({0, 0, INT32_MAX, INT32_MAX}, 8, 1);
     ASSERT_TRUE(widest);
     uint32_t pixel = 0x12345678;
-    for (const int32_t at : {-5, 100, 299994}) {
+    for (const int32_t at : {-5, 100, 299994})
         EXPECT_EQ(kPXOK, image->Write({at, at, 1, 1}, &pixel, 4));
-    }
     EXPECT_EQ(kPXOK, widest->Write({INT32_MAX - 1, INT32_MAX - 1, 1, 1}, &pixel, 1));
     uint32_t read = 1;
     EXPECT_EQ(kPXOK, image->Read({299994, 299994, 1, 1}, &read, 4));
@@ -260,13 +257,9 @@ TEST_F(Cache, TileFunctionsRefuseWhatIsNoTile)
     // Unlocking what is not locked, and a second lock of the same pixels.
     void* pixels[2] = {};
     EXPECT_EQ(kPXErrBadArgument, PXImageUnlockBuffer2(image, {500, 20, 50, 5}, image.Get()));
-    for (void*& one : pixels) {
-        EXPECT_EQ(kPXOK, PXImageLockBuffer2(image, {20, 20, 5, 5}, &one));
-    }
+    for (void*& one : pixels) EXPECT_EQ(kPXOK, PXImageLockBuffer2(image, {20, 20, 5, 5}, &one));
     EXPECT_EQ(pixels[0], pixels[1]);
-    for (void* one : pixels) {
-        EXPECT_EQ(kPXOK, PXImageUnlockBuffer2(image, {20, 20, 5, 5}, one));
-    }
+    for (void* one : pixels) EXPECT_EQ(kPXOK, PXImageUnlockBuffer2(image, {20, 20, 5, 5}, one));
     EXPECT_EQ(kPXErrBadArgument, PXImageUnlockBuffer2(image, {20, 20, 5, 5}, pixels[0]));
 }
 

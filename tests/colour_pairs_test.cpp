@@ -27,9 +27,8 @@ std::vector<NamedProfile> AllProfiles()
     std::vector<NamedProfile> profiles = {{"our printer", MakeCMYKProfile()},
                                           {"our grey", MakeGreyProfile()}};
     for (const uint32_t signature : {kPXColorStandardSRGB, kPXColorStandardAdobeRGB1998,
-                                     kPXColorStandardProPhoto, kPXColorStandardProPhoto22}) {
+                                     kPXColorStandardProPhoto, kPXColorStandardProPhoto22})
         profiles.push_back({std::to_string(signature), StandardProfileBytes(signature)});
-    }
     for (const auto& entry :
          std::filesystem::recursive_directory_iterator("/usr/share/color/icc")) {
         const std::string ending = entry.path().extension();
@@ -141,12 +140,7 @@ TEST(ColourTable, EveryKernelGivesTheBytesOfLittleCMS)
 {
     const Bytes srgb = StandardProfileBytes(kPXColorStandardSRGB), printer = MakeCMYKProfile();
     const Bytes proPhoto = StandardProfileBytes(kPXColorStandardProPhoto);
-    const struct {
-        const char* name;
-        const Bytes& from;
-        const Bytes& to;
-        cmsUInt32Number fromType, toType;
-    } rows[] = {
+    const Rows<Bytes, Bytes, cmsUInt32Number, cmsUInt32Number> rows = {
         {"RGB 16", proPhoto, srgb, TYPE_RGB_16, TYPE_RGB_16},
         {"RGBA 16", srgb, proPhoto, TYPE_RGBA_16, TYPE_RGBA_16},
         {"16 to 8", srgb, proPhoto, TYPE_RGB_16, TYPE_RGBA_8},
@@ -158,26 +152,26 @@ TEST(ColourTable, EveryKernelGivesTheBytesOfLittleCMS)
     };
     constexpr size_t kPixels = 40000;
     constexpr uint8_t kGuard = 0xA7;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, fromICC, toICC, fromType, toType] : rows) {
+        SCOPED_TRACE(name);
         std::mt19937_64 random(Seed(17));
-        Bytes source(kPixels * bytesOf(row.fromType));
+        Bytes source(kPixels * bytesOf(fromType));
         for (size_t i = 0; i + 2 <= source.size(); i += 2) {
             const auto nearNode =
                 static_cast<uint32_t>(random() % 34 * 65535 / 32 + random() % 3 - 1);
             const auto word = static_cast<uint16_t>(random() % 2 ? nearNode : random());
             std::memcpy(&source[i], &word, 2);
         }
-        Bytes wanted(kPixels * bytesOf(row.toType), kGuard);
-        ConvertByLittleCMS({row.from, row.fromType}, {row.to, row.toType},
-                           INTENT_RELATIVE_COLORIMETRIC, source.data(), wanted.data(), kPixels);
+        Bytes wanted(kPixels * bytesOf(toType), kGuard);
+        ConvertByLittleCMS({fromICC, fromType}, {toICC, toType}, INTENT_RELATIVE_COLORIMETRIC,
+                           source.data(), wanted.data(), kPixels);
         int kernels = 0;
         for (auto kernel = px::AllTableKernels(); *kernel; ++kernel, ++kernels) {
             SCOPED_TRACE((*kernel)->name);
             px::ForceTableKernels(*kernel);
-            const Profile from(row.from), to(row.to);
+            const Profile from(fromICC), to(toICC);
             const auto transform = px::BuiltTransform::Make(
-                *px::ToProfile(from), *px::ToProfile(to), row.fromType, row.toType, 0);
+                *px::ToProfile(from), *px::ToProfile(to), fromType, toType, 0);
             ASSERT_TRUE(transform);
             EXPECT_TRUE(transform->IsTable());
             Bytes found(wanted.size(), kGuard);
@@ -186,7 +180,7 @@ TEST(ColourTable, EveryKernelGivesTheBytesOfLittleCMS)
             for (uint32_t width = 1; width <= 67; ++width) {
                 Bytes narrow(wanted.size(), kGuard);
                 transform->Convert(source.data(), narrow.data(), width);
-                const auto end = ptrdiff_t(width * bytesOf(row.toType));
+                const auto end = ptrdiff_t(width * bytesOf(toType));
                 EXPECT_TRUE(std::equal(wanted.begin(), wanted.begin() + end, narrow.begin()));
                 EXPECT_EQ(kGuard, narrow[size_t(end)]);
             }

@@ -187,10 +187,9 @@ TEST(ColourConversion, RefusesWhatItCannotConvert)
         {"empty destination profile", srgb, empty, rgb.image, all, 1, kPXErrBadArgument},
         {"CMYK pixels for an RGB profile", srgb, srgb, cmyk.image, all, 1, kPXErrTransform},
     };
-    for (const auto& [name, from, to, source, rect, bands, want] : rows) {
+    for (const auto& [name, from, to, source, rect, bands, want] : rows)
         Case(name).Gives(
             want, PXColorProfileConvertProfile2(from, to, source, rgb.image, rect, bands, 0));
-    }
     // Few rows are one band, whatever was asked for.
     EXPECT_EQ(0, PXColorProfileConvertProfile2(srgb, srgb, rgb.image, rgb.image, all, 0, 0));
 }

@@ -52,11 +52,10 @@ Floats ProofByLittleCMS(const Bytes& from, const Bytes& proof, const Bytes& disp
 {
     cmsHPROFILE profiles[3];
     const Bytes* const icc[] = {&from, &proof, &display};
-    for (size_t i = 0; i < 3; ++i) {
+    for (size_t i = 0; i < 3; ++i)
         profiles[i] = icc[i]->empty()
                           ? cmsCreate_sRGBProfile()
                           : cmsOpenProfileFromMem(icc[i]->data(), cmsUInt32Number(icc[i]->size()));
-    }
     const auto [a, p, d] = profiles;
     cmsHTRANSFORM transform = nullptr;
     if (warns || paper) {
@@ -134,13 +133,13 @@ TEST(ColourCube, HoldsLittleCMSResultsInOrder)
     EXPECT_EQ(wanted(32), whole);
     EXPECT_LT(*std::min_element(whole.begin(), whole.end()), 0.0F) << "nothing is clamped";
 
-    EXPECT_EQ(wanted(5), FloatsOf(Made(PXColorProfileCreateRGBColorCube, from, to, 5)));
+    EXPECT_EQ(wanted(5), FloatsOf(Made(PXColorProfileCreateRGBColorCube, from, to, 5U)));
     Floats samples(5 * 5 * 5 * 3);
     EXPECT_EQ(0, PXColorProfileGetColorCube(from, to, 5, samples.data(), 375));
     EXPECT_EQ(wanted(5), samples);
     ASSERT_EQ(0, PXColorProfileSetMonitorICCProfile(DataOf(srgb)));
     EXPECT_EQ(wanted(3, INTENT_PERCEPTUAL), FloatsOf(Made(PXColorProfileCreateRGBColorCube3, from,
-                                                          nullptr, kPXIntentPerceptual, 3)));
+                                                          nullptr, kPXIntentPerceptual, 3U)));
     PXColorCube object = nullptr;
     ASSERT_EQ(0, PXColorProfileCreateRGBColorCube4(from, to, 0, 3, &object));
     const CubeObject small(object);
@@ -149,7 +148,7 @@ TEST(ColourCube, HoldsLittleCMSResultsInOrder)
 
     // The one point of a cube of size 1 is 0 / 0, and goes to Little CMS as it is.
     ASSERT_TRUE(std::isnan(GridPoints(1)[0]));
-    const Cube point = Made(PXColorProfileCreateRGBColorCube, from, to, 1);
+    const Cube point = Made(PXColorProfileCreateRGBColorCube, from, to, 1U);
     ASSERT_EQ(12, CFDataGetLength(point));
     EXPECT_EQ(0, std::memcmp(wanted(1).data(), CFDataGetBytePtr(point), 12));
 }
@@ -259,14 +258,13 @@ TEST(SoftProofPicture, EqualsTheCubeOnItsGrid)
     const Profile proPhoto(kPXColorStandardProPhoto), srgb(kPXColorStandardSRGB);
     for (const bool warns : {false, true}) {
         const Floats wanted = FloatsOf(Made(PXColorProfileCreateRGBColorCubeSoftProof, proPhoto,
-                                            srgb, 0, srgb, 6, warns, false));
+                                            srgb, 0, srgb, 6U, warns, false));
         Picture from({0, 0, 36, 6}, 8, 4, kPXColorSpaceRGB, kPXTransparencyAlpha);
         Picture to({0, 0, 36, 6}, 16);
         const Floats points = GridPoints(6);
         for (size_t i = 0; i < 216; ++i) {
-            for (size_t c = 0; c < 3; ++c) {
+            for (size_t c = 0; c < 3; ++c)
                 from.pixels[i * 4 + c] = static_cast<uint8_t>(std::lround(points[i * 3 + c] * 255));
-            }
         }
         ASSERT_EQ(0, PXColorProfileSoftProofImage(proPhoto, srgb, 0, srgb, warns, false, from.image,
                                                   to.image, {0, 0, 36, 6}, nullptr));
@@ -325,11 +323,9 @@ TEST(ColourCube, InterpolatesInTetrahedra)
         EXPECT_EQ(kPXOK, PXColorCubeConvertColor(cube, &odd, &found));
         EXPECT_EQ(nodes[(size - 1) * size * 3], found.x);
     }
-    EventLog events;
-    const CubeObject tooLittle(3, Floats(80));
     PXVec3F color = {};
-    EXPECT_EQ(kPXErrNotFound, PXColorCubeConvertColor(tooLittle, &color, &color));
-    EXPECT_EQ(1, events.Count(kPXErrNotFound));
+    Case("too little")
+        .Gives(kPXErrNotFound, PXColorCubeConvertColor(CubeObject(3, Floats(80)), &color, &color));
 }
 
 TEST(ColourCube, OfGridPointsLeavesPicturesAsTheyAre)

@@ -263,9 +263,9 @@ TEST_F(PresetManager, SaysWhyAPresetCannotBeSaved)
             "savePreset: No data for preset 'a' in category 'Warm'",
             "savePreset: Could not create XML data from preset 'a' in category 'Warm'",
             "write: Could not open file '" + Path("Curves/Missing/a.pxcurve") + "' for writing",
-            testing::MatchesRegex("write: Bytes written .0. does not match bytes to write "
-                                  ".[0-9]+. for file '.*/Curves/Warm/a.pxcurve'")));
-    EXPECT_THAT(Files(), testing::IsEmpty());
+            MatchesRegex("write: Bytes written .0. does not match bytes to write "
+                         ".[0-9]+. for file '.*/Curves/Warm/a.pxcurve'")));
+    EXPECT_THAT(Files(), IsEmpty());
 }
 
 // Whatever call fails, and wherever the process ends, the file holds the old or the new preset; the
@@ -300,7 +300,7 @@ TEST_F(PresetManager, SavesWholeOrNotAtAll)
             Save("Warm", "a", 2);
         };
         if (fails) {
-            EXPECT_EXIT(die(), testing::ExitedWithCode(9), "");
+            EXPECT_EXIT(die(), ExitedWithCode(9), "");
         }
         expectWhole(false);
     }
@@ -482,8 +482,8 @@ TEST_F(PresetManager, DeletesToTheTrashOrForGood)
                     "data/Trash/info/\xC3\xA9 1.pxcurve.2.trashinfo",
                     "data/Trash/info/\xC3\xA9 1.pxcurve.trashinfo"));
     EXPECT_THAT(Content(Path("data/Trash/info/\xC3\xA9 1.pxcurve.trashinfo")),
-                testing::MatchesRegex("\\[Trash Info\\]\nPath=/.*/Curves/Warm/%C3%A9%201.pxcurve\n"
-                                      "DeletionDate=....-..-..T..:..:..\n"));
+                MatchesRegex("\\[Trash Info\\]\nPath=/.*/Curves/Warm/%C3%A9%201.pxcurve\n"
+                             "DeletionDate=....-..-..T..:..:..\n"));
     EventLog events;
     EXPECT_FALSE(manager_.deletePreset("b", "Warm") || manager_.deleteCategory("Warm"));
     EXPECT_EQ(2U, events.Messages().size());
@@ -511,10 +511,9 @@ TEST_F(PresetManager, DeletesNothingWhenTheTrashFails)
 TEST_F(PresetManager, NamesFilesAndShowsTheFolder)
 {
     const Owned<CFURLRef> url(manager_.copyPresetURL("a b", "Warm"));
-    EXPECT_THAT(Taken(CFURLCopyFileSystemPath(url, 0)),
-                testing::EndsWith("Curves/Warm/a b.pxcurve"));
+    EXPECT_THAT(Taken(CFURLCopyFileSystemPath(url, 0)), EndsWith("Curves/Warm/a b.pxcurve"));
     EXPECT_THAT(Taken(CFURLCopyFileSystemPath(manager_.getCategoryImagePath("Warm", "a"), 0)),
-                testing::EndsWith("/Curves/Warm/a.png"));
+                EndsWith("/Curves/Warm/a.png"));
     EXPECT_EQ(nullptr, manager_.copyPresetURL("a/b", "Warm"));
     EXPECT_EQ(nullptr, manager_.getCategoryImagePath("a/b", "a"));
     FakeTable table;
@@ -537,7 +536,7 @@ TEST_F(PresetManager, ListsWhatIsWrong)
     ASSERT_TRUE(Save("Warm", "good") && Save("Warm", "Good") &&
                 manager_.addFavorite("good", "Warm"));
     Write("Curves/Warm/good.png", "");
-    EXPECT_THAT(manager_.lint(), testing::SizeIs(1));
+    EXPECT_THAT(manager_.lint(), SizeIs(1));
     fs::remove(Path("Curves/Warm/Good.pxcurve"));
     EXPECT_TRUE(manager_.lint().empty());
     EXPECT_TRUE(manager_.deletePreset("good", "Warm"));
@@ -556,7 +555,7 @@ TEST_F(PresetManager, ListsWhatIsWrong)
                          Utf8Of(fault.text));
     EXPECT_THAT(
         faults,
-        testing::UnorderedElementsAre(
+        UnorderedElementsAre(
             "/aux: as a name it is the name of a device", "aux/x.pxcurve: it cannot be read",
             "Favorites/good.pxcurve: the preset that it stands for is missing",
             "/stray: it is no category", "Warm/.left.pxcurve: it is no preset of this module",

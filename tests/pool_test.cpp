@@ -205,14 +205,12 @@ std::atomic<int> longWaits;
 
 int WaitOnFakeClock(const std::atomic<uint32_t>* word, uint32_t expected, int64_t timeoutNanos)
 {
-    if (timeoutNanos < 1'000'000'000) {
+    if (timeoutNanos < 1'000'000'000)
         return px::os::NativeTable().waitOnWord(word, expected, timeoutNanos);
-    }
     const int64_t end = fakeNanos + timeoutNanos;
     Add(longWaits);
-    while (word->load() == expected && fakeNanos < end) {
+    while (word->load() == expected && fakeNanos < end)
         px::os::NativeTable().waitOnWord(word, expected, 200'000);
-    }
     return word->load() == expected ? ETIMEDOUT : 0;
 }
 

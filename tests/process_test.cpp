@@ -67,11 +67,10 @@ TEST_F(Process, ReadsMemoryProcessorsAndLimits)
     EXPECT_EQ(uint64_t{2048} * 1024, PXProcessGetAvailableMem());
     fake.Write("/proc/self/statm", "1 1 1\n");
     EXPECT_GT(PXProcessGetAvailableMem(), uint64_t{1} << 40);
-    for (int cpu = 0; cpu < 4; ++cpu) {
+    for (int cpu = 0; cpu < 4; ++cpu)
         fake.Write("/sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/topology/" +
                        (cpu < 2 ? "core_cpus_list" : "thread_siblings_list"),
                    cpu % 2 ? "1,3\n" : "0,2\n");
-    }
     fake.Write("/sys/devices/system/cpu/cpufreq/topology/core_cpus_list", "7\n");
     EXPECT_EQ(2U, PXProcessGetNumPhysicalProcessors());
 }

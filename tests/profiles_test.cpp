@@ -207,34 +207,31 @@ TEST(ProfileColors, RefuseWhatTheyCannotConvert)
 
 TEST(ProfileHeaders, TellModelAndStandard)
 {
-    const struct {
-        const char* name;
-        size_t size;
-        const char *version, *model, *signature, *maker;
-        int want = kPXErrICCHeader;
-        uint32_t wantModel = 0, wantStandard = 0;
-    } rows[] = {
-        {"sRGB", 128, "\2\x10", "RGB ", "acsp", "sRGB", 0, 2, kPXColorStandardSRGB},
-        {"wide", 200, "\2\x10", "RGB ", "acsp", "ROMM", 0, 2, kPXColorStandardProPhoto},
-        {"printer", 128, "\2\x10", "CMYK", "acsp", "srgb", 0, 3},
-        {"another model", 128, "\2\x10", "rgb ", "acsp", "sRG", 0},
-        {"version 2.2", 128, "\2\x20", "RGB ", "acsp", "sRGB"},
-        {"version 4.1", 128, "\4\x10", "RGB ", "acsp", "sRGB"},
-        {"signature", 128, "\2\x10", "RGB ", "acsq", "sRGB"},
-        {"a byte short", 127, "\2\x10", "RGB ", "acsp", "sRGB"},
-        {"empty", 0, "", "", "", ""},
-    };
-    for (const auto& row : rows) {
-        std::string header(row.size, '\0');
-        if (row.size)
+    constexpr int kBad = kPXErrICCHeader;
+    // Size, version, model, signature and maker of a header, and what is told of it.
+    const Rows<size_t, const char*, const char*, const char*, const char*, int, uint32_t, uint32_t>
+        rows = {
+            {"sRGB", 128, "\2\x10", "RGB ", "acsp", "sRGB", 0, 2, kPXColorStandardSRGB},
+            {"wide", 200, "\2\x10", "RGB ", "acsp", "ROMM", 0, 2, kPXColorStandardProPhoto},
+            {"printer", 128, "\2\x10", "CMYK", "acsp", "srgb", 0, 3, 0},
+            {"another model", 128, "\2\x10", "rgb ", "acsp", "sRG", 0, 0, 0},
+            {"version 2.2", 128, "\2\x20", "RGB ", "acsp", "sRGB", kBad, 0, 0},
+            {"version 4.1", 128, "\4\x10", "RGB ", "acsp", "sRGB", kBad, 0, 0},
+            {"signature", 128, "\2\x10", "RGB ", "acsq", "sRGB", kBad, 0, 0},
+            {"a byte short", 127, "\2\x10", "RGB ", "acsp", "sRGB", kBad, 0, 0},
+            {"empty", 0, "", "", "", "", kBad, 0, 0},
+        };
+    for (const auto& [name, size, version, space, signature, maker, want, wantModel, wantStandard] :
+         rows) {
+        std::string header(size, '\0');
+        if (size)
             for (const auto& [at, text] :
-                 {std::pair(8, row.version), {16, row.model}, {36, row.signature}, {52, row.maker}})
+                 {std::pair(8, version), {16, space}, {36, signature}, {52, maker}})
                 header.replace(size_t(at), std::strlen(text), text);
         uint32_t model = 77, standard = 77;
-        Case(row.name).Gives(row.want,
-                             PXColorProfileGetICCParams(DataOf(header), &model, &standard));
-        EXPECT_EQ(row.wantModel, model) << row.name;
-        EXPECT_EQ(row.wantStandard, standard) << row.name;
+        Case(name).Gives(want, PXColorProfileGetICCParams(DataOf(header), &model, &standard));
+        EXPECT_EQ(wantModel, model) << name;
+        EXPECT_EQ(wantStandard, standard) << name;
     }
 }
 

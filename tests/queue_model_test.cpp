@@ -124,11 +124,10 @@ struct Model {
         items.erase(items.begin() + static_cast<std::ptrdiff_t>(index));
         if (item.isScheduler) return Schedule();
         ran.push_back(item.number);
-        if (item.slot < 0) {
+        if (item.slot < 0)
             ++freeCPU;
-        } else {
+        else
             freeGPU |= 1U << item.slot;
-        }
         if (parked >= 0 && Assign(parked)) {
             parked = -1;
             Schedule();

@@ -373,13 +373,10 @@ TEST_F(TileStore, CleansUpAfterProcessesKilledAtAnyMoment)
         uint32_t child = 0;
         ASSERT_EQ(0, Os().launchProcess(launch, &child));
         const fs::path folder = root_ / ("PXImageCache-" + std::to_string(child));
-        while (!fs::exists(folder)) {
-            ASSERT_TRUE(Os().isProcessRunning(child));
-        }
+        while (!fs::exists(folder)) ASSERT_TRUE(Os().isProcessRunning(child));
         // While it lives nothing of it is touched; how often we look is the random moment.
-        for (uint64_t looks = random() % 20; looks > 0; --looks) {
+        for (uint64_t looks = random() % 20; looks > 0; --looks)
             EXPECT_EQ(0, px::RemoveStaleFolders(root_.string()));
-        }
         EXPECT_EQ(0, Os().killProcess(child));
         int32_t exitCode = EAGAIN;
         while (Os().reapProcess(child, &exitCode) == EAGAIN) {

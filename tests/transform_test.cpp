@@ -48,9 +48,8 @@ Bytes FillWithEverySet(PXImage source, PXImage destination, const RefTransformJo
         return ReadAll(destination);
     };
     const Bytes plain = fill(&kNoKernels);
-    for (const auto* const* table = px::AllTransformKernels(); *table; ++table) {
+    for (const auto* const* table = px::AllTransformKernels(); *table; ++table)
         EXPECT_TRUE(plain == fill(*table)) << (*table)->name;
-    }
     const PXRect& bounds = PXImageGetBounds(destination);
     const auto pixelBytes = static_cast<size_t>(PXImageGetColBytes(destination));
     for (int32_t y = 0; y < bounds.height; ++y) {
@@ -72,9 +71,8 @@ void ExpectNear(const std::vector<double>& want, PXImage destination, const PXRe
     size_t i = 0;
     for (int32_t y = rect.y; y < rect.y + rect.height; ++y) {
         for (int32_t x = rect.x; x < rect.x + rect.width; ++x) {
-            for (int32_t plane = 0; plane < got.planes; ++plane, ++i) {
+            for (int32_t plane = 0; plane < got.planes; ++plane, ++i)
                 ASSERT_NEAR(want[i], got.At(x, y, plane), bound) << x << ' ' << y << ' ' << plane;
-            }
         }
     }
 }
@@ -387,17 +385,15 @@ TEST(ImageTransform, ThreadsGiveTheSameBytesAndProgressStopsThem)
             if (PXProgressGetFraction(told) > 0.3) PXProgressCancel(told);
         },
         nullptr);
-    for (const PXAffineTransform& any : {m, kIdentity}) {
+    for (const PXAffineTransform& any : {m, kIdentity})
         EXPECT_EQ(kPXErrSoft,
                   PXImageTransformImageWithOptions(source, many, bounds, any, &options));
-    }
     EXPECT_GT(0.9, PXProgressGetFraction(progress));
     EXPECT_TRUE(events.Messages().empty());
     options.bands = 0;
-    EXPECT_EQ(kPXErrBadArgument,
-              PXImageTransformImageWithOptions(source, many, bounds, m, &options));
-    EXPECT_EQ(kPXErrBadArgument,
-              PXImageTransformImageWithOptions(source, many, bounds, m, nullptr));
+    for (const auto* refused : {&options, static_cast<PXImageTransformOptions*>(nullptr)})
+        EXPECT_EQ(kPXErrBadArgument,
+                  PXImageTransformImageWithOptions(source, many, bounds, m, refused));
     PXProgressRelease(progress);
 }
 

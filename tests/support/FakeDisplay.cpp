@@ -80,9 +80,8 @@ void* NewCall(const char*, const char* object, const char*, const char* method)
 void* Send(void*, Message* call, int timeoutMs, void*)
 {
     now += fake->nanosOfCall;
-    if (Fails() || timeoutMs <= 0 || fake->nanosOfCall > int64_t{timeoutMs} * 1'000'000) {
+    if (Fails() || timeoutMs <= 0 || fake->nanosOfCall > int64_t{timeoutMs} * 1'000'000)
         return nullptr;
-    }
     ++fake->live;
     return new Message{"", "", Answer(*call)};
 }
