@@ -21,8 +21,8 @@ inline Bytes PixelsOf(const tool::Picture& picture)
 inline tool::Picture NoisePicture(int32_t width, int32_t height, int32_t depth, const Bytes& icc)
 {
     tool::Picture picture;
-    EXPECT_FALSE(tool::MakePicture({width, height, depth, kPXColorSpaceRGB, false},
-                                   {"noise", 0, 0}, &picture));
+    EXPECT_FALSE(tool::MakePicture({width, height, depth, kPXColorSpaceRGB, false}, {"noise", 0, 0},
+                                   &picture));
     std::mt19937 random(11);
     std::generate_n(picture.View().first, picture.layout.Bytes(),
                     [&] { return static_cast<uint8_t>(random()); });
