@@ -174,9 +174,9 @@ void Shrinker<T>::RunStrip(int64_t firstPixel, int64_t pixels)
         const int64_t next = position + static_cast<int64_t>(groups_ * kAddedRows);
         int64_t finished = finished_;
         while (finished < call_.size.height && EndOf(rowSteps_[finished]) <= next) ++finished;
-        // While columns are filtered, too, rows are brought near: the first third of a round's.
+        // While columns are filtered, too, rows are brought near: the first quarter of a round's.
         const bool emits = finished - written_ >= int64_t{kColumnRows};
-        const size_t groupsNear = emits ? (groups_ + 2) / 3 : 0;
+        const size_t groupsNear = emits ? (groups_ + 3) / 4 : 0;
         AddRound(position, groupsNear);
         groupsBrought_ = groupsNear;
         finished_ = finished;
