@@ -6,12 +6,11 @@
 // rows at a time, which are filtered like rows.
 
 #include "PXAccelerate/ResizeKernels.h"
-#include "PXAccelerate/ResizeSpec.h"
+#include "PXAccelerate/ResizeWalk.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
 #include <cstring>
 
 namespace px {
@@ -32,23 +31,6 @@ constexpr size_t kStretch = 768;
 constexpr size_t kCachePage = 4096;
 // Columns that are turned at a time, about: 16 KiB.
 constexpr int64_t kTurnedColumns = 512;
-constexpr int64_t kFewestPixels = 16;
-constexpr int64_t kMostPixels = 1024;
-
-size_t Size(int64_t value)
-{
-    return static_cast<size_t>(value);
-}
-
-size_t RoundUp(size_t value, size_t multiple)
-{
-    return (value + multiple - 1) / multiple * multiple;
-}
-
-double RatioOf(const ResizeAxis& axis)
-{
-    return static_cast<double>(axis.sourceSize) / axis.destinationSize;
-}
 
 // Sizes of the parts of a work buffer; those of a whole image hold for every rectangle in it.
 struct Layout {
@@ -62,9 +44,9 @@ struct Layout {
         stripPixels = std::min<int64_t>(pixels, size.width);
         piecePixels = std::min(PixelsOf(spec.x, kTurnedColumns / channels), stripPixels);
         sumFloats =
-            RoundUp(Size(Span(spec.x, stripPixels)) * channels + 16, kCachePage / sizeof(float)) +
+            RoundUp(Size(SpanOf(spec.x, stripPixels)) * channels + 16, kCachePage / sizeof(float)) +
             kStretch;
-        turnedFloats = (Size(Span(spec.x, piecePixels)) * channels + 16) * kColumnRows;
+        turnedFloats = (Size(SpanOf(spec.x, piecePixels)) * channels + 16) * kColumnRows;
         bytes = static_cast<int64_t>((kSumRows * sumFloats + turnedFloats) * sizeof(float));
     }
 
@@ -74,12 +56,6 @@ struct Layout {
         const auto inside = static_cast<double>(columns - axis.before - axis.after);
         const auto pixels = static_cast<int64_t>(inside / RatioOf(axis));
         return std::clamp(pixels, kFewestPixels, kMostPixels) / 8 * 8;
-    }
-    // Source positions that `count` neighbouring destination positions read, at most.
-    static int64_t Span(const ResizeAxis& axis, int64_t count)
-    {
-        const double between = RatioOf(axis) * static_cast<double>(count - 1);
-        return static_cast<int64_t>(std::ceil(between)) + axis.before + axis.after + 4;
     }
 
     int64_t stripPixels;

@@ -2,11 +2,10 @@
 // that way only the rows of the result are turned into columns.
 
 #include "PXAccelerate/ResizeKernels.h"
-#include "PXAccelerate/ResizeSpec.h"
+#include "PXAccelerate/ResizeWalk.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstring>
 
 namespace px {
@@ -22,18 +21,6 @@ constexpr size_t kShortestStretch = 128;
 constexpr int64_t kStripColumns = 1024;
 // Steps of rows that are brought near before they are loaded.
 constexpr int64_t kStepsAhead = 4;
-constexpr int64_t kFewestPixels = 16;
-constexpr int64_t kMostPixels = 1024;
-
-size_t Size(int64_t value)
-{
-    return static_cast<size_t>(value);
-}
-
-size_t RoundUp(size_t value, size_t multiple)
-{
-    return (value + multiple - 1) / multiple * multiple;
-}
 
 // Whether the loops can add up two rows of the result together.
 bool HaveCommonSteps(const ResizeSteps& a, const ResizeSteps& b)
@@ -46,14 +33,6 @@ bool HaveCommonSteps(const ResizeSteps& a, const ResizeSteps& b)
 struct Layout {
     Layout(const ResizeSpec& spec, ResizeSize size, uint32_t channels, bool asNumbers);
 
-    // Source positions that `count` neighbouring destination positions read, at most.
-    static int64_t Span(const ResizeAxis& axis, int64_t count)
-    {
-        const double ratio = static_cast<double>(axis.sourceSize) / axis.destinationSize;
-        return static_cast<int64_t>(std::ceil(ratio * static_cast<double>(count - 1))) +
-               axis.before + axis.after + 4;
-    }
-
     int64_t stripPixels;
     size_t rowLanes;  // of a ring row
     size_t ringSteps;
@@ -65,13 +44,12 @@ struct Layout {
 
 Layout::Layout(const ResizeSpec& spec, ResizeSize size, uint32_t channels, bool asNumbers)
 {
-    const double ratio = static_cast<double>(spec.x.sourceSize) / spec.x.destinationSize;
-    const int64_t around = spec.x.before + spec.x.after;
-    const auto pixels = static_cast<int64_t>(static_cast<double>(kStripColumns - around) / ratio);
+    const auto inside = static_cast<double>(kStripColumns - spec.x.before - spec.x.after);
+    const auto pixels = static_cast<int64_t>(inside / RatioOf(spec.x));
     stripPixels = std::min<int64_t>(std::clamp(pixels, kFewestPixels, kMostPixels), size.width);
-    const auto columns = Size(Span(spec.x, stripPixels)) + 4;
+    const auto columns = Size(SpanOf(spec.x, stripPixels)) + 4;
     rowLanes = RoundUp(columns * channels, kLaneGroup) + 16;  // staggered by a cache line
-    const auto rows = Size(Span(spec.y, std::min<int64_t>(kBatchRows, size.height)));
+    const auto rows = Size(SpanOf(spec.y, std::min<int64_t>(kBatchRows, size.height)));
     ringSteps = asNumbers ? rows / 2 + 2 : rows;
     filteredBytes = RoundUp((columns * channels + 4 * kLaneGroup) * (asNumbers ? 2 : 4), 64) + 64;
     const size_t lanesPerStep = channels == 1 ? 1 : 4;
