@@ -71,13 +71,14 @@ void CopyLastChannel(const void* source, void* destination, int32_t width)
         *to = AlphaTo(To{}, *from);
 }
 
-// The fourth sample of every pixel, eight bytes at a time: the row of a picture is copied in a
-// fraction of the time that its colours take.
+// The fourth sample of every pixel, 64 bytes at a time, which compilers do in vectors: the row of a
+// picture is copied in a fraction of the time that its colours take.
 template <class Sample>
 void CopyFourthSample(const void* source, void* destination, int32_t width)
 {
     constexpr size_t kPixelBytes = 4 * sizeof(Sample);
-    constexpr size_t kStep = sizeof(uint64_t) / kPixelBytes;
+    using Block = std::array<uint64_t, 8>;
+    constexpr size_t kStep = sizeof(Block) / kPixelBytes;
     uint64_t alpha = 0;
     std::array<uint8_t, sizeof(alpha)> bytes = {};
     for (size_t i = 0; i < bytes.size(); ++i) {
@@ -87,13 +88,13 @@ void CopyFourthSample(const void* source, void* destination, int32_t width)
     auto* from = static_cast<const uint8_t*>(source);
     auto* to = static_cast<uint8_t*>(destination);
     size_t left = static_cast<size_t>(width);
-    for (; left >= kStep; left -= kStep, from += sizeof(alpha), to += sizeof(alpha)) {
-        uint64_t theirs = 0;
-        uint64_t ours = 0;
-        std::memcpy(&theirs, from, sizeof(theirs));
-        std::memcpy(&ours, to, sizeof(ours));
-        ours = (ours & ~alpha) | (theirs & alpha);
-        std::memcpy(to, &ours, sizeof(ours));
+    for (; left >= kStep; left -= kStep, from += sizeof(Block), to += sizeof(Block)) {
+        Block theirs;
+        Block ours;
+        std::memcpy(theirs.data(), from, sizeof(Block));
+        std::memcpy(ours.data(), to, sizeof(Block));
+        for (size_t i = 0; i < ours.size(); ++i) ours[i] = (ours[i] & ~alpha) | (theirs[i] & alpha);
+        std::memcpy(to, ours.data(), sizeof(Block));
     }
     CopyLastChannel<Sample, Sample, 4>(from, to, static_cast<int32_t>(left));
 }
