@@ -4,8 +4,9 @@
 //
 // A decoder fills a Picture row by row and stops with a failure at the first sign of damage: half a
 // picture is never passed on. What the codec libraries would print is kept and becomes part of the
-// failure. An encoder writes the picture's pixels, profile, resolution, XMP and, where the format
-// has a place for it, EXIF. Everything is given back on every way out.
+// failure. An encoder writes the picture's pixels, profile, resolution and, where the format has a
+// place for them, XMP and EXIF: a JPEG marker takes 64 KB. Everything is given back on every way
+// out.
 //
 // Read are: JPEG (8 bits, Huffman or arithmetic coding); PNG; TIFF with unsigned samples of 8 and
 // 16 bits (grey and palettes also 1, 2 and 4) in strips or tiles, chunky or planar, in every

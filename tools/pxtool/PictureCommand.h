@@ -26,10 +26,9 @@ struct PictureFiles {
 // Every such command says this of its files.
 inline constexpr char kPictureNotes[] =
     "IN is a JPEG, PNG or TIFF picture; the format of OUT follows from the end of its name. The "
-    "picture is turned upright as its orientation says. Resolution and XMP are kept, EXIF between "
-    "JPEG and PNG. With --force OUT may be IN; what stands there is replaced when the result is "
-    "complete, "
-    "and stays as it was after an error or Ctrl-C.";
+    "picture is turned upright as its orientation says. Resolution is kept, XMP (in JPEG up to "
+    "64 KB) as well, and EXIF between JPEG and PNG. With --force OUT may be IN; what stands there "
+    "is replaced when the result is complete, and stays as it was after an error or Ctrl-C.";
 
 // IN, OUT and --quality, and then those of the command.
 std::vector<Option> WithFiles(PictureFiles* files, std::vector<Option> options);
